@@ -1,0 +1,101 @@
+#include "app/options.h"
+
+#include <algorithm>
+#include <type_traits>
+#include <variant>
+
+#include "app/option_rules.h"
+#include "app/option_table.h"
+#include "common/error_text.h"
+#include "common/platform/path_text.h"
+
+namespace veyrin {
+namespace {
+
+constexpr std::string_view check_support_command = "check-support";
+
+[[nodiscard]] bool convert_value(const std::string& text, std::string_view, std::string& value,
+                                 std::string&) {
+  value = text;
+  return true;
+}
+
+[[nodiscard]] bool convert_value(const std::string& text, std::string_view, std::filesystem::path& value,
+                                 std::string&) {
+  value = platform::path_from_utf8(text);
+  return true;
+}
+
+[[nodiscard]] bool convert_value(const std::string& text, std::string_view option, std::int32_t& value,
+                                 std::string& error) {
+  return parse_integer_option(text, option, value, error);
+}
+
+[[nodiscard]] bool convert_value(const std::string& text, std::string_view option, double& value,
+                                 std::string& error) {
+  return parse_real_option(text, option, value, error);
+}
+
+template <typename Value>
+[[nodiscard]] bool convert_value(const std::string& text, std::string_view option,
+                                 std::optional<Value>& value, std::string& error) {
+  return convert_value(text, option, value.emplace(), error);
+}
+
+/// Stores one option with its value in the record; one overload per kind of target.
+class OptionStore {
+ public:
+  OptionStore(const OptionRow& row, const std::string& value, ConversionOptions& options, std::string& error)
+      : row_(row), value_(value), options_(options), error_(error) {}
+
+  bool operator()(OptionField<bool> flag) const {
+    options_.*flag = true;
+    return true;
+  }
+
+  bool operator()(const KeywordField& keyword) const {
+    const auto word = std::find(keyword.values.begin(), keyword.values.end(), value_);
+    if (word == keyword.values.end()) {
+      return fail(error_, std::string(row_.name) + " must be " + keyword_list(keyword.values));
+    }
+    keyword.store(options_, static_cast<int>(word - keyword.values.begin()));
+    return true;
+  }
+
+  template <typename Value>
+  bool operator()(OptionField<Value> field) const {
+    return convert_value(value_, row_.name, options_.*field, error_);
+  }
+
+ private:
+  const OptionRow& row_;
+  const std::string& value_;
+  ConversionOptions& options_;
+  std::string& error_;
+};
+
+bool takes_value(const OptionRow& row) {
+  return !std::holds_alternative<OptionField<bool>>(row.target);
+}
+
+}  // namespace
+
+bool parse_command_line(int argc, const char* const* argv, ConversionOptions& options, std::string& error) {
+  for (int index = 1; index < argc; ++index) {
+    const std::string_view argument = argv[index];
+    if (index == 1 && argument == check_support_command) {
+      options.check_support = true;
+    } else if (const OptionRow* row = find_option(argument)) {
+      std::string value;
+      if (takes_value(*row) && !take_option_value(index, argc, argv, row->name, value, error)) return false;
+      if (!std::visit(OptionStore(*row, value, options, error), row->target)) return false;
+    } else if (argument.starts_with('-')) {
+      return fail(error, "unknown option: " + std::string(argument));
+    } else {
+      options.inputs.emplace_back(argument);
+    }
+  }
+  return check_option_rules(options, error);
+}
+
+}  // namespace veyrin

@@ -1,0 +1,56 @@
+#include "app/recording_report.h"
+
+#include <cmath>
+
+#include "common/console.h"
+
+namespace veyrin {
+
+EyeSize native_eye_size(const RecordingMetadata& metadata) {
+  const CameraIntrinsics& left = metadata.raw_calibration.left_intrinsics;
+  return {left.width, left.height};
+}
+
+float baseline_metres(const RecordingMetadata& metadata) {
+  const auto& [x, y, z] = metadata.raw_calibration.stereo_extrinsic.position;
+  return std::sqrt(x * x + y * y + z * z);
+}
+
+MovieSize planned_movie_size(const ConversionOptions& options, EyeSize requested) {
+  const EyeSize canvas = padded_eye_size(requested, options.sbs_aspect_ratio_padding);
+  const bool two_eyes_wide = options.output_format == OutputFormat::sbs && options.sbs_mode == SbsMode::full;
+  return {canvas.width * (two_eyes_wide ? 2 : 1), canvas.height};
+}
+
+const char* output_format_name(OutputFormat format) {
+  switch (format) {
+    case OutputFormat::sbs:
+      break;
+    case OutputFormat::spatial:
+      return "spatial";
+    case OutputFormat::mono:
+      return "mono";
+  }
+  return "sbs";
+}
+
+void print_recording_report(const std::string& input, const RecordingMetadata& metadata) {
+  const EyeSize native = native_eye_size(metadata);
+  console_line("Input: %s", input.c_str());
+  console_line("  duration_seconds: %.6f", metadata.duration_seconds);
+  console_line("  metadata_stream: %d", metadata.metadata_stream);
+  console_line("  left_video_stream: %d", metadata.left_track);
+  console_line("  right_video_stream: %d", metadata.right_track);
+  console_line("  native_size: %dx%d", native.width, native.height);
+  console_line("  baseline_m: %.6f", static_cast<double>(baseline_metres(metadata)));
+  console_line("  pose_available: %s", metadata.calibration.has_head_chain ? "true" : "false");
+}
+
+void print_planned_work(const ConversionOptions& options, EyeSize requested) {
+  const MovieSize movie = planned_movie_size(options, requested);
+  console_line("  rectification_maps: valid");
+  console_line("  output_video_size: %dx%d", movie.width, movie.height);
+  console_line("  output_format: %s", output_format_name(options.output_format));
+}
+
+}  // namespace veyrin

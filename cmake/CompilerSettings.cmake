@@ -1,0 +1,27 @@
+# Warnings and instrumentation of our own code, as one interface target.
+add_library(veyrin_settings INTERFACE)
+target_compile_options(veyrin_settings INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion -Wnon-virtual-dtor -Wold-style-cast
+  -Woverloaded-virtual -Wcast-align -Wformat=2 -Wnull-dereference -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_BUILD_TYPE STREQUAL "Release")
+  # GCC 12 reports dereferences inside inlined standard containers that cannot happen.
+  target_compile_options(veyrin_settings INTERFACE -Wno-null-dereference)
+endif()
+if(VEYRIN_SANITIZE)
+  target_compile_options(veyrin_settings INTERFACE -fsanitize=${VEYRIN_SANITIZE} -fno-omit-frame-pointer
+    -fno-sanitize-recover=all)
+  target_link_options(veyrin_settings INTERFACE -fsanitize=${VEYRIN_SANITIZE})
+  # Sanitizer instrumentation makes GCC see paths that do not exist.
+  target_compile_options(veyrin_settings INTERFACE -Wno-null-dereference)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(veyrin_settings INTERFACE -Wno-maybe-uninitialized)
+  endif()
+endif()
+if(VEYRIN_COVERAGE)
+  target_compile_options(veyrin_settings INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(veyrin_settings INTERFACE --coverage)
+endif()
+if(VEYRIN_FUZZ)
+  # The rooms tell libFuzzer which of their branches an input reaches.
+  target_compile_options(veyrin_settings INTERFACE -fsanitize=fuzzer-no-link)
+endif()

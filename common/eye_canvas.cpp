@@ -1,0 +1,33 @@
+#include "common/eye_canvas.h"
+
+#include <algorithm>
+
+namespace veyrin {
+namespace {
+
+EyeSize pad_to_ratio(EyeSize eye, std::int64_t ratio_width, std::int64_t ratio_height) {
+  const auto divide_up = [](std::int64_t value, std::int64_t by) { return (value + by - 1) / by; };
+  std::int64_t unit = std::max(divide_up(eye.width, ratio_width), divide_up(eye.height, ratio_height));
+  unit += unit % 2;
+  return {static_cast<std::int32_t>(ratio_width * unit), static_cast<std::int32_t>(ratio_height * unit)};
+}
+
+}  // namespace
+
+EyeSize requested_eye_size(const ConversionOptions& options, EyeSize native) {
+  return {options.eye_width.value_or(native.width), options.eye_height.value_or(native.height)};
+}
+
+EyeSize padded_eye_size(EyeSize requested, AspectPadding padding) {
+  switch (padding) {
+    case AspectPadding::none:
+      break;
+    case AspectPadding::ratio_4x3:
+      return pad_to_ratio(requested, 4, 3);
+    case AspectPadding::ratio_16x9:
+      return pad_to_ratio(requested, 16, 9);
+  }
+  return requested;
+}
+
+}  // namespace veyrin

@@ -1,0 +1,64 @@
+// A child process that is fed through its standard input.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace veyrin::platform {
+
+enum class ChildInput { pipe, null_device };
+enum class ChildOutput { inherited, null_device };
+
+/// What is started and how it is connected. Nothing but the three standard streams reaches the child.
+struct ChildProcessRequest {
+  std::filesystem::path executable;    ///< a file, not searched for
+  std::vector<std::string> arguments;  ///< UTF-8, without the executable itself
+  std::filesystem::path working_directory;
+  ChildInput input = ChildInput::null_device;
+  ChildOutput output = ChildOutput::inherited;  ///< of standard output and standard error
+};
+
+/// Why a child could not be started.
+struct ChildStartFailure {
+  enum class Step { pipe, process };
+  Step step = Step::process;
+  std::string system_error;  ///< kind and number of the system's error, such as "system error 2"
+};
+
+/// One child, driven by one thread. The child is killed when its object is destroyed before it has ended, and
+/// when the thread that started it ends, the end of the whole process by force included.
+class ChildProcess {
+ public:
+  /// Null with the reason in `failure` when the child does not run.
+  static std::unique_ptr<ChildProcess> start(const ChildProcessRequest& request, ChildStartFailure& failure);
+
+  ~ChildProcess();
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  /// Writes all bytes into the child's input, waiting while the pipe (1 MiB where the system grants it) is
+  /// full. False when the child no longer reads or its input is closed; never a signal.
+  [[nodiscard]] bool write(const void* data, std::size_t size);
+
+  /// Ends the child's input.
+  void close_input();
+
+  /// Waits for the end and gives the exit code; a signal counts as 128 plus its number. Nothing when `limit`
+  /// passes first; no limit when absent.
+  std::optional<int> wait(std::optional<std::chrono::milliseconds> limit = std::nullopt);
+
+  /// Ends the child at once (exit code 1 where the system lets the killer choose) and waits until it is gone.
+  void terminate();
+
+ private:
+  struct State;
+  explicit ChildProcess(std::unique_ptr<State> state);
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace veyrin::platform

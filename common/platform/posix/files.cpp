@@ -1,0 +1,39 @@
+#include "common/platform/files.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "common/platform/posix/descriptor.h"
+
+namespace veyrin::platform {
+namespace {
+
+// True once the content, or for a folder its entries, would survive a loss of power.
+bool write_through(const std::filesystem::path& path, int kind) {
+  const Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | kind));
+  return descriptor.valid() && fsync(descriptor.get()) == 0;
+}
+
+std::filesystem::path folder_of(const std::filesystem::path& file) {
+  return file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+}
+
+}  // namespace
+
+bool replace_file(const std::filesystem::path& source, const std::filesystem::path& target,
+                  std::string& reason) {
+  // The content goes first: a name that reaches the disk before its bytes would be an empty file.
+  if (!write_through(source, 0) || rename(source.c_str(), target.c_str()) != 0) {
+    reason = std::generic_category().message(errno);
+    return false;
+  }
+  // Some file systems cannot sync a folder. The move is done by now either way.
+  static_cast<void>(write_through(folder_of(target), O_DIRECTORY));
+  return true;
+}
+
+}  // namespace veyrin::platform

@@ -1,0 +1,106 @@
+#include "convert/encoder_settings.h"
+
+#include <algorithm>
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
+namespace veyrin {
+namespace {
+
+struct Profile {
+  int number;
+  const char* name;  ///< in the encoders' own option
+};
+
+Profile encoder_profile(SbsCodec codec, bool ten_bit) {
+  switch (codec) {
+    case SbsCodec::h264:
+      return {AV_PROFILE_H264_HIGH, "high"};
+    case SbsCodec::hevc:
+      return ten_bit ? Profile{AV_PROFILE_HEVC_MAIN_10, "main10"} : Profile{AV_PROFILE_HEVC_MAIN, "main"};
+    case SbsCodec::prores:
+      break;
+  }
+  return {AV_PROFILE_PRORES_STANDARD, "standard"};
+}
+
+// Encoders differ in the options and values they know; one that is refused stays at the encoder's default.
+void set_private_option(AVCodecContext& context, const char* option, const char* value) {
+  if (context.codec == nullptr || context.codec->priv_class == nullptr) return;
+  av_opt_set(context.priv_data, option, value, 0);
+}
+
+}  // namespace
+
+AVCodecID encoder_codec_id(SbsCodec codec) {
+  switch (codec) {
+    case SbsCodec::h264:
+      return AV_CODEC_ID_H264;
+    case SbsCodec::hevc:
+      return AV_CODEC_ID_HEVC;
+    case SbsCodec::prores:
+      break;
+  }
+  return AV_CODEC_ID_PRORES;
+}
+
+EyeSize encoded_size(const EncoderRequest& request) {
+  const bool two_eyes_wide = !request.mono && request.mode == SbsMode::full;
+  return {two_eyes_wide ? 2 * request.canvas.width : request.canvas.width, request.canvas.height};
+}
+
+int group_of_pictures(AVRational frame_rate) {
+  return std::max(1, 2 * (frame_rate.num / frame_rate.den));
+}
+
+ColorTags encoder_colors(const ColorTags& input, bool ten_bit) {
+  ColorTags colors = input;
+  if (colors.primaries == AVCOL_PRI_UNSPECIFIED)
+    colors.primaries = ten_bit ? AVCOL_PRI_BT2020 : AVCOL_PRI_BT709;
+  if (colors.transfer == AVCOL_TRC_UNSPECIFIED) {
+    colors.transfer = ten_bit ? AVCOL_TRC_ARIB_STD_B67 : AVCOL_TRC_BT709;
+  }
+  if (colors.matrix == AVCOL_SPC_UNSPECIFIED)
+    colors.matrix = ten_bit ? AVCOL_SPC_BT2020_NCL : AVCOL_SPC_BT709;
+  // The cameras record full range and do not always say so.
+  if (colors.range == AVCOL_RANGE_UNSPECIFIED) colors.range = AVCOL_RANGE_JPEG;
+  return colors;
+}
+
+AVPixelFormat canvas_pixel_format(SbsCodec codec, AVPixelFormat encoder_format) {
+  return codec == SbsCodec::prores ? AV_PIX_FMT_YUV420P10LE : encoder_format;
+}
+
+void configure_encoder(const EncoderRequest& request, AVPixelFormat format, std::int64_t bit_rate,
+                       AVCodecContext& context) {
+  const EyeSize size = encoded_size(request);
+  context.codec_type = AVMEDIA_TYPE_VIDEO;
+  context.codec_id = encoder_codec_id(request.codec);
+  context.width = size.width;
+  context.height = size.height;
+  context.pix_fmt = format;
+  context.time_base = av_inv_q(request.frame_rate);
+  context.framerate = request.frame_rate;
+  context.gop_size = group_of_pictures(request.frame_rate);
+  context.bit_rate = bit_rate;
+  const ColorTags colors = encoder_colors(request.input_colors, request.ten_bit);
+  context.color_primaries = colors.primaries;
+  context.color_trc = colors.transfer;
+  context.colorspace = colors.matrix;
+  context.color_range = colors.range;
+  if (request.global_header) context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  // Packets carry their duration, without which the last frame of a movie has none.
+  context.flags |= AV_CODEC_FLAG_FRAME_DURATION;
+  context.thread_count = 0;  // as many as the machine runs at once
+  // Most encoders read the profile from an option of their own and ignore the context's.
+  const Profile profile = encoder_profile(request.codec, request.ten_bit);
+  context.profile = profile.number;
+  set_private_option(context, "profile", profile.name);
+  if (request.codec != SbsCodec::hevc) return;
+  set_private_option(context, "tier", "main");
+  set_private_option(context, "profile_tier", "main");
+}
+
+}  // namespace veyrin

@@ -1,0 +1,27 @@
+#include "convert/output_guard.h"
+
+#include <system_error>
+
+#include "common/error_text.h"
+#include "common/platform/path_text.h"
+#include "common/same_file.h"
+
+namespace veyrin {
+
+bool prepare_output_path(const std::filesystem::path& input, const std::filesystem::path& output,
+                         bool overwrite, std::string& error) {
+  if (!keep_input_intact(input, output, error)) return false;
+  std::error_code status;
+  const std::filesystem::path folder = output.parent_path();
+  if (!folder.empty()) {
+    std::filesystem::create_directories(folder, status);
+    if (status) return fail(error, "could not create output directory: " + status.message());
+  }
+  // A name that cannot be looked up is left to the opening of the file, which says why.
+  if (!overwrite && std::filesystem::exists(output, status)) {
+    return fail(error, "output already exists (use --overwrite): " + platform::path_to_utf8(output));
+  }
+  return true;
+}
+
+}  // namespace veyrin

@@ -1,0 +1,16 @@
+// What must hold before an output file is opened for writing.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace veyrin {
+
+/// Refuses an output that is the input itself, creates the output's folder with all missing ancestors, and
+/// refuses an existing output unless `overwrite`; false with one message in `error`. An empty input is never
+/// the output.
+[[nodiscard]] bool prepare_output_path(const std::filesystem::path& input,
+                                       const std::filesystem::path& output, bool overwrite,
+                                       std::string& error);
+
+}  // namespace veyrin

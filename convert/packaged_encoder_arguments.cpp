@@ -1,0 +1,111 @@
+#include "convert/packaged_encoder_arguments.h"
+
+#include <array>
+#include <charconv>
+#include <initializer_list>
+
+#include "common/platform/path_text.h"
+
+namespace veyrin {
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+void append(Arguments& arguments, std::initializer_list<std::string> more) {
+  arguments.insert(arguments.end(), more);
+}
+
+const char* encoder_pixel_format(bool ten_bit) {
+  return ten_bit ? "yuv420p10le" : "yuv420p";
+}
+
+// Six digits after the point, whatever the locale.
+std::string seconds_text(double seconds) {
+  constexpr int fraction_digits = 6;
+  std::array<char, 352> text{};  // the largest double has 309 digits before the point
+  const auto result = std::to_chars(text.data(), text.data() + text.size(), seconds, std::chars_format::fixed,
+                                    fraction_digits);
+  return {text.data(), result.ptr};
+}
+
+Arguments raw_video_input(const SoftwareEncodeRequest& request) {
+  return {"-f",
+          "rawvideo",
+          "-pixel_format",
+          request.ten_bit ? "p010le" : "yuv420p",
+          "-video_size",
+          std::to_string(request.width) + "x" + std::to_string(request.height),
+          "-framerate",
+          std::to_string(request.frame_rate.num) + "/" + std::to_string(request.frame_rate.den),
+          "-i",
+          "pipe:0"};
+}
+
+Arguments audio_input(const SoftwareEncodeRequest& request) {
+  Arguments arguments;
+  if (request.start_seconds > 0.0) append(arguments, {"-ss", seconds_text(request.start_seconds)});
+  append(arguments, {"-i", platform::path_to_utf8(request.input)});
+  return arguments;
+}
+
+// libx265 writes the colour description into the stream, FFmpeg's options put it into the container.
+Arguments color_description(const SoftwareEncodeRequest& request) {
+  const std::string primaries = request.primaries == AVCOL_PRI_BT709 ? "bt709" : "bt2020";
+  const std::string transfer = request.transfer == AVCOL_TRC_BT709 ? "bt709" : "arib-std-b67";
+  const std::string matrix = request.matrix == AVCOL_SPC_BT709 ? "bt709" : "bt2020nc";
+  const bool full_range = request.range == AVCOL_RANGE_JPEG;
+  return {"-color_primaries",
+          primaries,
+          "-color_trc",
+          transfer,
+          "-colorspace",
+          matrix,
+          "-color_range",
+          full_range ? "pc" : "tv",
+          "-x265-params",
+          "high-tier=0:colorprim=" + primaries + ":transfer=" + transfer + ":colormatrix=" + matrix +
+              ":range=" + (full_range ? "full" : "limited")};
+}
+
+}  // namespace
+
+std::vector<std::string> packaged_probe_arguments(bool ten_bit) {
+  return {"-hide_banner",
+          "-loglevel",
+          "error",
+          "-f",
+          "lavfi",
+          "-i",
+          "color=size=64x64:rate=1",
+          "-frames:v",
+          "1",
+          "-c:v",
+          "libx265",
+          "-pix_fmt",
+          encoder_pixel_format(ten_bit),
+          "-f",
+          "null",
+          "-"};
+}
+
+std::vector<std::string> packaged_encode_arguments(const SoftwareEncodeRequest& request) {
+  const auto append_all = [](Arguments& arguments, const Arguments& more) {
+    arguments.insert(arguments.end(), more.begin(), more.end());
+  };
+  Arguments arguments{"-hide_banner", "-loglevel", "warning"};
+  append_all(arguments, raw_video_input(request));
+  if (request.has_audio) append_all(arguments, audio_input(request));
+  append(arguments, {"-map", "0:v:0"});
+  if (request.has_audio) append(arguments, {"-map", "1:a:0?"});
+  append(arguments, {"-c:v", "libx265", "-profile:v", request.ten_bit ? "main10" : "main", "-preset",
+                     "faster", "-pix_fmt", encoder_pixel_format(request.ten_bit)});
+  append(arguments, {"-b:v", std::to_string(request.bit_rate), "-tag:v", "hvc1"});
+  append_all(arguments, color_description(request));
+  if (request.has_audio) append(arguments, {"-c:a", "copy"});
+  if (request.has_duration) append(arguments, {"-t", seconds_text(request.duration_seconds)});
+  append(arguments, {"-movflags", "+faststart", request.overwrite ? "-y" : "-n",
+                     platform::path_to_utf8(request.output)});
+  return arguments;
+}
+
+}  // namespace veyrin

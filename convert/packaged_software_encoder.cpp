@@ -1,0 +1,134 @@
+#include "convert/packaged_software_encoder.h"
+
+#include <cstddef>
+#include <system_error>
+#include <utility>
+
+#include "common/error_text.h"
+#include "common/platform/environment.h"
+#include "common/platform/module_path.h"
+#include "common/platform/path_text.h"
+#include "convert/movie_file_check.h"
+#include "convert/packaged_encoder_arguments.h"
+
+extern "C" {
+#include <libavutil/frame.h>
+#include <libavutil/pixfmt.h>
+}
+
+namespace veyrin {
+namespace {
+
+/// How much of a plane goes through the pipe.
+struct PlaneExtent {
+  std::size_t row_bytes;
+  std::int32_t rows;
+};
+
+PlaneExtent plane_extent(int format, int plane, std::int32_t width, std::int32_t height) {
+  const std::int32_t rows = plane == 0 ? height : height / 2;
+  if (format == AV_PIX_FMT_P010LE) return {static_cast<std::size_t>(width) * 2, rows};
+  return {static_cast<std::size_t>(plane == 0 ? width : width / 2), rows};
+}
+
+platform::ChildProcessRequest child_request(const std::filesystem::path& executable,
+                                            std::vector<std::string> arguments) {
+  platform::ChildProcessRequest request;
+  request.executable = std::filesystem::absolute(executable);
+  request.arguments = std::move(arguments);
+  request.working_directory = request.executable.parent_path();
+  return request;
+}
+
+}  // namespace
+
+bool probe_packaged_encoder(const std::filesystem::path& executable, bool ten_bit,
+                            std::chrono::milliseconds limit) {
+  auto request = child_request(executable, packaged_probe_arguments(ten_bit));
+  request.output = platform::ChildOutput::null_device;
+  platform::ChildStartFailure failure;
+  const auto child = platform::ChildProcess::start(request, failure);
+  return child && child->wait(limit) == 0;
+}
+
+std::filesystem::path PackagedSoftwareEncoder::locate() {
+  const auto named = platform::environment_value("VEYRIN_FFMPEG_GPL");
+  if (named && !named->empty()) return platform::path_from_utf8(*named);
+  const std::filesystem::path converter = platform::module_path();
+  if (converter.empty()) return {};
+  return converter.parent_path() / platform::executable_file_name("ffmpeg-gpl");
+}
+
+bool PackagedSoftwareEncoder::check_availability(bool ten_bit, std::string& error) {
+  const std::filesystem::path executable = locate();
+  std::error_code code;
+  if (!std::filesystem::is_regular_file(executable, code)) {
+    return fail(error, "packaged GPL FFmpeg executable not found (expected " +
+                           platform::path_to_utf8(executable) +
+                           "; VEYRIN_FFMPEG_GPL may override the location)");
+  }
+  if (!probe_packaged_encoder(executable, ten_bit)) {
+    return fail(error, std::string("packaged GPL FFmpeg does not provide a working ") +
+                           (ten_bit ? "10-bit " : "") + "libx265 encoder");
+  }
+  return true;
+}
+
+std::unique_ptr<PackagedSoftwareEncoder> PackagedSoftwareEncoder::create(const SoftwareEncodeRequest& request,
+                                                                         std::string& error) {
+  if (!check_availability(request.ten_bit, error)) return nullptr;
+  SoftwareEncodeRequest absolute = request;
+  absolute.input = std::filesystem::absolute(request.input);
+  absolute.output = std::filesystem::absolute(request.output);
+  auto process = child_request(locate(), packaged_encode_arguments(absolute));
+  process.input = platform::ChildInput::pipe;
+  platform::ChildStartFailure failure;
+  auto child = platform::ChildProcess::start(process, failure);
+  if (!child) {
+    error = failure.step == platform::ChildStartFailure::Step::pipe
+                ? "could not create the software encoder pipe"
+                : "could not start packaged GPL FFmpeg (" + failure.system_error + ")";
+    return nullptr;
+  }
+  return std::unique_ptr<PackagedSoftwareEncoder>(
+      new PackagedSoftwareEncoder(std::move(absolute), std::move(child)));
+}
+
+PackagedSoftwareEncoder::PackagedSoftwareEncoder(SoftwareEncodeRequest request,
+                                                 std::unique_ptr<platform::ChildProcess> child)
+    : request_(std::move(request)), child_(std::move(child)) {}
+
+bool PackagedSoftwareEncoder::write_frame(const AVFrame* frame, std::string& error) {
+  if (frame == nullptr || (frame->format != AV_PIX_FMT_P010LE && frame->format != AV_PIX_FMT_YUV420P)) {
+    return fail(error, "software encoder received an unsupported pixel format");
+  }
+  const int planes = frame->format == AV_PIX_FMT_P010LE ? 2 : 3;
+  for (int plane = 0; plane < planes; ++plane) {
+    if (frame->data[plane] == nullptr) {
+      return fail(error, "software encoder received a frame with a missing plane");
+    }
+  }
+  for (int plane = 0; plane < planes; ++plane) {
+    const PlaneExtent extent = plane_extent(frame->format, plane, request_.width, request_.height);
+    const std::uint8_t* row = frame->data[plane];
+    for (std::int32_t y = 0; y < extent.rows; ++y, row += frame->linesize[plane]) {
+      if (!child_->write(row, extent.row_bytes)) {
+        return fail(error, "packaged GPL FFmpeg stopped while receiving video frames");
+      }
+    }
+  }
+  return true;
+}
+
+bool PackagedSoftwareEncoder::finish(std::string& error) {
+  if (finished_) return true;
+  child_->close_input();
+  // FFmpeg can exit with 0 although the disk was full when it wrote the end of the file.
+  if (child_->wait() != 0 || is_cut_off_movie(request_.output)) {
+    return fail(error, "packaged GPL FFmpeg software encoding failed");
+  }
+  finished_ = true;
+  return !request_.finish_pass || request_.finish_pass(request_.output, error);
+}
+
+}  // namespace veyrin

@@ -1,0 +1,150 @@
+#include "processing/cpu_yuv_processor.h"
+
+#include <initializer_list>
+#include <utility>
+
+#include "common/error_text.h"
+#include "processing/canvas_layout.h"
+#include "processing/cpu_worker_pool.h"
+#include "processing/kernel_choice.h"
+#include "processing/lanczos_weights.h"
+#include "processing/plane_pass.h"
+#include "processing/yuv_format.h"
+
+extern "C" {
+#include <libavutil/frame.h>
+}
+
+namespace veyrin {
+namespace {
+
+bool map_is_filled(const EyeMap& map) {
+  if (map.width <= 0 || map.height <= 0) return false;
+  const std::size_t entries = static_cast<std::size_t>(map.width) * static_cast<std::size_t>(map.height);
+  return map.map_x.size() == entries && map.map_y.size() == entries;
+}
+
+bool check_sizes(const RectificationMaps& maps, const ProcessorGeometry& geometry, std::string& error) {
+  const EyeMap& left = maps.left;
+  const EyeMap& right = maps.right;
+  if (!map_is_filled(left) || !map_is_filled(right) || left.width != right.width ||
+      left.height != right.height)
+    return fail(error, "invalid CPU YUV rectification maps");
+  for (const std::int32_t size : {left.width, left.height, canvas_width(geometry), geometry.source_width,
+                                  geometry.source_height, geometry.eye_box_width, geometry.eye_box_height})
+    if (size % 2 != 0) return fail(error, "CPU YUV processing requires even dimensions");
+  if (geometry.eye_box_width < left.width || geometry.eye_box_height < left.height)
+    return fail(error, "CPU YUV canvas is smaller than the rectified image");
+  return true;
+}
+
+PlaneSize half(PlaneSize luma) {
+  return {luma.width / 2, luma.height / 2};
+}
+
+ChannelLayout chroma_channels(const YuvFormat& format) {
+  return format.interleaved_chroma ? ChannelLayout::interleaved_pair : ChannelLayout::planar_pair;
+}
+
+PlaneView plane_view(const AVFrame& frame, int plane, PlaneSize size, SampleStorage storage) {
+  return {frame.data[plane], frame.linesize[plane], size, storage};
+}
+
+}  // namespace
+
+struct CpuYuvProcessor::State {
+  State(const RectificationMaps& maps, const ProcessorGeometry& given, const ProcessorTuning& tuning)
+      : source{given.source_width, given.source_height},
+        canvas{canvas_width(given), given.eye_box_height},
+        luma_tables{PlaneRemapTable::for_luma(maps.left, source),
+                    PlaneRemapTable::for_luma(maps.right, source)},
+        chroma_tables{PlaneRemapTable::for_chroma(maps.left, half(source)),
+                      PlaneRemapTable::for_chroma(maps.right, half(source))},
+        luma(luma_layout(given, {maps.left.width, maps.left.height})),
+        chroma(chroma_layout(given, {maps.left.width, maps.left.height})),
+        kernels(choose_kernels(tuning.kernels)),
+        pool(tuning.worker_count > 0 ? tuning.worker_count : CpuWorkerPool::default_worker_count()) {}
+
+  [[nodiscard]] PlanePass luma_pass(const AVFrame* const (&eyes)[2], const YuvFormat& from, AVFrame& output,
+                                    const YuvFormat& to) const;
+  [[nodiscard]] PlanePass chroma_pass(const AVFrame* const (&eyes)[2], const YuvFormat& from, AVFrame& output,
+                                      const YuvFormat& to) const;
+  void run(const PlanePass& pass) {
+    pool.run(pass.layout.rows, [&pass](std::int32_t row) { pass.write_row(row); });
+  }
+
+  PlaneSize source;
+  PlaneSize canvas;
+  PlaneRemapTable luma_tables[2];  ///< by Eye
+  PlaneRemapTable chroma_tables[2];
+  PlaneLayout luma;
+  PlaneLayout chroma;
+  LanczosWeights weights = make_lanczos_weights();
+  Kernels kernels;
+  CpuWorkerPool pool;
+};
+
+PlanePass CpuYuvProcessor::State::luma_pass(const AVFrame* const (&eyes)[2], const YuvFormat& from,
+                                            AVFrame& output, const YuvFormat& to) const {
+  PlanePass pass{.tools = {kernels, weights}, .layout = luma};
+  for (std::size_t eye = 0; eye < 2; ++eye)
+    pass.eyes[eye] = {&luma_tables[eye], {plane_view(*eyes[eye], 0, source, from.storage)}};
+  pass.canvas = {{output.data[0]}, {output.linesize[0]}};
+  pass.bytes_per_code = to.bytes_per_sample();
+  pass.store = {to.max_code(), from.max_code(), to.shift()};
+  pass.fill = 0.0F;
+  return pass;
+}
+
+PlanePass CpuYuvProcessor::State::chroma_pass(const AVFrame* const (&eyes)[2], const YuvFormat& from,
+                                              AVFrame& output, const YuvFormat& to) const {
+  PlanePass pass{.tools = {kernels, weights}, .layout = chroma};
+  for (std::size_t eye = 0; eye < 2; ++eye)
+    pass.eyes[eye] = {&chroma_tables[eye],
+                      {plane_view(*eyes[eye], 1, half(source), from.storage),
+                       plane_view(*eyes[eye], 2, half(source), from.storage)}};
+  pass.source_channels = chroma_channels(from);
+  pass.canvas = {{output.data[1], output.data[2]}, {output.linesize[1], output.linesize[2]}};
+  pass.canvas_channels = chroma_channels(to);
+  pass.bytes_per_code = to.bytes_per_sample();
+  pass.store = {to.max_code(), from.max_code(), to.shift()};
+  pass.fill = from.neutral_chroma();
+  return pass;
+}
+
+CpuYuvProcessor::CpuYuvProcessor(std::unique_ptr<State> state) : state_(std::move(state)) {}
+
+CpuYuvProcessor::~CpuYuvProcessor() = default;
+
+std::unique_ptr<CpuYuvProcessor> CpuYuvProcessor::create(const RectificationMaps& maps,
+                                                         const ProcessorGeometry& geometry,
+                                                         std::string& error, const ProcessorTuning& tuning) {
+  if (!check_sizes(maps, geometry, error)) return nullptr;
+  return std::unique_ptr<CpuYuvProcessor>(
+      new CpuYuvProcessor(std::make_unique<State>(maps, geometry, tuning)));
+}
+
+bool CpuYuvProcessor::process(const AVFrame* left, const AVFrame* right, AVFrame* output,
+                              std::string& error) const {
+  const auto readable = [this](const AVFrame* frame) {
+    return frame != nullptr && frame->width == state_->source.width &&
+           frame->height == state_->source.height && describe_yuv_format(frame->format).has_value();
+  };
+  if (!readable(left) || !readable(right) || output == nullptr || !describe_yuv_format(output->format))
+    return fail(error, "CPU YUV processing received an unsupported pixel format");
+  const YuvFormat from = *describe_yuv_format(left->format);
+  const YuvFormat to = *describe_yuv_format(output->format);
+  if (from != *describe_yuv_format(right->format) || output->width != state_->canvas.width ||
+      output->height != state_->canvas.height)
+    return fail(error, "CPU YUV processing received incompatible frame dimensions");
+  if (av_frame_make_writable(output) < 0)
+    return fail(error, "could not make the CPU YUV encoder frame writable");
+
+  const AVFrame* const eyes[2] = {left, right};
+  state_->run(state_->luma_pass(eyes, from, *output, to));
+  state_->run(state_->chroma_pass(eyes, from, *output, to));
+  output->chroma_location = left->chroma_location;
+  return true;
+}
+
+}  // namespace veyrin

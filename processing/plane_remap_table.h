@@ -1,0 +1,57 @@
+// One plane's remap table: an eye's float map turned into fixed-point positions, ready to be streamed row by
+// row.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "processing/sampling_kernels.h"
+#include "rectification/rectification_maps.h"
+
+namespace veyrin {
+
+/// Where the 8x8 neighbourhood of a position lies.
+enum class Neighbourhood : std::int32_t {
+  inside,   ///< wholly inside the source plane
+  border,   ///< partly outside
+  outside,  ///< no tap with a weight is inside
+};
+
+/// Neighbouring columns of one table row whose neighbourhoods lie alike; begins where the run before it ends.
+struct RemapRun {
+  std::int32_t end;
+  Neighbourhood neighbourhood;
+};
+
+/// Width and height of a plane in samples.
+struct PlaneSize {
+  std::int32_t width = 0;
+  std::int32_t height = 0;
+};
+
+/// Immutable once built; shared by all workers. Eight bytes per output sample, plus a few runs per row.
+class PlaneRemapTable {
+ public:
+  /// One entry per map entry; `source` is the luma plane's size.
+  static PlaneRemapTable for_luma(const EyeMap& map, PlaneSize source);
+  /// One entry per second row and column of the map, positions halved; `source` is the chroma plane's size.
+  static PlaneRemapTable for_chroma(const EyeMap& map, PlaneSize source);
+
+  [[nodiscard]] std::int32_t width() const { return width_; }
+  [[nodiscard]] std::int32_t height() const { return height_; }
+  [[nodiscard]] std::span<const RemapPosition> positions(std::int32_t row) const;
+  /// The runs of a row from left to right; the last one ends at the width.
+  [[nodiscard]] std::span<const RemapRun> runs(std::int32_t row) const;
+
+ private:
+  PlaneRemapTable(const EyeMap& map, std::int32_t map_step, PlaneSize source);
+
+  std::int32_t width_ = 0;
+  std::int32_t height_ = 0;
+  std::vector<RemapPosition> positions_;
+  std::vector<RemapRun> runs_;
+  std::vector<std::size_t> row_begins_;  ///< first run of each row, and the end
+};
+
+}  // namespace veyrin

@@ -1,0 +1,64 @@
+// The sampling loops of the CPU processor: their signatures and contracts, and one table of them per
+// instruction set. Included by files compiled for newer instruction sets, so it holds no code and includes
+// none.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace veyrin {
+
+inline constexpr int lanczos_taps = 8;
+inline constexpr int lanczos_taps_before = 3;  ///< taps left of (above) the integer position
+inline constexpr int phase_bits = 5;
+inline constexpr int phase_count = 1 << phase_bits;
+
+/// Source position of one output sample in its plane, in steps of 1/32 sample: integer position * 32 + phase.
+struct RemapPosition {
+  std::int32_t x;
+  std::int32_t y;
+};
+
+/// The eight one-dimensional weights of each phase; tap k belongs to source index integer position - 3 + k.
+/// The weight of a tap pair is the product of its row's and its column's weight.
+struct LanczosWeights {
+  alignas(32) float taps[phase_count][lanczos_taps];
+  /// Each weight twice, for interleaved pairs.
+  alignas(32) float pair_taps[phase_count][lanczos_taps][2];
+  /// Each weight once per column, so that a row of samples is weighted straight from memory.
+  alignas(32) float rows[phase_count][lanczos_taps][lanczos_taps];
+};
+
+/// How a sample lies in memory.
+enum class SampleStorage : std::int32_t {
+  bits_8 = 0,        ///< one byte
+  bits_16 = 1,       ///< 16 bits little endian, value in the low bits
+  bits_16_high = 2,  ///< 16 bits little endian, ten-bit value in the high bits
+};
+inline constexpr int sample_storage_count = 3;
+inline constexpr int high_alignment_shift = 6;  ///< 16 - 10 bits
+
+/// Weighted 8x8 sums at `count` positions of a plane whose whole neighbourhoods lie inside it. `plane` is the
+/// first sample, `stride` the bytes from row to row; the plane is smaller than 2 GiB. Writes out[0, count).
+using SampleOneFunction = void (*)(const RemapPosition* positions, std::size_t count,
+                                   const std::uint8_t* plane, std::ptrdiff_t stride,
+                                   const LanczosWeights& weights, float* out);
+
+/// The same for a plane of interleaved pairs: the first of each pair to `out_first`, the second to
+/// `out_second`.
+using SamplePairFunction = void (*)(const RemapPosition* positions, std::size_t count,
+                                    const std::uint8_t* plane, std::ptrdiff_t stride,
+                                    const LanczosWeights& weights, float* out_first, float* out_second);
+
+struct SamplingKernels {
+  SampleOneFunction one[sample_storage_count];    ///< by SampleStorage
+  SamplePairFunction pair[sample_storage_count];  ///< by SampleStorage
+};
+
+/// Plain C++: the definition that the others are measured against.
+extern const SamplingKernels scalar_sampling;
+
+/// Needs AVX2 and FMA. Sums differ from the scalar ones by float rounding only.
+extern const SamplingKernels avx2_sampling;
+
+}  // namespace veyrin

@@ -1,0 +1,83 @@
+#include "rectification/rectified_geometry.h"
+
+#include <array>
+#include <cmath>
+#include <optional>
+
+#include "common/error_text.h"
+
+namespace veyrin {
+namespace {
+
+using Vector = std::array<double, 3>;
+
+Vector normalized(const Vector& v) {
+  const double length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+  return {v[0] / length, v[1] / length, v[2] / length};
+}
+
+Vector cross_product(const Vector& a, const Vector& b) {
+  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+
+Matrix3 from_rows(const Vector& row0, const Vector& row1, const Vector& row2) {
+  return {row0[0], row0[1], row0[2], row1[0], row1[1], row1[2], row2[0], row2[1], row2[2]};
+}
+
+Vector widened(const std::array<float, 3>& v) {
+  return {v[0], v[1], v[2]};
+}
+
+/// The rotation from the left camera's frame into the rectified one: x along the baseline, y at right angles
+/// to it and to the left camera's optical axis.
+Matrix3 rectifying_rotation(const Pose& stereo_extrinsic) {
+  const Vector e1 = normalized(widened(stereo_extrinsic.position));
+  const Vector e2 = normalized({-e1[1], e1[0], 0.0});
+  const Vector e3 = normalized(cross_product(e1, e2));
+  return from_rows(e1, e2, e3);
+}
+
+Matrix3 camera_matrix(double fx, double fy, double cx, double cy) {
+  return {fx, 0.0, cx, 0.0, fy, cy, 0.0, 0.0, 1.0};
+}
+
+Matrix3 camera_matrix(const CameraIntrinsics& camera) {
+  return camera_matrix(camera.fx, camera.fy, camera.cx, camera.cy);
+}
+
+double mean(double a, double b) {
+  return (a + b) * 0.5;
+}
+
+/// The intrinsic matrix that both rectified eyes share, in native pixels.
+Matrix3 rectified_camera_matrix(const CameraIntrinsics& left, const CameraIntrinsics& right) {
+  return camera_matrix(mean(left.fx, right.fx), mean(left.fy, right.fy), mean(left.cx, right.cx),
+                       mean(left.cy, right.cy));
+}
+
+}  // namespace
+
+bool derive_rectified_geometry(const RawDualTrackCalibration& calibration, RectifiedGeometry& geometry,
+                               std::string& error) {
+  const CameraIntrinsics& left = calibration.left_intrinsics;
+  const CameraIntrinsics& right = calibration.right_intrinsics;
+  const Pose& extrinsic = calibration.stereo_extrinsic;
+  const Matrix3 right_from_left =
+      from_rows(widened(extrinsic.plus_x), widened(extrinsic.y), widened(extrinsic.plus_z));
+  const auto left_rays = inverse(camera_matrix(left));
+  const auto right_rays = inverse(camera_matrix(right) * right_from_left);
+  if (!left_rays || !right_rays) return fail(error, "could not invert calibration matrix");
+
+  const Matrix3 rectified_from_rays = rectified_camera_matrix(left, right) * rectifying_rotation(extrinsic);
+  const auto left_source = inverse(rectified_from_rays * *left_rays);
+  const auto right_source = inverse(rectified_from_rays * *right_rays);
+  if (!left_source || !right_source) return fail(error, "could not invert rectification homography");
+
+  geometry.left_source_from_rectified = *left_source;
+  geometry.right_source_from_rectified = *right_source;
+  geometry.grid_width = static_cast<std::int32_t>(mean(left.width, right.width));
+  geometry.grid_height = static_cast<std::int32_t>(mean(left.height, right.height));
+  return true;
+}
+
+}  // namespace veyrin

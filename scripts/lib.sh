@@ -1,0 +1,46 @@
+# Shared by the scripts of this folder: messages, the cache folder, package checks. Sourced, never run.
+# shellcheck shell=bash
+
+root_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cache_dir=${XDG_CACHE_HOME:-$HOME/.cache}/veyrin
+jobs=$(nproc)
+
+say() { printf '== %s\n' "$*" >&2; }
+die() { printf 'error: %s\n' "$*" >&2; exit 1; }
+
+# Runs a command quietly; its output is shown only when it fails.
+quietly() {
+  local log
+  log=$(mktemp)
+  if ! "$@" >"$log" 2>&1; then
+    tail -n 60 "$log" >&2
+    rm -f "$log"
+    return 1
+  fi
+  rm -f "$log"
+}
+
+# Repeats a command that may fail for a moment (package mirrors do).
+again() {
+  local attempt
+  for attempt in 1 2 3 4; do
+    "$@" && return 0
+    sleep $((attempt * 3))
+  done
+  return 1
+}
+
+# Installs the named Debian packages that are missing.
+need_packages() {
+  local missing=() package
+  for package in "$@"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  command -v apt-get >/dev/null || die "these Debian packages are missing and apt-get is not here: ${missing[*]}"
+  [ "$(id -u)" = 0 ] || die "these Debian packages are missing; install them as root: ${missing[*]}"
+  say "installing packages: ${missing[*]}"
+  again quietly apt-get -qq -o Acquire::Retries=3 update || die "the package lists could not be read (is a Debian mirror reachable?)"
+  DEBIAN_FRONTEND=noninteractive again quietly apt-get -y -o Acquire::Retries=3 --no-install-recommends install "${missing[@]}" ||
+    die "these packages could not be installed: ${missing[*]}"
+}

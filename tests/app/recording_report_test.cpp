@@ -1,0 +1,106 @@
+#include "app/recording_report.h"
+
+#include <gtest/gtest.h>
+
+namespace veyrin {
+namespace {
+
+RecordingMetadata sample_metadata() {
+  RecordingMetadata metadata;
+  metadata.duration_seconds = 12.3456789;
+  metadata.metadata_stream = 3;
+  metadata.left_track = 1;
+  metadata.right_track = 0;
+  metadata.calibration.has_head_chain = true;
+  metadata.raw_calibration.left_intrinsics.width = 1920;
+  metadata.raw_calibration.left_intrinsics.height = 1080;
+  metadata.raw_calibration.stereo_extrinsic.position = {0.06F, -0.02F, 0.03F};
+  return metadata;
+}
+
+std::string printed_report(const RecordingMetadata& metadata) {
+  testing::internal::CaptureStdout();
+  print_recording_report("rec/clip 1.mov", metadata);
+  return testing::internal::GetCapturedStdout();
+}
+
+TEST(RecordingReport, PrintsItsLinesInOrder) {
+  EXPECT_EQ(printed_report(sample_metadata()),
+            "Input: rec/clip 1.mov\n"
+            "  duration_seconds: 12.345679\n"
+            "  metadata_stream: 3\n"
+            "  left_video_stream: 1\n"
+            "  right_video_stream: 0\n"
+            "  native_size: 1920x1080\n"
+            "  baseline_m: 0.070000\n"
+            "  pose_available: true\n");
+}
+
+TEST(RecordingReport, SaysSoWhenThereIsNoPose) {
+  RecordingMetadata metadata = sample_metadata();
+  metadata.calibration.has_head_chain = false;
+  EXPECT_NE(printed_report(metadata).find("\n  pose_available: false\n"), std::string::npos);
+}
+
+TEST(RecordingReport, TakesTheInputsNameLiterally) {
+  testing::internal::CaptureStdout();
+  print_recording_report("100%s %n.mov", sample_metadata());
+  EXPECT_TRUE(testing::internal::GetCapturedStdout().starts_with("Input: 100%s %n.mov\n"));
+}
+
+TEST(BaselineMetres, IsTheLengthOfTheTranslation) {
+  RecordingMetadata metadata;
+  EXPECT_EQ(baseline_metres(metadata), 0.0F);
+  metadata.raw_calibration.stereo_extrinsic.position = {-3.0F, 4.0F, 0.0F};
+  EXPECT_EQ(baseline_metres(metadata), 5.0F);
+}
+
+struct PlannedCase {
+  OutputFormat format;
+  SbsMode mode;
+  AspectPadding padding;
+  EyeSize eye;
+  MovieSize movie;
+};
+
+TEST(PlannedMovieSize, DoublesTheCanvasForFullPackingOnly) {
+  using enum AspectPadding;
+  for (const PlannedCase& c : {
+           PlannedCase{OutputFormat::sbs, SbsMode::full, ratio_4x3, {1920, 1080}, {3840, 1440}},
+           PlannedCase{OutputFormat::sbs, SbsMode::half, ratio_4x3, {1920, 1080}, {1920, 1440}},
+           PlannedCase{OutputFormat::mono, SbsMode::full, ratio_4x3, {1920, 1080}, {1920, 1440}},
+           PlannedCase{OutputFormat::mono, SbsMode::half, none, {1920, 1080}, {1920, 1080}},
+           PlannedCase{OutputFormat::spatial, SbsMode::full, none, {1920, 1080}, {1920, 1080}},
+           PlannedCase{OutputFormat::spatial, SbsMode::full, ratio_16x9, {1000, 1000}, {1792, 1008}},
+           PlannedCase{OutputFormat::sbs, SbsMode::full, none, {641, 479}, {1282, 479}},
+           PlannedCase{OutputFormat::sbs, SbsMode::full, ratio_16x9, {1000, 1000}, {3584, 1008}},
+       }) {
+    ConversionOptions options;
+    options.output_format = c.format;
+    options.sbs_mode = c.mode;
+    options.sbs_aspect_ratio_padding = c.padding;
+    const MovieSize movie = planned_movie_size(options, c.eye);
+    EXPECT_EQ(movie, c.movie) << output_format_name(c.format) << " " << movie.width << "x" << movie.height;
+  }
+}
+
+TEST(PlannedWork, PrintsSizeAndFormat) {
+  ConversionOptions options;
+  options.output_format = OutputFormat::mono;
+  options.sbs_aspect_ratio_padding = AspectPadding::ratio_4x3;
+  testing::internal::CaptureStdout();
+  print_planned_work(options, {1920, 1080});
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "  rectification_maps: valid\n"
+            "  output_video_size: 1920x1440\n"
+            "  output_format: mono\n");
+}
+
+TEST(OutputFormatName, IsTheOptionsWord) {
+  EXPECT_STREQ(output_format_name(OutputFormat::sbs), "sbs");
+  EXPECT_STREQ(output_format_name(OutputFormat::spatial), "spatial");
+  EXPECT_STREQ(output_format_name(OutputFormat::mono), "mono");
+}
+
+}  // namespace
+}  // namespace veyrin

@@ -1,0 +1,100 @@
+#include "common/console.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace veyrin {
+namespace {
+
+struct Written {
+  std::string output;
+  std::string errors;
+};
+
+template <typename Action>
+Written written_by(Action action) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  action();
+  std::string output = testing::internal::GetCapturedStdout();
+  return {output, testing::internal::GetCapturedStderr()};
+}
+
+TEST(Console, FormatsLikePrintf) {
+  const Written written = written_by([] {
+    console_log("a %d %s|", 7, "b");
+    console_line("  duration_seconds: %.6f", 1.5);
+    console_log("%s", "100%n\n");
+    console_line("%s", "");
+  });
+  EXPECT_EQ(written.output, "a 7 b|  duration_seconds: 1.500000\n100%n\n\n");
+  EXPECT_EQ(written.errors, "");
+}
+
+/// The separate writes that reach standard output; a socket of this kind keeps their boundaries.
+template <typename Action>
+std::vector<std::string> separate_writes(Action action) {
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) return {};
+  std::fflush(stdout);
+  const int saved = dup(STDOUT_FILENO);
+  dup2(ends[0], STDOUT_FILENO);
+  action();
+  dup2(saved, STDOUT_FILENO);
+  close(saved);
+  close(ends[0]);
+  std::vector<std::string> writes;
+  char buffer[256];
+  ssize_t size = 0;
+  while ((size = read(ends[1], buffer, sizeof buffer)) > 0) writes.emplace_back(buffer, size);
+  close(ends[1]);
+  return writes;
+}
+
+TEST(Console, WritesALineAsItsTextAndThenALineFeedAndHoldsNothingBack) {
+  const std::vector<std::string> writes = separate_writes([] {
+    console_log("first");
+    console_line("%d", 2);
+  });
+  EXPECT_EQ(writes, (std::vector<std::string>{"first", "2", "\n"}));
+}
+
+TEST(Console, MirrorsToStandardErrorOnlyWhileAsked) {
+  const Written written = written_by([] {
+    console_line("before");
+    set_console_mirror(true);
+    console_line("both %d", 1);
+    set_console_mirror(false);
+    console_line("after");
+  });
+  EXPECT_EQ(written.output, "before\nboth 1\nafter\n");
+  EXPECT_EQ(written.errors, "both 1\n");
+}
+
+TEST(ConsoleSilence, HoldsEverythingBackWhileOneLives) {
+  const Written written = written_by([] {
+    set_console_mirror(true);
+    {
+      const ConsoleSilence outer;
+      console_line("lost");
+      {
+        const ConsoleSilence inner;
+        console_log("lost");
+      }
+      console_line("lost too");
+    }
+    set_console_mirror(false);
+    console_line("heard");
+  });
+  EXPECT_EQ(written.output, "heard\n");
+  EXPECT_EQ(written.errors, "");
+}
+
+}  // namespace
+}  // namespace veyrin

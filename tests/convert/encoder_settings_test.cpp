@@ -1,0 +1,191 @@
+#include "convert/encoder_settings.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <vector>
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
+namespace veyrin {
+namespace {
+
+EncoderRequest request_for(SbsCodec codec, bool ten_bit) {
+  EncoderRequest request;
+  request.codec = codec;
+  request.ten_bit = ten_bit;
+  request.canvas = {640, 480};
+  return request;
+}
+
+TEST(EncodedSize, OnlyFullSideBySideIsTwoEyesWide) {
+  EncoderRequest request = request_for(SbsCodec::hevc, false);
+  request.mode = SbsMode::full;
+  EXPECT_EQ(encoded_size(request), (EyeSize{1280, 480}));
+  request.mode = SbsMode::half;
+  EXPECT_EQ(encoded_size(request), (EyeSize{640, 480}));
+  request.mono = true;
+  EXPECT_EQ(encoded_size(request), (EyeSize{640, 480}));
+  request.mode = SbsMode::full;
+  EXPECT_EQ(encoded_size(request), (EyeSize{640, 480}));
+}
+
+TEST(GroupOfPictures, IsTwoSecondsOfWholeFrames) {
+  struct RateCase {
+    AVRational rate;
+    int expected;
+  };
+  constexpr RateCase cases[] = {{{30, 1}, 60},    {{30000, 1001}, 58},   {{24, 1}, 48},   {{24000, 1001}, 46},
+                                {{60, 1}, 120},   {{1, 1}, 2},           {{3, 2}, 2},     {{1, 2}, 1},
+                                {{999, 1000}, 1}, {{100000, 1}, 200000}, {{1, 100000}, 1}};
+  for (const RateCase& rate : cases) {
+    EXPECT_EQ(group_of_pictures(rate.rate), rate.expected) << rate.rate.num << '/' << rate.rate.den;
+  }
+}
+
+TEST(EncoderColors, UnspecifiedTagsGetTheDefaultsOfTheDepth) {
+  EXPECT_EQ(encoder_colors({}, /*ten_bit=*/false),
+            (ColorTags{AVCOL_PRI_BT709, AVCOL_TRC_BT709, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG}));
+  EXPECT_EQ(encoder_colors({}, /*ten_bit=*/true),
+            (ColorTags{AVCOL_PRI_BT2020, AVCOL_TRC_ARIB_STD_B67, AVCOL_SPC_BT2020_NCL, AVCOL_RANGE_JPEG}));
+}
+
+TEST(EncoderColors, SpecifiedTagsAreKeptEachByItself) {
+  const ColorTags all{AVCOL_PRI_SMPTE170M, AVCOL_TRC_SMPTE2084, AVCOL_SPC_SMPTE170M, AVCOL_RANGE_MPEG};
+  for (const bool ten_bit : {false, true}) {
+    EXPECT_EQ(encoder_colors(all, ten_bit), all);
+    const ColorTags defaults = encoder_colors({}, ten_bit);
+    ColorTags expected = defaults;
+    expected.transfer = AVCOL_TRC_SMPTE2084;
+    EXPECT_EQ(encoder_colors({.transfer = AVCOL_TRC_SMPTE2084}, ten_bit), expected);
+    expected = defaults;
+    expected.range = AVCOL_RANGE_MPEG;
+    EXPECT_EQ(encoder_colors({.range = AVCOL_RANGE_MPEG}, ten_bit), expected);
+  }
+}
+
+TEST(CanvasPixelFormat, IsTheEncodersExceptForProRes) {
+  EXPECT_EQ(canvas_pixel_format(SbsCodec::hevc, AV_PIX_FMT_P010LE), AV_PIX_FMT_P010LE);
+  EXPECT_EQ(canvas_pixel_format(SbsCodec::h264, AV_PIX_FMT_YUV420P), AV_PIX_FMT_YUV420P);
+  EXPECT_EQ(canvas_pixel_format(SbsCodec::prores, AV_PIX_FMT_YUV422P10LE), AV_PIX_FMT_YUV420P10LE);
+}
+
+CodecContextPtr configured(const EncoderRequest& request) {
+  CodecContextPtr context(avcodec_alloc_context3(nullptr));
+  configure_encoder(request, AV_PIX_FMT_YUV420P, /*bit_rate=*/12345678, *context);
+  return context;
+}
+
+TEST(ConfigureEncoder, PassesTheRequestOn) {
+  EncoderRequest request = request_for(SbsCodec::hevc, false);
+  request.frame_rate = {30000, 1001};
+  request.input_colors = {AVCOL_PRI_BT2020, AVCOL_TRC_BT709, AVCOL_SPC_BT470BG, AVCOL_RANGE_MPEG};
+  const CodecContextPtr context = configured(request);
+  EXPECT_EQ(context->width, 1280);
+  EXPECT_EQ(context->height, 480);
+  EXPECT_EQ(context->pix_fmt, AV_PIX_FMT_YUV420P);
+  EXPECT_EQ(av_cmp_q(context->time_base, {1001, 30000}), 0);
+  EXPECT_EQ(av_cmp_q(context->framerate, {30000, 1001}), 0);
+  EXPECT_EQ(context->gop_size, 58);
+  EXPECT_EQ(context->bit_rate, 12345678);
+  EXPECT_EQ(context->color_primaries, AVCOL_PRI_BT2020);
+  EXPECT_EQ(context->color_trc, AVCOL_TRC_BT709);
+  EXPECT_EQ(context->colorspace, AVCOL_SPC_BT470BG);
+  EXPECT_EQ(context->color_range, AVCOL_RANGE_MPEG);
+  EXPECT_NE(context->flags & AV_CODEC_FLAG_FRAME_DURATION, 0);
+}
+
+TEST(ConfigureEncoder, GlobalHeaderOnlyWhenTheContainerAsks) {
+  EncoderRequest request = request_for(SbsCodec::hevc, false);
+  EXPECT_EQ(configured(request)->flags & AV_CODEC_FLAG_GLOBAL_HEADER, 0);
+  request.global_header = true;
+  EXPECT_NE(configured(request)->flags & AV_CODEC_FLAG_GLOBAL_HEADER, 0);
+}
+
+TEST(ConfigureEncoder, ProfileFollowsCodecAndDepth) {
+  EXPECT_EQ(configured(request_for(SbsCodec::h264, false))->profile, 100);
+  EXPECT_EQ(configured(request_for(SbsCodec::h264, true))->profile, 100);
+  EXPECT_EQ(configured(request_for(SbsCodec::hevc, false))->profile, 1);
+  EXPECT_EQ(configured(request_for(SbsCodec::hevc, true))->profile, 2);
+  EXPECT_EQ(configured(request_for(SbsCodec::prores, true))->profile, 2);
+}
+
+// The private options that encoders have, each with other values than those that are wanted.
+struct PrivateOptions {
+  const AVClass* type;
+  int profile, tier, profile_tier;
+};
+
+constexpr int untouched = 99;
+
+AVOption number_option(const char* name, std::size_t offset, const char* unit) {
+  AVOption option{};
+  option.name = name;
+  option.offset = static_cast<int>(offset);
+  option.type = AV_OPT_TYPE_INT;
+  option.max = 100;
+  option.unit = unit;
+  return option;
+}
+
+AVOption named_value(const char* name, int value, const char* unit) {
+  AVOption option{};
+  option.name = name;
+  option.type = AV_OPT_TYPE_CONST;
+  option.default_val.i64 = value;
+  option.unit = unit;
+  return option;
+}
+
+// What `configure_encoder` sets in an encoder with the given options.
+PrivateOptions private_options_after(const EncoderRequest& request, std::vector<AVOption> options) {
+  options.push_back(AVOption{});
+  AVClass type{};
+  type.class_name = "encoder of the test";
+  type.option = options.data();
+  AVCodec codec{};
+  codec.priv_class = &type;
+  CodecContextPtr context(avcodec_alloc_context3(nullptr));
+  PrivateOptions result{&type, untouched, untouched, untouched};
+  context->codec = &codec;
+  context->priv_data = &result;
+  configure_encoder(request, AV_PIX_FMT_YUV420P, /*bit_rate=*/1, *context);
+  context->codec = nullptr;
+  context->priv_data = nullptr;
+  return result;
+}
+
+TEST(ConfigureEncoder, HevcEncodersGetTheMainTierUnderEitherName) {
+  const std::vector<AVOption> tier{number_option("tier", offsetof(PrivateOptions, tier), "tier"),
+                                   named_value("main", 7, "tier")};
+  const std::vector<AVOption> profile_tier{
+      number_option("profile_tier", offsetof(PrivateOptions, profile_tier), "tier"),
+      named_value("main", 7, "tier")};
+  const EncoderRequest hevc = request_for(SbsCodec::hevc, false);
+  EXPECT_EQ(private_options_after(hevc, tier).tier, 7);
+  EXPECT_EQ(private_options_after(hevc, profile_tier).profile_tier, 7);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::h264, false), tier).tier, untouched);
+}
+
+TEST(ConfigureEncoder, EncodersWithAProfileOptionGetItByName) {
+  const std::vector<AVOption> profile{number_option("profile", offsetof(PrivateOptions, profile), "profile"),
+                                      named_value("main", 1, "profile"), named_value("main10", 2, "profile"),
+                                      named_value("high", 3, "profile"),
+                                      named_value("standard", 4, "profile")};
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, false), profile).profile, 1);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, true), profile).profile, 2);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::h264, true), profile).profile, 3);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::prores, false), profile).profile, 4);
+}
+
+TEST(ConfigureEncoder, AProfileThatTheEncoderCannotNameStaysAtItsDefault) {
+  const std::vector<AVOption> profile{number_option("profile", offsetof(PrivateOptions, profile), "profile"),
+                                      named_value("main", 1, "profile")};
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, true), profile).profile, untouched);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, true), {}).profile, untouched);
+}
+
+}  // namespace
+}  // namespace veyrin

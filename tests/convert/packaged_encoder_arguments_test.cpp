@@ -1,0 +1,123 @@
+#include "convert/packaged_encoder_arguments.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace veyrin {
+namespace {
+
+std::string joined(const std::vector<std::string>& arguments) {
+  std::string text;
+  for (const std::string& argument : arguments) text += (text.empty() ? "" : "|") + argument;
+  return text;
+}
+
+SoftwareEncodeRequest plain_request() {
+  SoftwareEncodeRequest request;
+  request.input = "/recordings/in.mp4";
+  request.output = "/movies/out.mp4";
+  request.width = 1280;
+  request.height = 480;
+  request.frame_rate = {30, 1};
+  request.bit_rate = 55000000;
+  return request;
+}
+
+// The text behind an option in the argument list.
+std::string value_of(const SoftwareEncodeRequest& request, const std::string& option) {
+  const auto arguments = packaged_encode_arguments(request);
+  const auto found = std::find(arguments.begin(), arguments.end(), option);
+  return found == arguments.end() || found + 1 == arguments.end() ? "(absent)" : *(found + 1);
+}
+
+TEST(PackagedProbeArguments, AskForOnePictureInTheDepth) {
+  EXPECT_EQ(joined(packaged_probe_arguments(/*ten_bit=*/false)),
+            "-hide_banner|-loglevel|error|-f|lavfi|-i|color=size=64x64:rate=1|-frames:v|1|-c:v|libx265|"
+            "-pix_fmt|yuv420p|-f|null|-");
+  EXPECT_EQ(joined(packaged_probe_arguments(/*ten_bit=*/true)),
+            "-hide_banner|-loglevel|error|-f|lavfi|-i|color=size=64x64:rate=1|-frames:v|1|-c:v|libx265|"
+            "-pix_fmt|yuv420p10le|-f|null|-");
+}
+
+TEST(PackagedEncodeArguments, SilentEightBitRecording) {
+  EXPECT_EQ(
+      joined(packaged_encode_arguments(plain_request())),
+      "-hide_banner|-loglevel|warning|-f|rawvideo|-pixel_format|yuv420p|-video_size|1280x480|-framerate|30/1|"
+      "-i|pipe:0|-map|0:v:0|-c:v|libx265|-profile:v|main|-preset|faster|-pix_fmt|yuv420p|-b:v|55000000|"
+      "-tag:v|hvc1|-color_primaries|bt709|-color_trc|bt709|-colorspace|bt709|-color_range|tv|-x265-params|"
+      "high-tier=0:colorprim=bt709:transfer=bt709:colormatrix=bt709:range=limited|-movflags|+faststart|-n|"
+      "/movies/out.mp4");
+}
+
+TEST(PackagedEncodeArguments, TrimmedTenBitRecordingWithAudio) {
+  SoftwareEncodeRequest request = plain_request();
+  request.input = "/my recordings/in.mov";
+  request.frame_rate = {30000, 1001};
+  request.start_seconds = 1.5;
+  request.duration_seconds = 0.25;
+  request.primaries = AVCOL_PRI_BT2020;
+  request.transfer = AVCOL_TRC_ARIB_STD_B67;
+  request.matrix = AVCOL_SPC_BT2020_NCL;
+  request.range = AVCOL_RANGE_JPEG;
+  request.has_audio = request.has_duration = request.overwrite = request.ten_bit = true;
+  EXPECT_EQ(
+      joined(packaged_encode_arguments(request)),
+      "-hide_banner|-loglevel|warning|-f|rawvideo|-pixel_format|p010le|-video_size|1280x480|-framerate|"
+      "30000/1001|-i|pipe:0|-ss|1.500000|-i|/my recordings/in.mov|-map|0:v:0|-map|1:a:0?|-c:v|libx265|"
+      "-profile:v|main10|-preset|faster|-pix_fmt|yuv420p10le|-b:v|55000000|-tag:v|hvc1|-color_primaries|"
+      "bt2020|-color_trc|arib-std-b67|-colorspace|bt2020nc|-color_range|pc|-x265-params|"
+      "high-tier=0:colorprim=bt2020:transfer=arib-std-b67:colormatrix=bt2020nc:range=full|-c:a|copy|-t|"
+      "0.250000|-movflags|+faststart|-y|/movies/out.mp4");
+}
+
+TEST(PackagedEncodeArguments, AudioFromTheBeginningIsNotSought) {
+  SoftwareEncodeRequest request = plain_request();
+  request.has_audio = true;
+  EXPECT_EQ(value_of(request, "-ss"), "(absent)");
+  request.start_seconds = 0.000001;
+  EXPECT_EQ(value_of(request, "-ss"), "0.000001");
+}
+
+TEST(PackagedEncodeArguments, WithoutAudioTheStartIsNotMentioned) {
+  SoftwareEncodeRequest request = plain_request();
+  request.start_seconds = 2.0;
+  EXPECT_EQ(value_of(request, "-ss"), "(absent)");
+  EXPECT_EQ(value_of(request, "-c:a"), "(absent)");
+}
+
+TEST(PackagedEncodeArguments, SecondsHaveSixDigitsInEveryRange) {
+  SoftwareEncodeRequest request = plain_request();
+  request.has_duration = true;
+  struct SecondsCase {
+    double seconds;
+    const char* text;
+  };
+  constexpr SecondsCase cases[] = {{10.0, "10.000000"},     {1.0 / 3.0, "0.333333"},
+                                   {2.0 / 3.0, "0.666667"}, {86400.5, "86400.500000"},
+                                   {1e-9, "0.000000"},      {1e15, "1000000000000000.000000"}};
+  for (const SecondsCase& item : cases) {
+    request.duration_seconds = item.seconds;
+    EXPECT_EQ(value_of(request, "-t"), item.text);
+  }
+  request.duration_seconds = 1.7976931348623157e308;
+  EXPECT_EQ(value_of(request, "-t").size(), 309U + 7U);
+}
+
+TEST(PackagedEncodeArguments, EveryOtherColorIsNamedAfterTheWideGamut) {
+  SoftwareEncodeRequest request = plain_request();
+  request.primaries = AVCOL_PRI_SMPTE170M;
+  EXPECT_EQ(value_of(request, "-color_primaries"), "bt2020");
+  EXPECT_EQ(value_of(request, "-color_trc"), "bt709");
+  request.transfer = AVCOL_TRC_SMPTE2084;
+  EXPECT_EQ(value_of(request, "-color_trc"), "arib-std-b67");
+  request.matrix = AVCOL_SPC_BT470BG;
+  EXPECT_EQ(value_of(request, "-colorspace"), "bt2020nc");
+  request.range = AVCOL_RANGE_UNSPECIFIED;
+  EXPECT_EQ(value_of(request, "-color_range"), "tv");
+  EXPECT_EQ(value_of(request, "-x265-params"),
+            "high-tier=0:colorprim=bt2020:transfer=arib-std-b67:colormatrix=bt2020nc:range=limited");
+}
+
+}  // namespace
+}  // namespace veyrin

@@ -1,0 +1,184 @@
+// What happens to the frames of a hardware decoder.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/decode/clips.h"
+#include "tests/decode/decoding.h"
+#include "tests/decode/simulated_hardware.h"
+
+namespace veyrin {
+namespace {
+
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
+
+/// Decodes uncompressed pictures, whose decoder asks no format question, as stream 1 of a clip.
+class HardwareFrames : public testing::Test {
+ protected:
+  EyeRun run(const std::string& format, bool keep_on_gpu) {
+    const auto input = open_clip(folder_.make("a.nut", test_picture(frames) + test_picture(frames) +
+                                                           "-map 0 -map 1 -c:v rawvideo -pix_fmt " + format));
+    AVStream& stream = *input->streams[1];
+    stream.codecpar->color_range = AVCOL_RANGE_MPEG;
+    EyeDecoder eye(machine_.calls);
+    eye.keep_frames_on_gpu(keep_on_gpu);
+    EyeRun run;
+    CaptureStdout();
+    run.succeeded = eye.open(stream, /*software_only=*/false, nullptr, run.error);
+    if (run.succeeded) run = run_eye(eye, read_packets(*input));
+    printed_ = GetCapturedStdout();
+    return run;
+  }
+
+  static constexpr int frames = 6;
+  ClipFolder folder_;
+  SimulatedHardware machine_;
+  std::string printed_;
+};
+
+TEST_F(HardwareFrames, AreDownloadedAndReportedOnce) {
+  machine_.frame_format = AV_PIX_FMT_D3D11;
+  machine_.downloaded_format = AV_PIX_FMT_NV12;
+  const EyeRun run = this->run("yuv420p", /*keep_on_gpu=*/false);
+  ASSERT_TRUE(run.succeeded) << run.error;
+  EXPECT_EQ(printed_, "  decoder: D3D11VA hardware (rawvideo, stream 1, downloaded nv12, range 1)\n");
+  EXPECT_EQ(run.formats, std::vector<int>(frames, AV_PIX_FMT_NV12));
+  ASSERT_EQ(run.times.size(), 6U);
+  for (std::size_t index = 0; index < run.times.size(); ++index) {
+    EXPECT_NEAR(run.times[index], static_cast<double>(index) / 30.0, 1e-6)
+        << "a downloaded frame keeps its time";
+  }
+}
+
+TEST_F(HardwareFrames, KeepTheirOwnPicturesWhileSeveralWait) {
+  for (const AVPixelFormat format : {AV_PIX_FMT_D3D11, AV_PIX_FMT_VIDEOTOOLBOX}) {
+    machine_.frame_format = format;
+    machine_.transfers = 0;
+    const auto input =
+        open_clip(folder_.make("a.nut", test_picture(frames) + "-c:v rawvideo -pix_fmt yuv420p"));
+    EyeDecoder eye(machine_.calls);
+    std::string error;
+    ASSERT_TRUE(eye.open(*input->streams[0], /*software_only=*/false, nullptr, error)) << error;
+    for (PacketPtr& packet : read_packets(*input)) eye.queue_packet(std::move(packet));
+    CaptureStdout();
+    const bool pumped = eye.pump(error);
+    GetCapturedStdout();
+    ASSERT_TRUE(pumped) << error;
+    ASSERT_EQ(eye.queued_frames(), 4U);
+    for (int mark = 1; mark <= 4; ++mark) EXPECT_EQ(eye.take_frame().frame->data[0][0], mark);
+  }
+}
+
+TEST_F(HardwareFrames, StayOnTheGpuWhenAskedTo) {
+  machine_.frame_format = AV_PIX_FMT_D3D11;
+  const EyeRun run = this->run("yuv420p", /*keep_on_gpu=*/true);
+  ASSERT_TRUE(run.succeeded) << run.error;
+  EXPECT_EQ(printed_, "  decoder: D3D11VA hardware (rawvideo, stream 1, GPU-resident nv12, range 1)\n");
+  EXPECT_EQ(run.formats, std::vector<int>(frames, AV_PIX_FMT_D3D11));
+  EXPECT_LE(run.most_queued_frames, EyeDecoder::frame_queue_bound);
+}
+
+TEST_F(HardwareFrames, OfATenBitStreamAreReportedAsSuch) {
+  machine_.frame_format = AV_PIX_FMT_D3D11;
+  const EyeRun run = this->run("yuv420p10le", /*keep_on_gpu=*/true);
+  ASSERT_TRUE(run.succeeded) << run.error;
+  EXPECT_EQ(printed_, "  decoder: D3D11VA hardware (rawvideo, stream 1, GPU-resident p010le, range 1)\n");
+}
+
+TEST_F(HardwareFrames, OfVideoToolboxAreMapped) {
+  machine_.frame_format = AV_PIX_FMT_VIDEOTOOLBOX;
+  machine_.downloaded_format = AV_PIX_FMT_P010LE;
+  // What stays on the GPU are D3D11 frames only.
+  const EyeRun run = this->run("yuv420p10le", /*keep_on_gpu=*/true);
+  ASSERT_TRUE(run.succeeded) << run.error;
+  EXPECT_EQ(printed_, "  decoder: VideoToolbox hardware (rawvideo, stream 1, mapped p010le, range 1)\n");
+  EXPECT_EQ(run.formats, std::vector<int>(frames, AV_PIX_FMT_P010LE));
+}
+
+TEST_F(HardwareFrames, ThatComeOutOfSoftwareAreNotReported) {
+  const EyeRun run = this->run("yuv420p", /*keep_on_gpu=*/true);
+  ASSERT_TRUE(run.succeeded) << run.error;
+  EXPECT_EQ(printed_, "");
+  EXPECT_EQ(run.formats, std::vector<int>(frames, AV_PIX_FMT_YUV420P));
+}
+
+TEST_F(HardwareFrames, InAFormatThatTheProcessorsDoNotReadAreRefusedAfterTheDownload) {
+  machine_.frame_format = AV_PIX_FMT_D3D11;
+  machine_.downloaded_format = AV_PIX_FMT_Y210LE;
+  const EyeRun run = this->run("yuv420p", /*keep_on_gpu=*/false);
+  EXPECT_EQ(printed_, "  decoder: D3D11VA hardware (rawvideo, stream 1, downloaded y210le, range 1)\n");
+  EXPECT_EQ(run.error, "decoded pixel format is not supported by the YUV pipeline: y210le");
+}
+
+TEST_F(HardwareFrames, ThatCannotBeReadAreAFailure) {
+  struct Case {
+    AVPixelFormat format;
+    int download_status;
+    int map_status;
+    const char* error;
+  };
+  const std::vector<Case> cases = {
+      {AV_PIX_FMT_D3D11, AVERROR(EIO), 0, "could not download a D3D11VA frame: Input/output error"},
+      {AV_PIX_FMT_VIDEOTOOLBOX, 0, AVERROR(EINVAL), "could not map a VideoToolbox frame: Invalid argument"},
+  };
+  for (const Case& broken : cases) {
+    SCOPED_TRACE(broken.error);
+    machine_.frame_format = broken.format;
+    machine_.download_status = broken.download_status;
+    machine_.map_status = broken.map_status;
+    const EyeRun run = this->run("yuv420p", /*keep_on_gpu=*/false);
+    EXPECT_FALSE(run.succeeded);
+    EXPECT_EQ(run.error, broken.error);
+    EXPECT_EQ(printed_, "");
+  }
+}
+
+TEST_F(HardwareFrames, ThatTheDecoderFailsToGiveAreAFailure) {
+  machine_.calls.receive = [](AVCodecContext*, AVFrame*) { return AVERROR_EXTERNAL; };
+  const EyeRun run = this->run("yuv420p", /*keep_on_gpu=*/false);
+  EXPECT_FALSE(run.succeeded);
+  EXPECT_EQ(run.error, "video decoding failed: Generic error in an external library");
+}
+
+TEST_F(HardwareFrames, MayStayAwayAfterTheFlushWithoutHoldingTheCallerUp) {
+  machine_.calls.receive = [](AVCodecContext*, AVFrame*) { return AVERROR(EAGAIN); };
+  const auto input = open_clip(folder_.make("a.nut", test_picture(1) + "-c:v rawvideo -pix_fmt yuv420p"));
+  EyeDecoder eye(machine_.calls);
+  std::string error;
+  ASSERT_TRUE(eye.open(*input->streams[0], /*software_only=*/false, nullptr, error)) << error;
+  eye.finish();
+  EXPECT_TRUE(eye.pump(error)) << error;
+  EXPECT_FALSE(eye.has_frame());
+}
+
+TEST(HardwareFormat, IsTakenWhereverItStandsInTheList) {
+  struct Case {
+    std::vector<AVPixelFormat> offered;
+    AVPixelFormat expected;
+  };
+  const std::vector<Case> cases = {
+      {{AV_PIX_FMT_D3D11, AV_PIX_FMT_YUV420P, AV_PIX_FMT_NONE}, AV_PIX_FMT_D3D11},
+      {{AV_PIX_FMT_D3D11VA_VLD, AV_PIX_FMT_D3D11, AV_PIX_FMT_YUV420P, AV_PIX_FMT_NONE}, AV_PIX_FMT_D3D11},
+      {{AV_PIX_FMT_YUV420P, AV_PIX_FMT_D3D11, AV_PIX_FMT_NONE}, AV_PIX_FMT_D3D11},
+      {{AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_NONE}, AV_PIX_FMT_YUV420P10LE},
+      {{AV_PIX_FMT_D3D11VA_VLD, AV_PIX_FMT_YUV420P, AV_PIX_FMT_NONE}, AV_PIX_FMT_D3D11VA_VLD},
+      {{AV_PIX_FMT_NV12, AV_PIX_FMT_NONE, AV_PIX_FMT_D3D11}, AV_PIX_FMT_NV12},
+      {{AV_PIX_FMT_NONE}, AV_PIX_FMT_NONE},
+  };
+  for (std::size_t index = 0; index < cases.size(); ++index) {
+    EXPECT_EQ(preferred_decoder_format(cases[index].offered.data()), cases[index].expected)
+        << "case " << index;
+  }
+}
+
+TEST(HardwareCalls, KnowThatADecoderHasNoHardware) {
+  const AVCodec* decoder = avcodec_find_decoder(AV_CODEC_ID_RAWVIDEO);
+  ASSERT_NE(decoder, nullptr);
+  EXPECT_FALSE(ffmpeg_decoder_calls().offers_d3d11va(*decoder));
+}
+
+}  // namespace
+}  // namespace veyrin

@@ -1,0 +1,46 @@
+"""Where the programs are, and the fixtures that every end-to-end test uses."""
+
+import os
+import shlex
+from pathlib import Path
+
+import pytest
+
+from converter import Converter
+from recordings import RecordingShelf
+
+REPOSITORY = Path(__file__).resolve().parents[2]
+
+
+def pytest_addoption(parser):
+    binaries = REPOSITORY / "build" / "release" / "bin"
+    parser.addoption("--program", default=os.environ.get("VEYRIN_PROGRAM", str(binaries / "veyrin-video-converter")),
+                     help="the converter")
+    parser.addoption("--recording-maker",
+                     default=os.environ.get("VEYRIN_RECORDING_MAKER", str(binaries / "make_recording")),
+                     help="the program that makes recordings")
+    parser.addoption("--run-prefix", default=os.environ.get("VEYRIN_RUN_PREFIX", ""),
+                     help="words before the converter's path, for a runner of another system's programs")
+    parser.addoption("--recording-cache", default=os.environ.get("VEYRIN_RECORDING_CACHE", ""),
+                     help="folder that keeps recordings from one run to the next")
+
+
+@pytest.fixture(scope="session")
+def converter(request):
+    return Converter(Path(request.config.getoption("--program")).absolute(),
+                     shlex.split(request.config.getoption("--run-prefix")))
+
+
+@pytest.fixture(scope="session")
+def shelf(request):
+    maker = Path(request.config.getoption("--recording-maker")).absolute()
+    cache = request.config.getoption("--recording-cache")
+    return RecordingShelf(maker, Path(cache) if cache else maker.parent.parent / "recordings")
+
+
+@pytest.fixture
+def native(converter):
+    """For tests that look into the process itself, which a runner of foreign programs hides."""
+    if converter.prefix:
+        pytest.skip("the process runs under a runner")
+    return converter

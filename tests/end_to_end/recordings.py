@@ -1,0 +1,69 @@
+"""Recordings made once and shared by all tests and test processes."""
+
+import fcntl
+import hashlib
+import json
+import subprocess
+from functools import cached_property
+from pathlib import Path
+
+import numpy as np
+
+from rig import Camera, Rig
+
+
+class Recording:
+    def __init__(self, path):
+        self.path = Path(path)
+
+    @cached_property
+    def truth(self):
+        return json.loads(Path(f"{self.path}.points.json").read_text())
+
+    @cached_property
+    def rig(self):
+        return Rig(Camera.from_truth(self.truth["left"]), Camera.from_truth(self.truth["right"]))
+
+    @property
+    def rate(self):
+        return tuple(self.truth["rate"])
+
+    @property
+    def frame_count(self):
+        return self.truth["frame_count"]
+
+    @property
+    def eye_size(self):
+        return tuple(self.truth["eye_size"])
+
+    @property
+    def flash_times(self):
+        return [flash["seconds"] for flash in self.truth["flashes"]]
+
+    def points(self, frame):
+        """Name to position in the stage, at a frame."""
+        [entry] = [entry for entry in self.truth["frames"] if entry["frame"] == frame]
+        return {point["name"]: np.array(point["position"]) for point in entry["points"]}
+
+
+class RecordingShelf:
+    """Makes a recording when it is first asked for; other test processes wait for it."""
+
+    def __init__(self, maker, folder):
+        self.maker = maker
+        self.folder = folder
+        self.version = hashlib.sha256(maker.read_bytes()).hexdigest()[:12]
+
+    def get(self, *options, suffix=".mp4"):
+        folder = self.folder / self.version
+        folder.mkdir(parents=True, exist_ok=True)
+        options = [str(option) for option in options]
+        name = hashlib.sha256("\0".join(options).encode()).hexdigest()[:16]
+        path = folder / (name + suffix)
+        with open(folder / (name + suffix + ".lock"), "w", encoding="utf-8") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            if not Path(f"{path}.points.json").exists():
+                command = [str(self.maker), *options, str(path)]
+                done = subprocess.run(command, capture_output=True, text=True, timeout=300, check=False)
+                assert done.returncode == 0, f"{' '.join(command)}\n{done.stdout}{done.stderr}"
+        return Recording(path)

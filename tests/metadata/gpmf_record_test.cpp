@@ -1,0 +1,144 @@
+#include "metadata/gpmf_record.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <optional>
+#include <string>
+
+#include "common/ffmpeg_owners.h"
+#include "tests/metadata/thrown_message.h"
+#include "tests/recordings/gpmf_sample.h"
+
+namespace veyrin {
+namespace {
+
+using namespace std::string_literals;
+
+/// A well-formed sample as text, which is easily cut.
+std::string gpmf_sample(std::string_view payload, const std::string& schema = "json/v1") {
+  const auto bytes = recordings::gpmf_sample(payload, {.schema = schema});
+  return {bytes.begin(), bytes.end()};
+}
+
+std::optional<nlohmann::json> parse(const std::string& sample) {
+  const PacketPtr packet(av_packet_alloc());
+  if (av_new_packet(packet.get(), static_cast<int>(sample.size())) < 0) throw std::bad_alloc();
+  std::memcpy(packet->data, sample.data(), sample.size());
+  return parse_gpmf_json_record(packet.get());
+}
+
+std::string message_for(const std::string& sample) {
+  return test::thrown_message([&] { (void)parse(sample); });
+}
+
+std::string with_byte(std::string sample, std::size_t position, char value) {
+  sample.at(position) = value;
+  return sample;
+}
+
+TEST(GpmfRecord, GivesTheObjectOfAJsonSample) {
+  const std::string sample = gpmf_sample(R"({"pts": 1.5})");
+  ASSERT_EQ(sample.substr(16, 4), "AVmd");
+  const auto document = parse(sample);
+  ASSERT_TRUE(document);
+  EXPECT_EQ(document->at("pts"), 1.5);
+}
+
+TEST(GpmfRecord, TakesEveryPaddingOfThePayload) {
+  for (const char* payload : {"{}", "{ }", "{  }", "{   }"}) {
+    const auto document = parse(gpmf_sample(payload));
+    ASSERT_TRUE(document) << payload;
+    EXPECT_TRUE(document->is_object()) << payload;
+  }
+}
+
+TEST(GpmfRecord, TakesTheLargestPayload) {
+  const std::string payload = "{\"a\":\"" + std::string(65535 - 8, 'x') + "\"}";
+  ASSERT_EQ(payload.size(), 65535U);
+  const auto document = parse(gpmf_sample(payload));
+  ASSERT_TRUE(document);
+  EXPECT_EQ(document->at("a").get<std::string>().size(), 65527U);
+}
+
+TEST(GpmfRecord, IgnoresWhatIsNoDocument) {
+  EXPECT_FALSE(parse_gpmf_json_record(nullptr));
+  const PacketPtr empty(av_packet_alloc());
+  EXPECT_FALSE(parse_gpmf_json_record(empty.get()));
+  for (const std::string& sample :
+       {"AVm"s, "AVme"s, "avmf"s, "DEVC\0\0\0\0"s, gpmf_sample("{}", "json/v2"), gpmf_sample("{}", "json/v"),
+        gpmf_sample("{}", "json/v11"), gpmf_sample("{}", "JSON/V1"), gpmf_sample("no json", "x")}) {
+    EXPECT_FALSE(parse(sample)) << sample;
+  }
+}
+
+TEST(GpmfRecord, IgnoresOtherSchemasUpToSixtyFourBytes) {
+  EXPECT_FALSE(parse(gpmf_sample("{}", std::string(64, 's'))));
+  // The payload's record is not looked at.
+  EXPECT_FALSE(parse("AVmfc\1\0\1x\0\0\0"s));
+}
+
+TEST(GpmfRecord, RefusesAMalformedSchemaRecord) {
+  const std::string sample = gpmf_sample("{}");
+  for (const std::string& broken :
+       {sample.substr(0, 4), sample.substr(0, 7), with_byte(sample, 4, 'b'), with_byte(sample, 5, 2)}) {
+    EXPECT_EQ(message_for(broken), "invalid AVmf GPMF record");
+  }
+}
+
+TEST(GpmfRecord, RefusesASchemaRecordOfWrongSize) {
+  const std::string sample = gpmf_sample("{}");
+  for (const std::string& broken :
+       {with_byte(sample, 7, 0), gpmf_sample("{}", std::string(65, 's')),
+        gpmf_sample("{}", std::string(256, 's')), sample.substr(0, 8), sample.substr(0, 15)}) {
+    EXPECT_EQ(message_for(broken), "invalid AVmf GPMF record size");
+  }
+}
+
+TEST(GpmfRecord, RefusesAMalformedPayloadRecord) {
+  const std::string sample = gpmf_sample("{}");
+  for (const std::string& broken : {sample.substr(0, 16), sample.substr(0, 23), with_byte(sample, 19, 'f'),
+                                    with_byte(sample, 20, 'j'), with_byte(sample, 21, 4)}) {
+    EXPECT_EQ(message_for(broken), "invalid AVmd GPMF record");
+  }
+}
+
+TEST(GpmfRecord, AsksForTheExactPaddedSize) {
+  const std::string sample = gpmf_sample(R"({"pts": 1})");
+  ASSERT_EQ(sample.size(), 36U);
+  EXPECT_TRUE(parse(sample));
+  EXPECT_EQ(message_for(sample.substr(0, 35)), "invalid AVmd GPMF record size");
+  EXPECT_EQ(message_for(sample + "\0"s), "invalid AVmd GPMF record size");
+  EXPECT_EQ(message_for(sample + "\0\0\0\0"s), "invalid AVmd GPMF record size");
+  EXPECT_EQ(message_for(with_byte(sample, 22, 1)), "invalid AVmd GPMF record size");
+}
+
+TEST(GpmfRecord, RefusesAPayloadThatIsNoObject) {
+  for (const char* payload : {"[]", "[{}]", "5", "\"text\"", "null", "true"}) {
+    EXPECT_EQ(message_for(gpmf_sample(payload)), "json/v1 AVmd payload is not an object") << payload;
+  }
+}
+
+TEST(GpmfRecord, PassesTheParsersMessageOn) {
+  EXPECT_EQ(
+      message_for(gpmf_sample("")),
+      "[json.exception.parse_error.101] parse error at line 1, column 1: syntax error while parsing value - "
+      "unexpected end of input; expected '[', '{', or a literal");
+  EXPECT_EQ(
+      message_for(gpmf_sample("{} // comment")),
+      "[json.exception.parse_error.101] parse error at line 1, column 4: syntax error while parsing value - "
+      "invalid literal; last read: '{} /'; expected end of input");
+  EXPECT_EQ(message_for(gpmf_sample(R"({"pts": 1e999})")),
+            "[json.exception.out_of_range.406] number overflow parsing '1e999'");
+}
+
+TEST(GpmfRecord, ParsesDeepNestingWithoutExhaustingTheStack) {
+  const std::string deep(30000, '[');
+  EXPECT_EQ(message_for(gpmf_sample(deep + std::string(30000, ']'))),
+            "json/v1 AVmd payload is not an object");
+  EXPECT_NE(message_for(gpmf_sample(std::string(65535, '['))), "nothing thrown");
+  EXPECT_TRUE(parse(gpmf_sample("{\"a\":" + deep + std::string(30000, ']') + "}")));
+}
+
+}  // namespace
+}  // namespace veyrin

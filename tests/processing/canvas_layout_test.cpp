@@ -1,0 +1,83 @@
+#include "processing/canvas_layout.h"
+
+#include <gtest/gtest.h>
+
+namespace veyrin::testing {
+namespace {
+
+ProcessorGeometry geometry(OutputLayout layout, int box_width, int box_height) {
+  return {/*source_width=*/100, /*source_height=*/100, box_width, box_height, layout};
+}
+
+void expect_region(const EyeRegion& region, const EyeRegion& expected) {
+  EXPECT_EQ(region.eye, expected.eye);
+  EXPECT_EQ(region.begin, expected.begin);
+  EXPECT_EQ(region.end, expected.end);
+  EXPECT_EQ(region.image_begin, expected.image_begin);
+  EXPECT_EQ(region.image_end, expected.image_end);
+  EXPECT_EQ(region.first_table_column, expected.first_table_column);
+}
+
+TEST(CanvasLayout, OnlyFullSideBySideIsTwiceAsWide) {
+  EXPECT_EQ(canvas_width(geometry(OutputLayout::mono_left, 64, 48)), 64);
+  EXPECT_EQ(canvas_width(geometry(OutputLayout::mono_right, 64, 48)), 64);
+  EXPECT_EQ(canvas_width(geometry(OutputLayout::full_sbs, 64, 48)), 128);
+  EXPECT_EQ(canvas_width(geometry(OutputLayout::half_sbs, 64, 48)), 64);
+}
+
+TEST(CanvasLayout, EyeOfTheBoxsSizeHasNoPad) {
+  const PlaneLayout layout = luma_layout(geometry(OutputLayout::mono_right, 40, 30), {40, 30});
+  EXPECT_EQ(layout.rows, 30);
+  EXPECT_EQ(layout.first_image_row, 0);
+  EXPECT_EQ(layout.table_columns_per_column, 1);
+  ASSERT_EQ(layout.eyes.size(), 1U);
+  expect_region(layout.eyes[0], {Eye::right, 0, 40, 0, 40, 0});
+}
+
+TEST(CanvasLayout, PadsAreRoundedDownToEven) {
+  const struct {
+    int box, image, pad;
+  } cases[] = {{40, 40, 0}, {42, 40, 0}, {44, 40, 2}, {46, 40, 2}, {48, 40, 4}, {50, 40, 4}, {60, 40, 10}};
+  for (const auto& [box, image, pad] : cases) {
+    const PlaneLayout layout = luma_layout(geometry(OutputLayout::mono_left, box, box), {image, image});
+    EXPECT_EQ(layout.first_image_row, pad) << box;
+    expect_region(layout.eyes[0], {Eye::left, 0, box, pad, pad + image, 0});
+  }
+}
+
+TEST(CanvasLayout, FullSideBySidePutsTheRightEyeBehindTheLeftBox) {
+  const PlaneLayout luma = luma_layout(geometry(OutputLayout::full_sbs, 48, 40), {40, 40});
+  ASSERT_EQ(luma.eyes.size(), 2U);
+  expect_region(luma.eyes[0], {Eye::left, 0, 48, 4, 44, 0});
+  expect_region(luma.eyes[1], {Eye::right, 48, 96, 52, 92, 0});
+  const PlaneLayout chroma = chroma_layout(geometry(OutputLayout::full_sbs, 48, 40), {40, 40});
+  EXPECT_EQ(chroma.rows, 20);
+  expect_region(chroma.eyes[0], {Eye::left, 0, 24, 2, 22, 0});
+  expect_region(chroma.eyes[1], {Eye::right, 24, 48, 26, 46, 0});
+}
+
+TEST(CanvasLayout, HalfSideBySideTakesTwoTableColumnsPerColumn) {
+  const PlaneLayout luma = luma_layout(geometry(OutputLayout::half_sbs, 48, 40), {40, 40});
+  EXPECT_EQ(luma.table_columns_per_column, 2);
+  expect_region(luma.eyes[0], {Eye::left, 0, 24, 2, 22, 0});
+  expect_region(luma.eyes[1], {Eye::right, 24, 48, 26, 46, 0});
+}
+
+TEST(CanvasLayout, SqueezedChromaWithAnOddPadStartsOnTheSecondTableColumn) {
+  // A luma pad of 2 is one chroma column, so canvas column 1 covers chroma table columns 1 and 2, and the
+  // last one covers column 19 and what lies behind the image.
+  const PlaneLayout chroma = chroma_layout(geometry(OutputLayout::half_sbs, 44, 40), {40, 40});
+  expect_region(chroma.eyes[0], {Eye::left, 0, 11, 1, 11, 1});
+}
+
+TEST(CanvasLayout, OddHalfBoxGivesTheRightEyeTheMiddleChromaColumn) {
+  const PlaneLayout luma = luma_layout(geometry(OutputLayout::half_sbs, 38, 40), {38, 40});
+  expect_region(luma.eyes[0], {Eye::left, 0, 19, 0, 19, 0});
+  expect_region(luma.eyes[1], {Eye::right, 19, 38, 19, 38, 0});
+  const PlaneLayout chroma = chroma_layout(geometry(OutputLayout::half_sbs, 38, 40), {38, 40});
+  expect_region(chroma.eyes[0], {Eye::left, 0, 9, 0, 9, 0});
+  expect_region(chroma.eyes[1], {Eye::right, 9, 19, 9, 19, 0});
+}
+
+}  // namespace
+}  // namespace veyrin::testing

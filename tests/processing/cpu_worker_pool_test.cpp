@@ -1,0 +1,99 @@
+#include "processing/cpu_worker_pool.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace veyrin::testing {
+namespace {
+
+/// The rows that each thread was given, in order.
+std::map<std::thread::id, std::vector<std::int32_t>> rows_by_thread(CpuWorkerPool& pool,
+                                                                    std::int32_t row_count) {
+  std::mutex mutex;
+  std::map<std::thread::id, std::vector<std::int32_t>> rows;
+  pool.run(row_count, [&](std::int32_t row) {
+    const std::lock_guard lock(mutex);
+    rows[std::this_thread::get_id()].push_back(row);
+  });
+  return rows;
+}
+
+class CpuWorkerPoolSizes : public ::testing::TestWithParam<std::tuple<std::int32_t, std::int32_t>> {};
+
+TEST_P(CpuWorkerPoolSizes, GivesWorkerItsShareInOrder) {
+  const auto& [workers, row_count] = GetParam();
+  CpuWorkerPool pool(workers);
+  auto rows = rows_by_thread(pool, row_count);
+  for (std::int32_t worker = 0; worker < workers; ++worker) {
+    std::vector<std::int32_t> share;
+    for (std::int32_t row = row_count * worker / workers; row < row_count * (worker + 1) / workers; ++row)
+      share.push_back(row);
+    if (share.empty()) continue;
+    const auto owner =
+        std::find_if(rows.begin(), rows.end(), [&](const auto& entry) { return entry.second == share; });
+    ASSERT_NE(owner, rows.end()) << "no thread served exactly the rows from " << share.front();
+    rows.erase(owner);
+  }
+  EXPECT_TRUE(rows.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(WorkersAndRows, CpuWorkerPoolSizes,
+                         ::testing::Combine(::testing::Values(1, 2, 3, 7, 16),
+                                            ::testing::Values(0, 1, 2, 5, 16, 101)));
+
+TEST(CpuWorkerPool, LeavesTheCallerOutOfTheWork) {
+  CpuWorkerPool pool(2);
+  EXPECT_FALSE(rows_by_thread(pool, 20).contains(std::this_thread::get_id()));
+}
+
+TEST(CpuWorkerPool, ReturnsOnlyWhenEveryRowHasEnded) {
+  CpuWorkerPool pool(4);
+  std::atomic<std::int32_t> ended = 0;
+  for (int job = 1; job <= 50; ++job) {
+    pool.run(13, [&ended](std::int32_t) {
+      std::this_thread::yield();
+      ended.fetch_add(1, std::memory_order_relaxed);
+    });
+    ASSERT_EQ(ended.load(), 13 * job);
+  }
+}
+
+TEST(CpuWorkerPool, RunsEachJobOnceWhenJobsFollowAtOnce) {
+  CpuWorkerPool pool(3);
+  std::vector<int> calls(64, 0);
+  for (int job = 0; job < 500; ++job)
+    pool.run(64, [&calls](std::int32_t row) { ++calls[static_cast<std::size_t>(row)]; });
+  EXPECT_EQ(calls, std::vector<int>(64, 500));
+}
+
+TEST(CpuWorkerPool, RowsWrittenByAJobAreSeenByTheCallerAndTheNextJob) {
+  CpuWorkerPool pool(5);
+  std::vector<int> first(100, 0);
+  std::vector<int> reversed(100, 0);
+  pool.run(100, [&](std::int32_t row) { first[static_cast<std::size_t>(row)] = row + 1; });
+  pool.run(100, [&](std::int32_t row) {
+    reversed[static_cast<std::size_t>(row)] = first[static_cast<std::size_t>(99 - row)];
+  });
+  for (int row = 0; row < 100; ++row) EXPECT_EQ(reversed[static_cast<std::size_t>(row)], 100 - row);
+}
+
+TEST(CpuWorkerPool, EndsWithoutEverHavingRun) {
+  const CpuWorkerPool pool(8);
+}
+
+TEST(CpuWorkerPool, HasOneWorkerPerHardwareThreadByDefault) {
+  const auto hardware = static_cast<std::int32_t>(std::thread::hardware_concurrency());
+  EXPECT_EQ(CpuWorkerPool::default_worker_count(), std::max(1, hardware));
+  CpuWorkerPool pool;
+  // More rows than workers, so every worker shows up.
+  EXPECT_EQ(rows_by_thread(pool, 64 * CpuWorkerPool::default_worker_count()).size(),
+            static_cast<std::size_t>(CpuWorkerPool::default_worker_count()));
+}
+
+}  // namespace
+}  // namespace veyrin::testing

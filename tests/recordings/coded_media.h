@@ -1,0 +1,23 @@
+// Renders, encodes with the ffmpeg program, and reads back the coded samples of each track.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "tests/recordings/media_track.h"
+#include "tests/recordings/recording_plan.h"
+#include "tests/recordings/rig.h"
+
+namespace veyrin::recordings {
+
+enum class Eye { left, right };
+
+/// One eye's video; `scratch` is a file for the encoder's result and is removed again.
+[[nodiscard]] bool code_eye(const RecordingPlan& plan, const Rig& rig, Eye eye,
+                            const std::filesystem::path& scratch, MediaTrack& track, std::string& error);
+
+/// A quiet tone with a click at each flash, AAC.
+[[nodiscard]] bool code_sound(const RecordingPlan& plan, const std::filesystem::path& scratch,
+                              MediaTrack& track, std::string& error);
+
+}  // namespace veyrin::recordings

@@ -1,0 +1,34 @@
+// The recording maker: writes a recording like those of the real cameras, and what is true in it.
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "tests/recordings/calibration_document.h"
+#include "tests/recordings/recording.h"
+
+int main(int argc, char** argv) {
+  using namespace veyrin::recordings;
+  try {
+    RecordingPlan plan;
+    bool help = false;
+    std::string error;
+    if (!parse_recording_plan(std::vector<std::string>(argv + 1, argv + argc), plan, help, error)) {
+      std::fprintf(stderr, "Error: %s\n", error.c_str());
+      return 1;
+    }
+    if (help) {
+      std::fputs(recording_usage().c_str(), stdout);
+      return 0;
+    }
+    if (!make_recording(plan, error)) {
+      std::fprintf(stderr, "Error: %s\n", error.c_str());
+      return 1;
+    }
+    std::printf("Recording: %s\nTruth: %s\n", plan.output.c_str(), truth_path(plan.output).c_str());
+    return 0;
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "Error: %s\n", failure.what());
+    return 1;
+  }
+}

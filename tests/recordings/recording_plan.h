@@ -1,0 +1,71 @@
+// What a recording shall be like: the options of the recording maker.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/recordings/picture.h"
+#include "tests/recordings/rig.h"
+
+namespace veyrin::recordings {
+
+enum class VideoCodec { h264, hevc, hevc10 };
+
+struct FrameRate {
+  int numerator = 30, denominator = 1;
+  [[nodiscard]] double per_second() const { return static_cast<double>(numerator) / denominator; }
+};
+
+struct RecordingPlan {
+  std::filesystem::path output;
+  int width = 640, height = 640;  ///< per eye, even
+  FrameRate rate;
+  double seconds = 2.0;
+  VideoCodec codec = VideoCodec::h264;
+  bool full_range = false;
+  bool untagged = false;     ///< no colour description at all
+  std::string pixel_format;  ///< of the coded video; empty: 4:2:0 at the codec's depth
+  int group_length = 0;      ///< frames per group of pictures; 0: about half a second
+  int b_frames = 0;
+  RigShape rig;
+
+  bool swap_cameras = false;       ///< the right camera is first in the document and on the first video track
+  bool swap_tracks = false;        ///< the left camera is first but the right eye's video track comes first
+  bool single_camera = false;      ///< one camera, one video track
+  bool legacy_keys = false;        ///< "playbackTimestampSec" and "videoTrackIndex"
+  bool pinhole_only = false;       ///< intrinsics without the fisheye model
+  bool splines = false;            ///< adds spline lens models
+  double metadata_interval = 0.5;  ///< seconds between timed-metadata samples
+  std::string handler_name = "Kaleth Timed Metadata";
+  std::string metadata_tag = "gpmd";
+  bool extra_data_stream = false;  ///< an earlier unnamed gpmd track with samples of another kind
+
+  bool audio = true;
+  bool empty_right = false;   ///< the right eye's track has no samples
+  double right_offset = 0.0;  ///< seconds by which the right eye starts later
+  double start_offset = 0.0;  ///< seconds by which both eyes start later
+  int quarter_turns = 0;      ///< clockwise turns in the display matrix of the video tracks
+  bool bad_interleaving = false;
+  bool index_first = false;
+  std::uint64_t hole_bytes = 0;
+  std::string malformed;  ///< name of a malformation; empty for none
+  std::string encoder_program = "ffmpeg";
+
+  [[nodiscard]] int frame_count() const;
+  [[nodiscard]] double frame_time(int frame) const;
+  /// One frame each second, half a second after each full one.
+  [[nodiscard]] bool is_flash(int frame) const;
+  [[nodiscard]] ColourCoding coding() const;
+};
+
+/// Reads the command line; false with one message in `error`. `help` is set when only the usage was asked
+/// for.
+[[nodiscard]] bool parse_recording_plan(const std::vector<std::string>& arguments, RecordingPlan& plan,
+                                        bool& help, std::string& error);
+
+/// The usage text, malformations included.
+std::string recording_usage();
+
+}  // namespace veyrin::recordings

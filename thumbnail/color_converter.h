@@ -1,0 +1,43 @@
+// Turns decoded samples into RGB codes and these into linear light.
+#pragma once
+
+#include <array>
+
+#include "decode/color_description.h"
+#include "thumbnail/image.h"
+#include "thumbnail/transfer_curves.h"
+
+namespace veyrin {
+
+/// How the pixels of one stream are read. Prepared once per stream.
+struct ColorConverter {
+  // Integer coefficients with 8 fractional bits.
+  int luma_offset = 0, luma_scale = 256;
+  int red_from_cr = 0, green_from_cb = 0, green_from_cr = 0, blue_from_cb = 0;
+  TransferCurve curve = TransferCurve::srgb;
+  bool hlg = false;
+  bool wide_gamut = false;          ///< primaries of BT.2020 instead of BT.709
+  std::array<float, 256> linear{};  ///< linear light of an RGB code, 0..1
+
+  /// RGB codes of 8-bit Y'CbCr samples, in the stream's own transfer and primaries.
+  [[nodiscard]] Rgba rgb(int luma, int cb, int cr) const {
+    const int scaled = luma_scale * (luma - luma_offset) + rounding;
+    const int blue = cb - chroma_zero, red = cr - chroma_zero;
+    return {code(scaled + red_from_cr * red), code(scaled + green_from_cb * blue + green_from_cr * red),
+            code(scaled + blue_from_cb * blue)};
+  }
+
+ private:
+  static constexpr int chroma_zero = 128;
+  static constexpr int fraction_bits = 8;
+  static constexpr int rounding = 1 << (fraction_bits - 1);
+
+  static std::uint8_t code(int scaled) {
+    const int value = scaled >> fraction_bits;
+    return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
+  }
+};
+
+ColorConverter prepare_color_converter(const ColorDescription& description);
+
+}  // namespace veyrin

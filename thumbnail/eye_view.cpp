@@ -1,0 +1,61 @@
+#include "thumbnail/eye_view.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace veyrin {
+namespace {
+
+// The lens is evaluated for every fourth position only: over so few pixels its curve departs from a straight
+// line by less than a hundredth of a pixel.
+constexpr std::size_t lens_interval = 4;
+
+ImagePosition mixed(ImagePosition a, ImagePosition b, float share) {
+  return {a.x + share * (b.x - a.x), a.y + share * (b.y - a.y)};
+}
+
+}  // namespace
+
+EyeView::EyeView(const CameraIntrinsics& camera, const Matrix3& source_from_rectified,
+                 const RectifiedGeometry& geometry, int picture_width, int picture_height)
+    : camera_(camera),
+      source_from_rectified_(source_from_rectified),
+      view_side_(std::min(picture_width, picture_height)),
+      unit_(std::min(geometry.grid_width, geometry.grid_height) / view_side_),
+      first_column_((geometry.grid_width - 1 - (view_side_ - 1) * unit_) * 0.5),
+      first_row_((geometry.grid_height - 1 - (view_side_ - 1) * unit_) * 0.5),
+      x_scale_(static_cast<float>(picture_width) / static_cast<float>(camera.width)),
+      y_scale_(static_cast<float>(picture_height) / static_cast<float>(camera.height)) {}
+
+ImagePosition EyeView::camera_position(double u, double v) const {
+  const Matrix3& m = source_from_rectified_;
+  const double column = u * unit_ + first_column_, row = v * unit_ + first_row_;
+  const double w = m[6] * column + m[7] * row + m[8];
+  const double x = ((m[0] * column + m[1] * row + m[2]) / w - camera_.cx) / camera_.fx;
+  const double y = ((m[3] * column + m[4] * row + m[5]) / w - camera_.cy) / camera_.fy;
+  return project_ray(camera_, static_cast<float>(x), static_cast<float>(y));
+}
+
+ImagePosition EyeView::picture_position(ImagePosition position) const {
+  constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+  if (!is_inside_source(camera_, position)) return {nan, nan};
+  return {(position.x + 0.5F) * x_scale_ - 0.5F, (position.y + 0.5F) * y_scale_ - 0.5F};
+}
+
+void EyeView::locate(const Row& row, std::span<ImagePosition> positions) const {
+  const auto exact = [this, &row](std::size_t index) {
+    return camera_position(row.u_start + static_cast<double>(index) * row.u_step, row.v);
+  };
+  ImagePosition right = exact(0);
+  for (std::size_t first = 0; first < positions.size(); first += lens_interval) {
+    const std::size_t count = std::min(lens_interval, positions.size() - first);
+    const ImagePosition left = right;
+    right = exact(first + lens_interval);
+    for (std::size_t i = 0; i < count; ++i) {
+      const float share = static_cast<float>(i) / static_cast<float>(lens_interval);
+      positions[first + i] = picture_position(mixed(left, right, share));
+    }
+  }
+}
+
+}  // namespace veyrin

@@ -1,0 +1,138 @@
+#include "thumbnail/thumbnail_generator.h"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/console.h"
+#include "common/error_text.h"
+#include "common/ffmpeg_owners.h"
+#include "common/platform/path_text.h"
+#include "common/same_file.h"
+#include "decode/color_description.h"
+#include "metadata/display_rotation.h"
+#include "thumbnail/first_frames.h"
+#include "thumbnail/png_file.h"
+#include "thumbnail/preview_painter.h"
+#include "thumbnail/recording_layout.h"
+#include "thumbnail/video_input.h"
+
+namespace veyrin {
+namespace {
+
+using ImagePtr = std::shared_ptr<SinglePlaneImage>;
+
+/// The temporary file is written first, so it must not be the recording either.
+bool keep_recording(const std::filesystem::path& input, const std::filesystem::path& output,
+                    std::string& error) {
+  return keep_input_intact(input, output, error) &&
+         keep_input_intact(input, temporary_png_path(output), error);
+}
+
+bool check_layout(const RecordingLayout& layout, const std::string& path, std::string& error) {
+  if (!layout.declared_raw_dual_track) return true;
+  if (!layout.calibration.valid) {
+    return fail(error, "Declared raw dual-track thumbnail has invalid calibration: " + path);
+  }
+  if (layout.names_two_tracks()) return true;
+  return fail(
+      error, "Declared raw dual-track thumbnail does not contain an embedded raw-dual-track layout: " + path);
+}
+
+/// Clockwise quarter turns to the upright picture.
+int read_rotation(const AVStream& stream) {
+  const std::optional<int> turns = display_rotation_quarter_turns(stream);
+  console_line("[VideoThumbnailGenerator] Thumbnail rotation=%u quarter-turn(s), MP4 display matrix=%s",
+               static_cast<unsigned>(turns.value_or(0)), turns ? "available" : "missing");
+  return turns.value_or(0);
+}
+
+/// The frame's own tags count where it has them, else those of its stream.
+RawColorTags color_tags(const AVFrame& frame, const AVCodecParameters& stream) {
+  return {frame.colorspace != AVCOL_SPC_UNSPECIFIED ? frame.colorspace : stream.color_space,
+          frame.color_primaries != AVCOL_PRI_UNSPECIFIED ? frame.color_primaries : stream.color_primaries,
+          frame.color_trc != AVCOL_TRC_UNSPECIFIED ? frame.color_trc : stream.color_trc,
+          frame.color_range != AVCOL_RANGE_UNSPECIFIED ? frame.color_range : stream.color_range};
+}
+
+/// A first frame with its stream and the meaning of its colours.
+struct Track {
+  const AVStream* stream = nullptr;
+  ColoredFrame picture;
+};
+
+/// Those streams that gave a frame, in the order of the file.
+std::vector<Track> colored_tracks(const AVFormatContext& input, const std::vector<FirstFrame>& frames) {
+  std::vector<Track> tracks;
+  for (const FirstFrame& first : frames) {
+    if (!first.frame) continue;
+    const AVStream* stream = input.streams[first.stream];
+    const ColorDescription colors = describe_color(color_tags(*first.frame, *stream->codecpar), first.label);
+    tracks.push_back({stream, {first.frame.get(), prepare_color_converter(colors)}});
+  }
+  return tracks;
+}
+
+ImagePtr paint_dual(const RecordingLayout& layout, const StreamChoice& choice,
+                    const std::vector<Track>& tracks, int width) {
+  const auto picture = [&tracks](int stream) -> const ColoredFrame& {
+    return std::ranges::find(tracks, stream, [](const Track& track) { return track.stream->index; })->picture;
+  };
+  return paint_eyes(layout.calibration, picture(choice.left), picture(choice.right), width);
+}
+
+/// Width over height of the picture's pixels; the container's word comes before the codec's.
+double pixel_aspect(const Track& track) {
+  for (const AVRational aspect :
+       {track.stream->sample_aspect_ratio, track.picture.frame->sample_aspect_ratio}) {
+    if (aspect.num > 0 && aspect.den > 0) return av_q2d(aspect);
+  }
+  return 1.0;
+}
+
+ImagePtr make_preview(const std::filesystem::path& input, int width, std::string& error) {
+  const std::string path = platform::path_to_utf8(input);
+  const RecordingLayout layout = read_recording_layout(input);
+  if (!check_layout(layout, path, error)) return nullptr;
+  InputContextPtr context;
+  StreamChoice choice;
+  if (!open_video(input, context, error) || !choose_streams(*context, layout, path, choice, error)) {
+    return nullptr;
+  }
+  const int quarter_turns = read_rotation(*context->streams[choice.streams.front()]);
+  std::vector<FirstFrame> frames;
+  if (!decode_first_frames(*context, choice.streams, frames, error)) return nullptr;
+  const std::vector<Track> tracks = colored_tracks(*context, frames);
+
+  ImagePtr preview;
+  if (choice.is_dual() && tracks.size() == choice.streams.size()) {
+    preview = paint_dual(layout, choice, tracks, width);
+    if (!preview) error = "Could not create a rectified raw dual-track thumbnail for " + path;
+  } else if (!tracks.empty()) {
+    preview = paint_upright(tracks.front().picture, quarter_turns, pixel_aspect(tracks.front()), width);
+    if (!preview) error = "Could not create a thumbnail for " + path;
+  } else {
+    error = "Could not decode a frame of " + path;
+  }
+  return preview;
+}
+
+}  // namespace
+
+bool generate_thumbnail(const std::filesystem::path& input_path, const std::filesystem::path& output_path,
+                        int target_width) {
+  std::string error;
+  ImagePtr preview;
+  if (target_width < 1) {
+    error = "Invalid target width " + std::to_string(target_width);
+  } else if (keep_recording(input_path, output_path, error)) {
+    preview = make_preview(input_path, target_width, error);
+  }
+  if (preview) return write_png_atomically(output_path, *preview);
+  console_line("[VideoThumbnailGenerator] %s", error.c_str());
+  return false;
+}
+
+}  // namespace veyrin
