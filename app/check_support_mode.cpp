@@ -1,10 +1,12 @@
 #include "app/check_support_mode.h"
 
+#include <exception>
 #include <filesystem>
 #include <system_error>
 
 #include "app/support_answer.h"
 #include "common/console.h"
+#include "common/error_text.h"
 #include "common/platform/path_text.h"
 #include "convert/conversion.h"
 #include "metadata/recording_metadata.h"
@@ -35,6 +37,20 @@ RecordingMetadata synthetic_metadata(const SyntheticInput& properties) {
   return read_recording_metadata(job.input, metadata, error);
 }
 
+// Running out of memory, say, means that the machine cannot do it; only the file system's own exceptions are
+// errors of the question.
+[[nodiscard]] bool probe_conversion(const ConversionJob& job, const RecordingMetadata& metadata,
+                                    const ConversionOptions& options, bool& software_path,
+                                    std::string& error) {
+  try {
+    return convert_recording(job, metadata, options, software_path, error);
+  } catch (const std::filesystem::filesystem_error&) {
+    throw;
+  } catch (const std::exception& exception) {
+    return fail(error, exception.what());
+  }
+}
+
 [[nodiscard]] bool probe_support(const ConversionOptions& options, bool& software_path, std::string& error) {
   ConversionJob job;
   RecordingMetadata metadata;
@@ -43,7 +59,7 @@ RecordingMetadata synthetic_metadata(const SyntheticInput& properties) {
   job.probe = true;
   const auto clock_reading = std::chrono::steady_clock::now().time_since_epoch();
   job.output = std::filesystem::temp_directory_path() / probe_file_name(options, clock_reading);
-  const bool supported = convert_recording(job, metadata, options, software_path, error);
+  const bool supported = probe_conversion(job, metadata, options, software_path, error);
   std::error_code ignored;
   std::filesystem::remove(job.output, ignored);
   return supported;

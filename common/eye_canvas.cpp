@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+extern "C" {
+#include <libavutil/common.h>
+}
+
 namespace veyrin {
 namespace {
 
@@ -9,7 +13,8 @@ EyeSize pad_to_ratio(EyeSize eye, std::int64_t ratio_width, std::int64_t ratio_h
   const auto divide_up = [](std::int64_t value, std::int64_t by) { return (value + by - 1) / by; };
   std::int64_t unit = std::max(divide_up(eye.width, ratio_width), divide_up(eye.height, ratio_height));
   unit += unit % 2;
-  return {static_cast<std::int32_t>(ratio_width * unit), static_cast<std::int32_t>(ratio_height * unit)};
+  // A canvas past the integer range is refused by every encoder; until then it must not wrap round.
+  return {av_clipl_int32(ratio_width * unit), av_clipl_int32(ratio_height * unit)};
 }
 
 }  // namespace

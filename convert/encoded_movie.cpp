@@ -52,7 +52,7 @@ class EncodedMovie final : public MovieSink {
     return drain(encode_messages, error);
   }
 
-  bool accepts_audio() const override { return audio_stream_ != nullptr; }
+  [[nodiscard]] bool accepts_audio() const override { return audio_stream_ != nullptr; }
 
   bool write_audio(AVPacket& packet, std::int64_t offset_microseconds, std::string& error) override {
     const AVRational source_time_base = request_.source_audio->time_base;

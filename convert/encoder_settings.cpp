@@ -3,6 +3,7 @@
 #include <algorithm>
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/opt.h>
 }
 
@@ -48,11 +49,12 @@ AVCodecID encoder_codec_id(SbsCodec codec) {
 
 EyeSize encoded_size(const EncoderRequest& request) {
   const bool two_eyes_wide = !request.mono && request.mode == SbsMode::full;
-  return {two_eyes_wide ? 2 * request.canvas.width : request.canvas.width, request.canvas.height};
+  const std::int64_t width = (two_eyes_wide ? 2 : 1) * std::int64_t{request.canvas.width};
+  return {av_clipl_int32(width), request.canvas.height};
 }
 
 int group_of_pictures(AVRational frame_rate) {
-  return std::max(1, 2 * (frame_rate.num / frame_rate.den));
+  return std::max(1, av_clipl_int32(2 * std::int64_t{frame_rate.num / frame_rate.den}));
 }
 
 ColorTags encoder_colors(const ColorTags& input, bool ten_bit) {

@@ -20,7 +20,7 @@ class PackagedMovie final : public MovieSink {
   }
 
   // The child copies the audio from the recording itself.
-  bool accepts_audio() const override { return false; }
+  [[nodiscard]] bool accepts_audio() const override { return false; }
 
   bool write_audio(AVPacket& /*packet*/, std::int64_t /*offset_microseconds*/, std::string& error) override {
     return fail(error, "could not write an audio packet");

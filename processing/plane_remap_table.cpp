@@ -16,6 +16,7 @@ std::int32_t to_phase_steps(float value) {
   const std::int32_t whole = static_cast<float>(truncated) > value ? truncated - 1 : truncated;
   const double phase = static_cast<double>(value - static_cast<float>(whole)) * phase_count;
   // A phase that rounds up to 32 carries into the integer position by itself.
+  // The phase is never negative, so this rounds halves up.  NOLINTNEXTLINE(bugprone-incorrect-roundings)
   return whole * phase_count + static_cast<std::int32_t>(phase + 0.5);
 }
 

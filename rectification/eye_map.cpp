@@ -14,7 +14,9 @@ struct GridAxis {
         output_centre((samples - 1.0) * 0.5),
         grid_centre((grid - 1.0) * 0.5) {}
 
-  double position(std::int32_t sample) const { return (sample - output_centre) * step + grid_centre; }
+  [[nodiscard]] double position(std::int32_t sample) const {
+    return (sample - output_centre) * step + grid_centre;
+  }
 
   double step;
   double output_centre;

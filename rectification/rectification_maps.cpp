@@ -7,9 +7,8 @@
 namespace veyrin {
 namespace {
 
-// No picture of more pixels exists in FFmpeg, so larger tables could never be used; they would only exhaust
-// memory.
-constexpr std::int64_t max_eye_pixels = std::int64_t{1} << 28;
+// 16384 x 8192, far more than any encoder takes; the tables of larger eyes would only exhaust memory.
+constexpr std::int64_t max_eye_pixels = std::int64_t{1} << 27;
 
 bool is_possible_eye_size(std::int32_t width, std::int32_t height) {
   return width >= 1 && height >= 1 && std::int64_t{width} * height <= max_eye_pixels;

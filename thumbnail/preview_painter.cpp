@@ -16,7 +16,8 @@ namespace {
 using ImagePtr = std::shared_ptr<SinglePlaneImage>;
 
 constexpr Rgba backdrop{16, 18, 21, 255};
-constexpr double shortest_baseline_metres = 1e-6;
+// In the precision of the extrinsic, so that a document's 1e-6 is not below itself.
+constexpr double shortest_baseline_metres = 1e-6F;
 // More than an image can have, and within an integer.
 constexpr double most_rows = 1 << 30;
 

@@ -41,12 +41,10 @@ bool check_layout(const RecordingLayout& layout, const std::string& path, std::s
       error, "Declared raw dual-track thumbnail does not contain an embedded raw-dual-track layout: " + path);
 }
 
-/// Clockwise quarter turns to the upright picture.
-int read_rotation(const AVStream& stream) {
+void report_rotation(const AVStream& stream) {
   const std::optional<int> turns = display_rotation_quarter_turns(stream);
   console_line("[VideoThumbnailGenerator] Thumbnail rotation=%u quarter-turn(s), MP4 display matrix=%s",
                static_cast<unsigned>(turns.value_or(0)), turns ? "available" : "missing");
-  return turns.value_or(0);
 }
 
 /// The frame's own tags count where it has them, else those of its stream.
@@ -101,7 +99,7 @@ ImagePtr make_preview(const std::filesystem::path& input, int width, std::string
   if (!open_video(input, context, error) || !choose_streams(*context, layout, path, choice, error)) {
     return nullptr;
   }
-  const int quarter_turns = read_rotation(*context->streams[choice.streams.front()]);
+  report_rotation(*context->streams[choice.streams.front()]);
   std::vector<FirstFrame> frames;
   if (!decode_first_frames(*context, choice.streams, frames, error)) return nullptr;
   const std::vector<Track> tracks = colored_tracks(*context, frames);
@@ -111,7 +109,9 @@ ImagePtr make_preview(const std::filesystem::path& input, int width, std::string
     preview = paint_dual(layout, choice, tracks, width);
     if (!preview) error = "Could not create a rectified raw dual-track thumbnail for " + path;
   } else if (!tracks.empty()) {
-    preview = paint_upright(tracks.front().picture, quarter_turns, pixel_aspect(tracks.front()), width);
+    const Track& track = tracks.front();
+    const int quarter_turns = display_rotation_quarter_turns(*track.stream).value_or(0);
+    preview = paint_upright(track.picture, quarter_turns, pixel_aspect(track), width);
     if (!preview) error = "Could not create a thumbnail for " + path;
   } else {
     error = "Could not decode a frame of " + path;

@@ -12,25 +12,25 @@ using Arguments = std::vector<std::string>;
 class ProgramBatch : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    recordings_ = new TemporaryFolder;
+    recordings = new TemporaryFolder;
     recordings::RecordingPlan plan;
     plan.width = plan.height = 64;
     plan.seconds = 0.2;
     plan.audio = false;
-    plan.output = *recordings_ / "clip.mov";
+    plan.output = *recordings / "clip.mov";
     std::string error;
     ASSERT_TRUE(recordings::make_recording(plan, error)) << error;
     plan.codec = recordings::VideoCodec::hevc10;
     plan.swap_cameras = true;
-    plan.output = *recordings_ / "hdr.mov";
+    plan.output = *recordings / "hdr.mov";
     ASSERT_TRUE(recordings::make_recording(plan, error)) << error;
   }
   static void TearDownTestSuite() {
-    delete recordings_;
-    recordings_ = nullptr;
+    delete recordings;
+    recordings = nullptr;
   }
 
-  static std::string recording(const std::string& name) { return (*recordings_ / name).string(); }
+  static std::string recording(const std::string& name) { return (*recordings / name).string(); }
   [[nodiscard]] std::string in_folder(const std::string& name) const { return (folder_ / name).string(); }
 
   /// The notice of the metadata reader and the report lines of one input.
@@ -57,10 +57,10 @@ class ProgramBatch : public testing::Test {
   TemporaryFolder folder_;
 
  private:
-  static TemporaryFolder* recordings_;
+  static TemporaryFolder* recordings;
 };
 
-TemporaryFolder* ProgramBatch::recordings_ = nullptr;
+TemporaryFolder* ProgramBatch::recordings = nullptr;
 
 TEST_F(ProgramBatch, InspectPrintsTheReportOfEachInputAndNothingElse) {
   const Arguments arguments{"--inspect", recording("clip.mov"), recording("hdr.mov"), "--output-root",

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <limits>
+
 namespace veyrin {
 static std::ostream& operator<<(std::ostream& out, EyeSize size) {
   return out << size.width << "x" << size.height;
@@ -48,6 +51,12 @@ TEST(PaddedEyeSize, IsTheSmallestCanvasWithAnEvenUnit) {
     EXPECT_EQ(padded_eye_size(c.eye, AspectPadding::ratio_4x3), c.padded_4x3) << c.eye;
     EXPECT_EQ(padded_eye_size(c.eye, AspectPadding::ratio_16x9), c.padded_16x9) << c.eye;
   }
+}
+
+TEST(PaddedEyeSize, StaysAtTheLargestIntegerInsteadOfWrappingRound) {
+  constexpr std::int32_t largest = std::numeric_limits<std::int32_t>::max();
+  EXPECT_EQ(padded_eye_size({largest, 1}, AspectPadding::ratio_4x3), (EyeSize{largest, 1610612736}));
+  EXPECT_EQ(padded_eye_size({1, largest}, AspectPadding::ratio_16x9), (EyeSize{largest, largest}));
 }
 
 /// The smallest even unit by trying them all.

@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include "common/platform/child_process.h"
 #include "tests/support/script.h"
@@ -65,7 +66,7 @@ TEST_F(ChildProcessSignals, WriteToADeadChildIsAnErrorAndLeavesSignalsAsTheyWere
 TEST_F(ChildProcessSignals, AWriteThatWaitsFailsWhenTheChildDies) {
   const auto child = start("sleep 0.2; exit 1");
   ASSERT_TRUE(child);
-  const std::string bytes(4 * 1048576, 'x');
+  const std::string bytes(std::size_t{4} * 1048576, 'x');
   EXPECT_FALSE(child->write(bytes.data(), bytes.size()));
 }
 

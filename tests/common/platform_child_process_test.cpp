@@ -141,7 +141,7 @@ TEST_F(ChildProcessTest, WriteWaitsForASlowReader) {
   const auto child = start("while [ ! -e go ]; do sleep 0.01; done; wc -c > count", ChildInput::pipe);
   ASSERT_TRUE(child);
   std::atomic<bool> done{false};
-  const std::string bytes(4 * 1048576, 'x');
+  const std::string bytes(std::size_t{4} * 1048576, 'x');
   std::thread writer([&] { done = child->write(bytes.data(), bytes.size()); });
   std::this_thread::sleep_for(200ms);
   EXPECT_FALSE(done) << "four times the pipe's size cannot be written while nobody reads";

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <vector>
 
 extern "C" {
@@ -32,14 +34,21 @@ TEST(EncodedSize, OnlyFullSideBySideIsTwoEyesWide) {
   EXPECT_EQ(encoded_size(request), (EyeSize{640, 480}));
 }
 
+TEST(EncodedSize, StaysAtTheLargestIntegerInsteadOfWrappingRound) {
+  EncoderRequest request = request_for(SbsCodec::hevc, false);
+  request.canvas = {std::numeric_limits<std::int32_t>::max(), 1};
+  EXPECT_EQ(encoded_size(request), request.canvas);
+}
+
 TEST(GroupOfPictures, IsTwoSecondsOfWholeFrames) {
   struct RateCase {
     AVRational rate;
     int expected;
   };
-  constexpr RateCase cases[] = {{{30, 1}, 60},    {{30000, 1001}, 58},   {{24, 1}, 48},   {{24000, 1001}, 46},
-                                {{60, 1}, 120},   {{1, 1}, 2},           {{3, 2}, 2},     {{1, 2}, 1},
-                                {{999, 1000}, 1}, {{100000, 1}, 200000}, {{1, 100000}, 1}};
+  constexpr RateCase cases[] = {{{30, 1}, 60},         {{30000, 1001}, 58}, {{24, 1}, 48},
+                                {{24000, 1001}, 46},   {{60, 1}, 120},      {{1, 1}, 2},
+                                {{3, 2}, 2},           {{1, 2}, 1},         {{999, 1000}, 1},
+                                {{100000, 1}, 200000}, {{1, 100000}, 1},    {{2000000000, 1}, 2147483647}};
   for (const RateCase& rate : cases) {
     EXPECT_EQ(group_of_pictures(rate.rate), rate.expected) << rate.rate.num << '/' << rate.rate.den;
   }

@@ -1,8 +1,7 @@
 // A script in the place of the packaged FFmpeg program.
 #pragma once
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 

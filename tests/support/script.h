@@ -1,9 +1,8 @@
 // Small shell programs that stand in for a child process.
 #pragma once
 
-#include <signal.h>
-
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>

@@ -1,9 +1,10 @@
 #include "tests/support/system_call_stops.h"
 
-#include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 namespace veyrin::test {
 namespace {

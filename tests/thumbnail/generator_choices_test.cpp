@@ -197,7 +197,7 @@ TEST_F(GeneratorChoices, FailsWhenAnEyeCannotBeRendered) {
 
 TEST_F(GeneratorChoices, AcceptsTheShortestBaseline) {
   json document = parallel_document();
-  document["extrinsics"]["avcam1InAvcam0"]["position"] = {1.1e-6, 0, 0};
+  document["extrinsics"]["avcam1InAvcam0"]["position"] = {1e-6, 0, 0};
   const auto input = movie({test::video_track(), test::video_track(), metadata_track(document.dump())});
   expect_preview(preview(input, 64), missing_rotation, 64, 32);
 }
@@ -240,6 +240,14 @@ TEST_F(GeneratorChoices, TakesOneEyeWhenTheOtherTrackGivesNoFrame) {
     const auto input = movie({other, test::video_track(), metadata_track(parallel_document().dump())});
     expect_preview(preview(input, 64), missing_rotation, 64, 64);
   }
+}
+
+TEST_F(GeneratorChoices, TurnsTheOneEyeAsItsOwnTrackSays) {
+  MediaTrack turned = test::video_track();
+  turned.quarter_turns = 1;
+  turned.width = 128;  // shown twice as wide as it is high, so that the turn changes the preview's size
+  const auto input = movie({garbled_track(), turned, metadata_track(parallel_document().dump())});
+  expect_preview(preview(input, 64), missing_rotation, 64, 128);
 }
 
 TEST_F(GeneratorChoices, SaysWhenNothingCanBeDecoded) {

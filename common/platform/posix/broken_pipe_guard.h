@@ -1,9 +1,8 @@
 // Writing into a pipe whose reader may be gone.
 #pragma once
 
-#include <signal.h>
-
 #include <cerrno>
+#include <csignal>
 
 namespace veyrin::platform {
 

@@ -1,10 +1,10 @@
 #include "common/platform/files.h"
 
 #include <fcntl.h>
-#include <stdio.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <system_error>
 
 #include "common/platform/posix/descriptor.h"

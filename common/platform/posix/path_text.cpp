@@ -4,7 +4,7 @@ namespace veyrin::platform {
 
 // File names are bytes here; they pass unchanged, valid UTF-8 or not.
 std::filesystem::path path_from_utf8(std::string_view text) {
-  return std::filesystem::path(text);
+  return {text};
 }
 
 std::string path_to_utf8(const std::filesystem::path& path) {
