@@ -26,9 +26,8 @@ std::unique_ptr<ChromaUpsampler> ChromaUpsampler::create(const AVFrame& encoder_
 }
 
 bool ChromaUpsampler::upsample(AVFrame& encoder_frame, std::string& error) {
-  const int writable = av_frame_make_writable(&encoder_frame);
-  if (writable < 0) {
-    return fail_with_library_error(error, "could not make the ProRes encoder frame writable", writable);
+  if (av_frame_make_writable(&encoder_frame) < 0) {
+    return fail(error, "could not make the ProRes encoder frame writable");
   }
   const int rows = sws_scale(scaler_.get(), intermediate_->data, intermediate_->linesize, 0,
                              intermediate_->height, encoder_frame.data, encoder_frame.linesize);

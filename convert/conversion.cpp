@@ -1,8 +1,10 @@
 #include "convert/conversion.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "common/console.h"
@@ -31,6 +33,10 @@
 
 namespace veyrin {
 namespace {
+
+// Frames that are missing are made up by repeating the next one. Cameras lose some; only broken time stamps
+// leave out more than this, and filling what they claim could take the disk.
+constexpr double longest_filled_gap_seconds = 60.0;
 
 FrameRate frame_rate(AVRational rate) {
   return {rate.num, rate.den};
@@ -273,7 +279,9 @@ class Conversion {
     while (!video_done_ && decoder_->has_pair()) {
       const DecodedFrame left = decoder_->left().take_frame();
       const DecodedFrame right = decoder_->right().take_frame();
-      if (!convert_pair(left, right) || !decoder_->pump(error_)) return false;
+      if (!convert_pair(left, right)) return false;
+      // What is damaged behind the end of the trim does not matter.
+      if (!video_done_ && !decoder_->pump(error_)) return false;
     }
     return true;
   }
@@ -288,6 +296,11 @@ class Conversion {
         return true;
       case PairDecision::encode:
         break;
+    }
+    const double gap = pacer_->gap_before(pair_time);
+    if (gap > longest_filled_gap_seconds) {
+      return fail(error_,
+                  "the recording has no picture for " + std::to_string(std::llround(gap)) + " seconds");
     }
     if (!left.frame || !right.frame)
       return fail(error_, "decoded frames were not available to the YUV pipeline");

@@ -1,14 +1,14 @@
 #include "convert/conversion_input.h"
 
 #include "common/error_text.h"
-#include "common/platform/path_text.h"
+#include "common/media_url.h"
 
 namespace veyrin {
 namespace {
 
 bool open_file(const ConversionJob& job, InputContextPtr& context, std::string& error) {
   AVFormatContext* opened = nullptr;
-  int result = avformat_open_input(&opened, platform::path_to_utf8(job.input).c_str(), nullptr, nullptr);
+  int result = avformat_open_input(&opened, media_url(job.input).c_str(), nullptr, nullptr);
   if (result < 0) return fail_with_library_error(error, "could not open input", result);
   context.reset(opened);
   result = avformat_find_stream_info(opened, nullptr);

@@ -4,10 +4,11 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "common/platform/path_text.h"
+#include "common/media_url.h"
 #include "common/video_frames.h"
 #include "convert/chroma_upsampler.h"
 #include "convert/frame_packing_sei.h"
+#include "convert/output_container.h"
 #include "convert/sbs_stereo_metadata.h"
 
 namespace veyrin {
@@ -83,7 +84,7 @@ class EncodedMovie final : public MovieSink {
   bool create_muxer(std::string& error) {
     AVFormatContext* muxer = nullptr;
     const int result = avformat_alloc_output_context2(&muxer, request_.container, nullptr,
-                                                      platform::path_to_utf8(request_.output).c_str());
+                                                      media_url(request_.output).c_str());
     muxer_.reset(muxer);
     if (result < 0) return fail_with_library_error(error, "could not open output", result);
     return true;
@@ -95,7 +96,9 @@ class EncodedMovie final : public MovieSink {
     const int result = avcodec_parameters_from_context(video_stream_->codecpar, &encoder_);
     if (result < 0) return fail_with_library_error(error, "could not configure the output stream", result);
     // Players of the QuickTime family want the parameter sets in the sample entry only.
-    if (encoder_.codec_id == AV_CODEC_ID_HEVC) video_stream_->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
+    if (encoder_.codec_id == AV_CODEC_ID_HEVC && is_mp4_family(*muxer_->oformat)) {
+      video_stream_->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
+    }
     video_stream_->time_base = encoder_.time_base;
     video_stream_->avg_frame_rate = encoder_.framerate;
     return true;
@@ -128,8 +131,7 @@ class EncodedMovie final : public MovieSink {
 
   bool write_header(std::string& error) {
     if ((muxer_->oformat->flags & AVFMT_NOFILE) == 0) {
-      const int result =
-          avio_open(&muxer_->pb, platform::path_to_utf8(request_.output).c_str(), AVIO_FLAG_WRITE);
+      const int result = avio_open(&muxer_->pb, media_url(request_.output).c_str(), AVIO_FLAG_WRITE);
       if (result < 0) return fail_with_library_error(error, "could not open output", result);
     }
     const int result = avformat_write_header(muxer_.get(), nullptr);

@@ -35,7 +35,9 @@ FramePacer::FramePacer(TrimRange range, FrameRate output_rate, FrameRate input_r
   const double input_frame = input_rate.valid() ? input_rate.frame_duration() : output_frame;
   half_output_frame_ = output_frame / 2;
   half_input_frame_ = input_frame / 2;
-  tolerance_ = tie_tolerance_frames * std::min(output_frame, input_frame);
+  // A range far shorter than a frame still holds the frame at its start.
+  tolerance_ =
+      std::min(tie_tolerance_frames * std::min(output_frame, input_frame), (range.end - range.start) / 2);
 }
 
 double FramePacer::next_output_time() const {
@@ -48,6 +50,10 @@ PairDecision FramePacer::decide(double pair_time) const {
   if (pair_time >= range_.end - tolerance_) return PairDecision::finish;
   if (next_output_time() > pair_time + half_input_frame_ + tolerance_) return PairDecision::drop;
   return PairDecision::encode;
+}
+
+double FramePacer::gap_before(double pair_time) const {
+  return std::min(pair_time, range_.end) - next_output_time();
 }
 
 bool FramePacer::repeats(double pair_time) const {

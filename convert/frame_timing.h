@@ -46,6 +46,8 @@ class FramePacer {
 
   /// `pair_time` is the later of the two frame times, in seconds.
   [[nodiscard]] PairDecision decide(double pair_time) const;
+  /// Seconds without a picture before this pair that writing it would fill; below 0 when it fills nothing.
+  [[nodiscard]] double gap_before(double pair_time) const;
   /// True while the pair just written must be written once more to reach the output rate.
   [[nodiscard]] bool repeats(double pair_time) const;
   /// Counts one written frame.

@@ -5,8 +5,8 @@
 
 #include "common/error_text.h"
 #include "common/ffmpeg_owners.h"
+#include "common/media_url.h"
 #include "common/platform/files.h"
-#include "common/platform/path_text.h"
 #include "convert/sbs_stereo_metadata.h"
 
 extern "C" {
@@ -39,7 +39,7 @@ bool copy_chapters(const AVFormatContext& source, AVFormatContext& target) {
 class St3dRemux {
  public:
   St3dRemux(const std::filesystem::path& movie, const std::filesystem::path& temporary)
-      : movie_(platform::path_to_utf8(movie)), temporary_(platform::path_to_utf8(temporary)) {}
+      : movie_(media_url(movie)), temporary_(media_url(temporary)) {}
 
   /// `temporary_opened` tells whether the temporary file is now one that this object has written to.
   bool run(bool& temporary_opened, std::string& error) {

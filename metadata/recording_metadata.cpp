@@ -4,6 +4,7 @@
 
 #include "common/error_text.h"
 #include "common/ffmpeg_owners.h"
+#include "common/media_url.h"
 #include "common/platform/path_text.h"
 #include "metadata/calibration_document.h"
 #include "metadata/first_document.h"
@@ -12,9 +13,10 @@
 namespace veyrin {
 namespace {
 
-bool open_recording(const std::string& path, InputContextPtr& context, std::string& error) {
+bool open_recording(const std::filesystem::path& input, const std::string& path, InputContextPtr& context,
+                    std::string& error) {
   AVFormatContext* opened = nullptr;
-  if (avformat_open_input(&opened, path.c_str(), nullptr, nullptr) < 0) {
+  if (avformat_open_input(&opened, media_url(input).c_str(), nullptr, nullptr) < 0) {
     return fail(error, "could not open input: " + path);
   }
   context.reset(opened);
@@ -47,7 +49,7 @@ bool read_recording_metadata(const std::filesystem::path& input, RecordingMetada
   metadata = {};
   const std::string path = platform::path_to_utf8(input);
   InputContextPtr context;
-  if (!open_recording(path, context, error)) return false;
+  if (!open_recording(input, path, context, error)) return false;
   if (context->duration > 0) metadata.duration_seconds = static_cast<double>(context->duration) / 1e6;
   metadata.metadata_stream = find_metadata_stream(*context);
   if (metadata.metadata_stream < 0) return fail(error, "no Kaleth gpmd stream found");

@@ -4,7 +4,7 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "common/platform/path_text.h"
+#include "common/media_url.h"
 #include "metadata/input_options.h"
 #include "metadata/recording_streams.h"
 
@@ -57,8 +57,7 @@ bool open_demuxer(const std::filesystem::path& input, InputContextPtr& context, 
     return fail(error, "avformat_open_input failed: " + reason);
   }
   AVFormatContext* opened = nullptr;
-  const int result =
-      avformat_open_input(&opened, platform::path_to_utf8(input).c_str(), nullptr, options.address());
+  const int result = avformat_open_input(&opened, media_url(input).c_str(), nullptr, options.address());
   if (result < 0) return fail_with_library_error(error, "avformat_open_input failed", result);
   context.reset(opened);
   return true;

@@ -100,6 +100,24 @@ TEST(FramePacing, FillsAGapInTheInputWithTheNextPair) {
   EXPECT_EQ(written, (std::vector<int>{0, 1, 2, 2, 2, 2, 3}));
 }
 
+TEST(FramePacing, AGapReachesFromTheNextOutputTimeToThePairOrTheEnd) {
+  FramePacer pacer(TrimRange::from(2.0, 10.0), {10, 1}, {10, 1});
+  EXPECT_DOUBLE_EQ(pacer.gap_before(2.0), 0.0);
+  EXPECT_DOUBLE_EQ(pacer.gap_before(5.0), 3.0);
+  for (int i = 0; i < 10; ++i) pacer.advance();
+  EXPECT_DOUBLE_EQ(pacer.gap_before(5.0), 2.0);
+  EXPECT_DOUBLE_EQ(pacer.gap_before(1e9), 9.0) << "nothing is written behind the end";
+  EXPECT_LT(pacer.gap_before(2.9), 0.0);
+}
+
+TEST(Trimming, ARangeShorterThanTheTieToleranceHoldsTheFrameAtItsStart) {
+  for (const double duration : {1e-6, 1e-4, 0.0003}) {
+    const FramePacer pacer(TrimRange::from(0.5, duration), {30, 1}, {30, 1});
+    EXPECT_EQ(pacer.decide(0.5), PairDecision::encode) << duration;
+    EXPECT_EQ(written_pairs(pacer, times_at({30, 1}, 60, 90000)), std::vector<int>{15}) << duration;
+  }
+}
+
 TEST(Trimming, DropsPairsMoreThanHalfAFrameBeforeTheStart) {
   const FramePacer pacer(TrimRange::from(0.55, std::nullopt), {10, 1}, {10, 1});
   EXPECT_EQ(pacer.decide(0.4), PairDecision::drop);

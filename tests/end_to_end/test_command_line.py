@@ -188,3 +188,12 @@ def test_names_with_blanks_quotes_and_other_letters_work(converter, recording, t
     output = folder / "näme with 'quotes' & more.x_FULL_SBS_LR.mp4"
     assert run.lines[-1] == f"SBS output: {output}"
     assert output.stat().st_size > 0
+
+
+def test_colons_in_names_are_no_protocols(converter, recording, tmp_path):
+    (tmp_path / "take:1.mp4").write_bytes(recording.path.read_bytes())
+    for mode in (["--inspect"], ["--sbs-codec", "prores", "--duration", "0.2", "--output", "first:cut.mov"],
+                 ["--thumbnail", "--output", "pre:view.png"]):
+        converter.run(*mode, "take:1.mp4", folder=tmp_path).succeeded()
+    assert (tmp_path / "first:cut.mov").stat().st_size > 0
+    assert (tmp_path / "pre:view.png").stat().st_size > 0

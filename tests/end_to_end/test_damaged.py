@@ -97,6 +97,18 @@ def test_absurd_picture_size_ends_with_one_message(converter, shelf, tmp_path):
 
 
 @pytest.mark.parametrize("codec", ["hevc", "prores"])
+def test_a_jump_of_the_time_stamps_ends_in_a_message(converter, shelf, tmp_path, codec):
+    recording = damaged(shelf, "time-jump")
+    converter.run("--software", "--sbs-codec", codec, recording.path, folder=tmp_path).failed(
+        "the recording has no picture for 2000 seconds")
+    # The parts before and behind the jump can be had.
+    for name, start in (("before.mov", 0), ("behind.mov", 2000.5)):
+        converter.run("--software", "--sbs-codec", codec, "--start", start, "--duration", 0.5, "--output", name,
+                      recording.path, folder=tmp_path).succeeded()
+        assert len(Movie(tmp_path / name).frame_times) == 15
+
+
+@pytest.mark.parametrize("codec", ["hevc", "prores"])
 @pytest.mark.parametrize("fault", ["truncated-media", "scribbled-media", "corrupt-video", "garbage-video",
                                    "corrupt-config"])
 @pytest.mark.parametrize("source", ["h264", "hevc10"])

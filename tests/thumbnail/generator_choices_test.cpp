@@ -242,14 +242,6 @@ TEST_F(GeneratorChoices, TakesOneEyeWhenTheOtherTrackGivesNoFrame) {
   }
 }
 
-TEST_F(GeneratorChoices, TurnsTheOneEyeAsItsOwnTrackSays) {
-  MediaTrack turned = test::video_track();
-  turned.quarter_turns = 1;
-  turned.width = 128;  // shown twice as wide as it is high, so that the turn changes the preview's size
-  const auto input = movie({garbled_track(), turned, metadata_track(parallel_document().dump())});
-  expect_preview(preview(input, 64), missing_rotation, 64, 128);
-}
-
 TEST_F(GeneratorChoices, SaysWhenNothingCanBeDecoded) {
   const auto input = movie({garbled_track()});
   expect_failure(preview(input),

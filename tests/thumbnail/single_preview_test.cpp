@@ -93,6 +93,17 @@ TEST_F(SinglePreview, IsTurnedUprightAsThePlayerWould) {
   }
 }
 
+TEST_F(SinglePreview, OfTheTrackThatHasPicturesTurnsAsThatTrackSays) {
+  make_quarters("lying.mp4", 64, 48, h264);
+  ffmpeg("-i lying.mp4 -c copy -metadata:s:v:0 rotate=270 turned.mp4");
+  ffmpeg("-i lying.mp4 -i turned.mp4 -map 0 -map 1 -c copy -bsf:v:0 noise=drop=1 both.mp4");
+  const PreviewRun run = preview("both.mp4", 96);
+  ASSERT_TRUE(run.written) << run.log;
+  EXPECT_EQ(run.image->width(), 96);
+  EXPECT_EQ(run.image->height(), 128);
+  expect_quarters(*run.image, blue, red, white, green);
+}
+
 TEST_F(SinglePreview, KeepsThePicturesShape) {
   make_quarters("clip.mp4", 64, 48, h264);
   for (const auto& [width, height] :
