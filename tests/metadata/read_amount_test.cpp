@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -14,21 +13,11 @@
 #include "tests/metadata/small_movie.h"
 #include "tests/recordings/gpmf_sample.h"
 #include "tests/recordings/movie_writer.h"
+#include "tests/support/bytes_read.h"
 #include "tests/support/temporary_folder.h"
 
 namespace veyrin {
 namespace {
-
-/// Bytes that this process has asked the system to read; nothing where the system does not count them.
-std::optional<std::uint64_t> bytes_read() {
-  std::ifstream counters("/proc/self/io");
-  std::string name;
-  std::uint64_t value = 0;
-  while (counters >> name >> value) {
-    if (name == "rchar:") return value;
-  }
-  return std::nullopt;
-}
 
 struct Layout {
   const char* name;
@@ -59,10 +48,10 @@ TEST_P(ReadAmount, StaysSmallWhateverTheLengthOfTheRecording) {
                               {.index_first = layout.index_first, .hole_bytes = layout.hole_bytes}, error))
       << error;
 
-  const std::optional<std::uint64_t> before = bytes_read();
+  const std::optional<std::uint64_t> before = test::bytes_read();
   RecordingMetadata recording;
   const bool read = read_recording_metadata(path, recording, error);
-  const std::optional<std::uint64_t> after = bytes_read();
+  const std::optional<std::uint64_t> after = test::bytes_read();
   ASSERT_TRUE(read) << error;
   if (!before || !after) GTEST_SKIP() << "this system does not count the bytes that a process reads";
   std::printf("%s: %ju of %ju bytes read\n", layout.name, std::uintmax_t{*after - *before},

@@ -11,6 +11,7 @@
 #include "tests/metadata/small_movie.h"
 #include "tests/recordings/gpmf_sample.h"
 #include "tests/recordings/movie_writer.h"
+#include "tests/support/bytes_read.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/thumbnail/preview_run.h"
 
@@ -41,17 +42,6 @@ TEST(FirstFrames, SayWhyADecoderCannotBeOpened) {
   EXPECT_EQ(error, "avcodec_open2 failed for stream 0: Invalid argument");
 }
 
-/// Bytes that this process has asked the system to read; nothing where the system does not count them.
-std::optional<std::uint64_t> bytes_read() {
-  std::ifstream counters("/proc/self/io");
-  std::string name;
-  std::uint64_t value = 0;
-  while (counters >> name >> value) {
-    if (name == "rchar:") return value;
-  }
-  return std::nullopt;
-}
-
 struct Layout {
   const char* name;
   recordings::MovieLayout movie;
@@ -74,9 +64,9 @@ TEST_P(ReadAmount, OfAPreviewStaysSmallWhateverTheLengthOfTheRecording) {
       GetParam().movie, error))
       << error;
 
-  const std::optional<std::uint64_t> before = bytes_read();
+  const std::optional<std::uint64_t> before = test::bytes_read();
   const test::PreviewRun run = test::run_preview(path, folder / "preview.png", 64);
-  const std::optional<std::uint64_t> after = bytes_read();
+  const std::optional<std::uint64_t> after = test::bytes_read();
   ASSERT_TRUE(run.written) << run.log;
   if (!before || !after) GTEST_SKIP() << "this system does not count the bytes that a process reads";
   std::printf("%s: %ju of %ju bytes read\n", GetParam().name, std::uintmax_t{*after - *before},
