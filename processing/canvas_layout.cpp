@@ -5,10 +5,6 @@
 namespace veyrin {
 namespace {
 
-std::int32_t even_pad(std::int32_t box, std::int32_t image) {
-  return (box - image) / 2 / 2 * 2;
-}
-
 struct PlaneScale {
   std::int32_t divisor;  ///< luma samples per sample of the plane, each way
 };
@@ -54,6 +50,10 @@ PlaneLayout plane_layout(const ProcessorGeometry& geometry, PlaneSize rectified,
 }
 
 }  // namespace
+
+std::int32_t even_pad(std::int32_t box, std::int32_t image) {
+  return (box - image) / 2 / 2 * 2;
+}
 
 std::int32_t canvas_width(const ProcessorGeometry& geometry) {
   return geometry.layout == OutputLayout::full_sbs ? 2 * geometry.eye_box_width : geometry.eye_box_width;

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "processing/cpu_yuv_processor.h"
 #include "processing/plane_remap_table.h"
+#include "processing/yuv_processor.h"
 
 namespace veyrin {
 
@@ -27,6 +27,9 @@ struct PlaneLayout {
   std::int32_t table_columns_per_column = 1;  ///< 2 where the eyes are squeezed to half width
   std::vector<EyeRegion> eyes;                ///< from left to right, together the whole width
 };
+
+/// Luma samples from the edge of an eye box to the image that is centred in it; even, so that chroma follows.
+std::int32_t even_pad(std::int32_t box, std::int32_t image);
 
 /// Luma samples across the canvas.
 std::int32_t canvas_width(const ProcessorGeometry& geometry);

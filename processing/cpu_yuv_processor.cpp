@@ -1,6 +1,5 @@
 #include "processing/cpu_yuv_processor.h"
 
-#include <initializer_list>
 #include <utility>
 
 #include "common/error_text.h"
@@ -9,6 +8,7 @@
 #include "processing/kernel_choice.h"
 #include "processing/lanczos_weights.h"
 #include "processing/plane_pass.h"
+#include "processing/processor_sizes.h"
 #include "processing/yuv_format.h"
 
 extern "C" {
@@ -18,23 +18,17 @@ extern "C" {
 namespace veyrin {
 namespace {
 
-bool map_is_filled(const EyeMap& map) {
-  if (map.width <= 0 || map.height <= 0) return false;
-  const std::size_t entries = static_cast<std::size_t>(map.width) * static_cast<std::size_t>(map.height);
-  return map.map_x.size() == entries && map.map_y.size() == entries;
-}
-
 bool check_sizes(const RectificationMaps& maps, const ProcessorGeometry& geometry, std::string& error) {
-  const EyeMap& left = maps.left;
-  const EyeMap& right = maps.right;
-  if (!map_is_filled(left) || !map_is_filled(right) || left.width != right.width ||
-      left.height != right.height)
-    return fail(error, "invalid CPU YUV rectification maps");
-  for (const std::int32_t size : {left.width, left.height, canvas_width(geometry), geometry.source_width,
-                                  geometry.source_height, geometry.eye_box_width, geometry.eye_box_height})
-    if (size % 2 != 0) return fail(error, "CPU YUV processing requires even dimensions");
-  if (geometry.eye_box_width < left.width || geometry.eye_box_height < left.height)
-    return fail(error, "CPU YUV canvas is smaller than the rectified image");
+  switch (find_size_problem(maps, geometry)) {
+    case SizeProblem::invalid_maps:
+      return fail(error, "invalid CPU YUV rectification maps");
+    case SizeProblem::odd_size:
+      return fail(error, "CPU YUV processing requires even dimensions");
+    case SizeProblem::canvas_too_small:
+      return fail(error, "CPU YUV canvas is smaller than the rectified image");
+    case SizeProblem::none:
+      break;
+  }
   return true;
 }
 

@@ -5,23 +5,10 @@
 #include <memory>
 #include <string>
 
+#include "processing/yuv_processor.h"
 #include "rectification/rectification_maps.h"
 
-struct AVFrame;
-
 namespace veyrin {
-
-/// How the eyes are placed on the canvas. The values are shared with the GPU processor.
-enum class OutputLayout : std::int32_t { mono_left = 0, mono_right = 1, full_sbs = 2, half_sbs = 3 };
-
-/// Sizes of one processor; all even. The canvas is the eye box, twice as wide for full side by side.
-struct ProcessorGeometry {
-  std::int32_t source_width = 0;
-  std::int32_t source_height = 0;
-  std::int32_t eye_box_width = 0;
-  std::int32_t eye_box_height = 0;
-  OutputLayout layout = OutputLayout::full_sbs;
-};
 
 /// Which kernels a processor uses.
 enum class KernelChoice : std::int32_t { best_for_cpu, scalar_only };
@@ -33,22 +20,20 @@ struct ProcessorTuning {
   std::int32_t worker_count = 0;  ///< 0: one per hardware thread
 };
 
-class CpuYuvProcessor {
+class CpuYuvProcessor final : public YuvProcessor {
  public:
   /// Builds the tables and starts the workers; null with one message in `error` when the sizes do not fit.
   /// The maps are read only during the call.
   static std::unique_ptr<CpuYuvProcessor> create(const RectificationMaps& maps,
                                                  const ProcessorGeometry& geometry, std::string& error,
                                                  const ProcessorTuning& tuning = {});
-  ~CpuYuvProcessor();
-  CpuYuvProcessor(const CpuYuvProcessor&) = delete;
-  CpuYuvProcessor& operator=(const CpuYuvProcessor&) = delete;
+  ~CpuYuvProcessor() override;
 
   /// Writes the packed canvas into `output` (canvas size, one of the five 4:2:0 formats). Both inputs have
   /// the source size and the same one of those formats; the depth of the output may differ. Returns when all
   /// rows are written. One call at a time.
   [[nodiscard]] bool process(const AVFrame* left, const AVFrame* right, AVFrame* output,
-                             std::string& error) const;
+                             std::string& error) const override;
 
  private:
   struct State;

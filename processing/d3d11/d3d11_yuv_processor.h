@@ -1,0 +1,34 @@
+// Rectifies GPU-resident frames with two compute shaders and packs them into a surface of the encoder.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "processing/d3d11/yuv_shaders.h"
+#include "processing/gpu_yuv_processor.h"
+
+namespace veyrin {
+
+class D3D11YuvProcessor final : public GpuYuvProcessor {
+ public:
+  /// Uploads the tables and makes everything that frames need; null with one message in `error` on failure.
+  /// `device` is a D3D11VA hardware device context, `ten_bit` chooses P010 instead of NV12 for all surfaces.
+  static std::unique_ptr<D3D11YuvProcessor> create(
+      AVBufferRef* device, const RectificationMaps& maps, const ProcessorGeometry& geometry, bool ten_bit,
+      std::string& error, const std::string& compiler_library = shader_compiler_library);
+  ~D3D11YuvProcessor() override;
+
+  /// Reads two D3D11 frames of the device and writes `output`, a frame from `encoder_frames`. The work is
+  /// queued on the GPU when this returns.
+  [[nodiscard]] bool process(const AVFrame* left, const AVFrame* right, AVFrame* output,
+                             std::string& error) const override;
+
+  [[nodiscard]] AVBufferRef* encoder_frames() const override;
+
+ private:
+  struct State;
+  explicit D3D11YuvProcessor(std::unique_ptr<State> state);
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace veyrin

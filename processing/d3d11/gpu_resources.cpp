@@ -1,0 +1,113 @@
+#include "processing/d3d11/gpu_resources.h"
+
+#include "common/error_text.h"
+#include "processing/d3d11/result_text.h"
+
+namespace veyrin {
+namespace {
+
+using platform::ComPtr;
+
+// The format of a view selects the plane that it shows.
+DXGI_FORMAT luma_view_format(bool ten_bit) {
+  return ten_bit ? DXGI_FORMAT_R16_UNORM : DXGI_FORMAT_R8_UNORM;
+}
+
+DXGI_FORMAT chroma_view_format(bool ten_bit) {
+  return ten_bit ? DXGI_FORMAT_R16G16_UNORM : DXGI_FORMAT_R8G8_UNORM;
+}
+
+HRESULT create_texture(ID3D11Device& device, SurfaceSize size, bool ten_bit, UINT bind_flags,
+                       ComPtr<ID3D11Texture2D>& texture) {
+  D3D11_TEXTURE2D_DESC description{};
+  description.Width = size.width;
+  description.Height = size.height;
+  description.MipLevels = 1;
+  description.ArraySize = 1;
+  description.Format = surface_format(ten_bit);
+  description.SampleDesc.Count = 1;
+  description.Usage = D3D11_USAGE_DEFAULT;
+  description.BindFlags = bind_flags;
+  ID3D11Texture2D* created = nullptr;
+  const HRESULT result = device.CreateTexture2D(&description, nullptr, &created);
+  texture.reset(created);
+  return result;
+}
+
+HRESULT create_read_view(ID3D11Device& device, ID3D11Texture2D& texture, DXGI_FORMAT format,
+                         ComPtr<ID3D11ShaderResourceView>& view) {
+  D3D11_SHADER_RESOURCE_VIEW_DESC description{};
+  description.Format = format;
+  description.ViewDimension = D3D11_SRV_DIMENSION_TEXTURE2D;
+  description.Texture2D.MipLevels = 1;
+  ID3D11ShaderResourceView* created = nullptr;
+  const HRESULT result = device.CreateShaderResourceView(&texture, &description, &created);
+  view.reset(created);
+  return result;
+}
+
+HRESULT create_write_view(ID3D11Device& device, ID3D11Texture2D& texture, DXGI_FORMAT format,
+                          ComPtr<ID3D11UnorderedAccessView>& view) {
+  D3D11_UNORDERED_ACCESS_VIEW_DESC description{};
+  description.Format = format;
+  description.ViewDimension = D3D11_UAV_DIMENSION_TEXTURE2D;
+  ID3D11UnorderedAccessView* created = nullptr;
+  const HRESULT result = device.CreateUnorderedAccessView(&texture, &description, &created);
+  view.reset(created);
+  return result;
+}
+
+}  // namespace
+
+DXGI_FORMAT surface_format(bool ten_bit) {
+  return ten_bit ? DXGI_FORMAT_P010 : DXGI_FORMAT_NV12;
+}
+
+bool upload_bytes(ID3D11Device& device, std::span<const std::byte> bytes, UINT stride, ShaderBuffer& buffer,
+                  std::string& error) {
+  D3D11_BUFFER_DESC description{};
+  description.ByteWidth = static_cast<UINT>(bytes.size());
+  description.Usage = D3D11_USAGE_IMMUTABLE;
+  description.BindFlags = D3D11_BIND_SHADER_RESOURCE;
+  description.MiscFlags = D3D11_RESOURCE_MISC_BUFFER_STRUCTURED;
+  description.StructureByteStride = stride;
+  D3D11_SUBRESOURCE_DATA data{};
+  data.pSysMem = bytes.data();
+  ID3D11Buffer* created = nullptr;
+  HRESULT result = device.CreateBuffer(&description, &data, &created);
+  if (FAILED(result)) return fail_with_result(error, "D3D11 YUV data upload", result);
+  buffer.buffer.reset(created);
+
+  D3D11_SHADER_RESOURCE_VIEW_DESC view{};
+  view.Format = DXGI_FORMAT_UNKNOWN;
+  view.ViewDimension = D3D11_SRV_DIMENSION_BUFFER;
+  view.Buffer.NumElements = description.ByteWidth / stride;
+  ID3D11ShaderResourceView* created_view = nullptr;
+  result = device.CreateShaderResourceView(created, &view, &created_view);
+  if (FAILED(result)) return fail_with_result(error, "D3D11 YUV data view", result);
+  buffer.view.reset(created_view);
+  return true;
+}
+
+bool create_readable_surface(ID3D11Device& device, SurfaceSize size, bool ten_bit, ReadableSurface& surface,
+                             std::string& error) {
+  if (FAILED(create_texture(device, size, ten_bit, D3D11_BIND_SHADER_RESOURCE, surface.texture)))
+    return fail(error, "could not create shader-readable D3D11 YUV textures");
+  if (FAILED(create_read_view(device, *surface.texture, luma_view_format(ten_bit), surface.luma)) ||
+      FAILED(create_read_view(device, *surface.texture, chroma_view_format(ten_bit), surface.chroma)))
+    return fail(error, "could not create D3D11 YUV plane views");
+  return true;
+}
+
+bool create_writable_surface(ID3D11Device& device, SurfaceSize size, bool ten_bit, WritableSurface& surface,
+                             std::string& error) {
+  if (FAILED(create_texture(device, size, ten_bit, D3D11_BIND_UNORDERED_ACCESS, surface.texture)))
+    return fail(error, "could not create the D3D11 YUV shader output texture");
+  HRESULT result = create_write_view(device, *surface.texture, luma_view_format(ten_bit), surface.luma);
+  if (SUCCEEDED(result))
+    result = create_write_view(device, *surface.texture, chroma_view_format(ten_bit), surface.chroma);
+  if (FAILED(result)) return fail_with_result(error, "D3D11 YUV shader output plane views", result);
+  return true;
+}
+
+}  // namespace veyrin

@@ -1,0 +1,28 @@
+// The remap tables as the shaders read them: plain arrays, one element per output sample.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "processing/plane_remap_table.h"
+
+namespace veyrin {
+
+/// Whole samples; two 32-bit integers to the shaders.
+struct ShaderPosition {
+  std::int32_t x;
+  std::int32_t y;
+};
+
+/// One eye's table of one plane kind, row after row.
+struct ShaderTable {
+  std::vector<ShaderPosition> positions;
+  std::vector<std::uint32_t> phases;  ///< row phase * 32 + column phase
+};
+
+ShaderTable make_shader_table(const PlaneRemapTable& table);
+
+/// 64 weights, row after row of the 8x8 neighbourhood, for each of the 1024 phases.
+std::vector<float> make_shader_weights(const LanczosWeights& weights);
+
+}  // namespace veyrin
