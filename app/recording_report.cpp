@@ -1,8 +1,7 @@
 #include "app/recording_report.h"
 
-#include <cmath>
-
 #include "common/console.h"
+#include "metadata/pose.h"
 
 namespace veyrin {
 
@@ -12,8 +11,7 @@ EyeSize native_eye_size(const RecordingMetadata& metadata) {
 }
 
 float baseline_metres(const RecordingMetadata& metadata) {
-  const auto& [x, y, z] = metadata.raw_calibration.stereo_extrinsic.position;
-  return std::sqrt(x * x + y * y + z * z);
+  return length(metadata.raw_calibration.stereo_extrinsic.position);
 }
 
 MovieSize planned_movie_size(const ConversionOptions& options, EyeSize requested) {

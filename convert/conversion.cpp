@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "common/console.h"
 #include "common/error_text.h"
@@ -25,11 +26,12 @@
 #include "convert/packaged_movie.h"
 #include "convert/progress.h"
 #include "convert/sbs_stereo_metadata.h"
+#include "convert/spatial_movie.h"
 #include "convert/st3d_remux.h"
-#include "decode/nvenc_probe.h"
 #include "decode/stereo_decoder.h"
 #include "processing/cpu_yuv_processor.h"
 #include "rectification/rectification_maps.h"
+#include "rectification/rectified_geometry.h"
 
 namespace veyrin {
 namespace {
@@ -56,11 +58,10 @@ class Conversion {
     plan_sizes_and_timing();
     if (!build_maps()) return false;
     if (!prepare_output_path(job_.input, job_.output, options_.overwrite, error_)) return false;
-    if (job_.kind == ConversionKind::spatial) return convert_to_spatial();
     if (!choose_encoder()) return false;
     software_path = selected_.software;
     if (job_.probe) return true;
-    if (!choose_processor()) return false;
+    if (!choose_processors()) return false;
     report_encoder();
     return open_movie() && convert_packets() && convert_remaining_frames() && finish_movie();
   }
@@ -107,18 +108,15 @@ class Conversion {
     return true;
   }
 
-  // The writer of two-view movies is still missing, so no machine is told that it could make one.
-  bool convert_to_spatial() {
-    if (job_.probe && !options_.software &&
-        !probe_stereo_mv_hevc_support(canvas_.width, canvas_.height, ten_bit_)) {
-      return fail(error_, "Stereo MV-HEVC is not supported by the NVIDIA GPU and driver");
-    }
-    return fail(error_, "spatial output is not available in this version");
+  // A spatial movie has a single encoder, which its writer opens.
+  bool choose_encoder() {
+    if (job_.kind != ConversionKind::spatial) return choose_packed_encoder();
+    selected_.software = false;
+    return !job_.probe || check_spatial_support(spatial_request(), options_, error_);
   }
 
-  bool choose_encoder() {
+  bool choose_packed_encoder() {
     container_ = choose_container(job_.output, encoder_codec_id(options_.sbs_codec));
-    const AVCodecParameters& source = *left_stream()->codecpar;
     EncoderRequest request;
     request.codec = options_.sbs_codec;
     request.mode = options_.sbs_mode;
@@ -129,37 +127,62 @@ class Conversion {
     request.frame_rate = {output_rate_.numerator, output_rate_.denominator};
     request.sdr_bitrate = options_.sdr_bitrate;
     request.hdr_bitrate = options_.hdr_bitrate;
-    request.input_colors = {source.color_primaries, source.color_trc, source.color_space, source.color_range};
+    request.input_colors = input_colors();
     request.global_header = container_ != nullptr && (container_->flags & AVFMT_GLOBALHEADER) != 0;
     return select_encoder(request, selected_, error_);
   }
 
-  bool choose_processor() {
+  bool choose_processors() {
     if (ten_bit_ != decoder_->right().ten_bit()) return fail(error_, "left/right decoder bit depths differ");
     const EyeSize source = frame_size(decoder_->left());
-    std::string reason;
-    processor_ = CpuYuvProcessor::create(
-        maps_, {source.width, source.height, canvas_.width, canvas_.height, output_layout()}, reason);
-    if (!processor_) return fail(error_, "CPU YUV pipeline unavailable: " + reason);
+    for (const OutputLayout layout : output_layouts()) {
+      std::string reason;
+      auto processor = CpuYuvProcessor::create(
+          maps_, {source.width, source.height, canvas_.width, canvas_.height, layout}, reason);
+      if (!processor) return fail(error_, "CPU YUV pipeline unavailable: " + reason);
+      processors_.push_back(std::move(processor));
+    }
     // The tables hold all that frames need; the maps are the largest buffers of a conversion.
     maps_ = {};
     return true;
   }
 
   void report_encoder() {
+    if (job_.kind == ConversionKind::spatial) return;
     console_line("%s", encoder_report_line(selected_).c_str());
     if (selected_.packaged) console_line("%s", packaged_encoder_report_line);
   }
 
   bool open_movie() {
+    movie_ = job_.kind == ConversionKind::spatial ? create_spatial_movie(spatial_request(), options_, error_)
+                                                  : create_packed_movie();
+    return movie_ != nullptr;
+  }
+
+  std::unique_ptr<MovieSink> create_packed_movie() {
     // The stereo pass writes beside the output; a recording may have just that name.
     if (selected_.packaged && wants_stereo_pass() &&
         !keep_input_intact(job_.input, st3d_temporary_path(job_.output), error_)) {
-      return false;
+      return nullptr;
     }
-    movie_ = selected_.packaged ? create_packaged_movie(packaged_request(), error_)
-                                : create_encoded_movie(encoded_request(), error_);
-    return movie_ != nullptr;
+    return selected_.packaged ? create_packaged_movie(packaged_request(), error_)
+                              : create_encoded_movie(encoded_request(), error_);
+  }
+
+  [[nodiscard]] DirectSpatialRequest spatial_request() const {
+    const RectifiedView view = rectified_view(metadata_.raw_calibration);
+    DirectSpatialRequest request;
+    request.input = job_.input;
+    request.output = job_.output;
+    request.geometry.left_width = request.geometry.right_width = view.width;
+    request.geometry.left_focal_length = request.geometry.right_focal_length = view.focal_length_x;
+    request.geometry.translation = metadata_.raw_calibration.stereo_extrinsic.position;
+    request.geometry.hdr = ten_bit_;
+    request.eye = canvas_;
+    request.frame_rate = {output_rate_.numerator, output_rate_.denominator};
+    request.input_colors = input_colors();
+    request.source_audio = audio_stream();
+    return request;
   }
 
   EncodedMovieRequest encoded_request() {
@@ -250,7 +273,11 @@ class Conversion {
       case AudioDecision::copy:
         break;
     }
-    return movie_->write_audio(packet, audio_offset_microseconds(range_), error_);
+    const std::int64_t offset =
+        av_rescale_q(audio_offset_microseconds(range_), AV_TIME_BASE_Q, audio_stream()->time_base);
+    packet.pts -= offset;
+    if (packet.dts != AV_NOPTS_VALUE) packet.dts -= offset;
+    return movie_->write_audio(packet, error_);
   }
 
   [[nodiscard]] bool eye_is_missing() const {
@@ -304,11 +331,13 @@ class Conversion {
     }
     if (!left.frame || !right.frame)
       return fail(error_, "decoded frames were not available to the YUV pipeline");
-    AVFrame* canvas = movie_->next_canvas(error_);
-    if (canvas == nullptr || !processor_->process(left.frame.get(), right.frame.get(), canvas, error_))
-      return false;
+    const auto canvases = movie_->next_canvases();
+    for (std::size_t index = 0; index < canvases.size(); ++index) {
+      if (!processors_[index]->process(left.frame.get(), right.frame.get(), canvases[index], error_))
+        return false;
+    }
     do {
-      if (!movie_->write_canvas(pacer_->frames_written(), error_)) return false;
+      if (!movie_->write_canvases(pacer_->frames_written(), error_)) return false;
       pacer_->advance();
     } while (pacer_->repeats(pair_time));
     report_progress();
@@ -324,7 +353,7 @@ class Conversion {
 
   bool finish_movie() {
     // Completing a file takes memory for its index; what reading needed makes room for it.
-    processor_.reset();
+    processors_.clear();
     decoder_.reset();
     input_.context.reset();
     if (!movie_->finish(error_)) return false;
@@ -345,17 +374,24 @@ class Conversion {
   }
   static EyeSize frame_size(const EyeDecoder& eye) { return {eye.context()->width, eye.context()->height}; }
 
-  [[nodiscard]] OutputLayout output_layout() const {
+  [[nodiscard]] ColorTags input_colors() const {
+    const AVCodecParameters& source = *left_stream()->codecpar;
+    return {source.color_primaries, source.color_trc, source.color_space, source.color_range};
+  }
+
+  // One for each canvas of the movie.
+  [[nodiscard]] std::vector<OutputLayout> output_layouts() const {
     switch (job_.kind) {
       case ConversionKind::mono_left:
-        return OutputLayout::mono_left;
+        return {OutputLayout::mono_left};
       case ConversionKind::mono_right:
-        return OutputLayout::mono_right;
-      case ConversionKind::sbs:
+        return {OutputLayout::mono_right};
       case ConversionKind::spatial:
+        return {OutputLayout::mono_left, OutputLayout::mono_right};
+      case ConversionKind::sbs:
         break;
     }
-    return options_.sbs_mode == SbsMode::half ? OutputLayout::half_sbs : OutputLayout::full_sbs;
+    return {options_.sbs_mode == SbsMode::half ? OutputLayout::half_sbs : OutputLayout::full_sbs};
   }
 
   const ConversionJob& job_;
@@ -374,7 +410,7 @@ class Conversion {
   RectificationMaps maps_;
   const AVOutputFormat* container_ = nullptr;
   SelectedEncoder selected_;
-  std::unique_ptr<CpuYuvProcessor> processor_;
+  std::vector<std::unique_ptr<CpuYuvProcessor>> processors_;  // by canvas
   std::unique_ptr<MovieSink> movie_;
   std::unique_ptr<FramePacer> pacer_;
   std::unique_ptr<Progress> progress_;

@@ -35,12 +35,12 @@ class EncodedMovie final : public MovieSink {
            describe_stereo(error) && write_header(error) && allocate_frames(error);
   }
 
-  AVFrame* next_canvas(std::string& /*error*/) override {
+  std::span<AVFrame* const> next_canvases() override {
     canvas_upsampled_ = false;
-    return upsampler_ ? upsampler_->canvas() : frame_.get();
+    return {&canvas_, 1};
   }
 
-  bool write_canvas(std::int64_t index, std::string& error) override {
+  bool write_canvases(std::int64_t index, std::string& error) override {
     if (upsampler_ && !canvas_upsampled_) {
       if (!upsampler_->upsample(*frame_, error)) return false;
       canvas_upsampled_ = true;
@@ -55,12 +55,8 @@ class EncodedMovie final : public MovieSink {
 
   [[nodiscard]] bool accepts_audio() const override { return audio_stream_ != nullptr; }
 
-  bool write_audio(AVPacket& packet, std::int64_t offset_microseconds, std::string& error) override {
-    const AVRational source_time_base = request_.source_audio->time_base;
-    const std::int64_t offset = av_rescale_q(offset_microseconds, AV_TIME_BASE_Q, source_time_base);
-    packet.pts -= offset;
-    if (packet.dts != AV_NOPTS_VALUE) packet.dts -= offset;
-    av_packet_rescale_ts(&packet, source_time_base, audio_stream_->time_base);
+  bool write_audio(AVPacket& packet, std::string& error) override {
+    av_packet_rescale_ts(&packet, source_audio_time_base_, audio_stream_->time_base);
     packet.stream_index = audio_stream_->index;
     packet.pos = -1;
     const int result = av_interleaved_write_frame(muxer_.get(), &packet);
@@ -114,7 +110,7 @@ class EncodedMovie final : public MovieSink {
       return fail_with_library_error(error, "could not copy the input audio parameters", result);
     // The muxer picks the tag of its own container.
     audio_stream_->codecpar->codec_tag = 0;
-    audio_stream_->time_base = source->time_base;
+    audio_stream_->time_base = source_audio_time_base_ = source->time_base;
     audio_stream_->disposition = source->disposition;
     av_dict_copy(&audio_stream_->metadata, source->metadata, 0);
     console_line("  audio: stream copy (%s)", avcodec_get_name(source->codecpar->codec_id));
@@ -147,8 +143,10 @@ class EncodedMovie final : public MovieSink {
     frame_->color_trc = encoder_.color_trc;
     frame_->colorspace = encoder_.colorspace;
     frame_->color_range = encoder_.color_range;
+    canvas_ = frame_.get();
     if (encoder_.codec_id != AV_CODEC_ID_PRORES) return true;
     upsampler_ = ChromaUpsampler::create(*frame_, error);
+    if (upsampler_) canvas_ = upsampler_->canvas();
     return upsampler_ != nullptr;
   }
 
@@ -175,9 +173,11 @@ class EncodedMovie final : public MovieSink {
   OutputContextPtr muxer_;
   AVStream* video_stream_ = nullptr;
   AVStream* audio_stream_ = nullptr;
+  AVRational source_audio_time_base_{0, 1};
   PacketPtr packet_;
   FramePtr frame_;
   std::unique_ptr<ChromaUpsampler> upsampler_;
+  AVFrame* canvas_ = nullptr;  // the upsampler's or the encoder's
   bool canvas_upsampled_ = false;
 };
 

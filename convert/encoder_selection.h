@@ -5,19 +5,11 @@
 #include <string>
 
 #include "common/conversion_options.h"
+#include "common/encoder_defaults.h"
 #include "common/eye_canvas.h"
 #include "common/ffmpeg_owners.h"
 
 namespace veyrin {
-
-/// The colour description of a video stream.
-struct ColorTags {
-  AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
-  AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
-  AVColorSpace matrix = AVCOL_SPC_UNSPECIFIED;
-  AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
-  bool operator==(const ColorTags&) const = default;
-};
 
 /// What the encoder is wanted for.
 struct EncoderRequest {

@@ -1,7 +1,5 @@
 #include "convert/encoder_settings.h"
 
-#include <algorithm>
-
 extern "C" {
 #include <libavutil/common.h>
 #include <libavutil/opt.h>
@@ -51,24 +49,6 @@ EyeSize encoded_size(const EncoderRequest& request) {
   const bool two_eyes_wide = !request.mono && request.mode == SbsMode::full;
   const std::int64_t width = (two_eyes_wide ? 2 : 1) * std::int64_t{request.canvas.width};
   return {av_clipl_int32(width), request.canvas.height};
-}
-
-int group_of_pictures(AVRational frame_rate) {
-  return std::max(1, av_clipl_int32(2 * std::int64_t{frame_rate.num / frame_rate.den}));
-}
-
-ColorTags encoder_colors(const ColorTags& input, bool ten_bit) {
-  ColorTags colors = input;
-  if (colors.primaries == AVCOL_PRI_UNSPECIFIED)
-    colors.primaries = ten_bit ? AVCOL_PRI_BT2020 : AVCOL_PRI_BT709;
-  if (colors.transfer == AVCOL_TRC_UNSPECIFIED) {
-    colors.transfer = ten_bit ? AVCOL_TRC_ARIB_STD_B67 : AVCOL_TRC_BT709;
-  }
-  if (colors.matrix == AVCOL_SPC_UNSPECIFIED)
-    colors.matrix = ten_bit ? AVCOL_SPC_BT2020_NCL : AVCOL_SPC_BT709;
-  // The cameras record full range and do not always say so.
-  if (colors.range == AVCOL_RANGE_UNSPECIFIED) colors.range = AVCOL_RANGE_JPEG;
-  return colors;
 }
 
 AVPixelFormat canvas_pixel_format(SbsCodec codec, AVPixelFormat encoder_format) {

@@ -1,5 +1,6 @@
 #include "convert/packaged_movie.h"
 
+#include <array>
 #include <utility>
 
 #include "common/error_text.h"
@@ -11,18 +12,18 @@ namespace {
 class PackagedMovie final : public MovieSink {
  public:
   PackagedMovie(std::unique_ptr<PackagedSoftwareEncoder> encoder, FramePtr canvas)
-      : encoder_(std::move(encoder)), canvas_(std::move(canvas)) {}
+      : encoder_(std::move(encoder)), canvas_(std::move(canvas)), canvases_{canvas_.get()} {}
 
-  AVFrame* next_canvas(std::string& /*error*/) override { return canvas_.get(); }
+  std::span<AVFrame* const> next_canvases() override { return canvases_; }
 
-  bool write_canvas(std::int64_t /*index*/, std::string& error) override {
+  bool write_canvases(std::int64_t /*index*/, std::string& error) override {
     return encoder_->write_frame(canvas_.get(), error);
   }
 
   // The child copies the audio from the recording itself.
   [[nodiscard]] bool accepts_audio() const override { return false; }
 
-  bool write_audio(AVPacket& /*packet*/, std::int64_t /*offset_microseconds*/, std::string& error) override {
+  bool write_audio(AVPacket& /*packet*/, std::string& error) override {
     return fail(error, "could not write an audio packet");
   }
 
@@ -31,6 +32,7 @@ class PackagedMovie final : public MovieSink {
  private:
   std::unique_ptr<PackagedSoftwareEncoder> encoder_;
   FramePtr canvas_;
+  std::array<AVFrame*, 1> canvases_;
 };
 
 }  // namespace

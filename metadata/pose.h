@@ -16,6 +16,9 @@ Pose inverse(const Pose& pose);
 /// The pose as a 4x4 matrix, column-major: the three axes and the position.
 Matrix4 to_matrix(const Pose& pose);
 
+/// Euclidean length.
+float length(const std::array<float, 3>& v);
+
 /// a x b.
 std::array<float, 3> cross_product(const std::array<float, 3>& a, const std::array<float, 3>& b);
 

@@ -57,6 +57,13 @@ Matrix3 rectified_camera_matrix(const CameraIntrinsics& left, const CameraIntrin
 
 }  // namespace
 
+RectifiedView rectified_view(const RawDualTrackCalibration& calibration) {
+  const CameraIntrinsics& left = calibration.left_intrinsics;
+  const CameraIntrinsics& right = calibration.right_intrinsics;
+  return {static_cast<std::int32_t>(mean(left.width, right.width)),
+          static_cast<std::int32_t>(mean(left.height, right.height)), mean(left.fx, right.fx)};
+}
+
 bool derive_rectified_geometry(const RawDualTrackCalibration& calibration, RectifiedGeometry& geometry,
                                std::string& error) {
   const CameraIntrinsics& left = calibration.left_intrinsics;
@@ -75,8 +82,9 @@ bool derive_rectified_geometry(const RawDualTrackCalibration& calibration, Recti
 
   geometry.left_source_from_rectified = *left_source;
   geometry.right_source_from_rectified = *right_source;
-  geometry.grid_width = static_cast<std::int32_t>(mean(left.width, right.width));
-  geometry.grid_height = static_cast<std::int32_t>(mean(left.height, right.height));
+  const RectifiedView view = rectified_view(calibration);
+  geometry.grid_width = view.width;
+  geometry.grid_height = view.height;
   return true;
 }
 

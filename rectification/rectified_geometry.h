@@ -19,6 +19,16 @@ struct RectifiedGeometry {
   std::int32_t grid_height = 0;
 };
 
+/// What both rectified eyes show, in native pixels.
+struct RectifiedView {
+  std::int32_t width = 0;
+  std::int32_t height = 0;
+  double focal_length_x = 0.0;
+};
+
+/// The view of a calibration, which need not be a valid one.
+RectifiedView rectified_view(const RawDualTrackCalibration& calibration);
+
 /// Derives the geometry from a valid calibration; false with one message in `error` for a singular one.
 [[nodiscard]] bool derive_rectified_geometry(const RawDualTrackCalibration& calibration,
                                              RectifiedGeometry& geometry, std::string& error);

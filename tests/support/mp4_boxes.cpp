@@ -11,19 +11,26 @@ namespace {
 constexpr std::size_t sample_description_header = 8;
 constexpr std::size_t visual_sample_entry_fields = 78;
 constexpr std::size_t audio_sample_entry_fields = 28;
+constexpr std::size_t quicktime_1_audio_fields = 16;
 
 [[noreturn]] void broken(const std::string& what) {
   throw std::runtime_error("broken file: " + what);
 }
 
+// QuickTime's own versions of the entry have further fields.
+std::size_t audio_fields(std::string_view entry) {
+  return audio_sample_entry_fields + (big_endian(entry, 8, 2) == 1 ? quicktime_1_audio_fields : 0);
+}
+
 // How far into the payload the inner boxes begin; nothing for boxes that hold none.
-std::optional<std::size_t> inner_boxes_start(std::string_view type, std::string_view parent) {
+std::optional<std::size_t> inner_boxes_start(const Mp4Box& box, std::string_view parent) {
+  const std::string_view type = box.type;
   constexpr std::array containers{"moov", "trak", "edts", "mdia", "minf", "dinf", "stbl",
-                                  "udta", "tref", "vexu", "eyes", "cams", "cmfy"};
+                                  "udta", "tref", "vexu", "proj", "eyes", "cams", "cmfy"};
   constexpr std::array pictures{"avc1", "hvc1", "hev1", "mp4v", "apco", "apcs", "apcn", "apch"};
   if (std::find(containers.begin(), containers.end(), type) != containers.end()) return 0;
   if (type == "stsd") return sample_description_header;
-  if (parent == "stsd" && type == "mp4a") return audio_sample_entry_fields;
+  if (parent == "stsd" && type == "mp4a") return audio_fields(box.payload);
   if (parent == "stsd" && std::find(pictures.begin(), pictures.end(), type) != pictures.end())
     return visual_sample_entry_fields;
   return std::nullopt;
@@ -48,7 +55,7 @@ std::vector<Mp4Box> read_list(std::string_view data, std::string_view parent) {
     if (size < header || size > data.size()) broken("size of box " + box.type + " in " + std::string(parent));
     box.payload = data.substr(header, size - header);
     box.fields = box.payload;
-    if (const auto start = inner_boxes_start(box.type, parent)) {
+    if (const auto start = inner_boxes_start(box, parent)) {
       if (*start > box.payload.size()) broken("box " + box.type + " cut short");
       box.fields = box.payload.substr(0, *start);
       box.boxes = read_list(box.payload.substr(*start), box.type);

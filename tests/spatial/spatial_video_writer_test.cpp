@@ -1,0 +1,363 @@
+#include "spatial/spatial_video_writer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+
+#include "common/video_frames.h"
+#include "spatial/spatial_encoder.h"
+#include "tests/spatial/fake_encoder.h"
+#include "tests/support/mp4_boxes.h"
+#include "tests/support/temporary_folder.h"
+
+namespace veyrin {
+namespace {
+
+using test::coded_view;
+using test::FakeEncoder;
+
+constexpr int width = 64;
+constexpr int height = 64;
+constexpr std::size_t luma_samples = 64UL * 64;
+
+FramePtr eye_of(std::uint8_t luma, bool ten_bit = false) {
+  FramePtr eye = allocate_video_frame(spatial_pixel_format(ten_bit), width, height);
+  for (int plane = 0; plane < 2; ++plane) {
+    const int rows = plane == 0 ? height : height / 2;
+    std::memset(eye->data[plane], luma, static_cast<std::size_t>(eye->linesize[plane]) * rows);
+  }
+  return eye;
+}
+
+/// A sound track of 1024-sample packets.
+class Sound {
+ public:
+  Sound() : parameters_(avcodec_parameters_alloc()) {
+    parameters_->codec_type = AVMEDIA_TYPE_AUDIO;
+    parameters_->codec_id = AV_CODEC_ID_AAC;
+    parameters_->codec_tag = MKTAG('x', 'x', 'x', 'x');
+    parameters_->sample_rate = 48000;
+    parameters_->frame_size = 1024;
+    av_channel_layout_default(&parameters_->ch_layout, 2);
+    constexpr std::uint8_t config[] = {0x11, 0x90};
+    parameters_->extradata = static_cast<std::uint8_t*>(av_mallocz(2 + AV_INPUT_BUFFER_PADDING_SIZE));
+    std::memcpy(parameters_->extradata, config, 2);
+    parameters_->extradata_size = 2;
+  }
+
+  [[nodiscard]] const AVCodecParameters* parameters() const { return parameters_.get(); }
+
+  static PacketPtr packet(int number) {
+    PacketPtr packet(av_packet_alloc());
+    const std::string bytes = "sound " + std::to_string(number);
+    EXPECT_EQ(av_new_packet(packet.get(), static_cast<int>(bytes.size())), 0);
+    std::memcpy(packet->data, bytes.data(), bytes.size());
+    packet->pts = packet->dts = number * 1024;
+    packet->duration = 1024;
+    packet->flags = AV_PKT_FLAG_KEY;
+    packet->stream_index = 5;
+    packet->pos = 4711;
+    return packet;
+  }
+
+ private:
+  CodecParametersPtr parameters_;
+};
+
+class SpatialVideoWriterTest : public testing::Test {
+ protected:
+  SpatialVideoWriterTest() {
+    av_log_set_level(AV_LOG_QUIET);
+    config.output_path = folder / "out.mov";
+    config.width = width;
+    config.height = height;
+    config.frame_rate = {25, 1};
+    config.bit_rate = 1'000'000;
+    config.colors = {AVCOL_PRI_BT709, AVCOL_TRC_BT709, AVCOL_SPC_BT709, AVCOL_RANGE_MPEG};
+  }
+
+  void create() {
+    writer = create_spatial_video_writer(config, error, encoder.calls());
+    ASSERT_NE(writer, nullptr) << error;
+  }
+
+  bool write(std::int64_t pts) {
+    return writer->write_eye_pair(*eye_of(static_cast<std::uint8_t>(20 + pts)),
+                                  *eye_of(static_cast<std::uint8_t>(120 + pts)), pts, error);
+  }
+
+  void write_pairs(int count) {
+    for (int pts = 0; pts < count; ++pts) ASSERT_TRUE(write(pts)) << error;
+  }
+
+  void read_file() {
+    bytes = test::file_text(config.output_path);
+    boxes = test::read_boxes(bytes);
+  }
+
+  [[nodiscard]] std::vector<std::string> samples(std::string_view kind) const {
+    const auto found = test::track_samples(bytes, test::track_of_kind(boxes, kind));
+    return {found.begin(), found.end()};
+  }
+
+  /// A sample as the file holds it: each view's NAL unit with its length in front.
+  static std::string sample_of(std::int64_t pts) {
+    std::string sample;
+    for (const int view : {0, 1}) {
+      const std::string unit = coded_view(view, pts).substr(4);
+      sample += std::string(3, '\0') + static_cast<char>(unit.size()) + unit;
+    }
+    return sample;
+  }
+
+  void expect_pairs(int count) {
+    read_file();
+    std::vector<std::string> expected;
+    for (int pts = 0; pts < count; ++pts) expected.push_back(sample_of(pts));
+    EXPECT_EQ(samples("vide"), expected) << box_tree(boxes);
+  }
+
+  test::TemporaryFolder folder;
+  FakeEncoder encoder;
+  SpatialWriterConfig config;
+  std::string error;
+  std::unique_ptr<SpatialVideoWriter> writer;
+  std::string bytes;
+  test::Mp4Box boxes;
+};
+
+TEST_F(SpatialVideoWriterTest, EveryPairIsOneSampleWithTheLeftViewFirst) {
+  create();
+  write_pairs(5);
+  ASSERT_TRUE(writer->finish(error)) << error;
+  expect_pairs(5);
+}
+
+TEST_F(SpatialVideoWriterTest, EncoderGetsBothEyesWithTheirViewNumbers) {
+  create();
+  write_pairs(2);
+  ASSERT_EQ(encoder.sent.size(), 4U);
+  for (int sent = 0; sent < 4; ++sent) {
+    const test::SentView& view = encoder.sent[static_cast<std::size_t>(sent)];
+    EXPECT_EQ(view.id, sent % 2);
+    EXPECT_EQ(view.pts, sent / 2);
+    const auto luma = static_cast<std::uint8_t>((sent % 2 == 0 ? 20 : 120) + sent / 2);
+    EXPECT_EQ(view.luma, std::vector<std::uint8_t>(luma_samples, luma));
+  }
+}
+
+TEST_F(SpatialVideoWriterTest, TenBitEyesReachTheEncoderUnchanged) {
+  config.ten_bit = true;
+  create();
+  ASSERT_TRUE(writer->write_eye_pair(*eye_of(0x40, true), *eye_of(0x80, true), 0, error)) << error;
+  ASSERT_EQ(encoder.sent.size(), 2U);
+  EXPECT_EQ(encoder.sent[0].luma, std::vector<std::uint8_t>(2 * luma_samples, 0x40));
+  EXPECT_EQ(encoder.sent[1].luma, std::vector<std::uint8_t>(2 * luma_samples, 0x80));
+}
+
+TEST_F(SpatialVideoWriterTest, ViewsMayComeInCallsOfTheirOwn) {
+  for (const std::size_t delay : {1U, 2U, 3U, 7U}) {
+    FakeEncoder late;
+    late.delay = delay;
+    error.clear();
+    writer = create_spatial_video_writer(config, error, late.calls());
+    ASSERT_NE(writer, nullptr) << error;
+    write_pairs(4);
+    ASSERT_TRUE(writer->finish(error)) << delay << ": " << error;
+    expect_pairs(4);
+    writer.reset();
+  }
+}
+
+TEST_F(SpatialVideoWriterTest, IndexStandsBeforeTheData) {
+  create();
+  write_pairs(3);
+  ASSERT_TRUE(writer->finish(error)) << error;
+  read_file();
+  std::vector<std::string> order;
+  for (const test::Mp4Box& box : boxes.boxes)
+    if (box.type == "ftyp" || box.type == "moov" || box.type == "mdat") order.push_back(box.type);
+  EXPECT_EQ(order, (std::vector<std::string>{"ftyp", "moov", "mdat"}));
+}
+
+TEST_F(SpatialVideoWriterTest, FilmLastsAsLongAsItsFrames) {
+  create();
+  write_pairs(5);
+  ASSERT_TRUE(writer->finish(error)) << error;
+  read_file();
+  const test::Mp4Box& track = test::track_of_kind(boxes, "vide");
+  const std::string_view media = track.only("mdia/mdhd").payload;
+  const std::uint64_t scale = test::big_endian(media, 12, 4);
+  EXPECT_EQ(test::big_endian(media, 16, 4), scale * 5 / 25) << "with the last frame's own duration";
+  const std::string_view steps = track.only("mdia/minf/stbl/stts").payload;
+  EXPECT_EQ(test::big_endian(steps, 4, 4), 1U) << "one run of equal durations";
+  EXPECT_EQ(test::big_endian(steps, 8, 4), 5U);
+  EXPECT_EQ(test::big_endian(steps, 12, 4), scale / 25);
+}
+
+TEST_F(SpatialVideoWriterTest, ParameterSetsOfTheTrackIncludeTheReferenceDisplays) {
+  create();
+  write_pairs(1);
+  ASSERT_TRUE(writer->finish(error)) << error;
+  read_file();
+  const test::Mp4Box& entry = test::track_of_kind(boxes, "vide").only("mdia/minf/stbl/stsd/hvc1");
+  using namespace std::string_literals;
+  const std::string_view base = entry.only("hvcC").payload;
+  EXPECT_NE(base.find("\x4E\x01\xB0\x04\x04\x0D\x00\x20\x80"s), std::string_view::npos);
+}
+
+TEST_F(SpatialVideoWriterTest, SoundIsCopiedByteForByte) {
+  const Sound sound;
+  config.audio_parameters = sound.parameters();
+  config.audio_time_base = {1, 48000};
+  create();
+  EXPECT_TRUE(writer->has_audio());
+  std::vector<std::string> expected;
+  for (int number = 0; number < 9; ++number) {
+    const PacketPtr packet = Sound::packet(number);
+    expected.emplace_back(reinterpret_cast<const char*>(packet->data), packet->size);
+    ASSERT_TRUE(writer->write_audio_packet(*packet, error)) << error;
+    EXPECT_EQ(packet->pts, number * 1024) << "the caller's packet stays as it is";
+    EXPECT_EQ(packet->stream_index, 5);
+    EXPECT_EQ(packet->pos, 4711);
+  }
+  write_pairs(5);
+  ASSERT_TRUE(writer->finish(error)) << error;
+  expect_pairs(5);
+  EXPECT_EQ(samples("soun"), expected);
+  EXPECT_EQ(test::track_of_kind(boxes, "soun").all("mdia/minf/stbl/stsd/mp4a").size(), 1U);
+}
+
+TEST_F(SpatialVideoWriterTest, SoundIsRescaledFromItsOwnTimeBase) {
+  const Sound sound;
+  config.audio_parameters = sound.parameters();
+  config.audio_time_base = {1, 1000};
+  create();
+  const PacketPtr packet = Sound::packet(0);
+  packet->duration = 500;
+  ASSERT_TRUE(writer->write_audio_packet(*packet, error)) << error;
+  write_pairs(5);
+  ASSERT_TRUE(writer->finish(error)) << error;
+  read_file();
+  const std::string_view media = test::track_of_kind(boxes, "soun").only("mdia/mdhd").payload;
+  EXPECT_EQ(test::big_endian(media, 16, 4) * 2, test::big_endian(media, 12, 4)) << "half a second";
+}
+
+TEST_F(SpatialVideoWriterTest, SoundWithoutATrackIsLeftOut) {
+  create();
+  EXPECT_FALSE(writer->has_audio());
+  EXPECT_TRUE(writer->write_audio_packet(*Sound::packet(0), error));
+  write_pairs(1);
+  ASSERT_TRUE(writer->finish(error)) << error;
+  expect_pairs(1);
+}
+
+TEST_F(SpatialVideoWriterTest, SecondFinishDoesNothing) {
+  create();
+  write_pairs(2);
+  ASSERT_TRUE(writer->finish(error)) << error;
+  const std::string first = test::file_text(config.output_path);
+  std::filesystem::remove(config.output_path);
+  EXPECT_TRUE(writer->finish(error)) << error;
+  EXPECT_EQ(encoder.drained, 1);
+  writer.reset();
+  EXPECT_FALSE(std::filesystem::exists(config.output_path));
+  EXPECT_NE(first.find("moov"), std::string::npos);
+}
+
+TEST_F(SpatialVideoWriterTest, EyesOfAnotherSizeAreRefusedBeforeAnythingIsEncoded) {
+  create();
+  const FramePtr whole = eye_of(1);
+  for (const auto& [dx, dy] : {std::pair{-1, 0}, {0, -1}, {2, 0}, {0, 2}}) {
+    const FramePtr other = allocate_video_frame(AV_PIX_FMT_NV12, width + dx, height + dy);
+    for (const bool left : {true, false}) {
+      EXPECT_FALSE(writer->write_eye_pair(left ? *other : *whole, left ? *whole : *other, 0, error));
+      EXPECT_EQ(error, "rectified eye frame does not match the spatial writer size");
+    }
+  }
+  EXPECT_TRUE(encoder.sent.empty());
+}
+
+TEST_F(SpatialVideoWriterTest, RefusedFrameEndsTheMovie) {
+  create();
+  encoder.send_result = AVERROR_EXTERNAL;
+  EXPECT_FALSE(write(0));
+  EXPECT_EQ(error, "could not submit MV-HEVC frame to NVENC: Generic error in an external library");
+}
+
+TEST_F(SpatialVideoWriterTest, FailingEncoderEndsTheMovie) {
+  encoder.receive_error = AVERROR_EXTERNAL;
+  encoder.receive_error_at = 3;
+  create();
+  ASSERT_TRUE(write(0)) << error;
+  EXPECT_FALSE(write(1));
+  EXPECT_EQ(error, "could not receive MV-HEVC packet from NVENC: Generic error in an external library");
+}
+
+TEST_F(SpatialVideoWriterTest, ViewsOfDifferentTimesEndTheMovie) {
+  encoder.second_view_pts_shift = 4;
+  create();
+  EXPECT_FALSE(write(0));
+  EXPECT_EQ(
+      error,
+      "NVENC produced MV-HEVC views with mismatched timestamps (first pts/dts=0/0, second pts/dts=4/0)");
+}
+
+TEST_F(SpatialVideoWriterTest, OddNumberOfViewsLeavesNoIndex) {
+  encoder.lost_packet = 5;
+  create();
+  write_pairs(3);
+  EXPECT_FALSE(writer->finish(error));
+  EXPECT_EQ(error, "NVENC produced an incomplete MV-HEVC view pair");
+  writer.reset();
+  EXPECT_EQ(test::file_text(config.output_path).find("moov"), std::string::npos);
+}
+
+TEST_F(SpatialVideoWriterTest, UnfinishedMovieStaysWithoutItsIndex) {
+  create();
+  write_pairs(3);
+  writer.reset();
+  ASSERT_TRUE(std::filesystem::exists(config.output_path));
+  EXPECT_EQ(test::file_text(config.output_path).find("moov"), std::string::npos);
+}
+
+TEST_F(SpatialVideoWriterTest, EncoderThatDoesNotOpenLeavesNoFile) {
+  encoder.open_result = AVERROR(ENOSYS);
+  EXPECT_EQ(create_spatial_video_writer(config, error, encoder.calls()), nullptr);
+  EXPECT_EQ(error,
+            "could not start NVENC MV-HEVC; this requires Video Codec SDK 13 and compatible NVIDIA "
+            "hardware/drivers: Function not implemented");
+  EXPECT_FALSE(std::filesystem::exists(config.output_path));
+}
+
+TEST_F(SpatialVideoWriterTest, OutputThatCannotBeOpenedIsSaid) {
+  config.output_path = folder / "missing" / "out.mov";
+  EXPECT_EQ(create_spatial_video_writer(config, error, encoder.calls()), nullptr);
+  EXPECT_EQ(error, "could not open spatial output: No such file or directory");
+}
+
+TEST_F(SpatialVideoWriterTest, SoundThatTheContainerCannotHoldIsSaid) {
+  const Sound sound;
+  CodecParametersPtr parameters(avcodec_parameters_alloc());
+  ASSERT_EQ(avcodec_parameters_copy(parameters.get(), sound.parameters()), 0);
+  parameters->codec_id = AV_CODEC_ID_APE;
+  config.audio_parameters = parameters.get();
+  config.audio_time_base = {1, 48000};
+  EXPECT_EQ(create_spatial_video_writer(config, error, encoder.calls()), nullptr);
+  EXPECT_EQ(error, "could not write spatial QuickTime header: Invalid argument");
+}
+
+TEST_F(SpatialVideoWriterTest, FullDiskIsSaidAtTheEndAtTheLatest) {
+  config.output_path = "/dev/full";
+  writer = create_spatial_video_writer(config, error, encoder.calls());
+  bool written = writer != nullptr;
+  for (int pts = 0; written && pts < 3; ++pts) written = write(pts);
+  EXPECT_FALSE(written && writer->finish(error));
+  EXPECT_THAT(error, testing::ContainsRegex("^could not (write spatial QuickTime header|write MV-HEVC packet|"
+                                            "finish spatial QuickTime output): No space left on device$"));
+}
+
+}  // namespace
+}  // namespace veyrin
