@@ -1,0 +1,14 @@
+// The HEVC message about reference displays, as it comes in front of the first picture of two views.
+#pragma once
+
+#include <ffnvcodec/nvEncodeAPI.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace veyrin::simulated_nvenc {
+
+/// A unit with start code. Throws a Refusal for more displays than the structure holds.
+std::vector<std::uint8_t> display_message(const HEVC_3D_REFERENCE_DISPLAY_INFO& displays);
+
+}  // namespace veyrin::simulated_nvenc

@@ -1,0 +1,43 @@
+// A machine with the simulated driver, for one test.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/temporary_folder.h"
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+namespace veyrin::test {
+
+class SimulatedDriver : public testing::Test {
+ protected:
+  SimulatedDriver() {
+    // What FFmpeg says about refusals that a test asks for would only be noise.
+    av_log_set_level(AV_LOG_QUIET);
+    set("LOG", (folder_ / "log").string());
+  }
+  ~SimulatedDriver() override {
+    for (const std::string& name : changed_) unsetenv(name.c_str());
+  }
+
+  /// Sets one of the driver's variables until the test is over.
+  void set(const std::string& name, const std::string& value) {
+    changed_.push_back("VEYRIN_SIMULATED_NVENC_" + name);
+    setenv(changed_.back().c_str(), value.c_str(), 1);
+  }
+
+  [[nodiscard]] std::string log() const { return file_text(folder_ / "log"); }
+
+  TemporaryFolder folder_;
+
+ private:
+  std::vector<std::string> changed_;
+};
+
+}  // namespace veyrin::test
