@@ -12,6 +12,7 @@ namespace veyrin {
 struct NvencLibraries {
   std::string device;
   std::string encoder;
+  std::string adapters = {};  ///< lists the GPUs, where the system has a library of its own for that
 };
 
 /// The names under which the driver installs its libraries.

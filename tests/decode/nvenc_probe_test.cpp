@@ -8,44 +8,46 @@
 #include <vector>
 
 #include "common/platform/shared_library.h"
-#include "tests/decode/simulated_driver/driver_state.h"
+#include "tests/decode/nvenc_probe_fixture.h"
 
 namespace veyrin {
 namespace {
 
+using namespace capability;
 using simulated_driver::state;
 
-constexpr std::uint32_t width_max = 16;
-constexpr std::uint32_t height_max = 17;
-constexpr std::uint32_t ten_bit_encode = 39;
-constexpr std::uint32_t mv_hevc_encode = 58;
+NvencLibraries missing_device_library() {
+  NvencLibraries libraries = installed_nvenc_libraries();
+  libraries.device = "/nonexistent/" + libraries.device;
+  return libraries;
+}
 
-const NvencLibraries missing_device_library{"/nonexistent/libcuda.so.1", "libnvidia-encode.so.1"};
-const NvencLibraries missing_encoder_library{"libcuda.so.1", "/nonexistent/libnvidia-encode.so.1"};
+NvencLibraries missing_encoder_library() {
+  NvencLibraries libraries = installed_nvenc_libraries();
+  libraries.encoder = "/nonexistent/" + libraries.encoder;
+  return libraries;
+}
+
 // Each library exists but is the other one, so that no entry point is found.
-const NvencLibraries foreign_device_library{"libnvidia-encode.so.1", "libnvidia-encode.so.1"};
-const NvencLibraries foreign_encoder_library{"libcuda.so.1", "libcuda.so.1"};
+NvencLibraries foreign_device_library() {
+  NvencLibraries libraries = installed_nvenc_libraries();
+  libraries.device = libraries.encoder;
+  return libraries;
+}
 
-/// On a machine with the simulated driver, whose GPU encodes two views up to 8192 x 4096 in 10 bits.
-class NvencProbe : public testing::Test {
- protected:
-  void SetUp() override {
-    state() = {};
-    state().capabilities = {{width_max, 8192}, {height_max, 4096}, {ten_bit_encode, 1}, {mv_hevc_encode, 1}};
-  }
+NvencLibraries foreign_encoder_library() {
+  NvencLibraries libraries = installed_nvenc_libraries();
+  libraries.encoder = libraries.device;
+  return libraries;
+}
 
-  /// Whatever was answered, nothing is left open.
-  void TearDown() override {
-    EXPECT_EQ(state().sessions_destroyed, state().sessions_opened);
-    EXPECT_EQ(state().contexts_destroyed, state().contexts_created);
-    EXPECT_EQ(state().libraries_unloaded, state().libraries_loaded);
-    EXPECT_EQ(state().mistakes, std::vector<std::string>{});
-  }
-};
+int library_count() {
+  return installed_nvenc_libraries().adapters.empty() ? 2 : 3;
+}
 
 TEST_F(NvencProbe, FindsTheInstalledDriverAndAsksIt) {
   EXPECT_TRUE(probe_stereo_mv_hevc_support(1920, 1920, /*ten_bit=*/true));
-  EXPECT_EQ(state().libraries_loaded, 2);
+  EXPECT_EQ(state().libraries_loaded, library_count());
   EXPECT_EQ(state().contexts_created, 1);
   EXPECT_EQ(state().sessions_opened, 1);
   EXPECT_EQ(state().questions,
@@ -103,19 +105,6 @@ INSTANTIATE_TEST_SUITE_P(
         CapabilityCase{"TenBitQuestionFails", {}, {{ten_bit_encode, generic_failure}}, small_ten_bit, false}),
     [](const auto& instance) { return instance.param.name; });
 
-struct DriverCase {
-  const char* name;
-  void (*spoil)();
-  int contexts;
-  int sessions;
-};
-
-std::ostream& operator<<(std::ostream& out, const DriverCase& driver) {
-  return out << driver.name;
-}
-
-class NvencDriver : public NvencProbe, public testing::WithParamInterface<DriverCase> {};
-
 TEST_P(NvencDriver, ThatFailsMeansNoSupport) {
   GetParam().spoil();
   EXPECT_FALSE(probe_stereo_mv_hevc_support(1920, 1080, /*ten_bit=*/false));
@@ -125,13 +114,8 @@ TEST_P(NvencDriver, ThatFailsMeansNoSupport) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Failures, NvencDriver,
+    OfTheEncoder, NvencDriver,
     testing::Values(
-        DriverCase{"Init", [] { state().init_result = 100; }, 0, 0},
-        DriverCase{"DeviceCount", [] { state().device_count_result = 1; }, 0, 0},
-        DriverCase{"NoDevice", [] { state().device_count = 0; }, 0, 0},
-        DriverCase{"Device", [] { state().get_device_result = 101; }, 0, 0},
-        DriverCase{"Context", [] { state().create_context_result = 2; }, 0, 0},
         // What a driver answers that is older than the interface version asked for.
         DriverCase{"OldVersion", [] { state().create_instance_result = 15; }, 1, 0},
         DriverCase{"OpenSession", [] { state().open_session_result = 10; }, 1, 0},
@@ -147,28 +131,28 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& instance) { return instance.param.name; });
 
 TEST_F(NvencProbe, AnswersNoWithoutTheDeviceLibrary) {
-  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, missing_device_library));
-  EXPECT_EQ(state().libraries_loaded, 0);
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, missing_device_library()));
+  EXPECT_EQ(state().contexts_created, 0);
 }
 
 TEST_F(NvencProbe, AnswersNoWithoutTheEncoderLibrary) {
-  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, missing_encoder_library));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, missing_encoder_library()));
   EXPECT_EQ(state().contexts_created, 1);
 }
 
 TEST_F(NvencProbe, AnswersNoWhenALibraryHasNoEntryPoint) {
-  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, foreign_device_library));
-  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, foreign_encoder_library));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, foreign_device_library()));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, foreign_encoder_library()));
   EXPECT_EQ(state().sessions_opened, 0);
 }
 
 TEST_F(NvencProbe, CanBeAskedAgain) {
   for (int time = 0; time < 3; ++time) EXPECT_TRUE(probe_stereo_mv_hevc_support(1920, 1080, false));
-  EXPECT_EQ(state().libraries_loaded, 6);
+  EXPECT_EQ(state().libraries_loaded, 3 * library_count());
 }
 
 TEST(SharedLibrary, GivesNothingWhenItDoesNotExist) {
-  const platform::SharedLibrary library("libno-such-library.so.1");
+  const platform::SharedLibrary library("no-such-library");
   EXPECT_FALSE(library.is_open());
   EXPECT_EQ(library.function<int()>("main"), nullptr);
 }
@@ -176,11 +160,11 @@ TEST(SharedLibrary, GivesNothingWhenItDoesNotExist) {
 TEST(SharedLibrary, IsClosedOnceWhenItWasMoved) {
   state() = {};
   {
-    platform::SharedLibrary library("libcuda.so.1");
+    platform::SharedLibrary library(installed_nvenc_libraries().encoder);
     ASSERT_TRUE(library.is_open());
     const platform::SharedLibrary moved(std::move(library));
-    EXPECT_NE(moved.function<int(unsigned)>("cuInit"), nullptr);
-    EXPECT_EQ(moved.function<int(unsigned)>("cuNoSuchFunction"), nullptr);
+    EXPECT_NE(moved.function<nvenc::CreateInstance>(nvenc::create_instance_name), nullptr);
+    EXPECT_EQ(moved.function<int(unsigned)>("NvEncodeNoSuchFunction"), nullptr);
     EXPECT_EQ(state().libraries_unloaded, 0);
   }
   EXPECT_EQ(state().libraries_loaded, 1);

@@ -32,7 +32,10 @@ int cuDeviceGet(int* device, int ordinal) {
 int cuCtxCreate_v2(void** context, unsigned, int device) {
   if (device != the_device) state().mistakes.emplace_back("context of another device");
   if (state().create_context_result != 0) return state().create_context_result;
+  constexpr std::uint32_t cuda = 1;
   ++state().contexts_created;
+  state().device_type = cuda;
+  state().device = &the_context;
   *context = &the_context;
   return 0;
 }

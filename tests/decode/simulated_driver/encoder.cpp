@@ -41,9 +41,10 @@ bool is_hevc(Guid codec) {
 int open_session(void* parameters, void** session) {
   if (read_at<std::uint32_t>(parameters, 0) != 0x7001000d) return invalid_version;
   if (read_at<std::uint32_t>(parameters, 24) != 0x0000000d) return invalid_version;
-  constexpr std::uint32_t cuda = 1;
-  if (read_at<std::uint32_t>(parameters, 4) != cuda) state().mistakes.emplace_back("device type");
-  if (read_at<void*>(parameters, 8) == nullptr) state().mistakes.emplace_back("session without a device");
+  if (read_at<std::uint32_t>(parameters, 4) != state().device_type)
+    state().mistakes.emplace_back("device type");
+  if (state().device == nullptr || read_at<const void*>(parameters, 8) != state().device)
+    state().mistakes.emplace_back("session on an unknown device");
   const int result = state().open_session_result;
   if (result == success || state().session_left_behind) {
     ++state().sessions_opened;

@@ -7,6 +7,10 @@
 
 namespace veyrin::testing {
 
+// Interfaces of COM objects have no destructor: Release ends them.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
 class FaultyDevice final : public ForwardingDevice {
  public:
   using ForwardingDevice::ForwardingDevice;
@@ -40,5 +44,7 @@ class FaultyDevice final : public ForwardingDevice {
   int textures_left_ = 0;
   DXGI_FORMAT changed_format_ = DXGI_FORMAT_UNKNOWN;
 };
+
+#pragma GCC diagnostic pop
 
 }  // namespace veyrin::testing

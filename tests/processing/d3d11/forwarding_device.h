@@ -9,6 +9,10 @@
 
 namespace veyrin::testing {
 
+// Interfaces of COM objects have no destructor: Release ends them.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
 /// Lives on the stack of a test and outlives what was made of it: references are counted on the device behind
 /// it.
 class ForwardingDevice : public ID3D11Device {
@@ -156,5 +160,7 @@ class ForwardingDevice : public ID3D11Device {
  private:
   platform::ComPtr<ID3D11Device> device_;
 };
+
+#pragma GCC diagnostic pop
 
 }  // namespace veyrin::testing
