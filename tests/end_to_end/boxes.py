@@ -4,7 +4,7 @@ import struct
 from dataclasses import dataclass, field
 from pathlib import Path
 
-CONTAINERS = {"moov", "trak", "edts", "mdia", "minf", "dinf", "stbl", "udta"}
+CONTAINERS = {"moov", "trak", "edts", "mdia", "minf", "dinf", "stbl", "udta", "vexu", "proj", "eyes", "cams", "cmfy"}
 VISUAL_ENTRY_BYTES = 78
 AUDIO_ENTRY_BYTES = 28
 
@@ -75,6 +75,37 @@ def sample_sizes(trak):
     content = trak.one("mdia", "minf", "stbl", "stsz").content
     constant, count = struct.unpack_from(">II", content, 4)
     return [constant] * count if constant else list(struct.unpack_from(f">{count}I", content, 12))
+
+
+def samples(path, trak):
+    """The bytes of each sample of a track, by its chunk tables."""
+    data = Path(path).read_bytes()
+    table = trak.one("mdia", "minf", "stbl")
+    [count] = struct.unpack_from(">I", table.one("stco").content, 4)
+    offsets = struct.unpack_from(f">{count}I", table.one("stco").content, 8)
+    [runs] = struct.unpack_from(">I", table.one("stsc").content, 4)
+    starts = [struct.unpack_from(">3I", table.one("stsc").content, 8 + 12 * run) for run in range(runs)]
+    sizes = iter(sample_sizes(trak))
+    found = []
+    for chunk, offset in enumerate(offsets, 1):
+        in_chunk = [per_chunk for first, per_chunk, _ in starts if first <= chunk][-1]
+        for _ in range(in_chunk):
+            size = next(sizes)
+            found.append(data[offset:offset + size])
+            offset += size
+    assert next(sizes, None) is None, "samples outside all chunks"
+    return found
+
+
+def nal_units(sample):
+    """The NAL units of a sample, each behind a length of 4 bytes."""
+    units, position = [], 0
+    while position < len(sample):
+        [size] = struct.unpack_from(">I", sample, position)
+        assert 0 < size <= len(sample) - position - 4, f"NAL unit of {size} bytes"
+        units.append(sample[position + 4:position + 4 + size])
+        position += 4 + size
+    return units
 
 
 def time_to_sample(trak):

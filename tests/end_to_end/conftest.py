@@ -21,6 +21,11 @@ def pytest_addoption(parser):
                      help="the program that makes recordings")
     parser.addoption("--run-prefix", default=os.environ.get("VEYRIN_RUN_PREFIX", ""),
                      help="words before the converter's path, for a runner of another system's programs")
+    parser.addoption("--view-decoder", default=os.environ.get("VEYRIN_VIEW_DECODER", str(binaries / "decode_view")),
+                     help="the program that decodes one view of a movie")
+    parser.addoption("--simulated-nvenc",
+                     default=os.environ.get("VEYRIN_SIMULATED_NVENC", str(binaries / "simulated_nvenc")),
+                     help="folder of the stand-ins for the NVIDIA driver's libraries")
     parser.addoption("--recording-cache", default=os.environ.get("VEYRIN_RECORDING_CACHE", ""),
                      help="folder that keeps recordings from one run to the next")
 
@@ -36,6 +41,26 @@ def shelf(request):
     maker = Path(request.config.getoption("--recording-maker")).absolute()
     cache = request.config.getoption("--recording-cache")
     return RecordingShelf(maker, Path(cache) if cache else maker.parent.parent / "recordings")
+
+
+@pytest.fixture(scope="session")
+def view_decoder(request):
+    return Path(request.config.getoption("--view-decoder")).absolute()
+
+
+@pytest.fixture(scope="session")
+def nvenc(request, converter):
+    """A function that gives the settings for a run with the simulated driver and the named properties of it."""
+    if converter.prefix:
+        pytest.skip("the stand-ins are libraries of this system")
+    folder = Path(request.config.getoption("--simulated-nvenc")).absolute()
+    assert (folder / "libnvidia-encode.so.1").exists(), f"no simulated driver in {folder}: run scripts/setup, build again"
+
+    def settings(**properties):
+        named = {f"VEYRIN_SIMULATED_NVENC_{name.upper()}": str(value) for name, value in properties.items()}
+        return {"LD_LIBRARY_PATH": str(folder), **named}
+
+    return settings
 
 
 @pytest.fixture

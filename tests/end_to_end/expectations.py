@@ -18,6 +18,7 @@ def check_format(movie, codec, ten_bit, layout):
     expected = {
         ("prores", False): ("prores", "Standard", "yuv422p10le", "apcn"),
         ("prores", True): ("prores", "Standard", "yuv422p10le", "apcn"),
+        ("h264", False): ("h264", "High", "yuv420p", "avc1"),
         ("hevc", False): ("hevc", "Main", "yuv420p", "hvc1"),
         ("hevc", True): ("hevc", "Main 10", "yuv420p10le", "hvc1"),
     }[codec, ten_bit]

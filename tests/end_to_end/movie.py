@@ -47,6 +47,11 @@ class Movie:
         return [float(frame["best_effort_timestamp_time"])
                 for frame in self._frames("v:0", "best_effort_timestamp_time")]
 
+    @cached_property
+    def key_frames(self):
+        """1 for each key frame, 0 for the others, in order."""
+        return [frame["key_frame"] for frame in self._frames("v:0", "key_frame")]
+
     def audio_packets(self):
         """(seconds, duration, bytes' hash) of each packet of the first audio stream, in order."""
         found = json.loads(tool("ffprobe", "-v", "error", "-select_streams", "a:0", "-show_packets", "-show_data_hash",

@@ -1,0 +1,345 @@
+"""Two-view movies, encoded by the simulated driver."""
+
+import json
+import math
+import struct
+from dataclasses import dataclass
+
+import numpy as np
+import pytest
+
+import boxes
+from expectations import HDR_COLOURS, SDR_COLOURS, check_colours, check_flash_and_click, check_timing, layout_of
+from movie import Movie
+from picture_reading import read_frame_numbers
+from spatial_movie import (PPS, PREFIX_SEI, REFERENCE_DISPLAYS_SEI, SPS, VPS, SpatialMovie, kind_and_layer,
+                           parameter_sets, psnr)
+
+BITRATES = ("--sdr-bitrate", "12M", "--hdr-bitrate", "12M")
+# Decibels against the eye in nearly lossless coding, and how much closer it is than the other eye. The flash
+# leaves the eyes most alike.
+OWN_EYE, CLOSER = 45.0, 12.0
+NOT_SUPPORTED = "Stereo MV-HEVC is not supported by the NVIDIA GPU and driver"
+NO_START = {
+    8: "could not start NVENC MV-HEVC; this requires Video Codec SDK 13 and compatible NVIDIA hardware/drivers: ",
+    10: "could not start 10-bit NVENC MV-HEVC; this requires the FFmpeg Main10 MV-HEVC patch, Video Codec SDK 13, "
+        "and compatible NVIDIA hardware/drivers: ",
+}
+
+
+@dataclass
+class Case:
+    name: str
+    bits: int = 8
+    padding: str = "none"
+    eye_size: tuple = None
+    start: float = None
+    duration: float = None
+    first: int = 0  # number of the first frame, and how many there are
+    count: int = 36
+    audio: bool = True
+    b_frames: int = 2
+    untagged: bool = False
+
+    def recording_options(self):
+        codec = ("--codec", "hevc10") if self.bits == 10 else ()
+        return ("--size", "320x320", "--seconds", 1.2, *codec, *(() if self.audio else ("--no-audio",)),
+                *(("--untagged",) if self.untagged else ()))
+
+    def picture_options(self):
+        """Those that decide what is in the pictures."""
+        words = ["--sbs-aspect-ratio-padding", self.padding]
+        if self.eye_size:
+            words += ["--eye-width", self.eye_size[0], "--eye-height", self.eye_size[1]]
+        if self.start:
+            words += ["--start", self.start]
+        return words + (["--duration", self.duration] if self.duration else [])
+
+
+TRIMMED = {"start": 0.4, "duration": 0.5, "first": 12, "count": 15}
+CASES = [
+    Case("8_bit"),
+    Case("8_bit_no_audio", audio=False),
+    Case("8_bit_trimmed_16x9", padding="16x9", **TRIMMED),
+    Case("8_bit_without_b_frames", b_frames=0),
+    Case("8_bit_trimmed_other_size_no_audio", eye_size=(240, 400), audio=False, **TRIMMED),
+    Case("8_bit_untagged", untagged=True, audio=False),
+    Case("10_bit", bits=10),
+    Case("10_bit_trimmed_no_audio", bits=10, audio=False, **TRIMMED),
+    Case("10_bit_4x3", bits=10, padding="4x3"),
+    Case("10_bit_trimmed_without_b_frames", bits=10, b_frames=0, **TRIMMED),
+]
+
+
+@dataclass
+class Made:
+    case: Case
+    recording: object
+    movie: SpatialMovie
+    run: object
+
+
+@pytest.fixture(scope="module", params=CASES, ids=lambda case: case.name)
+def made(request, converter, shelf, nvenc, view_decoder, tmp_path_factory):
+    case = request.param
+    folder = tmp_path_factory.mktemp(case.name)
+    recording = shelf.get(*case.recording_options())
+    run = converter.run("--output-format", "spatial", *BITRATES, *case.picture_options(), recording.path,
+                        folder=folder, settings=nvenc(b_frames=case.b_frames)).succeeded()
+    [path] = (folder / "converted" / "spatial_video").iterdir()
+    return Made(case, recording, SpatialMovie(path, view_decoder), run)
+
+
+def layout_for(made, kind="left"):
+    return layout_of(made.recording, kind, made.case.padding, made.case.eye_size)
+
+
+def test_report_names_the_geometry_and_the_file(made):
+    rig = made.recording.rig
+    distance = np.linalg.norm(rig.right.position - rig.left.position) * 1000
+    view = math.degrees(2 * math.atan(rig.grid[0] / (2 * rig.fx)))
+    assert f"Creating direct spatial output with cdist={distance:.3f} mm, hfov={view:.3f} deg" in made.run.lines
+    padding = "" if made.case.padding == "none" else f"_pad{made.case.padding}"
+    tail = "hdr" if made.case.bits == 10 else "sdr"
+    name = f"{made.recording.path.stem}{padding}_FULL_SBS_LR_mv_hevc_spatial_{tail}.mov"
+    assert made.run.lines[-1] == f"Apple spatial output: converted/spatial_video/{name}"
+    assert made.run.values("encoder") == []
+    assert made.run.values("encoded_frames")[-1] == str(made.case.count)
+    assert made.run.values("progress_percent")[-1] == "100"
+    assert made.run.errors == ""
+
+
+def test_views_show_their_own_eye_in_every_frame(made, converter, tmp_path):
+    """The mono conversion of each eye, in nearly lossless coding, is the reference."""
+    peak = 255 if made.case.bits == 8 else 1023
+    pixel_format = "yuv420p10le" if made.case.bits == 10 else "yuvj420p" if made.case.untagged else "yuv420p"
+    references = []
+    for eye in ("left", "right"):
+        output = tmp_path / f"{eye}.mov"
+        converter.run("--sbs-codec", "prores", "--output-format", "mono", "--mono-eye", eye, *made.case.picture_options(),
+                      "--output", output, made.recording.path, folder=tmp_path).succeeded()
+        references.append(Movie(output).planes()[0] * (peak / 1023))
+    for number, view in enumerate(made.movie.views):
+        assert view.pixel_format == pixel_format
+        luma = view.planes[0]
+        assert luma.shape[0] == made.case.count
+        own, other = psnr(luma, references[number], peak), psnr(luma, references[1 - number], peak)
+        print(f"{made.case.name} view {number}: lowest {own.min():.2f} dB, mean {own.mean():.2f} dB, "
+              f"other eye at most {other.max():.2f} dB")
+        assert own.min() > OWN_EYE, f"view {number}: {own.round(1)}"
+        assert (own - other).min() > CLOSER, f"view {number} against the other eye: {other.round(1)}"
+
+
+def test_views_show_the_same_moment(made):
+    numbers = list(range(made.case.first, made.case.first + made.case.count))
+    expected = [index / 30 for index in range(made.case.count)]
+    for view, eye in zip(made.movie.views, ("left", "right")):
+        layout = layout_for(made, eye)
+        assert read_frame_numbers(view.planes[0], made.recording, layout, eye) == numbers
+        assert view.times == pytest.approx(expected, abs=1e-3)
+
+
+def test_other_players_see_the_left_view(made):
+    movie = Movie(made.movie.path)
+    video = movie.video
+    assert (video["codec_name"], video["codec_tag_string"]) == ("hevc", "hvc1")
+    assert (video["width"], video["height"]) == layout_for(made).size
+    assert video["profile"] == ("Main" if made.case.bits == 8 else "Main 10")
+    assert video["disposition"]["default"] == 1
+    # What is not tagged counts as full range.
+    check_colours(movie, HDR_COLOURS if made.case.bits == 10 else SDR_COLOURS, "pc" if made.case.untagged else "tv")
+    check_timing(movie, (30, 1), made.case.count)
+    assert np.array_equal(movie.planes()[0], made.movie.views[0].planes[0])
+
+
+def test_sound_is_that_of_the_recording(made):
+    movie = Movie(made.movie.path)
+    if not made.case.audio:
+        assert [stream["codec_type"] for stream in movie.description["streams"]] == ["video"]
+        return
+    start = made.case.start or 0.0
+    end = start + (made.case.duration or math.inf)
+    source = [packet for packet in Movie(made.recording.path).audio_packets()
+              if packet[0] + packet[1] > start + 1e-6 and packet[0] < end]
+    copied = [packet for packet in movie.audio_packets() if packet[0] + packet[1] > 1e-6]
+    assert [packet[2] for packet in copied] == [packet[2] for packet in source]
+    last = made.case.first + made.case.count
+    flashes = [time - made.case.first / 30 for time in made.recording.flash_times
+               if made.case.first <= round(time * 30) < last]
+    assert flashes
+    check_flash_and_click(movie, made.movie.views[0].planes[0], (30, 1), flashes)
+
+
+def test_index_comes_first(made):
+    kinds = [box.kind for box in made.movie.root.children]
+    assert kinds[0] == "ftyp" and kinds.index("moov") < kinds.index("mdat")
+
+
+def test_sample_entry_describes_the_stereo_picture(made):
+    entry = made.movie.sample_entry
+    assert entry.kind == "hvc1"
+    extended = entry.one("vexu")
+    assert extended.one("proj", "prji").content == b"\0\0\0\0rect"
+    eyes = extended.one("eyes")
+    assert eyes.one("stri").content == bytes([0, 0, 0, 0, 0b11]), "both eyes, not reversed"
+    assert eyes.one("hero").content == bytes([0, 0, 0, 0, 1]), "left"
+    rig = made.recording.rig
+    baseline = np.linalg.norm(rig.right.position - rig.left.position) * 1e6
+    found = struct.unpack(">II", eyes.one("cams", "blin").content)
+    assert found == (0, pytest.approx(baseline, abs=1)), "micrometres"
+    assert struct.unpack(">Ii", eyes.one("cmfy", "dadj").content) == (0, 0)
+    view = math.degrees(2 * math.atan(rig.grid[0] / (2 * rig.fx)))
+    assert struct.unpack(">I", entry.one("hfov").content) == (pytest.approx(view * 1000, abs=1), ), "thousandths of a degree"
+
+
+def test_configuration_records_hold_the_sets_of_their_layer(made):
+    base = parameter_sets(made.movie.sample_entry.one("hvcC").content, header=22)
+    assert {kind_and_layer(unit) for unit in base} == {(VPS, 0), (SPS, 0), (PPS, 0), (PREFIX_SEI, 0)}
+    assert [unit for unit in base if kind_and_layer(unit)[0] == PREFIX_SEI] == [REFERENCE_DISPLAYS_SEI]
+    second = parameter_sets(made.movie.sample_entry.one("lhvC").content, header=5)
+    assert {kind_and_layer(unit) for unit in second} == {(SPS, 1), (PPS, 1)}
+
+
+def test_samples_hold_the_left_view_and_then_the_right_one(made):
+    assert len(made.movie.samples) == made.case.count
+    for number, units in enumerate(made.movie.samples):
+        kinds = [kind_and_layer(unit) for unit in units]
+        layers = [layer for _, layer in kinds]
+        assert layers == sorted(layers) and set(layers) == {0, 1}, f"sample {number}: {kinds}"
+        assert [layer for kind, layer in kinds if kind < VPS] == [0, 1], f"sample {number}: {kinds}"
+        assert not {kind for kind, _ in kinds} & {VPS, SPS, PPS}, f"sample {number}: {kinds}"
+
+
+def test_track_lasts_as_long_as_its_frames(made):
+    track = made.movie.track
+    scale = boxes.time_scale(track)
+    assert boxes.time_to_sample(track) == [scale // 30] * made.case.count
+    [edit_count] = struct.unpack_from(">I", track.one("edts", "elst").content, 4)
+    [length] = struct.unpack_from(">I", track.one("edts", "elst").content, 8 + 12 * (edit_count - 1))
+    [movie_scale] = struct.unpack_from(">I", made.movie.root.one("moov", "mvhd").content, 12)
+    assert length / movie_scale == pytest.approx(made.case.count / 30, abs=1.5 / movie_scale)
+
+
+def test_rates_are_normalised(converter, shelf, nvenc, view_decoder, tmp_path):
+    recording = shelf.get("--size", "320x320", "--rate", 24, "--seconds", 1)
+    output = tmp_path / "out.mov"
+    run = converter.run("--output-format", "spatial", *BITRATES, "--output-fps", 48, "--output", output, recording.path,
+                        folder=tmp_path, settings=nvenc()).succeeded()
+    assert run.values("encoded_frames") == ["30", "48"]
+    for view, eye in zip(SpatialMovie(output, view_decoder).views, ("left", "right")):
+        numbers = read_frame_numbers(view.planes[0], recording, layout_of(recording, eye), eye)
+        assert numbers == [index // 2 for index in range(48)]
+
+
+def test_existing_movie_is_replaced_on_demand_only(converter, shelf, nvenc, tmp_path):
+    recording = shelf.get("--size", "256x256", "--seconds", 0.2)
+    output = tmp_path / "out.mov"
+    output.write_bytes(b"precious")
+    words = ("--output-format", "spatial", *BITRATES, "--output", output, recording.path)
+    converter.run(*words, folder=tmp_path, settings=nvenc()).failed(
+        f"AVP output already exists (use --overwrite): {output}")
+    assert output.read_bytes() == b"precious"
+    converter.run("--overwrite", *words, folder=tmp_path, settings=nvenc()).succeeded()
+    assert len(Movie(output).frame_times) == 6
+
+
+def test_bad_bit_rate_is_refused_before_anything_is_written(converter, shelf, nvenc, tmp_path):
+    recording = shelf.get("--size", "256x256", "--seconds", 0.2)
+    for text, message in (("55MB", "invalid spatial bitrate: 55MB"), ("55x", "invalid spatial bitrate suffix: 55x"),
+                          ("1e30g", "spatial bitrate is out of range: 1e30g")):
+        output = tmp_path / "out.mov"
+        converter.run("--output-format", "spatial", "--sdr-bitrate", text, "--output", output, recording.path,
+                      folder=tmp_path, settings=nvenc()).failed(message)
+        assert not output.exists()
+
+
+def support(converter, folder, settings, *words):
+    run = converter.run("check-support", "--output-format", "spatial", *words, folder=folder, settings=settings)
+    assert run.status == 0 and run.errors == ""
+    [line] = run.lines
+    assert not any(path.name.startswith("veyrin-support-probe") for path in folder.iterdir())
+    return json.loads(line)
+
+
+SUPPORTED = {"schemaVersion": 1, "supported": True, "acceleration": "hardware"}
+
+
+def unsupported(reason):
+    return {"schemaVersion": 1, "supported": False, "acceleration": "none", "reason": reason}
+
+
+SYNTHETIC = ("--input-width", 640, "--input-height", 640, "--input-bit-depth")
+
+
+@pytest.mark.parametrize("bits, properties, supported", [
+    (8, {}, True),
+    (10, {}, True),
+    (8, {"ten_bit": 0}, True),
+    (10, {"ten_bit": 0}, False),
+    (8, {"mv_hevc": 0}, False),
+    (8, {"width_max": 640, "height_max": 640}, True),
+    (8, {"width_max": 639}, False),
+    (8, {"height_max": 639}, False),
+    (8, {"open_session_status": 10}, False),
+])
+def test_support_is_the_drivers_word(converter, nvenc, tmp_path, bits, properties, supported):
+    settings = {**nvenc(**properties), "TMPDIR": str(tmp_path)}
+    expected = SUPPORTED if supported else unsupported(NOT_SUPPORTED)
+    assert support(converter, tmp_path, settings, *SYNTHETIC, bits) == expected
+
+
+def test_support_counts_the_padding(converter, nvenc, tmp_path):
+    settings = {**nvenc(width_max=1000), "TMPDIR": str(tmp_path)}
+    assert support(converter, tmp_path, settings, *SYNTHETIC, 8) == SUPPORTED
+    padded = support(converter, tmp_path, settings, *SYNTHETIC, 8, "--sbs-aspect-ratio-padding", "16x9")
+    assert padded == unsupported(NOT_SUPPORTED)
+
+
+def test_support_for_a_recording(converter, shelf, nvenc, tmp_path):
+    recording = shelf.get("--size", "256x256", "--seconds", 0.2)
+    assert support(converter, tmp_path, {**nvenc(), "TMPDIR": str(tmp_path)}, recording.path) == SUPPORTED
+    assert support(converter, tmp_path, {"TMPDIR": str(tmp_path)}, recording.path) == unsupported(NOT_SUPPORTED)
+
+
+@pytest.mark.parametrize("bits", [8, 10])
+def test_support_without_hardware_judgement_is_the_encoders_word(converter, nvenc, tmp_path, bits):
+    settings = {**nvenc(), "TMPDIR": str(tmp_path)}
+    assert support(converter, tmp_path, settings, "--software", *SYNTHETIC, bits) == SUPPORTED
+    refused = support(converter, tmp_path, {**nvenc(mv_hevc=0), "TMPDIR": str(tmp_path)}, "--software", *SYNTHETIC, bits)
+    assert not refused["supported"] and refused["reason"].startswith(NO_START[bits])
+
+
+EXTERNAL = "Generic error in an external library"
+
+
+@pytest.mark.parametrize("properties, message", [
+    ({"mv_hevc": 0}, NO_START[8] + EXTERNAL),
+    ({"width_max": 200}, NO_START[8] + EXTERNAL),
+    ({"open_session_status": 10}, NO_START[8] + EXTERNAL),
+    ({"failing_picture": 7}, "could not submit MV-HEVC frame to NVENC: Unknown error occurred"),
+    ({"odd_views": 1}, "NVENC produced an incomplete MV-HEVC view pair"),
+    ({"view_time_offset": 3, "b_frames": 0},
+     "NVENC produced MV-HEVC views with mismatched timestamps (first pts/dts=0/0, second pts/dts=3/0)"),
+])
+def test_faulty_driver_gives_one_message(converter, shelf, nvenc, tmp_path, properties, message):
+    recording = shelf.get("--size", "256x256", "--seconds", 0.5)
+    run = converter.run("--output-format", "spatial", *BITRATES, recording.path, folder=tmp_path,
+                        settings=nvenc(**properties))
+    run.failed(message)
+    assert run.lines[-1] == f"Error: {message}"
+    assert run.errors == ""
+
+
+@pytest.mark.parametrize("properties", [{"ten_bit": 0}, {"mv_hevc_ten_bit": 0}])
+def test_driver_without_ten_bits_gives_its_message(converter, shelf, nvenc, tmp_path, properties):
+    recording = shelf.get("--size", "256x256", "--seconds", 0.2, "--codec", "hevc10")
+    run = converter.run("--output-format", "spatial", *BITRATES, recording.path, folder=tmp_path,
+                        settings=nvenc(**properties)).failed()
+    assert run.error.startswith(NO_START[10])
+
+
+def test_machine_without_a_driver_gives_its_message(converter, shelf, tmp_path):
+    recording = shelf.get("--size", "256x256", "--seconds", 0.2)
+    run = converter.run("--output-format", "spatial", *BITRATES, recording.path, folder=tmp_path).failed()
+    assert run.error.startswith(NO_START[8])
+    assert list((tmp_path / "converted" / "spatial_video").iterdir()) == []
