@@ -19,6 +19,7 @@
 #include "convert/encoder_selection.h"
 #include "convert/encoder_settings.h"
 #include "convert/frame_timing.h"
+#include "convert/gpu_pipeline.h"
 #include "convert/identity_maps.h"
 #include "convert/missing_eye.h"
 #include "convert/output_container.h"
@@ -117,6 +118,10 @@ class Conversion {
 
   bool choose_packed_encoder() {
     container_ = choose_container(job_.output, encoder_codec_id(options_.sbs_codec));
+    return select_encoder(encoder_request(), selected_, error_);
+  }
+
+  [[nodiscard]] EncoderRequest encoder_request() const {
     EncoderRequest request;
     request.codec = options_.sbs_codec;
     request.mode = options_.sbs_mode;
@@ -129,22 +134,42 @@ class Conversion {
     request.hdr_bitrate = options_.hdr_bitrate;
     request.input_colors = input_colors();
     request.global_header = container_ != nullptr && (container_->flags & AVFMT_GLOBALHEADER) != 0;
-    return select_encoder(request, selected_, error_);
+    return request;
   }
 
   bool choose_processors() {
     if (ten_bit_ != decoder_->right().ten_bit()) return fail(error_, "left/right decoder bit depths differ");
-    const EyeSize source = frame_size(decoder_->left());
-    for (const OutputLayout layout : output_layouts()) {
-      std::string reason;
-      auto processor = CpuYuvProcessor::create(
-          maps_, {source.width, source.height, canvas_.width, canvas_.height, layout}, reason);
-      if (!processor) return fail(error_, "CPU YUV pipeline unavailable: " + reason);
-      processors_.push_back(std::move(processor));
-    }
+    if (!use_gpu_processor() && !make_cpu_processors()) return false;
     // The tables hold all that frames need; the maps are the largest buffers of a conversion.
     maps_ = {};
     return true;
+  }
+
+  // Spatial movies take their canvases from memory.
+  bool use_gpu_processor() {
+    if (job_.kind == ConversionKind::spatial) return false;
+    auto processor = use_gpu_pipeline({encoder_request(), maps_, geometry(output_layouts().front())},
+                                      decoder_->left().context()->hw_device_ctx,
+                                      system_gpu_pipeline_services(), selected_);
+    if (!processor) return false;
+    decoder_->keep_frames_on_gpu();
+    processors_.push_back(std::move(processor));
+    return true;
+  }
+
+  bool make_cpu_processors() {
+    for (const OutputLayout layout : output_layouts()) {
+      std::string reason;
+      auto processor = CpuYuvProcessor::create(maps_, geometry(layout), reason);
+      if (!processor) return fail(error_, "CPU YUV pipeline unavailable: " + reason);
+      processors_.push_back(std::move(processor));
+    }
+    return true;
+  }
+
+  [[nodiscard]] ProcessorGeometry geometry(OutputLayout layout) const {
+    const EyeSize source = frame_size(decoder_->left());
+    return {source.width, source.height, canvas_.width, canvas_.height, layout};
   }
 
   void report_encoder() {
@@ -331,7 +356,8 @@ class Conversion {
     }
     if (!left.frame || !right.frame)
       return fail(error_, "decoded frames were not available to the YUV pipeline");
-    const auto canvases = movie_->next_canvases();
+    const auto canvases = movie_->next_canvases(error_);
+    if (canvases.empty()) return false;
     for (std::size_t index = 0; index < canvases.size(); ++index) {
       if (!processors_[index]->process(left.frame.get(), right.frame.get(), canvases[index], error_))
         return false;
@@ -410,7 +436,7 @@ class Conversion {
   RectificationMaps maps_;
   const AVOutputFormat* container_ = nullptr;
   SelectedEncoder selected_;
-  std::vector<std::unique_ptr<CpuYuvProcessor>> processors_;  // by canvas
+  std::vector<std::unique_ptr<YuvProcessor>> processors_;  // by canvas
   std::unique_ptr<MovieSink> movie_;
   std::unique_ptr<FramePacer> pacer_;
   std::unique_ptr<Progress> progress_;

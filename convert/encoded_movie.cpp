@@ -11,6 +11,10 @@
 #include "convert/output_container.h"
 #include "convert/sbs_stereo_metadata.h"
 
+extern "C" {
+#include <libavutil/hwcontext.h>
+}
+
 namespace veyrin {
 namespace {
 
@@ -35,8 +39,9 @@ class EncodedMovie final : public MovieSink {
            describe_stereo(error) && write_header(error) && allocate_frames(error);
   }
 
-  std::span<AVFrame* const> next_canvases() override {
+  std::span<AVFrame* const> next_canvases(std::string& error) override {
     canvas_upsampled_ = false;
+    if (on_gpu() && !take_surface(error)) return {};
     return {&canvas_, 1};
   }
 
@@ -136,18 +141,35 @@ class EncodedMovie final : public MovieSink {
   }
 
   bool allocate_frames(std::string& error) {
-    frame_ = allocate_video_frame(encoder_.pix_fmt, encoder_.width, encoder_.height);
+    frame_.reset(on_gpu()
+                     ? av_frame_alloc()
+                     : allocate_video_frame(encoder_.pix_fmt, encoder_.width, encoder_.height).release());
     if (!frame_ || !packet_) return fail(error, "could not allocate the encoder frame");
-    // Some encoders write the frame's tags into the stream, not the context's.
-    frame_->color_primaries = encoder_.color_primaries;
-    frame_->color_trc = encoder_.color_trc;
-    frame_->colorspace = encoder_.colorspace;
-    frame_->color_range = encoder_.color_range;
+    describe_colors(*frame_);
     canvas_ = frame_.get();
     if (encoder_.codec_id != AV_CODEC_ID_PRORES) return true;
     upsampler_ = ChromaUpsampler::create(*frame_, error);
     if (upsampler_) canvas_ = upsampler_->canvas();
     return upsampler_ != nullptr;
+  }
+
+  [[nodiscard]] bool on_gpu() const { return encoder_.hw_frames_ctx != nullptr; }
+
+  // The encoder may still read the surfaces of earlier frames, so each frame gets one of its own.
+  bool take_surface(std::string& error) {
+    av_frame_unref(frame_.get());
+    if (av_hwframe_get_buffer(encoder_.hw_frames_ctx, frame_.get(), 0) < 0)
+      return fail(error, "could not allocate a GPU encoder surface");
+    describe_colors(*frame_);
+    return true;
+  }
+
+  // Some encoders write the frame's tags into the stream, not the context's.
+  void describe_colors(AVFrame& frame) const {
+    frame.color_primaries = encoder_.color_primaries;
+    frame.color_trc = encoder_.color_trc;
+    frame.colorspace = encoder_.colorspace;
+    frame.color_range = encoder_.color_range;
   }
 
   // Writes every packet the encoder has ready.

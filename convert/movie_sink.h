@@ -15,8 +15,8 @@ class MovieSink {
   virtual ~MovieSink() = default;
 
   /// The frames to write the next pictures into: one packed canvas, or one canvas per eye with the left one
-  /// first. Borrowed, valid until the next call.
-  [[nodiscard]] virtual std::span<AVFrame* const> next_canvases() = 0;
+  /// first. Borrowed, valid until the next call. None with a message on failure.
+  [[nodiscard]] virtual std::span<AVFrame* const> next_canvases(std::string& error) = 0;
 
   /// Encodes the canvases as output frame `index`, counted from 0. The same canvases may be written again for
   /// the next index; indices rise by one.

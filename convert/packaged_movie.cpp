@@ -14,7 +14,7 @@ class PackagedMovie final : public MovieSink {
   PackagedMovie(std::unique_ptr<PackagedSoftwareEncoder> encoder, FramePtr canvas)
       : encoder_(std::move(encoder)), canvas_(std::move(canvas)), canvases_{canvas_.get()} {}
 
-  std::span<AVFrame* const> next_canvases() override { return canvases_; }
+  std::span<AVFrame* const> next_canvases(std::string& /*error*/) override { return canvases_; }
 
   bool write_canvases(std::int64_t /*index*/, std::string& error) override {
     return encoder_->write_frame(canvas_.get(), error);

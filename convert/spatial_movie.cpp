@@ -19,7 +19,7 @@ class SpatialMovie final : public MovieSink {
         right_(std::move(right)),
         canvases_{left_.get(), right_.get()} {}
 
-  std::span<AVFrame* const> next_canvases() override { return canvases_; }
+  std::span<AVFrame* const> next_canvases(std::string& /*error*/) override { return canvases_; }
 
   bool write_canvases(std::int64_t index, std::string& error) override {
     return writer_->write_eye_pair(*left_, *right_, index, error);

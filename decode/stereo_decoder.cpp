@@ -18,6 +18,11 @@ bool StereoDecoder::open(AVFormatContext& input, int left_index, int right_index
   return right_.open(*input.streams[right_index], software_only, device, error);
 }
 
+void StereoDecoder::keep_frames_on_gpu() {
+  left_.keep_frames_on_gpu(true);
+  right_.keep_frames_on_gpu(true);
+}
+
 bool StereoDecoder::uses_stream(int stream_index) const {
   return stream_index == left_.stream().index || stream_index == right_.stream().index;
 }

@@ -22,6 +22,9 @@ class StereoDecoder {
   [[nodiscard]] bool open(AVFormatContext& input, int left_index, int right_index, bool software_only,
                           std::string& error);
 
+  /// Leaves the eyes' D3D11 frames where they are instead of downloading them.
+  void keep_frames_on_gpu();
+
   /// True when packets of this stream belong to an eye.
   [[nodiscard]] bool uses_stream(int stream_index) const;
 

@@ -50,7 +50,7 @@ void write_movie(const std::filesystem::path& file, const Format& format, const 
   const auto movie = create_encoded_movie(std::move(request), error);
   ASSERT_NE(movie, nullptr) << error;
   for (int i = 0; i < 3; ++i) {
-    AVFrame* canvas = movie->next_canvases().front();
+    AVFrame* canvas = movie->next_canvases(error).front();
     for (int plane = 0; plane < AV_NUM_DATA_POINTERS && canvas->data[plane] != nullptr; ++plane) {
       const int rows = plane == 0 ? canvas->height : canvas->height / 2;
       std::memset(canvas->data[plane], i, static_cast<std::size_t>(canvas->linesize[plane]) * rows);

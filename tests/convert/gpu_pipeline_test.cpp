@@ -1,0 +1,172 @@
+#include "convert/gpu_pipeline.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <utility>
+
+#include "common/error_text.h"
+
+extern "C" {
+#include <libavutil/hwcontext.h>
+}
+
+namespace veyrin {
+namespace {
+
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
+
+/// A processor that only has surfaces to offer.
+class SurfaceOwner final : public GpuYuvProcessor {
+ public:
+  explicit SurfaceOwner(AVBufferRef* surfaces) : surfaces_(av_buffer_ref(surfaces)) {}
+  bool process(const AVFrame*, const AVFrame*, AVFrame*, std::string&) const override { return true; }
+  AVBufferRef* encoder_frames() const override { return surfaces_.get(); }
+
+ private:
+  BufferRefPtr surfaces_;
+};
+
+class GpuPipeline : public testing::Test {
+ protected:
+  GpuPipeline() {
+    // The kind of device does not matter to a context that is never used.
+    device_.reset(av_hwdevice_ctx_alloc(AV_HWDEVICE_TYPE_CUDA));
+    surfaces_.reset(av_hwframe_ctx_alloc(device_.get()));
+    reinterpret_cast<AVHWFramesContext*>(surfaces_->data)->sw_format = AV_PIX_FMT_P010LE;
+    services_.create_processor = [this](AVBufferRef* device, const RectificationMaps& maps,
+                                        const ProcessorGeometry& geometry, bool ten_bit,
+                                        std::string& error) -> std::unique_ptr<GpuYuvProcessor> {
+      ++processors_wanted_;
+      EXPECT_EQ(device, device_.get());
+      EXPECT_EQ(&maps, &maps_);
+      EXPECT_EQ(geometry.layout, OutputLayout::half_sbs);
+      EXPECT_TRUE(ten_bit);
+      if (!refusal_.empty()) {
+        error = refusal_;
+        return nullptr;
+      }
+      return std::make_unique<SurfaceOwner>(surfaces_.get());
+    };
+    services_.open = [this](AVCodecContext* context, const AVCodec*, AVDictionary**) {
+      ++opened_;
+      EXPECT_EQ(context->pix_fmt, AV_PIX_FMT_D3D11);
+      EXPECT_EQ(context->sw_pix_fmt, AV_PIX_FMT_P010LE);
+      EXPECT_NE(context->hw_frames_ctx, nullptr);
+      return open_result_;
+    };
+    request_.ten_bit = true;
+    request_.canvas = {64, 32};
+    selected_.display_name = "hevc_nvenc";
+    selected_.software = false;
+    selected_.context.reset(avcodec_alloc_context3(avcodec_find_encoder_by_name("hevc_nvenc")));
+    selected_.context->pix_fmt = AV_PIX_FMT_P010LE;
+    selected_.context->bit_rate = 12345000;
+  }
+
+  bool use(bool hardware_decoders = true) {
+    CaptureStdout();
+    const auto processor =
+        use_gpu_pipeline({request_, maps_, {64, 64, 32, 32, OutputLayout::half_sbs}},
+                         hardware_decoders ? device_.get() : nullptr, services_, selected_);
+    printed_ = GetCapturedStdout();
+    return processor != nullptr;
+  }
+
+  void expect_cpu_choice() {
+    EXPECT_EQ(selected_.context->pix_fmt, AV_PIX_FMT_P010LE);
+    EXPECT_EQ(selected_.context->sw_pix_fmt, AV_PIX_FMT_NONE);
+    EXPECT_EQ(selected_.context->hw_frames_ctx, nullptr);
+  }
+
+  BufferRefPtr device_;
+  BufferRefPtr surfaces_;
+  RectificationMaps maps_;
+  EncoderRequest request_;
+  SelectedEncoder selected_;
+  GpuPipelineServices services_;
+  std::string refusal_;
+  int open_result_ = 0;
+  int processors_wanted_ = 0;
+  int opened_ = 0;
+  std::string printed_;
+};
+
+TEST_F(GpuPipeline, OpensTheEncoderOnTheProcessorsSurfaces) {
+  ASSERT_TRUE(use());
+  EXPECT_EQ(printed_, "");
+  EXPECT_EQ(opened_, 1);
+  const AVCodecContext& context = *selected_.context;
+  EXPECT_EQ(context.pix_fmt, AV_PIX_FMT_D3D11);
+  EXPECT_EQ(context.hw_frames_ctx->data, surfaces_->data);
+  EXPECT_EQ(context.bit_rate, 12345000);
+  EXPECT_EQ(context.width, 128);
+  EXPECT_EQ(context.profile, AV_PROFILE_HEVC_MAIN_10);
+  EXPECT_FALSE(selected_.software);
+  EXPECT_EQ(encoder_report_line(selected_), "  encoder: hevc_nvenc (d3d11, GPU-resident P010)");
+}
+
+TEST_F(GpuPipeline, IsForTheEncodersOfNvidiaOnly) {
+  for (const char* name :
+       {"hevc_qsv", "hevc_amf", "hevc_mf", "h264_mf", "prores_ks", "libx265 (packaged FFmpeg CLI)"}) {
+    selected_.display_name = name;
+    EXPECT_FALSE(use()) << name;
+    EXPECT_EQ(printed_, "");
+  }
+  selected_.display_name = "hevc_nvenc";
+  selected_.packaged = true;
+  EXPECT_FALSE(use());
+  EXPECT_EQ(processors_wanted_, 0);
+  expect_cpu_choice();
+  selected_.packaged = false;
+  selected_.display_name = "h264_nvenc";
+  EXPECT_TRUE(use());
+}
+
+TEST_F(GpuPipeline, IsNotTriedWhenTheDecodersWorkInSoftware) {
+  EXPECT_FALSE(use(/*hardware_decoders=*/false));
+  EXPECT_EQ(printed_, "");
+  EXPECT_EQ(processors_wanted_, 0);
+}
+
+TEST_F(GpuPipeline, IsNotTriedWhenSwitchedOff) {
+  services_.disabled = true;
+  EXPECT_FALSE(use());
+  EXPECT_EQ(printed_, "");
+  EXPECT_EQ(processors_wanted_, 0);
+}
+
+TEST_F(GpuPipeline, GivesWayToTheCpuWithTheProcessorsReason) {
+  refusal_ = "could not compile D3D11 YUV shader";
+  EXPECT_FALSE(use());
+  EXPECT_EQ(printed_,
+            "  D3D11 YUV GPU pipeline unavailable: could not compile D3D11 YUV shader; using CPU path\n");
+  EXPECT_EQ(opened_, 0);
+  expect_cpu_choice();
+}
+
+TEST_F(GpuPipeline, KeepsTheEncoderForMemoryFramesWhenTheOtherDoesNotOpen) {
+  const AVCodecContext* before = selected_.context.get();
+  open_result_ = AVERROR(ENOSYS);
+  EXPECT_FALSE(use());
+  EXPECT_EQ(printed_, "  D3D11 YUV GPU pipeline unavailable: could not open the encoder on GPU surfaces: " +
+                          library_error_text(AVERROR(ENOSYS)) + "; using CPU path\n");
+  EXPECT_EQ(selected_.context.get(), before);
+  expect_cpu_choice();
+  EXPECT_EQ(encoder_report_line(selected_), "  encoder: hevc_nvenc (p010le, CPU YUV processing)");
+}
+
+TEST_F(GpuPipeline, IsSwitchedOffByExactlyOne) {
+  for (const char* value : {"true", "yes", "0", "", "11", " 1"}) {
+    setenv("VEYRIN_DISABLE_D3D11_GPU_PIPELINE", value, 1);
+    EXPECT_FALSE(system_gpu_pipeline_services().disabled) << value;
+  }
+  setenv("VEYRIN_DISABLE_D3D11_GPU_PIPELINE", "1", 1);
+  EXPECT_TRUE(system_gpu_pipeline_services().disabled);
+  unsetenv("VEYRIN_DISABLE_D3D11_GPU_PIPELINE");
+  EXPECT_FALSE(system_gpu_pipeline_services().disabled);
+}
+
+}  // namespace
+}  // namespace veyrin
