@@ -134,8 +134,8 @@ double decoded_psnr(const std::filesystem::path& stream, const OneViewCase& one,
   const std::string raw =
       output_of("ffmpeg -v error -xerror -f " + std::string(one.demuxer) + " -i " + quoted(stream) +
                 " -f rawvideo -pix_fmt " + (ten_bit ? "yuv420p10le" : "yuv420p") + " -");
-  const int bytes = ten_bit ? 2 : 1;
-  const auto frame_size = static_cast<std::size_t>(request.width * request.height * 3 / 2 * bytes);
+  const std::size_t row = static_cast<std::size_t>(request.width) * (ten_bit ? 2 : 1);
+  const std::size_t frame_size = row * static_cast<std::size_t>(request.height) * 3 / 2;
   if (raw.size() != frame_size * moments) return 0;
   std::vector<FramePtr> frames;
   for (int moment = 0; moment < moments; ++moment) {
@@ -144,7 +144,6 @@ double decoded_psnr(const std::filesystem::path& stream, const OneViewCase& one,
     frame->width = request.width;
     frame->height = request.height;
     if (av_frame_get_buffer(frame.get(), 0) < 0) return 0;
-    const auto row = static_cast<std::size_t>(request.width * bytes);
     const char* from = raw.data() + frame_size * static_cast<std::size_t>(moment);
     for (int y = 0; y < request.height; ++y) {
       std::memcpy(frame->data[0] + static_cast<std::ptrdiff_t>(y) * frame->linesize[0],

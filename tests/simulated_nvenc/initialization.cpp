@@ -46,11 +46,8 @@ void require_depth(const NV_ENC_CONFIG& configuration, const NV_ENC_CONFIG_HEVC&
 
 RateSettings rate(const NV_ENC_RC_PARAMS& control) {
   RateSettings settings;
-  settings.qp_forward = static_cast<int>(control.constQP.qpInterP);
-  settings.qp_bidirectional = static_cast<int>(control.constQP.qpInterB);
-  settings.qp_intra = static_cast<int>(control.constQP.qpIntra);
+  settings.qp = static_cast<int>(control.constQP.qpInterP);
   settings.bits_per_second = control.averageBitRate;
-  settings.peak_bits_per_second = control.maxBitRate;
   if (control.rateControlMode == NV_ENC_PARAMS_RC_CONSTQP) {
     settings.mode = RateMode::constant_qp;
   } else if (control.rateControlMode == NV_ENC_PARAMS_RC_VBR &&

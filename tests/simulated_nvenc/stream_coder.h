@@ -17,12 +17,9 @@ enum class RateMode { constant_qp, constant_quality, bit_rate };
 
 struct RateSettings {
   RateMode mode = RateMode::bit_rate;
-  int qp_intra = 0;
-  int qp_forward = 0;
-  int qp_bidirectional = 0;
+  int qp = 0;  ///< of P-frames; the others lie around it
   double quality = 0;
   std::uint32_t bits_per_second = 0;  ///< of all views together
-  std::uint32_t peak_bits_per_second = 0;
 };
 
 /// Numbers as the codecs write them.

@@ -19,7 +19,7 @@ void set_rate(const RateSettings& rate, x264_param_t& parameters) {
   switch (rate.mode) {
     case RateMode::constant_qp:
       control.i_rc_method = X264_RC_CQP;
-      control.i_qp_constant = rate.qp_forward;
+      control.i_qp_constant = rate.qp;
       break;
     case RateMode::constant_quality:
       control.i_rc_method = X264_RC_CRF;

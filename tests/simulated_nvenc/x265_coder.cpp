@@ -35,7 +35,7 @@ void set_rate(const StreamSettings& settings, x265_param& parameters) {
   switch (rate.mode) {
     case RateMode::constant_qp:
       control.rateControlMode = X265_RC_CQP;
-      control.qp = rate.qp_forward;
+      control.qp = rate.qp;
       break;
     case RateMode::constant_quality:
       control.rateControlMode = X265_RC_CRF;
