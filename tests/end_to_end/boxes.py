@@ -1,6 +1,7 @@
-"""A walker over MP4/QuickTime boxes that shares nothing with FFmpeg."""
+"""A walker over MP4/QuickTime boxes that shares nothing with FFmpeg. Run with a file's name, it prints the tree."""
 
 import struct
+import sys
 from dataclasses import dataclass, field
 from pathlib import Path
 
@@ -13,6 +14,7 @@ AUDIO_ENTRY_BYTES = 28
 class Box:
     kind: str
     start: int
+    size: int
     content: bytes
     children: list = field(default_factory=list)
 
@@ -41,7 +43,7 @@ def _walk(data, start, end, entries=False):
             size = end - position
         assert header <= size <= end - position, f"box of {size} bytes at {position}"
         name = kind.decode("latin-1")
-        box = Box(name, position, b"" if name == "mdat" else bytes(data[position + header:position + size]))
+        box = Box(name, position, size, b"" if name == "mdat" else bytes(data[position + header:position + size]))
         inner = position + header
         if name in CONTAINERS:
             box.children = _walk(data, inner, position + size)
@@ -57,7 +59,7 @@ def _walk(data, start, end, entries=False):
 def read_boxes(path):
     """The whole file as one box without a kind."""
     data = memoryview(Path(path).read_bytes())
-    return Box("", 0, b"", _walk(data, 0, len(data)))
+    return Box("", 0, len(data), b"", _walk(data, 0, len(data)))
 
 
 def tracks(root, handler):
@@ -130,3 +132,18 @@ def colour_tags(trak):
     kind = content[:4].decode()
     values = struct.unpack_from(">3H", content, 4)
     return (kind, *values, bool(content[10] & 0x80) if kind == "nclx" else None)
+
+
+def tree(box, depth=0):
+    """One line for each box below: its kind, its size with the header, and the content when it is short."""
+    lines = []
+    for inner in box.children:
+        lines.append(f"{'  ' * depth}{inner.kind} {inner.size}")
+        if not inner.children and len(inner.content) <= 16:
+            lines[-1] += f"  {inner.content.hex(' ')}".rstrip()
+        lines += tree(inner, depth + 1)
+    return lines
+
+
+if __name__ == "__main__":
+    print("\n".join(tree(read_boxes(sys.argv[1]))))
