@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "common/error_text.h"
 #include "common/video_frames.h"
@@ -37,8 +38,8 @@ bool prepare_eye_frame(const AVCodecContext& encoder, int view, AVFrame& frame, 
 
 class FfmpegSpatialVideoWriter final : public SpatialVideoWriter {
  public:
-  FfmpegSpatialVideoWriter(const SpatialWriterConfig& config, const SpatialEncoderCalls& calls)
-      : config_(config), calls_(calls) {}
+  FfmpegSpatialVideoWriter(SpatialWriterConfig config, const SpatialEncoderCalls& calls)
+      : config_(std::move(config)), calls_(calls) {}
 
   bool open(std::string& error) {
     encoder_ = open_spatial_encoder(config_, calls_, error);

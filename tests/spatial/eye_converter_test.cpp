@@ -56,7 +56,7 @@ FramePtr random_frame(AVPixelFormat format) {
       std::uint8_t* begin = frame->data[plane] + static_cast<std::ptrdiff_t>(row) * frame->linesize[plane];
       for (int byte = 0; byte < frame->linesize[plane]; ++byte) begin[byte] = random() & 0xFFU;
       if (format != AV_PIX_FMT_P010LE) continue;
-      for (int column = 0; column < width; ++column) begin[2 * column] &= 0xC0U;
+      for (int column = 0; column < width; ++column) begin[std::ptrdiff_t{2} * column] &= 0xC0U;
     }
   }
   return frame;
@@ -141,7 +141,7 @@ FramePtr packed_bgr(const Color& color, bool ten_bit) {
           continue;
         }
         const auto code = static_cast<std::uint16_t>(std::lround(channels[channel] * 65535));
-        std::memcpy(begin + 6 * column + 2 * channel, &code, sizeof code);
+        std::memcpy(begin + std::ptrdiff_t{6} * column + std::ptrdiff_t{2} * channel, &code, sizeof code);
       }
     }
   }
@@ -154,7 +154,7 @@ double code_at(const AVFrame& frame, int plane, int position) {
       frame.data[plane] + static_cast<std::ptrdiff_t>(middle_row) * frame.linesize[plane];
   if (frame.format == AV_PIX_FMT_NV12) return row[position];
   std::uint16_t code = 0;
-  std::memcpy(&code, row + 2 * position, sizeof code);
+  std::memcpy(&code, row + std::ptrdiff_t{2} * position, sizeof code);
   return code / 64.0;
 }
 

@@ -54,7 +54,7 @@ class Sound {
     const std::string bytes = "sound " + std::to_string(number);
     EXPECT_EQ(av_new_packet(packet.get(), static_cast<int>(bytes.size())), 0);
     std::memcpy(packet->data, bytes.data(), bytes.size());
-    packet->pts = packet->dts = number * 1024;
+    packet->pts = packet->dts = std::int64_t{number} * 1024;
     packet->duration = 1024;
     packet->flags = AV_PKT_FLAG_KEY;
     packet->stream_index = 5;
@@ -67,7 +67,7 @@ class Sound {
 };
 
 class SpatialVideoWriterTest : public testing::Test {
- protected:
+ public:
   SpatialVideoWriterTest() {
     av_log_set_level(AV_LOG_QUIET);
     config.output_path = folder / "out.mov";
