@@ -7,6 +7,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_BUILD_TYPE STREQUAL "Release")
   # GCC 12 reports dereferences inside inlined standard containers that cannot happen.
   target_compile_options(veyrin_settings INTERFACE -Wno-null-dereference)
 endif()
+if(WIN32)
+  # Interfaces of Windows 10, wide characters throughout, none of the macros that shadow standard functions.
+  target_compile_definitions(veyrin_settings INTERFACE _WIN32_WINNT=0x0A00 UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
+endif()
 if(VEYRIN_SANITIZE)
   target_compile_options(veyrin_settings INTERFACE -fsanitize=${VEYRIN_SANITIZE} -fno-omit-frame-pointer
     -fno-sanitize-recover=all)

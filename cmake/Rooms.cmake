@@ -6,10 +6,35 @@ function(veyrin_room name)
   target_link_libraries(veyrin_${name} PUBLIC ${ROOM_LINKS} PRIVATE veyrin_settings)
 endfunction()
 
-# veyrin_test(name SOURCES ... LINKS ...): one GoogleTest program whose cases are listed one by one.
+# veyrin_program(name SOURCES ... LINKS ...): one executable.
+function(veyrin_program name)
+  cmake_parse_arguments(PROGRAM "" "" "SOURCES;LINKS" ${ARGN})
+  add_executable(${name} ${PROGRAM_SOURCES})
+  target_link_libraries(${name} PRIVATE ${PROGRAM_LINKS} veyrin_settings)
+  if(WIN32)
+    # The manifest: arguments and file names in UTF-8, paths of any length.
+    target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/windows/program.rc)
+  endif()
+endfunction()
+
+# veyrin_test(name SOURCES ... HOST ... WIN32 ... LINKS ...): one GoogleTest program. HOST sources are left out when
+# building for another system: they need OpenCV, POSIX calls or the shell. WIN32 sources are for Windows only.
+# The cases are listed one by one; where a program runs under another system's runner, whose start takes longer than
+# most cases, it is one entry.
 function(veyrin_test name)
-  cmake_parse_arguments(TEST "" "" "SOURCES;LINKS" ${ARGN})
-  add_executable(${name} ${TEST_SOURCES})
-  target_link_libraries(${name} PRIVATE ${TEST_LINKS} GTest::gtest_main GTest::gmock veyrin_settings)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+  cmake_parse_arguments(TEST "" "" "SOURCES;HOST;WIN32;LINKS" ${ARGN})
+  if(NOT CMAKE_CROSSCOMPILING)
+    list(APPEND TEST_SOURCES ${TEST_HOST})
+  endif()
+  if(WIN32)
+    list(APPEND TEST_SOURCES ${TEST_WIN32})
+  endif()
+  veyrin_program(${name} SOURCES ${TEST_SOURCES}
+    LINKS ${TEST_LINKS} veyrin_test_support GTest::gtest_main GTest::gmock)
+  if(CMAKE_CROSSCOMPILING)
+    add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:${PROJECT_BINARY_DIR}/gtest/${name}.xml)
+    set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+  else()
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+  endif()
 endfunction()

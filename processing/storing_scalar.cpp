@@ -1,6 +1,5 @@
 // The storing kernels in plain C++.
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 #include "processing/storing_kernels.h"
@@ -16,7 +15,10 @@ template <typename Code>
 void store_code(float value, const StoreRule& rule, std::uint8_t* out) {
   float scaled = std::clamp(value, 0.0F, rule.source_max);
   if (rule.max_code != rule.source_max) scaled = rule.max_code * scaled / rule.source_max;
-  const auto code = static_cast<Code>(static_cast<unsigned>(std::round(scaled)) << rule.shift);
+  // Not std::round: some run-time libraries round the value just below a half up.
+  const auto whole = static_cast<unsigned>(scaled);
+  const unsigned rounded = scaled - static_cast<float>(whole) >= 0.5F ? whole + 1 : whole;
+  const auto code = static_cast<Code>(rounded << rule.shift);
   std::memcpy(out, &code, sizeof code);
 }
 

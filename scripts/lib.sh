@@ -4,6 +4,8 @@
 root_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cache_dir=${XDG_CACHE_HOME:-$HOME/.cache}/veyrin
 jobs=$(nproc)
+windows_triplet=x86_64-w64-mingw32
+windows_ffmpeg_gpl=$cache_dir/windows-tools/ffmpeg-gpl.exe
 
 say() { printf '== %s\n' "$*" >&2; }
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
@@ -43,4 +45,25 @@ need_packages() {
   again quietly apt-get -qq -o Acquire::Retries=3 update || die "the package lists could not be read (is a Debian mirror reachable?)"
   DEBIAN_FRONTEND=noninteractive again quietly apt-get -y -o Acquire::Retries=3 --no-install-recommends install "${missing[@]}" ||
     die "these packages could not be installed: ${missing[*]}"
+}
+
+# The address from which apt takes this machine's own packages.
+debian_mirror() {
+  local codename address
+  codename=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
+  address=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Component: main' "Codename: $codename" |
+    sort -u | head -n 1)
+  [ -n "$address" ] || die "apt names no Debian mirror (check apt's sources)"
+  echo "${address%/}"
+}
+
+# fetch_npm_file PACKAGE@VERSION MEMBER DIGEST TARGET: one file out of an npm package, checked; for test machines only.
+fetch_npm_file() {
+  local package=$1 member=$2 digest=$3 target=$4 folder status=0
+  command -v npm >/dev/null || need_packages npm
+  folder=$(mktemp -d)
+  (cd "$folder" && again quietly npm pack --silent "$package" && tar -xzf ./*.tgz "$member" &&
+    echo "$digest  $member" | sha256sum -c --quiet && mv "$member" "$target") || status=1
+  rm -rf "$folder"
+  return "$status"
 }

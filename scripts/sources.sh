@@ -9,13 +9,10 @@ cache_key() { printf '%s\n' "$@" | sha256sum | cut -c1-12; }
 
 # open_sources SUITE FOLDER: gets ready to fetch from the suite, whatever the machine itself runs; FOLDER keeps the lists.
 open_sources() {
-  local suite=$1 folder=$2 codename mirror
-  codename=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
-  mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Component: main' "Codename: $codename" |
-    sort -u | head -n 1)
-  [ -n "$mirror" ] || die "apt names no Debian mirror, so sources cannot be fetched (check apt's sources)"
+  local suite=$1 folder=$2 mirror
+  mirror=$(debian_mirror)
   mkdir -p "$folder/lists/partial" "$folder/cache/archives/partial"
-  echo "deb-src [check-valid-until=no] ${mirror%/} $suite main" >"$folder/sources.list"
+  echo "deb-src [check-valid-until=no] $mirror $suite main" >"$folder/sources.list"
   apt_options=(
     -o "Dir::Etc::sourcelist=$folder/sources.list" -o Dir::Etc::sourceparts=-
     -o "Dir::State::lists=$folder/lists" -o "Dir::Cache=$folder/cache"

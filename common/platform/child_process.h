@@ -27,11 +27,11 @@ struct ChildProcessRequest {
 struct ChildStartFailure {
   enum class Step { pipe, process };
   Step step = Step::process;
-  std::string system_error;  ///< kind and number of the system's error, such as "system error 2"
+  std::string system_error;  ///< kind and number: "system error 2", on Windows "Windows error 2"
 };
 
-/// One child, driven by one thread. The child is killed when its object is destroyed before it has ended, and
-/// when the thread that started it ends, the end of the whole process by force included.
+/// One child, driven by one thread. The child is killed when its object is destroyed before it has ended and
+/// when the process ends, by force included; on some systems also when the thread that started it ends.
 class ChildProcess {
  public:
   /// Null with the reason in `failure` when the child does not run.

@@ -143,6 +143,8 @@ TEST(DerivedPath, TakesTheFileNameOfTheInputOnly) {
 
 // Bytes that are no valid UTF-8 pass unchanged: file names are not ours to correct.
 TEST(DerivedPath, KeepsTheBytesOfTheName) {
+  if (sizeof(std::filesystem::path::value_type) > 1)
+    GTEST_SKIP() << "file names are not bytes on this system";
   EXPECT_EQ(output_path("\xff\xfe.mov", {}, false).string(),
             "converted/spatial_video/\xff\xfe_FULL_SBS_LR.mp4");
 }

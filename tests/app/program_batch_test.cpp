@@ -31,7 +31,9 @@ class ProgramBatch : public testing::Test {
   }
 
   static std::string recording(const std::string& name) { return (*recordings / name).string(); }
-  [[nodiscard]] std::string in_folder(const std::string& name) const { return (folder_ / name).string(); }
+  [[nodiscard]] std::string in_folder(const std::string& name) const {
+    return (folder_ / name).make_preferred().string();
+  }
 
   /// The notice of the metadata reader and the report lines of one input.
   static std::string report(const std::string& name, int left, int right) {
@@ -182,12 +184,14 @@ TEST_F(ProgramBatch, AnOutputFolderBelowAFileCannotBeMade) {
 TEST_F(ProgramBatch, ARecordingIsNeverReplacedByItsOwnConversion) {
   const std::string input = in_folder("clip.mov");
   std::filesystem::copy_file(recording("clip.mov"), input);
-  std::filesystem::create_symlink(input, folder_ / "symbolic.mov");
   std::filesystem::create_hard_link(input, folder_ / "hard.mov");
+  std::vector<std::string> outputs{input, in_folder("./clip.mov"), in_folder("hard.mov")};
+  std::error_code no_links;  // the standard library of Windows makes none
+  std::filesystem::create_symlink(input, folder_ / "symbolic.mov", no_links);
+  if (!no_links) outputs.push_back(in_folder("symbolic.mov"));
   const std::string before = file_text(input);
   for (const char* format : {"sbs", "mono", "spatial"}) {
-    for (const std::string& output :
-         {input, in_folder("./clip.mov"), in_folder("symbolic.mov"), in_folder("hard.mov")}) {
+    for (const std::string& output : outputs) {
       for (const bool overwrite : {false, true}) {
         Arguments arguments{input, "--output", output, "--output-format", format, "--sbs-codec", "prores"};
         if (overwrite) arguments.push_back("--overwrite");
@@ -214,8 +218,12 @@ TEST_F(ProgramBatch, SpatialOutputHasItsOwnOverwriteMessage) {
 }
 
 TEST_F(ProgramBatch, SpatialOutputThatCannotBeLookedAtIsRefused) {
-  const ProgramRun run = run_converter_program(
-      {recording("clip.mov"), "--output-format", "spatial", "--output", in_folder(std::string(300, 'n'))});
+  const std::string output = in_folder(std::string(300, 'n'));
+  std::error_code refusal;
+  static_cast<void>(std::filesystem::status(output, refusal));
+  if (!refusal) GTEST_SKIP() << "this system looks at names of any length";
+  const ProgramRun run =
+      run_converter_program({recording("clip.mov"), "--output-format", "spatial", "--output", output});
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.output, report("clip.mov", 0, 1) + "Error: could not inspect AVP output path: " +
                             std::make_error_code(std::errc::filename_too_long).message() + "\n");

@@ -1,9 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "common/platform/environment.h"
 #include "common/platform/path_text.h"
+#include "tests/support/environment.h"
 
 namespace veyrin::platform {
 namespace {
@@ -17,28 +16,31 @@ TEST(PathText, RoundTripsUtf8) {
 
 TEST(PathText, NamesTheFileOfThatText) {
   EXPECT_EQ(path_from_utf8("folder/\xc3\xa9.mov").filename(), std::filesystem::path(u8"\u00e9.mov"));
-  EXPECT_EQ(path_to_utf8(std::filesystem::path(u8"\u20ac") / "x"), "\xe2\x82\xac/x");
+  const char separator = static_cast<char>(std::filesystem::path::preferred_separator);
+  EXPECT_EQ(path_to_utf8(std::filesystem::path(u8"\u20ac") / "x"),
+            std::string("\xe2\x82\xac") + separator + "x");
 }
 
 TEST(Environment, GivesTheValueOrNothing) {
-  ASSERT_EQ(setenv("VEYRIN_TEST_VALUE", "caf\xc3\xa9", 1), 0);
-  EXPECT_EQ(environment_value("VEYRIN_TEST_VALUE"), "caf\xc3\xa9");
-  ASSERT_EQ(setenv("VEYRIN_TEST_VALUE", "", 1), 0);
+  test::set_variable("VEYRIN_TEST_VALUE", "caf\xc3\xa9 \xe2\x82\xac");
+  EXPECT_EQ(environment_value("VEYRIN_TEST_VALUE"), "caf\xc3\xa9 \xe2\x82\xac");
+  test::set_variable("VEYRIN_TEST_VALUE", std::string(5000, 'x'));
+  EXPECT_EQ(environment_value("VEYRIN_TEST_VALUE"), std::string(5000, 'x'));
+  test::set_variable("VEYRIN_TEST_VALUE", "");
   EXPECT_EQ(environment_value("VEYRIN_TEST_VALUE"), "");
-  ASSERT_EQ(unsetenv("VEYRIN_TEST_VALUE"), 0);
+  test::remove_variable("VEYRIN_TEST_VALUE");
   EXPECT_EQ(environment_value("VEYRIN_TEST_VALUE"), std::nullopt);
 }
 
 TEST(Environment, ASwitchIsOnForExactlyOne) {
-  ASSERT_EQ(unsetenv("VEYRIN_TEST_SWITCH"), 0);
+  test::remove_variable("VEYRIN_TEST_SWITCH");
   EXPECT_FALSE(environment_switch("VEYRIN_TEST_SWITCH"));
   for (const char* off : {"", "0", "true", "yes", "11", "1 ", " 1", "01", "1\n"}) {
-    ASSERT_EQ(setenv("VEYRIN_TEST_SWITCH", off, 1), 0);
+    const test::EnvironmentVariable variable("VEYRIN_TEST_SWITCH", off);
     EXPECT_FALSE(environment_switch("VEYRIN_TEST_SWITCH")) << "\"" << off << "\"";
   }
-  ASSERT_EQ(setenv("VEYRIN_TEST_SWITCH", "1", 1), 0);
+  const test::EnvironmentVariable variable("VEYRIN_TEST_SWITCH", "1");
   EXPECT_TRUE(environment_switch("VEYRIN_TEST_SWITCH"));
-  ASSERT_EQ(unsetenv("VEYRIN_TEST_SWITCH"), 0);
 }
 
 }  // namespace

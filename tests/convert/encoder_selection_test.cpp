@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "common/error_text.h"
+#include "tests/support/environment.h"
 
 namespace veyrin {
 namespace {
@@ -279,22 +280,24 @@ TEST_F(EncoderSelection, FFmpegOfThisMachineNamesWhatItHasNot) {
   services.force_software_hevc = false;
   av_log_set_level(AV_LOG_QUIET);
   EXPECT_FALSE(select_encoder(request_, services, selected_, error_));
-  EXPECT_THAT(error_, testing::MatchesRegex("no suitable encoder could be opened; attempts:"
-                                            "\n  hevc_nvenc: [^\n]+"
-                                            "\n  hevc_qsv: not included in this FFmpeg build"
-                                            "\n  hevc_amf: not included in this FFmpeg build"
-                                            "\n  hevc_mf: not included in this FFmpeg build"
-                                            "\n  packaged software encoder: none"));
+  for (const char* name : {"hevc_nvenc", "hevc_qsv", "hevc_amf", "hevc_mf"}) {
+    const std::string absent = std::string("\n  ") + name + ": not included in this FFmpeg build\n";
+    EXPECT_THAT(error_, testing::HasSubstr(std::string("\n  ") + name + ": "));
+    EXPECT_EQ(error_.find(absent) != std::string::npos, avcodec_find_encoder_by_name(name) == nullptr)
+        << error_;
+  }
+  EXPECT_TRUE(error_.starts_with("no suitable encoder could be opened; attempts:\n")) << error_;
+  EXPECT_TRUE(error_.ends_with("\n  packaged software encoder: none")) << error_;
 }
 
 TEST_F(EncoderSelection, TheSwitchActsOnlyWhenExactlyOne) {
   for (const char* value : {"true", "yes", "0", "", "11", " 1"}) {
-    setenv("VEYRIN_FORCE_SOFTWARE_HEVC", value, 1);
+    test::set_variable("VEYRIN_FORCE_SOFTWARE_HEVC", value);
     EXPECT_FALSE(system_encoder_services().force_software_hevc) << value;
   }
-  setenv("VEYRIN_FORCE_SOFTWARE_HEVC", "1", 1);
+  test::set_variable("VEYRIN_FORCE_SOFTWARE_HEVC", "1");
   EXPECT_TRUE(system_encoder_services().force_software_hevc);
-  unsetenv("VEYRIN_FORCE_SOFTWARE_HEVC");
+  test::remove_variable("VEYRIN_FORCE_SOFTWARE_HEVC");
   EXPECT_FALSE(system_encoder_services().force_software_hevc);
 }
 

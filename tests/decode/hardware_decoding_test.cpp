@@ -1,7 +1,6 @@
 // Setting up hardware decoding and giving way to software.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -9,6 +8,7 @@
 #include "tests/decode/clips.h"
 #include "tests/decode/decoding.h"
 #include "tests/decode/simulated_hardware.h"
+#include "tests/support/environment.h"
 
 namespace veyrin {
 namespace {
@@ -16,17 +16,7 @@ namespace {
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
-/// Sets an environment variable for the life of the object.
-class EnvironmentVariable {
- public:
-  EnvironmentVariable(const char* name, const char* value) : name_(name) { setenv(name, value, 1); }
-  ~EnvironmentVariable() { unsetenv(name_); }
-  EnvironmentVariable(const EnvironmentVariable&) = delete;
-  EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
-
- private:
-  const char* name_;
-};
+using test::EnvironmentVariable;
 
 class HardwareDecoding : public testing::Test {
  protected:

@@ -26,8 +26,16 @@ def pytest_addoption(parser):
     parser.addoption("--simulated-nvenc",
                      default=os.environ.get("VEYRIN_SIMULATED_NVENC", str(binaries / "simulated_nvenc")),
                      help="folder of the stand-ins for the NVIDIA driver's libraries")
+    parser.addoption("--reference", default="",
+                     help="the converter of this machine, when --program is another system's")
+    parser.addoption("--package", default="", help="the ZIP of the Windows program")
     parser.addoption("--recording-cache", default=os.environ.get("VEYRIN_RECORDING_CACHE", ""),
                      help="folder that keeps recordings from one run to the next")
+
+
+def pytest_ignore_collect(collection_path, config):
+    """A comparison of two systems needs both."""
+    return collection_path.name == "test_windows.py" and not config.getoption("--reference") or None
 
 
 @pytest.fixture(scope="session")

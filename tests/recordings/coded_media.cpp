@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "common/ffmpeg_owners.h"
+#include "common/platform/path_text.h"
 #include "tests/recordings/eye_renderer.h"
 #include "tests/recordings/raw_pipe.h"
 
@@ -61,7 +62,8 @@ std::vector<std::string> video_words(const RecordingPlan& plan, const std::files
          "log-level=error:pools=1"});
   add(colour_words(plan));
   if (!plan.untagged) add({"-color_range", range});
-  add({"-video_track_timescale", std::to_string(time_scale(plan.rate)), "-f", "mp4", result.string()});
+  add({"-video_track_timescale", std::to_string(time_scale(plan.rate)), "-f", "mp4",
+       platform::path_to_utf8(result)});
   return words;
 }
 
@@ -97,8 +99,8 @@ std::vector<std::uint8_t> sound_bytes(const RecordingPlan& plan) {
 /// Takes over configuration and samples of the only stream of an intermediate file, then removes the file.
 bool read_coded(const std::filesystem::path& file, MediaTrack& track, std::string& error) {
   AVFormatContext* opened = nullptr;
-  if (avformat_open_input(&opened, file.c_str(), nullptr, nullptr) < 0) {
-    error = "could not open the encoded file: " + file.string();
+  if (avformat_open_input(&opened, platform::path_to_utf8(file).c_str(), nullptr, nullptr) < 0) {
+    error = "could not open the encoded file: " + platform::path_to_utf8(file);
     return false;
   }
   const InputContextPtr input(opened);
@@ -180,7 +182,7 @@ bool code_sound(const RecordingPlan& plan, const std::filesystem::path& scratch,
                       "128k",
                       "-f",
                       "mp4",
-                      scratch.string()},
+                      platform::path_to_utf8(scratch)},
                      error) ||
       !encoder.write(sound_bytes(plan), error) || !encoder.finish(error)) {
     return false;

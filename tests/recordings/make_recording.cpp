@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "common/platform/path_text.h"
 #include "tests/recordings/calibration_document.h"
 #include "tests/recordings/recording.h"
 
@@ -25,7 +26,8 @@ int main(int argc, char** argv) {
       std::fprintf(stderr, "Error: %s\n", error.c_str());
       return 1;
     }
-    std::printf("Recording: %s\nTruth: %s\n", plan.output.c_str(), truth_path(plan.output).c_str());
+    std::printf("Recording: %s\nTruth: %s\n", veyrin::platform::path_to_utf8(plan.output).c_str(),
+                veyrin::platform::path_to_utf8(truth_path(plan.output)).c_str());
     return 0;
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "Error: %s\n", failure.what());

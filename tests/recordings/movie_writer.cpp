@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 
+#include "common/platform/path_text.h"
 #include "tests/recordings/box_builder.h"
 #include "tests/recordings/track_boxes.h"
 
@@ -107,7 +108,7 @@ bool write_movie(const std::filesystem::path& path, const std::vector<MediaTrack
   if (!layout.index_first) put(file, movie_index(tracks, offsets));
   file.close();
   if (file.fail()) {
-    error = "could not write the recording: " + path.string();
+    error = "could not write the recording: " + platform::path_to_utf8(path);
     return false;
   }
   return true;

@@ -1,42 +1,33 @@
 #include "tests/recordings/raw_pipe.h"
 
+#include <filesystem>
+
+#include "common/platform/path_text.h"
+
 namespace veyrin::recordings {
-namespace {
-
-void append_shell_word(std::string& command, const std::string& word) {
-  command.append(" '");
-  for (const char character : word) {
-    if (character == '\'') command.append("'\\'");
-    command.push_back(character);
-  }
-  command.push_back('\'');
-}
-
-}  // namespace
-
-RawPipe::~RawPipe() {
-  if (pipe_ != nullptr) pclose(pipe_);
-}
 
 bool RawPipe::start(const std::vector<std::string>& words, std::string& error) {
   program_ = words.front();
-  std::string command = "exec";
-  for (const std::string& word : words) append_shell_word(command, word);
-  pipe_ = popen(command.c_str(), "w");
-  if (pipe_ == nullptr) error = "could not start " + program_;
-  return pipe_ != nullptr;
+  platform::ChildProcessRequest request;
+  request.executable = platform::path_from_utf8(program_);
+  request.arguments.assign(words.begin() + 1, words.end());
+  request.working_directory = std::filesystem::current_path();
+  request.input = platform::ChildInput::pipe;
+  platform::ChildStartFailure failure;
+  child_ = platform::ChildProcess::start(request, failure);
+  if (!child_) error = "could not start " + program_ + " (" + failure.system_error + ")";
+  return child_ != nullptr;
 }
 
 bool RawPipe::write(const std::vector<std::uint8_t>& bytes, std::string& error) {
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), pipe_) == bytes.size();
+  const bool written = child_->write(bytes.data(), bytes.size());
   if (!written) error = program_ + " stopped while taking data";
   return written;
 }
 
 bool RawPipe::finish(std::string& error) {
-  std::FILE* pipe = pipe_;
-  pipe_ = nullptr;
-  if (pclose(pipe) == 0) return true;
+  child_->close_input();
+  if (child_->wait() == 0) return true;
   error = program_ + " failed";
   return false;
 }

@@ -5,6 +5,7 @@
 #include <future>
 #include <utility>
 
+#include "common/platform/path_text.h"
 #include "tests/recordings/calibration_document.h"
 #include "tests/recordings/coded_media.h"
 #include "tests/recordings/malformations.h"
@@ -79,7 +80,7 @@ bool write_truth(const RecordingPlan& plan, const Rig& rig, std::string& error) 
   std::ofstream file(truth_path(plan.output));
   file << truth_document(plan, rig).dump(1) << '\n';
   file.close();
-  if (file.fail()) error = "could not write " + truth_path(plan.output).string();
+  if (file.fail()) error = "could not write " + platform::path_to_utf8(truth_path(plan.output));
   return error.empty();
 }
 
@@ -112,7 +113,7 @@ bool make_recording(const RecordingPlan& plan, std::string& error) {
   layout.quicktime = plan.output.extension() == ".mov";
   if (!write_movie(plan.output, tracks, layout, error)) return false;
   if (fault != nullptr && fault->in_file != nullptr && !fault->in_file(plan.output)) {
-    error = "could not change the recording: " + plan.output.string();
+    error = "could not change the recording: " + platform::path_to_utf8(plan.output);
     return false;
   }
   return write_truth(plan, rig, error);

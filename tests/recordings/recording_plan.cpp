@@ -4,6 +4,8 @@
 #include <cmath>
 #include <functional>
 
+#include "common/platform/module_path.h"
+#include "common/platform/path_text.h"
 #include "tests/recordings/malformations.h"
 
 namespace veyrin::recordings {
@@ -102,11 +104,17 @@ std::vector<Option> option_table(RecordingPlan& plan) {
       {"--index-first", "", "moov before mdat", flag(plan.index_first)},
       {"--hole", "BYTES", "unwritten bytes in the middle of the file", number(plan.hole_bytes)},
       {"--malformed", "NAME", "one fault of the list below", malformed},
-      {"--encoder", "PROGRAM", "ffmpeg program that encodes (ffmpeg)", text(plan.encoder_program)},
+      {"--encoder", "PATH", "ffmpeg program that encodes (ffmpeg-gpl beside this program)",
+       text(plan.encoder_program)},
   };
 }
 
 }  // namespace
+
+std::string packaged_encoder_beside_program() {
+  return platform::path_to_utf8(platform::module_path().parent_path() /
+                                platform::executable_file_name("ffmpeg-gpl"));
+}
 
 int RecordingPlan::frame_count() const {
   return static_cast<int>(std::llround(seconds * rate.numerator / rate.denominator));
@@ -136,7 +144,7 @@ bool parse_recording_plan(const std::vector<std::string>& arguments, RecordingPl
       return true;
     }
     if (!argument.starts_with("-")) {
-      plan.output = argument;
+      plan.output = platform::path_from_utf8(argument);
       continue;
     }
     const Option* found = nullptr;

@@ -18,6 +18,9 @@ struct FrameRate {
   [[nodiscard]] double per_second() const { return static_cast<double>(numerator) / denominator; }
 };
 
+/// The path of the FFmpeg program that the build puts beside all programs.
+std::string packaged_encoder_beside_program();
+
 struct RecordingPlan {
   std::filesystem::path output;
   int width = 640, height = 640;  ///< per eye, even
@@ -51,7 +54,7 @@ struct RecordingPlan {
   bool index_first = false;
   std::uint64_t hole_bytes = 0;
   std::string malformed;  ///< name of a malformation; empty for none
-  std::string encoder_program = "ffmpeg";
+  std::string encoder_program = packaged_encoder_beside_program();
 
   [[nodiscard]] int frame_count() const;
   [[nodiscard]] double frame_time(int frame) const;

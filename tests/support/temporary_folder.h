@@ -1,12 +1,14 @@
 // A folder of one test's own.
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
 #include <string>
+
+#include "common/platform/path_text.h"
 
 namespace veyrin::test {
 
@@ -14,9 +16,10 @@ namespace veyrin::test {
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "veyrin_test_XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    path_ = name;
+    std::random_device random;
+    path_ = std::filesystem::temp_directory_path() /
+            ("veyrin_test_" + std::to_string(random()) + "_" + std::to_string(random()));
+    if (!std::filesystem::create_directory(path_)) throw std::runtime_error("no temporary folder");
   }
   ~TemporaryFolder() {
     std::error_code ignored;
@@ -26,7 +29,9 @@ class TemporaryFolder {
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+  std::filesystem::path operator/(const std::string& name) const {
+    return path_ / platform::path_from_utf8(name);
+  }
 
  private:
   std::filesystem::path path_;

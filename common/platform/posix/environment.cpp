@@ -10,8 +10,4 @@ std::optional<std::string> environment_value(const char* name) {
   return value;
 }
 
-bool environment_switch(const char* name) {
-  return environment_value(name) == "1";
-}
-
 }  // namespace veyrin::platform

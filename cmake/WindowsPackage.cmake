@@ -1,0 +1,23 @@
+# `cpack` in the build folder makes a ZIP that runs where it is unpacked: program, DLLs, licences, a README.
+install(TARGETS veyrin-video-converter RUNTIME DESTINATION .)
+install(FILES ${ffmpeg_dlls} DESTINATION .)
+install(FILES ${PROJECT_SOURCE_DIR}/cmake/windows/README.txt DESTINATION .)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION licenses)
+
+# The licences of what is linked in, as the set-up leaves them: those of FFmpeg in its prefix, the others beside the
+# packages that they come from.
+file(GLOB ffmpeg_licences ${VEYRIN_FFMPEG_PREFIX}/share/licenses/*)
+if(ffmpeg_licences)
+  install(FILES ${ffmpeg_licences} DESTINATION licenses)
+else()
+  message(WARNING "${VEYRIN_FFMPEG_PREFIX}/share/licenses is empty: the package will lack FFmpeg's licence")
+endif()
+set(VEYRIN_PACKAGE_LICENCES /usr/share/doc CACHE PATH "Folder with one folder per package, each with a file copyright")
+foreach(package nlohmann-json3-dev libstb-dev libz-mingw-w64-dev mingw-w64-common gcc-mingw-w64-x86-64-posix)
+  install(FILES ${VEYRIN_PACKAGE_LICENCES}/${package}/copyright DESTINATION licenses RENAME ${package}.txt)
+endforeach()
+
+set(CPACK_GENERATOR ZIP)
+set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-windows-x64)
+set(CPACK_STRIP_FILES ON)
+include(CPack)

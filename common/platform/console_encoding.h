@@ -1,0 +1,18 @@
+// What the console takes the program's bytes for.
+#pragma once
+
+namespace veyrin::platform {
+
+/// Lets the console show UTF-8 while it lives; without effect where it always does, or where there is no console.
+class Utf8Console {
+ public:
+  Utf8Console();
+  ~Utf8Console();
+  Utf8Console(const Utf8Console&) = delete;
+  Utf8Console& operator=(const Utf8Console&) = delete;
+
+ private:
+  unsigned previous_ = 0;  ///< the code page to go back to; 0 for none
+};
+
+}  // namespace veyrin::platform

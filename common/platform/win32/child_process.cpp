@@ -1,0 +1,167 @@
+#include "common/platform/child_process.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "common/platform/path_text.h"
+#include "common/platform/win32/handle.h"
+#include "common/platform/win32/process_attributes.h"
+#include "common/platform/win32/wide_text.h"
+#include "common/platform/windows_command_line.h"
+
+namespace veyrin::platform {
+namespace {
+
+constexpr DWORD pipe_buffer_bytes = 1048576;
+constexpr UINT exit_code_terminated = 1;
+
+SECURITY_ATTRIBUTES inheritable() {
+  return {.nLength = sizeof(SECURITY_ATTRIBUTES), .lpSecurityDescriptor = nullptr, .bInheritHandle = TRUE};
+}
+
+Handle open_null_device() {
+  SECURITY_ATTRIBUTES attributes = inheritable();
+  return Handle(CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                            &attributes, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+/// One of the converter's own standard streams for the child; the null device when the converter has none.
+Handle own_stream(DWORD number) {
+  HANDLE copy = nullptr;
+  if (DuplicateHandle(GetCurrentProcess(), GetStdHandle(number), GetCurrentProcess(), &copy, 0, TRUE,
+                      DUPLICATE_SAME_ACCESS) == 0) {
+    return open_null_device();
+  }
+  return Handle(copy);
+}
+
+/// The child's ends of its standard streams.
+struct Streams {
+  Handle input;
+  Handle output;
+  Handle error;
+};
+
+/// `write_end` becomes the converter's end of the input. The pipe's own size is what the writer waits for.
+bool open_pipe(Handle& read_end, Handle& write_end) {
+  SECURITY_ATTRIBUTES attributes = inheritable();
+  HANDLE reader = nullptr;
+  HANDLE writer = nullptr;
+  if (CreatePipe(&reader, &writer, &attributes, pipe_buffer_bytes) == 0) return false;
+  read_end = Handle(reader);
+  write_end = Handle(writer);
+  return SetHandleInformation(write_end.get(), HANDLE_FLAG_INHERIT, 0) != 0;
+}
+
+/// A job whose processes end with its last handle, which the system closes even when the converter is killed.
+Handle create_job() {
+  Handle job(CreateJobObjectW(nullptr, nullptr));
+  JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+  limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+  if (job.valid() &&
+      SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits) == 0) {
+    job.reset();
+  }
+  return job;
+}
+
+/// The running process; invalid with the reason in GetLastError when there is none.
+Handle create_process(const ChildProcessRequest& request, const Streams& streams, HANDLE job) {
+  std::vector<HANDLE> inherited{streams.input.get(), streams.output.get(), streams.error.get()};
+  const ProcessAttributes attributes(inherited, job);
+  if (attributes.get() == nullptr) return {};
+  STARTUPINFOEXW startup{};
+  startup.StartupInfo.cb = sizeof startup;
+  startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+  startup.StartupInfo.hStdInput = streams.input.get();
+  startup.StartupInfo.hStdOutput = streams.output.get();
+  startup.StartupInfo.hStdError = streams.error.get();
+  startup.lpAttributeList = attributes.get();
+
+  // The program is started from within its working directory, where a relative name would mean another file.
+  const auto executable = std::filesystem::absolute(request.executable).make_preferred();
+  const auto directory = std::filesystem::absolute(request.working_directory).make_preferred();
+  std::wstring line = wide_from_utf8(windows_command_line(path_to_utf8(executable), request.arguments));
+  PROCESS_INFORMATION information{};
+  if (CreateProcessW(executable.c_str(), line.data(), nullptr, nullptr, TRUE,
+                     CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, directory.c_str(),
+                     &startup.StartupInfo, &information) == 0) {
+    return {};
+  }
+  CloseHandle(information.hThread);
+  return Handle(information.hProcess);
+}
+
+}  // namespace
+
+struct ChildProcess::State {
+  Handle job;
+  Handle process;
+  Handle input;
+};
+
+std::unique_ptr<ChildProcess> ChildProcess::start(const ChildProcessRequest& request,
+                                                  ChildStartFailure& failure) {
+  const auto failed = [&failure](ChildStartFailure::Step step) {
+    failure = {step, "Windows error " + std::to_string(GetLastError())};
+    return nullptr;
+  };
+  auto state = std::make_unique<State>();
+  Streams streams;
+  if (request.input == ChildInput::null_device) {
+    streams.input = open_null_device();
+  } else if (!open_pipe(streams.input, state->input)) {
+    return failed(ChildStartFailure::Step::pipe);
+  }
+  const bool silent = request.output == ChildOutput::null_device;
+  streams.output = silent ? open_null_device() : own_stream(STD_OUTPUT_HANDLE);
+  streams.error = silent ? open_null_device() : own_stream(STD_ERROR_HANDLE);
+  state->job = create_job();
+  if (!streams.input.valid() || !streams.output.valid() || !streams.error.valid() || !state->job.valid()) {
+    return failed(ChildStartFailure::Step::process);
+  }
+  state->process = create_process(request, streams, state->job.get());
+  if (!state->process.valid()) return failed(ChildStartFailure::Step::process);
+  return std::unique_ptr<ChildProcess>(new ChildProcess(std::move(state)));
+}
+
+ChildProcess::ChildProcess(std::unique_ptr<State> state) : state_(std::move(state)) {}
+
+ChildProcess::~ChildProcess() {
+  close_input();
+  terminate();
+}
+
+bool ChildProcess::write(const void* data, std::size_t size) {
+  if (!state_->input.valid()) return false;
+  constexpr std::size_t largest_write = std::size_t{1} << 30U;
+  const auto* bytes = static_cast<const std::byte*>(data);
+  while (size > 0) {
+    DWORD written = 0;
+    const auto wanted = static_cast<DWORD>(std::min(size, largest_write));
+    if (WriteFile(state_->input.get(), bytes, wanted, &written, nullptr) == 0 || written == 0) return false;
+    bytes += written;
+    size -= written;
+  }
+  return true;
+}
+
+void ChildProcess::close_input() {
+  state_->input.reset();
+}
+
+std::optional<int> ChildProcess::wait(std::optional<std::chrono::milliseconds> limit) {
+  const DWORD milliseconds = limit ? static_cast<DWORD>(limit->count()) : INFINITE;
+  if (WaitForSingleObject(state_->process.get(), milliseconds) != WAIT_OBJECT_0) return std::nullopt;
+  DWORD code = 0;
+  if (GetExitCodeProcess(state_->process.get(), &code) == 0) return std::nullopt;
+  return static_cast<int>(code);
+}
+
+void ChildProcess::terminate() {
+  TerminateProcess(state_->process.get(), exit_code_terminated);
+  wait();
+}
+
+}  // namespace veyrin::platform

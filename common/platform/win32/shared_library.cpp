@@ -1,0 +1,36 @@
+#include "common/platform/shared_library.h"
+
+#include <windows.h>
+
+#include <filesystem>
+
+#include "common/platform/path_text.h"
+
+namespace veyrin::platform {
+namespace {
+
+// A plain name is looked for beside the program and in the system's folders, never in the current folder,
+// where a library of that name may be anyone's.
+HMODULE load(const std::string& name) {
+  const std::filesystem::path path = path_from_utf8(name);
+  if (!path.has_parent_path()) {
+    return LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+  }
+  return LoadLibraryExW(std::filesystem::absolute(path).make_preferred().c_str(), nullptr,
+                        LOAD_LIBRARY_SEARCH_DEFAULT_DIRS | LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR);
+}
+
+}  // namespace
+
+SharedLibrary::SharedLibrary(const std::string& name) : handle_(load(name)) {}
+
+SharedLibrary::~SharedLibrary() {
+  if (handle_ != nullptr) FreeLibrary(static_cast<HMODULE>(handle_));
+}
+
+void* SharedLibrary::address_of(const char* name) const {
+  if (handle_ == nullptr) return nullptr;
+  return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle_), name));
+}
+
+}  // namespace veyrin::platform

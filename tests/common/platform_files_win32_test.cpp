@@ -1,0 +1,32 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <fstream>
+#include <system_error>
+
+#include "common/platform/files.h"
+#include "tests/support/temporary_folder.h"
+
+namespace veyrin::platform {
+namespace {
+
+// Windows moves nothing onto a file that someone reads.
+TEST(ReplaceFile, KeepsBothFilesWhileTheOldOneIsOpen) {
+  const test::TemporaryFolder folder;
+  const auto source = folder / "movie.tmp";
+  const auto target = folder / "movie";
+  std::ofstream(source) << "new";
+  std::ofstream(target) << "old";
+  std::string reason;
+  {
+    const std::ifstream reader(target);
+    EXPECT_FALSE(replace_file(source, target, reason));
+  }
+  EXPECT_EQ(reason, std::system_category().message(ERROR_ACCESS_DENIED));
+  EXPECT_EQ(test::file_text(target), "old");
+  EXPECT_TRUE(replace_file(source, target, reason)) << reason;
+  EXPECT_EQ(test::file_text(target), "new");
+}
+
+}  // namespace
+}  // namespace veyrin::platform

@@ -1,0 +1,164 @@
+"""The Windows program beside the program of this machine: the same recordings, the same movies."""
+
+import json
+import shutil
+import zipfile
+from pathlib import Path
+
+import cv2
+import numpy as np
+import pytest
+
+from boxes import read_boxes
+from converter import Converter
+from expectations import BITRATES, check_movie, layout_of
+from movie import Movie
+
+SPOKEN_NAME = "ein é € 視頻 🎥"
+RECORDINGS = {
+    8: ("--size", "320x320", "--rate", 24, "--seconds", 1),
+    10: ("--size", "320x320", "--rate", 24, "--seconds", 1, "--codec", "hevc10"),
+}
+# What the packaged encoder's version decides; everything else must be equal.
+STREAM_FIELDS = ("index", "codec_type", "codec_name", "profile", "codec_tag_string", "width", "height", "pix_fmt",
+                 "color_range", "color_space", "color_transfer", "color_primaries", "r_frame_rate", "avg_frame_rate",
+                 "nb_frames", "sample_rate", "channels", "side_data_list", "disposition")
+
+
+@pytest.fixture(scope="session")
+def reference(request):
+    return Converter(Path(request.config.getoption("--reference")).absolute(), [])
+
+
+def report(run):
+    """What both programs must print alike: without notices about hardware, with one kind of separator."""
+    lines = [line for line in run.output.replace("\r\n", "\n").replace("\\", "/").split("\n") if "D3D11VA" not in line]
+    return [line.removeprefix("Z:") for line in lines]
+
+
+def stream_facts(movie):
+    return [{field: stream.get(field) for field in STREAM_FIELDS} for stream in movie.description["streams"]]
+
+
+def box_kinds(box):
+    return [(child.kind, box_kinds(child)) for child in box.children]
+
+
+def convert_on_both(converter, reference, folder, recording, name, *options):
+    """Runs of both programs with the same words, in folders of their own."""
+    movies = {}
+    for side, program in (("windows", converter), ("linux", reference)):
+        home = folder / side
+        home.mkdir()
+        run = program.run(*BITRATES, *options, "--output", name, recording.path, folder=home, timeout=240).succeeded()
+        movies[side] = run, Movie(home / name)
+    return movies
+
+
+@pytest.mark.parametrize("kind, padding, codec, bits", [
+    ("full", "none", "hevc", 8), ("half", "16x9", "hevc", 10), ("left", "4x3", "hevc", 8),
+    ("full", "4x3", "prores", 8), ("half", "none", "prores", 10), ("right", "16x9", "prores", 8)])
+def test_movie_is_that_of_linux(converter, reference, shelf, tmp_path, kind, padding, codec, bits):
+    recording = shelf.get(*RECORDINGS[bits])
+    layout = layout_of(recording, kind, padding)
+    metadata = ["--sbs-spatial-metadata", "st3d"] if kind in ("full", "half") else []
+    movies = convert_on_both(converter, reference, tmp_path, recording, "out.mov" if codec == "prores" else "out.mp4",
+                             "--software", "--sbs-codec", codec, *layout.options(), *metadata)
+    (windows_run, windows), (linux_run, linux) = movies["windows"], movies["linux"]
+    check_movie(windows.path, recording, layout, codec, ten_bit=bits == 10)
+    assert report(windows_run) == report(linux_run)
+    assert stream_facts(windows) == stream_facts(linux)
+    assert windows.frame_times == linux.frame_times
+    difference = max(int(np.abs(ours.astype(int) - theirs.astype(int)).max())
+                     for ours, theirs in zip(windows.planes(), linux.planes()))
+    if codec == "prores":
+        assert windows.audio_packets() == linux.audio_packets()
+        assert box_kinds(read_boxes(windows.path)) == box_kinds(read_boxes(linux.path))
+        assert difference == 0, "the same kernels and the same encoder must give the same codes"
+    else:
+        # Two versions of libx265 at a high rate; a shifted or misplaced picture would differ by far more.
+        luma = [movie.planes()[0].astype(float) for movie in (windows, linux)]
+        assert np.abs(luma[0] - luma[1]).mean() < (2 if bits == 8 else 8), f"largest difference {difference}"
+
+
+@pytest.mark.parametrize("options", [(), ("--start", "0.25", "--duration", "0.5"), ("--output-fps", "12")],
+                         ids=["whole", "trimmed", "half_rate"])
+def test_times_are_those_of_linux_with_hardware_decoding_asked_for(converter, reference, shelf, tmp_path, options):
+    recording = shelf.get(*RECORDINGS[8])
+    movies = convert_on_both(converter, reference, tmp_path, recording, "out.mov", "--sbs-codec", "prores", *options)
+    (windows_run, windows), (linux_run, linux) = movies["windows"], movies["linux"]
+    assert report(windows_run) == report(linux_run)
+    assert windows.frame_times == linux.frame_times
+    assert windows.audio_packets() == linux.audio_packets()
+    assert all(np.array_equal(ours, theirs) for ours, theirs in zip(windows.planes(), linux.planes()))
+
+
+def test_any_file_name_works(converter, shelf, tmp_path):
+    recording = shelf.get(*RECORDINGS[8])
+    home = tmp_path / SPOKEN_NAME
+    home.mkdir()
+    source = shutil.copy(recording.path, home / f"{SPOKEN_NAME}.mp4")
+    run = converter.run("--software", *BITRATES, "--sbs-codec", "hevc", Path(source).name, folder=home).succeeded()
+    name = f"converted/spatial_video/{SPOKEN_NAME}_FULL_SBS_LR.mp4"
+    assert report(run)[-2] == f"SBS output: {name}"
+    check_movie(home / name, recording, layout_of(recording), "hevc", ten_bit=False)
+
+
+def test_report_modes_say_what_linux_says(converter, reference, shelf, tmp_path):
+    recording = shelf.get(*RECORDINGS[10])
+    for words in (["--inspect", recording.path], ["--dry-run", recording.path], ["--help"], ["--unknown"], [],
+                  ["--inspect", "/nowhere/clip.mp4"]):
+        runs = [program.run(*words, folder=tmp_path) for program in (converter, reference)]
+        assert report(runs[0]) == report(runs[1])
+        assert runs[0].status == runs[1].status
+
+
+@pytest.mark.parametrize("options", [("--software",), ("--software", "--sbs-codec", "prores"),
+                                     ("--software", "--output-format", "mono")])
+def test_support_answer_is_that_of_linux(converter, reference, shelf, tmp_path, options):
+    recording = shelf.get(*RECORDINGS[8])
+    runs = [program.run("check-support", *options, recording.path, folder=tmp_path) for program in (converter, reference)]
+    assert json.loads(runs[0].output) == json.loads(runs[1].output)
+    assert runs[0].output.count("\n") == runs[1].output.count("\n") == 1
+
+
+@pytest.mark.parametrize("bits", RECORDINGS)
+def test_preview_is_that_of_linux(converter, reference, shelf, tmp_path, bits):
+    recording = shelf.get(*RECORDINGS[bits])
+    pictures = []
+    for side, program in (("windows", converter), ("linux", reference)):
+        output = tmp_path / f"{side} 視頻.png"
+        program.run("--thumbnail", "--thumbnail-width", "400", "--output", output, recording.path,
+                    folder=tmp_path).succeeded()
+        pictures.append(cv2.imdecode(np.frombuffer(output.read_bytes(), np.uint8), cv2.IMREAD_UNCHANGED).astype(int))
+    assert pictures[0].shape == pictures[1].shape == (200, 400, 4)
+    assert np.abs(pictures[0] - pictures[1]).max() <= 1
+
+
+def test_missing_encoder_is_named(converter, shelf, tmp_path):
+    recording = shelf.get(*RECORDINGS[8])
+    run = converter.run("--software", recording.path, folder=tmp_path, settings={"VEYRIN_FFMPEG_GPL": "C:\\no é\\x.exe"})
+    run.failed()
+    assert run.error.endswith("  packaged software encoder: packaged GPL FFmpeg executable not found "
+                              "(expected C:\\no é\\x.exe; VEYRIN_FFMPEG_GPL may override the location)"), str(run)
+
+
+def test_package_runs_where_it_is_unpacked(converter, request, shelf, tmp_path):
+    home = tmp_path / SPOKEN_NAME
+    with zipfile.ZipFile(request.config.getoption("--package")) as archive:
+        archive.extractall(home)
+    [folder] = home.iterdir()
+    files = {path.name for path in folder.iterdir()}
+    libraries = {name for name in files if name.endswith(".dll")}
+    assert {name.split("-")[0] for name in libraries} == {"avcodec", "avformat", "avutil", "swresample", "swscale"}
+    assert files - libraries == {"veyrin-video-converter.exe", "README.txt", "licenses"}
+    licences = {path.name for path in (folder / "licenses").iterdir()}
+    assert {"LICENSE", "NOTICE", "COPYING.LGPLv2.1"} <= licences
+
+    shutil.copy(converter.program.parent / "ffmpeg-gpl.exe", folder)
+    unpacked = Converter(folder / "veyrin-video-converter.exe", converter.prefix)
+    recording = shelf.get(*RECORDINGS[8])
+    for codec, name in (("hevc", "aus.mp4"), ("prores", "aus.mov")):
+        unpacked.run("--software", *BITRATES, "--sbs-codec", codec, "--output", name, recording.path,
+                     folder=tmp_path).succeeded()
+        check_movie(tmp_path / name, recording, layout_of(recording), codec, ten_bit=False)
