@@ -3,7 +3,8 @@
 
 namespace veyrin::platform {
 
-/// Lets the console show UTF-8 while it lives; without effect where it always does, or where there is no console.
+/// Lets the console show UTF-8 while it lives; without effect where it always does, or where there is no
+/// console.
 class Utf8Console {
  public:
   Utf8Console();

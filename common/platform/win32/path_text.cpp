@@ -6,7 +6,7 @@ namespace veyrin::platform {
 
 // A path made from narrow text would take each byte for a character of its own.
 std::filesystem::path path_from_utf8(std::string_view text) {
-  return std::filesystem::path(wide_from_utf8(text));
+  return {wide_from_utf8(text)};
 }
 
 std::string path_to_utf8(const std::filesystem::path& path) {

@@ -1,7 +1,8 @@
+#include "common/same_file.h"
+
 #include <gtest/gtest.h>
 
 #include "common/platform/path_text.h"
-#include "common/same_file.h"
 #include "tests/support/temporary_folder.h"
 
 namespace veyrin::test {

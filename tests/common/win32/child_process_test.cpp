@@ -1,3 +1,5 @@
+#include "common/platform/child_process.h"
+
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -5,7 +7,6 @@
 #include <fstream>
 #include <thread>
 
-#include "common/platform/child_process.h"
 #include "common/platform/module_path.h"
 #include "common/platform/path_text.h"
 #include "common/platform/win32/handle.h"

@@ -1,10 +1,11 @@
+#include "common/platform/files.h"
+
 #include <gtest/gtest.h>
 #include <windows.h>
 
 #include <fstream>
 #include <system_error>
 
-#include "common/platform/files.h"
 #include "tests/support/temporary_folder.h"
 
 namespace veyrin::platform {

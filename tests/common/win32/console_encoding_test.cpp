@@ -1,7 +1,7 @@
+#include "common/platform/console_encoding.h"
+
 #include <gtest/gtest.h>
 #include <windows.h>
-
-#include "common/platform/console_encoding.h"
 
 namespace veyrin::platform {
 namespace {

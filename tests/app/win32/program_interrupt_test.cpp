@@ -1,0 +1,84 @@
+// Ctrl-C and its kin end the converter by Windows' own means; nothing of it may stay behind.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "common/platform/module_path.h"
+#include "common/platform/path_text.h"
+#include "common/platform/win32/handle.h"
+#include "common/platform/win32/wide_text.h"
+#include "common/platform/windows_command_line.h"
+#include "tests/recordings/recording.h"
+#include "tests/support/environment.h"
+#include "tests/support/temporary_folder.h"
+
+namespace veyrin::test {
+namespace {
+
+using platform::Handle;
+
+constexpr DWORD time_limit = 20000;
+
+bool ends_in_time(const Handle& process) {
+  return WaitForSingleObject(process.get(), time_limit) == WAIT_OBJECT_0;
+}
+
+/// The converter in a process group of its own, which can be sent an interrupt.
+Handle start_converter(const std::vector<std::string>& arguments, DWORD& group) {
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  std::wstring line = platform::wide_from_utf8(platform::windows_command_line(VEYRIN_PROGRAM, arguments));
+  PROCESS_INFORMATION information{};
+  if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, CREATE_NEW_PROCESS_GROUP, nullptr,
+                     nullptr, &startup, &information) == 0) {
+    return {};
+  }
+  CloseHandle(information.hThread);
+  group = information.dwProcessId;
+  return Handle(information.hProcess);
+}
+
+TEST(ProgramInterrupt, EndsThePackagedEncoderToo) {
+  AllocConsole();  // fails where there already is one
+  const TemporaryFolder folder;
+  recordings::RecordingPlan plan;
+  plan.width = plan.height = 64;
+  plan.seconds = 0.2;
+  plan.audio = false;
+  plan.output = folder / "clip.mov";
+  std::string error;
+  ASSERT_TRUE(recordings::make_recording(plan, error)) << error;
+  const auto number_file = folder / "number";
+  const auto encoder = platform::module_path().parent_path() / "waiting_encoder.exe";
+  const EnvironmentVariable encoder_setting("VEYRIN_FFMPEG_GPL", platform::path_to_utf8(encoder));
+  const EnvironmentVariable number_setting("VEYRIN_TEST_NUMBER_FILE", platform::path_to_utf8(number_file));
+
+  DWORD group = 0;
+  const Handle converter =
+      start_converter({"--software", "--output", platform::path_to_utf8(folder / "out.mp4"),
+                       platform::path_to_utf8(plan.output)},
+                      group);
+  ASSERT_TRUE(converter.valid());
+  while (!std::filesystem::exists(number_file) && WaitForSingleObject(converter.get(), 0) == WAIT_TIMEOUT) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  const std::string number = file_text(number_file);
+  ASSERT_FALSE(number.empty()) << "the converter ended without its encoder";
+  const Handle child(OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(std::stoul(number))));
+  ASSERT_TRUE(child.valid());
+  EXPECT_EQ(WaitForSingleObject(child.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+
+  ASSERT_NE(GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, group), 0) << GetLastError();
+  EXPECT_TRUE(ends_in_time(converter));
+  EXPECT_TRUE(ends_in_time(child));
+  DWORD status = 0;
+  GetExitCodeProcess(converter.get(), &status);
+  EXPECT_EQ(status, STATUS_CONTROL_C_EXIT);
+  TerminateProcess(converter.get(), 1);
+}
+
+}  // namespace
+}  // namespace veyrin::test
