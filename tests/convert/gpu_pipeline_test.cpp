@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <utility>
 
 #include "common/error_text.h"
+#include "tests/support/environment.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -159,12 +159,12 @@ TEST_F(GpuPipeline, KeepsTheEncoderForMemoryFramesWhenTheOtherDoesNotOpen) {
 
 TEST_F(GpuPipeline, IsSwitchedOffByExactlyOne) {
   for (const char* value : {"true", "yes", "0", "", "11", " 1"}) {
-    setenv("VEYRIN_DISABLE_D3D11_GPU_PIPELINE", value, 1);
+    test::set_variable("VEYRIN_DISABLE_D3D11_GPU_PIPELINE", value);
     EXPECT_FALSE(system_gpu_pipeline_services().disabled) << value;
   }
-  setenv("VEYRIN_DISABLE_D3D11_GPU_PIPELINE", "1", 1);
+  test::set_variable("VEYRIN_DISABLE_D3D11_GPU_PIPELINE", "1");
   EXPECT_TRUE(system_gpu_pipeline_services().disabled);
-  unsetenv("VEYRIN_DISABLE_D3D11_GPU_PIPELINE");
+  test::remove_variable("VEYRIN_DISABLE_D3D11_GPU_PIPELINE");
   EXPECT_FALSE(system_gpu_pipeline_services().disabled);
 }
 
