@@ -1,0 +1,119 @@
+// Hardware decoding on the machine's own D3D11: decoders that offer it, devices, and what happens without a
+// video decoder in it, as on the software device that tests run on.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "decode/stereo_decoder.h"
+#include "tests/decode/decoding.h"
+
+extern "C" {
+#include <libavutil/hwcontext.h>
+}
+
+namespace veyrin {
+namespace {
+
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
+
+constexpr int frames = 8;
+
+bool machine_has_d3d11() {
+  AVBufferRef* device = nullptr;
+  av_hwdevice_ctx_create(&device, AV_HWDEVICE_TYPE_D3D11VA, nullptr, nullptr, 0);
+  return BufferRefPtr(device) != nullptr;
+}
+
+/// Two tracks of H.264 that the build makes beside the test programs.
+InputContextPtr open_clip() {
+  AVFormatContext* input = nullptr;
+  if (avformat_open_input(&input, VEYRIN_TEST_CLIP, nullptr, nullptr) < 0) return nullptr;
+  InputContextPtr owner(input);
+  return avformat_find_stream_info(input, nullptr) < 0 ? nullptr : std::move(owner);
+}
+
+std::vector<PacketPtr> read_packets(AVFormatContext& input) {
+  std::vector<PacketPtr> packets;
+  PacketPtr packet(av_packet_alloc());
+  while (av_read_frame(&input, packet.get()) >= 0) {
+    packets.push_back(std::move(packet));
+    packet.reset(av_packet_alloc());
+  }
+  return packets;
+}
+
+class D3D11vaDecoding : public testing::Test {
+ protected:
+  void SetUp() override {
+    input_ = open_clip();
+    ASSERT_NE(input_, nullptr) << "could not open " << VEYRIN_TEST_CLIP;
+    packets_ = read_packets(*input_);
+  }
+
+  PairRun run(StereoDecoder& decoder) {
+    std::vector<const AVPacket*> borrowed;
+    for (const PacketPtr& packet : packets_) borrowed.push_back(packet.get());
+    return run_pairs(decoder, borrowed);
+  }
+
+  InputContextPtr input_;
+  std::vector<PacketPtr> packets_;
+  std::string error_;
+};
+
+TEST_F(D3D11vaDecoding, IsOfferedForTheCodecsOfTheCameras) {
+  for (const AVCodecID codec : {AV_CODEC_ID_H264, AV_CODEC_ID_HEVC})
+    EXPECT_TRUE(ffmpeg_decoder_calls().offers_d3d11va(*avcodec_find_decoder(codec)));
+  EXPECT_FALSE(ffmpeg_decoder_calls().offers_d3d11va(*avcodec_find_decoder(AV_CODEC_ID_PRORES)));
+}
+
+TEST_F(D3D11vaDecoding, SharesOneDeviceBetweenTheEyes) {
+  if (!machine_has_d3d11()) GTEST_SKIP() << "this machine has no D3D11";
+  StereoDecoder decoder;
+  ASSERT_TRUE(decoder.open(*input_, 0, 1, /*software_only=*/false, error_)) << error_;
+  const AVBufferRef* left = decoder.left().context()->hw_device_ctx;
+  const AVBufferRef* right = decoder.right().context()->hw_device_ctx;
+  ASSERT_NE(left, nullptr);
+  ASSERT_NE(right, nullptr);
+  EXPECT_EQ(left->data, right->data);
+  EXPECT_EQ(reinterpret_cast<const AVHWDeviceContext*>(left->data)->type, AV_HWDEVICE_TYPE_D3D11VA);
+}
+
+TEST_F(D3D11vaDecoding, GivesEveryFrameWhateverTheMachineHas) {
+  const bool has_d3d11 = machine_has_d3d11();
+  for (const bool keep_on_gpu : {false, true}) {
+    StereoDecoder decoder;
+    if (keep_on_gpu) decoder.keep_frames_on_gpu();
+    CaptureStdout();
+    const bool opened = decoder.open(*input_, 0, 1, /*software_only=*/false, error_);
+    const PairRun run = opened ? this->run(decoder) : PairRun{};
+    const std::string printed = GetCapturedStdout();
+    std::printf("%s", printed.c_str());
+    ASSERT_TRUE(opened) << error_;
+    ASSERT_TRUE(run.succeeded) << run.error;
+    EXPECT_EQ(run.left_times.size(), static_cast<std::size_t>(frames));
+    EXPECT_EQ(run.right_times, run.left_times);
+    const std::string expected =
+        has_d3d11 ? "  D3D11VA pixel format unavailable for stream 0; using software decode\n"
+                    "  D3D11VA pixel format unavailable for stream 1; using software decode\n"
+                  : "  D3D11VA decoder unavailable for stream 0: ";
+    if (printed.find("hardware (") == std::string::npos) {
+      EXPECT_EQ(printed.substr(0, expected.size()), expected);
+    }
+  }
+}
+
+TEST_F(D3D11vaDecoding, IsSilentInSoftware) {
+  StereoDecoder decoder;
+  CaptureStdout();
+  const bool opened = decoder.open(*input_, 0, 1, /*software_only=*/true, error_);
+  const PairRun run = opened ? this->run(decoder) : PairRun{};
+  EXPECT_EQ(GetCapturedStdout(), "");
+  ASSERT_TRUE(opened) << error_;
+  EXPECT_EQ(run.left_times.size(), static_cast<std::size_t>(frames));
+}
+
+}  // namespace
+}  // namespace veyrin
