@@ -6,6 +6,7 @@
 #include "common/error_text.h"
 #include "common/platform/environment.h"
 #include "convert/encoder_settings.h"
+#include "processing/uploading_processor.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -43,14 +44,16 @@ GpuPipelineServices system_gpu_pipeline_services() {
   return services;
 }
 
-std::unique_ptr<GpuYuvProcessor> use_gpu_pipeline(const GpuPipelineJob& job, AVBufferRef* device,
-                                                  const GpuPipelineServices& services,
-                                                  SelectedEncoder& selected) {
+std::unique_ptr<YuvProcessor> use_gpu_pipeline(const GpuPipelineJob& job, AVBufferRef* device,
+                                               const GpuPipelineServices& services,
+                                               SelectedEncoder& selected) {
   if (device == nullptr || services.disabled || !takes_gpu_surfaces(selected)) return nullptr;
   std::string reason;
   auto processor = services.create_processor(device, job.maps, job.geometry, job.encoder.ten_bit, reason);
   if (processor && open_on_surfaces(job.encoder, *processor->encoder_frames(), services, selected, reason)) {
-    return processor;
+    // A decoder may find out later that its device cannot decode the stream.
+    return std::make_unique<UploadingProcessor>(device, job.geometry, job.encoder.ten_bit,
+                                                std::move(processor));
   }
   console_line("  D3D11 YUV GPU pipeline unavailable: %s; using CPU path", reason.c_str());
   return nullptr;

@@ -30,8 +30,8 @@ struct GpuPipelineJob {
 /// Makes the GPU processor on the decoders' hardware device (null when they decode in software) and opens the
 /// selected encoder anew on its surfaces. Null, with everything as before, where frames cannot stay on the
 /// GPU; a line on the console says so when that was tried.
-std::unique_ptr<GpuYuvProcessor> use_gpu_pipeline(const GpuPipelineJob& job, AVBufferRef* device,
-                                                  const GpuPipelineServices& services,
-                                                  SelectedEncoder& selected);
+std::unique_ptr<YuvProcessor> use_gpu_pipeline(const GpuPipelineJob& job, AVBufferRef* device,
+                                               const GpuPipelineServices& services,
+                                               SelectedEncoder& selected);
 
 }  // namespace veyrin

@@ -112,9 +112,11 @@ bool EyeDecoder::set_up_hardware(const AVCodec& decoder, AVBufferRef* shared_dev
 }
 
 AVPixelFormat EyeDecoder::choose_format(AVCodecContext* context, const AVPixelFormat* offered) {
-  const auto* eye = static_cast<const EyeDecoder*>(context->opaque);
+  auto* eye = static_cast<EyeDecoder*>(context->opaque);
   const AVPixelFormat chosen = preferred_decoder_format(offered);
-  if (chosen != AV_PIX_FMT_D3D11 && eye->hardware_active_) {
+  // The library asks again for every other hardware format that does not work out.
+  if (chosen != AV_PIX_FMT_D3D11 && eye->hardware_active_ && !eye->software_announced_) {
+    eye->software_announced_ = true;
     console_line("  D3D11VA pixel format unavailable for stream %d; using software decode",
                  eye->stream_->index);
   }

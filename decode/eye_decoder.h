@@ -93,6 +93,7 @@ class EyeDecoder {
   bool hardware_active_ = false;
   bool keep_frames_on_gpu_ = false;
   bool announced_ = false;
+  bool software_announced_ = false;  // that a hardware decoder works in software after all
 
   std::deque<PacketPtr> packets_;
   std::deque<DecodedFrame> frames_;

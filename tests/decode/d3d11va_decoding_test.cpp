@@ -2,7 +2,9 @@
 // video decoder in it, as on the software device that tests run on.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "decode/stereo_decoder.h"
@@ -99,7 +101,11 @@ TEST_F(D3D11vaDecoding, GivesEveryFrameWhateverTheMachineHas) {
         has_d3d11 ? "  D3D11VA pixel format unavailable for stream 0; using software decode\n"
                     "  D3D11VA pixel format unavailable for stream 1; using software decode\n"
                   : "  D3D11VA decoder unavailable for stream 0: ";
-    if (printed.find("hardware (") == std::string::npos) {
+    // A machine with a video decoder reports that instead.
+    if (printed.find("hardware (") != std::string::npos) continue;
+    if (has_d3d11) {
+      EXPECT_EQ(printed, expected);
+    } else {
       EXPECT_EQ(printed.substr(0, expected.size()), expected);
     }
   }
