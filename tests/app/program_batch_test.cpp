@@ -221,7 +221,7 @@ TEST_F(ProgramBatch, SpatialOutputThatCannotBeLookedAtIsRefused) {
   const std::string output = in_folder(std::string(300, 'n'));
   std::error_code refusal;
   static_cast<void>(std::filesystem::status(output, refusal));
-  if (!refusal) GTEST_SKIP() << "this system looks at names of any length";
+  if (refusal != std::errc::filename_too_long) GTEST_SKIP() << "this system has no such refusal";
   const ProgramRun run =
       run_converter_program({recording("clip.mov"), "--output-format", "spatial", "--output", output});
   EXPECT_EQ(run.status, 1);
