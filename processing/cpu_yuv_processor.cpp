@@ -1,5 +1,6 @@
 #include "processing/cpu_yuv_processor.h"
 
+#include <array>
 #include <utility>
 
 #include "common/error_text.h"
@@ -44,18 +45,31 @@ PlaneView plane_view(const AVFrame& frame, int plane, PlaneSize size, SampleStor
   return {frame.data[plane], frame.linesize[plane], size, storage};
 }
 
+/// A table for each eye that the layout shows; the other one's stays empty.
+template <typename MakeTable>
+std::array<PlaneRemapTable, 2> tables_of_shown_eyes(const PlaneLayout& layout, const RectificationMaps& maps,
+                                                    const MakeTable& make_table) {
+  std::array<PlaneRemapTable, 2> tables;
+  for (const EyeRegion& region : layout.eyes) {
+    tables[static_cast<std::size_t>(region.eye)] =
+        make_table(region.eye == Eye::left ? maps.left : maps.right);
+  }
+  return tables;
+}
+
 }  // namespace
 
 struct CpuYuvProcessor::State {
   State(const RectificationMaps& maps, const ProcessorGeometry& given, const ProcessorTuning& tuning)
       : source{given.source_width, given.source_height},
         canvas{canvas_width(given), given.eye_box_height},
-        luma_tables{PlaneRemapTable::for_luma(maps.left, source),
-                    PlaneRemapTable::for_luma(maps.right, source)},
-        chroma_tables{PlaneRemapTable::for_chroma(maps.left, half(source)),
-                      PlaneRemapTable::for_chroma(maps.right, half(source))},
         luma(luma_layout(given, {maps.left.width, maps.left.height})),
         chroma(chroma_layout(given, {maps.left.width, maps.left.height})),
+        luma_tables(tables_of_shown_eyes(
+            luma, maps, [this](const EyeMap& map) { return PlaneRemapTable::for_luma(map, source); })),
+        chroma_tables(tables_of_shown_eyes(
+            chroma, maps,
+            [this](const EyeMap& map) { return PlaneRemapTable::for_chroma(map, half(source)); })),
         kernels(choose_kernels(tuning.kernels)),
         pool(tuning.worker_count > 0 ? tuning.worker_count : CpuWorkerPool::default_worker_count()) {}
 
@@ -69,10 +83,10 @@ struct CpuYuvProcessor::State {
 
   PlaneSize source;
   PlaneSize canvas;
-  PlaneRemapTable luma_tables[2];  ///< by Eye
-  PlaneRemapTable chroma_tables[2];
   PlaneLayout luma;
   PlaneLayout chroma;
+  std::array<PlaneRemapTable, 2> luma_tables;  ///< by Eye
+  std::array<PlaneRemapTable, 2> chroma_tables;
   LanczosWeights weights = make_lanczos_weights();
   Kernels kernels;
   CpuWorkerPool pool;

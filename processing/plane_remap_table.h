@@ -33,6 +33,8 @@ struct PlaneSize {
 /// Immutable once built; shared by all workers. Eight bytes per output sample, plus a few runs per row.
 class PlaneRemapTable {
  public:
+  /// A table without entries.
+  PlaneRemapTable() = default;
   /// One entry per map entry; `source` is the luma plane's size.
   static PlaneRemapTable for_luma(const EyeMap& map, PlaneSize source);
   /// One entry per second row and column of the map, positions halved; `source` is the chroma plane's size.
