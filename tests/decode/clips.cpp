@@ -4,11 +4,6 @@
 #include <fstream>
 #include <random>
 #include <stdexcept>
-#include <utility>
-
-extern "C" {
-#include <libavutil/log.h>
-}
 
 namespace veyrin {
 namespace {
@@ -50,26 +45,6 @@ std::vector<double> ClipFolder::probe_times(const std::filesystem::path& clip, i
 std::string test_picture(int frames, int rate, const std::string& size) {
   return "-f lavfi -i testsrc2=size=" + size + ":rate=" + std::to_string(rate) +
          ",trim=end_frame=" + std::to_string(frames) + " ";
-}
-
-InputContextPtr open_clip(const std::filesystem::path& clip) {
-  av_log_set_level(AV_LOG_QUIET);  // as in the program: damaged clips are judged by our messages
-  AVFormatContext* context = nullptr;
-  if (avformat_open_input(&context, clip.c_str(), nullptr, nullptr) < 0) {
-    throw std::runtime_error("could not open " + clip.string());
-  }
-  InputContextPtr input(context);
-  if (avformat_find_stream_info(context, nullptr) < 0)
-    throw std::runtime_error("no streams in " + clip.string());
-  return input;
-}
-
-std::vector<PacketPtr> read_packets(AVFormatContext& input) {
-  std::vector<PacketPtr> packets;
-  for (PacketPtr packet(av_packet_alloc()); av_read_frame(&input, packet.get()) >= 0;) {
-    packets.push_back(std::exchange(packet, PacketPtr(av_packet_alloc())));
-  }
-  return packets;
 }
 
 }  // namespace veyrin

@@ -4,10 +4,10 @@
 
 #include <cstdio>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "decode/stereo_decoder.h"
+#include "tests/decode/clips.h"
 #include "tests/decode/decoding.h"
 
 extern "C" {
@@ -20,7 +20,7 @@ namespace {
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
-constexpr int frames = 8;
+constexpr int frames = 8;  // of the clip that the build makes
 
 bool machine_has_d3d11() {
   AVBufferRef* device = nullptr;
@@ -28,29 +28,11 @@ bool machine_has_d3d11() {
   return BufferRefPtr(device) != nullptr;
 }
 
-/// Two tracks of H.264 that the build makes beside the test programs.
-InputContextPtr open_clip() {
-  AVFormatContext* input = nullptr;
-  if (avformat_open_input(&input, VEYRIN_TEST_CLIP, nullptr, nullptr) < 0) return nullptr;
-  InputContextPtr owner(input);
-  return avformat_find_stream_info(input, nullptr) < 0 ? nullptr : std::move(owner);
-}
-
-std::vector<PacketPtr> read_packets(AVFormatContext& input) {
-  std::vector<PacketPtr> packets;
-  PacketPtr packet(av_packet_alloc());
-  while (av_read_frame(&input, packet.get()) >= 0) {
-    packets.push_back(std::move(packet));
-    packet.reset(av_packet_alloc());
-  }
-  return packets;
-}
-
+/// On a clip with two tracks of H.264.
 class D3D11vaDecoding : public testing::Test {
  protected:
   void SetUp() override {
-    input_ = open_clip();
-    ASSERT_NE(input_, nullptr) << "could not open " << VEYRIN_TEST_CLIP;
+    input_ = open_clip(VEYRIN_TEST_CLIP);
     packets_ = read_packets(*input_);
   }
 
