@@ -26,7 +26,7 @@ ClipFolder::~ClipFolder() {
 }
 
 std::filesystem::path ClipFolder::make(const std::string& name, const std::string& arguments) const {
-  const auto clip = folder_ / name;
+  auto clip = folder_ / name;
   run("ffmpeg -nostdin -v error -y " + arguments + " " + clip.string());
   return clip;
 }
