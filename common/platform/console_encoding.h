@@ -13,7 +13,8 @@ class Utf8Console {
   Utf8Console& operator=(const Utf8Console&) = delete;
 
  private:
-  unsigned previous_ = 0;  ///< the code page to go back to; 0 for none
+  /// The code page to go back to; 0 for none. Only Windows has one.
+  [[maybe_unused]] unsigned previous_ = 0;
 };
 
 }  // namespace veyrin::platform
