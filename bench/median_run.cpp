@@ -15,7 +15,10 @@ class MedianReporter : public benchmark::BenchmarkReporter {
 
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Aggregate || run.aggregate_name != "median") continue;
+      // A single repetition has no aggregates; it is its own median.
+      const bool is_median =
+          run.run_type == Run::RT_Aggregate ? run.aggregate_name == "median" : run.repetitions == 1;
+      if (!is_median) continue;
       for (const auto& [counter, value] : run.counters)
         medians_.set(run.run_name.function_name, counter, value.value);
     }
