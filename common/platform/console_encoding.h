@@ -8,6 +8,7 @@ namespace veyrin::platform {
 class Utf8Console {
  public:
   Utf8Console();
+  // NOLINTNEXTLINE(performance-trivially-destructible): on Windows there is something to undo.
   ~Utf8Console();
   Utf8Console(const Utf8Console&) = delete;
   Utf8Console& operator=(const Utf8Console&) = delete;
