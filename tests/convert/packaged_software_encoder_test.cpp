@@ -54,7 +54,7 @@ FramePtr padded_frame(AVPixelFormat format, int width, int height, int padding) 
     const int row_samples = plane == 0 || interleaved ? width : width / 2;
     const int rows = plane == 0 ? height : (height + 1) / 2;
     frame->linesize[plane] = row_samples * sample + padding;
-    const auto size = static_cast<std::size_t>(frame->linesize[plane] * rows);
+    const auto size = static_cast<std::size_t>(frame->linesize[plane]) * static_cast<std::size_t>(rows);
     frame->buf[plane] = av_buffer_alloc(size);
     frame->data[plane] = frame->buf[plane]->data;
     for (std::size_t i = 0; i < size; ++i)
@@ -79,7 +79,7 @@ TEST_F(PackagedEncoder, RunsWithTheArgumentsInTheProgramsFolder) {
   request_.has_audio = request_.has_duration = true;
   request_.start_seconds = 0.5;
   request_.duration_seconds = 2.0;
-  const auto encoder = create("printf '%s\\n' \"$@\" > arguments; pwd > folder");
+  const auto encoder = create(R"(printf '%s\n' "$@" > arguments; pwd > folder)");
   ASSERT_TRUE(encoder) << error_;
   EXPECT_TRUE(encoder->finish(error_)) << error_;
   const std::string here = std::filesystem::current_path();

@@ -34,18 +34,18 @@ class InterruptedSt3dRemux : public testing::Test {
     const test::TemporaryFolder folder;
     const auto movie = folder / "clip.mp4";
     test::make_trimmed_movie(movie);
-    old_movie_ = file_text(movie);
+    old_movie = file_text(movie);
     std::string error;
     ASSERT_TRUE(add_st3d_to_movie(movie, error)) << error;
-    new_movie_ = file_text(movie);
-    ASSERT_NE(old_movie_, new_movie_);
+    new_movie = file_text(movie);
+    ASSERT_NE(old_movie, new_movie);
   }
 
   InterruptedSt3dRemux() : movie_(folder_ / "clip.mp4"), temporary_(folder_ / "clip.st3d.tmp.mp4") {}
 
   void restore_old_movie() {
     std::filesystem::remove(temporary_);
-    std::ofstream(movie_, std::ios::binary) << old_movie_;
+    std::ofstream(movie_, std::ios::binary) << old_movie;
   }
 
   [[nodiscard]] int run_pass() const {
@@ -53,15 +53,15 @@ class InterruptedSt3dRemux : public testing::Test {
     return add_st3d_to_movie(movie_, error) ? 0 : 1;
   }
 
-  static std::string old_movie_;
-  static std::string new_movie_;
+  static std::string old_movie;
+  static std::string new_movie;
   test::TemporaryFolder folder_;
   std::filesystem::path movie_;
   std::filesystem::path temporary_;
 };
 
-std::string InterruptedSt3dRemux::old_movie_;
-std::string InterruptedSt3dRemux::new_movie_;
+std::string InterruptedSt3dRemux::old_movie;
+std::string InterruptedSt3dRemux::new_movie;
 
 TEST_F(InterruptedSt3dRemux, KilledAtAnySystemCallLeavesTheOldOrTheNewMovieWhole) {
   std::size_t kept_old = 0;
@@ -77,10 +77,10 @@ TEST_F(InterruptedSt3dRemux, KilledAtAnySystemCallLeavesTheOldOrTheNewMovieWhole
       break;
     }
     const std::string left = file_text(movie_);
-    ASSERT_TRUE(left == old_movie_ || left == new_movie_)
+    ASSERT_TRUE(left == old_movie || left == new_movie)
         << "killed at system call " << call << ", number " << run->system_calls.back() << ": " << left.size()
         << " bytes left";
-    if (left == new_movie_) {
+    if (left == new_movie) {
       ++got_new;
       EXPECT_FALSE(std::filesystem::exists(temporary_));
       continue;
@@ -91,7 +91,7 @@ TEST_F(InterruptedSt3dRemux, KilledAtAnySystemCallLeavesTheOldOrTheNewMovieWhole
     // The next run is not disturbed by what this one left.
     ++kept_old_with_temporary;
     ASSERT_EQ(run_pass(), 0);
-    EXPECT_EQ(file_text(movie_), new_movie_);
+    EXPECT_EQ(file_text(movie_), new_movie);
     EXPECT_FALSE(std::filesystem::exists(temporary_));
   }
   // Without kills before, while and after the temporary file is written, nothing was shown.
@@ -161,7 +161,7 @@ TEST_F(InterruptedSt3dRemux, WithoutTheRightToReplaceItKeepsTheMovieAndRemovesTh
   if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "system calls cannot be filtered here";
   EXPECT_EQ(WEXITSTATUS(status), 0);
   EXPECT_EQ(file_text(message), "could not replace the software output after adding SBS metadata");
-  EXPECT_EQ(file_text(movie_), old_movie_);
+  EXPECT_EQ(file_text(movie_), old_movie);
   EXPECT_FALSE(std::filesystem::exists(temporary_));
 }
 
