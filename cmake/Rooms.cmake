@@ -32,7 +32,10 @@ function(veyrin_test name)
   veyrin_program(${name} SOURCES ${TEST_SOURCES}
     LINKS ${TEST_LINKS} veyrin_test_support GTest::gtest_main GTest::gmock)
   if(CMAKE_CROSSCOMPILING)
-    add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:${PROJECT_BINARY_DIR}/gtest/${name}.xml)
+    # The report is named without a folder: a path of this system is not an absolute one for the program.
+    add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:${name}.xml
+      WORKING_DIRECTORY ${PROJECT_BINARY_DIR}/gtest)
+    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/gtest)
     set_tests_properties(${name} PROPERTIES TIMEOUT 600)
   else()
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
