@@ -1,7 +1,9 @@
 """The Windows program beside the program of this machine: the same recordings, the same movies."""
 
 import json
+import shlex
 import shutil
+import subprocess
 import zipfile
 from pathlib import Path
 
@@ -168,3 +170,15 @@ def test_package_runs_where_it_is_unpacked(converter, request, shelf, tmp_path):
         unpacked.run("--software", *BITRATES, "--sbs-codec", codec, "--output", name, recording.path,
                      folder=tmp_path).succeeded()
         check_movie(tmp_path / name, recording, layout_of(recording), codec, ten_bit=False)
+
+
+def test_ctrl_c_ends_the_encoder_too(converter, tmp_path):
+    # A console is where an interrupt comes from, and only a program on a terminal has one here.
+    test = Converter(converter.program.with_name("app_program_test.exe"), converter.prefix)
+    report_file = tmp_path / "report.json"
+    words = shlex.join(test.command("--gtest_filter=ProgramInterrupt.*", "--gtest_output=json:report.json"))
+    subprocess.run(["script", "-qec", words, "/dev/null"], cwd=tmp_path, stdin=subprocess.DEVNULL,
+                   stdout=subprocess.DEVNULL, env=test.environment({"VEYRIN_TEST_OWN_CONSOLE": "1"}), timeout=120,
+                   check=True)
+    cases = json.loads(report_file.read_text())["testsuites"][0]["testsuite"]
+    assert [(case["result"], case.get("failures")) for case in cases] == [("COMPLETED", None)]
