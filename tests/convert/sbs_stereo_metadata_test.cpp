@@ -2,31 +2,23 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cstddef>
 
 #include "common/ffmpeg_owners.h"
+#include "tests/support/allocation_limit.h"
 
 extern "C" {
-#include <libavutil/mem.h>
 #include <libavutil/stereo3d.h>
 }
 
 namespace veyrin {
 namespace {
 
+using test::AllocationLimit;
+
 const AVPacketSideData* stereo_record(const AVCodecParameters& video) {
   return av_packet_side_data_get(video.coded_side_data, video.nb_coded_side_data, AV_PKT_DATA_STEREO3D);
 }
-
-/// Lets FFmpeg's allocator refuse anything larger while it lives.
-class AllocationLimit {
- public:
-  explicit AllocationLimit(std::size_t bytes) { av_max_alloc(bytes); }
-  ~AllocationLimit() { av_max_alloc(INT_MAX); }
-  AllocationLimit(const AllocationLimit&) = delete;
-  AllocationLimit& operator=(const AllocationLimit&) = delete;
-};
 
 TEST(SbsStereoMetadata, EachChoiceAsksForItsOwnMarks) {
   EXPECT_TRUE(wants_st3d(SpatialMetadataKind::st3d));

@@ -1,14 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <limits>
-
 #include "processing/cpu_yuv_processor.h"
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"
-
-extern "C" {
-#include <libavutil/mem.h>
-}
+#include "tests/support/allocation_limit.h"
 
 namespace veyrin::testing {
 namespace {
@@ -156,9 +151,11 @@ TEST_F(CpuYuvProcessorRules, ReportsTheFormatBeforeTheSizeOfTheOutput) {
 TEST_F(CpuYuvProcessorRules, ReportsAnOutputThatCannotBeMadeWritable) {
   // Another holder forces a copy, for which FFmpeg gets no memory.
   const FramePtr held(av_frame_clone(output.get()));
-  av_max_alloc(1);
-  const std::string error = process_error(left.get(), right.get(), output.get());
-  av_max_alloc(std::numeric_limits<int>::max());
+  std::string error;
+  {
+    const test::AllocationLimit shortage(test::no_memory);
+    error = process_error(left.get(), right.get(), output.get());
+  }
   EXPECT_EQ(error, "could not make the CPU YUV encoder frame writable");
 }
 
