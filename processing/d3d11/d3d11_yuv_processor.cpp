@@ -113,6 +113,7 @@ struct D3D11YuvProcessor::State {
   [[nodiscard]] bool create_encoder_frames(std::string& error);
   [[nodiscard]] bool check_encoder_surface(std::string& error) const;
 
+  [[nodiscard]] bool is_source(const AVFrame& frame) const;
   [[nodiscard]] bool copy_eyes(const AVFrame& left, const AVFrame& right, std::string& error) const;
   [[nodiscard]] bool check_output(const AVFrame& output, std::string& error) const;
   void run_shaders() const;
@@ -219,18 +220,22 @@ bool D3D11YuvProcessor::State::check_encoder_surface(std::string& error) const {
   return true;
 }
 
+// The tables are those of one size; of a larger picture a corner would be taken for the whole.
+bool D3D11YuvProcessor::State::is_source(const AVFrame& frame) const {
+  const D3D11_TEXTURE2D_DESC description = describe(*frame_texture(frame));
+  return description.Format == surface_format(ten_bit) && frame.width == geometry.source_width &&
+         frame.height == geometry.source_height && description.Width >= source_size.width &&
+         description.Height >= source_size.height;
+}
+
 bool D3D11YuvProcessor::State::copy_eyes(const AVFrame& left, const AVFrame& right,
                                          std::string& error) const {
   const std::array<std::pair<const AVFrame&, const ReadableSurface&>, 2> eyes{
       {{left, left_surface}, {right, right_surface}}};
+  for (const auto& [frame, surface] : eyes)
+    if (!is_source(frame)) return fail(error, "D3D11 decoder surfaces have an unexpected YUV format");
   // Decoders round the size of their surfaces up; what is beyond the picture stays behind.
   const D3D11_BOX picture{0, 0, 0, source_size.width, source_size.height, 1};
-  for (const auto& [frame, surface] : eyes) {
-    const D3D11_TEXTURE2D_DESC description = describe(*frame_texture(frame));
-    if (description.Format != surface_format(ten_bit) || description.Width < picture.right ||
-        description.Height < picture.bottom)
-      return fail(error, "D3D11 decoder surfaces have an unexpected YUV format");
-  }
   for (const auto& [frame, surface] : eyes) {
     ID3D11Texture2D* decoded = frame_texture(frame);
     context.CopySubresourceRegion(surface.texture.get(), 0, 0, 0, 0, decoded,

@@ -1,12 +1,14 @@
 // What making the GPU processor says when a piece of the machine fails, and that it leaves nothing behind.
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "processing/d3d11/d3d11_yuv_processor.h"
 #include "tests/processing/d3d11/faulty_device.h"
 #include "tests/processing/d3d11/gpu_frames.h"
 #include "tests/processing/random_maps.h"
+#include "tests/support/allocation_limit.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -147,6 +149,26 @@ TEST_F(D3D11YuvProcessorCreation, ChecksTheFormatOfTheEncodersSurfaces) {
   const BufferRefPtr device = wrap_gpu_device(faulty);
   faulty.change_format_at(4, DXGI_FORMAT_NV12);
   EXPECT_EQ(create_error(device.get()), "D3D11 encoder surface validation failed (HRESULT 0x80070057)");
+}
+
+TEST_F(D3D11YuvProcessorCreation, SaysThatThereIsNoMemoryForTheEncodersFrames) {
+  FaultyDevice faulty(share_com_object(device_of(*device_)));
+  const BufferRefPtr device = wrap_gpu_device(faulty);
+  // The last view is what comes before the frames.
+  std::optional<test::AllocationLimit> shortage;
+  faulty.act_at("CreateUnorderedAccessView", 2, [&shortage] { shortage.emplace(test::no_memory); });
+  const std::string error = create_error(device.get());
+  shortage.reset();
+  EXPECT_EQ(error, "could not allocate NVENC D3D11 frame context");
+}
+
+TEST_F(D3D11YuvProcessorCreation, RepeatsWhyTheEncodersFramesCannotBeMade) {
+  FaultyDevice faulty(share_com_object(device_of(*device_)));
+  const BufferRefPtr device = wrap_gpu_device(faulty);
+  // Larger than FFmpeg's frames may be, while no texture has to be.
+  faulty.shrink_textures(64);
+  EXPECT_EQ(create_error(device.get(), maps_, {64, 64, 20000, 20000, OutputLayout::mono_left}),
+            "could not initialize D3D11 NVENC surface pool: Invalid argument");
 }
 
 TEST_F(D3D11YuvProcessorCreation, IsWhatTheSystemsFactoryDoes) {

@@ -70,13 +70,17 @@ TEST_F(D3D11YuvProcessorFrames, AreRefusedWhenTheyAreNotOnTheGpu) {
   EXPECT_EQ(process_error(gpu.get(), gpu.get(), canvas.get()), "");
 }
 
-TEST_F(D3D11YuvProcessorFrames, AreRefusedInAnotherFormatOrTooSmall) {
+TEST_F(D3D11YuvProcessorFrames, AreRefusedInAnotherFormatOrSize) {
   const std::string refusal = "D3D11 decoder surfaces have an unexpected YUV format";
   const FramePtr right_one = surface(AV_PIX_FMT_P010LE);
   const FramePtr eight_bit = surface(AV_PIX_FMT_NV12);
   const FramePtr small = surface(AV_PIX_FMT_P010LE, source_size - 2);
+  const FramePtr large = surface(AV_PIX_FMT_P010LE, source_size + 2);
+  // Says that it is as large as the others.
+  const FramePtr cut_off = surface(AV_PIX_FMT_P010LE, source_size - 2);
+  cut_off->width = cut_off->height = source_size;
   const FramePtr canvas = take_surface(processor_->encoder_frames());
-  for (const AVFrame* wrong : {eight_bit.get(), small.get()}) {
+  for (const AVFrame* wrong : {eight_bit.get(), small.get(), large.get(), cut_off.get()}) {
     EXPECT_EQ(process_error(wrong, right_one.get(), canvas.get()), refusal);
     EXPECT_EQ(process_error(right_one.get(), wrong, canvas.get()), refusal);
   }
@@ -92,6 +96,31 @@ TEST_F(D3D11YuvProcessorFrames, NeedACanvasOfTheEncodersSurfaces) {
   const FramePtr other_size = surface(AV_PIX_FMT_P010LE);
   EXPECT_EQ(process_error(gpu.get(), gpu.get(), other_size.get()),
             "D3D11 encoder surface has an unexpected format or size");
+}
+
+TEST_F(D3D11YuvProcessorFrames, AreWrittenIntoTheCanvassOwnSlice) {
+  const FramePtr gpu = surface(AV_PIX_FMT_P010LE);
+  const FramePtr single = take_surface(processor_->encoder_frames());
+  ASSERT_EQ(process_error(gpu.get(), gpu.get(), single.get()), "");
+  const FramePtr wanted = download(*single);
+
+  const FramePtr blank = make_frame(AV_PIX_FMT_P010LE, 2 * box_size, box_size);
+  fill_random(*blank, 8);
+  DecoderSurfaces slices(device_.get(), AV_PIX_FMT_P010LE, 2 * box_size, box_size, 3);
+  const FramePtr canvases[] = {slices.upload(*blank), slices.upload(*blank), slices.upload(*blank)};
+  for (const FramePtr& canvas : canvases) {
+    if (slice_of(*canvas) != 1) continue;
+    ASSERT_EQ(process_error(gpu.get(), gpu.get(), canvas.get()), "");
+  }
+  for (const FramePtr& canvas : canvases) {
+    const FramePtr got = download(*canvas);
+    const AVFrame& expected = slice_of(*canvas) == 1 ? *wanted : *blank;
+    for (const Channel channel : {Channel::y, Channel::u, Channel::v})
+      for (int y = 0; y < channel_height(*got, channel); ++y)
+        for (int x = 0; x < channel_width(*got, channel); ++x)
+          ASSERT_EQ(get_stored(*got, channel, x, y), get_stored(expected, channel, x, y))
+              << "slice " << slice_of(*canvas);
+  }
 }
 
 struct LockCount {

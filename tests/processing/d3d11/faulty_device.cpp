@@ -1,11 +1,20 @@
 #include "tests/processing/d3d11/faulty_device.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace veyrin::testing {
 
 void FaultyDevice::fail_at(const std::string& method, int call, HRESULT result) {
   failing_method_ = method;
   calls_left_ = call;
   result_ = result;
+  action_ = nullptr;
+}
+
+void FaultyDevice::act_at(const std::string& method, int call, std::function<void()> action) {
+  fail_at(method, call, S_OK);
+  action_ = std::move(action);
 }
 
 void FaultyDevice::change_format_at(int texture, DXGI_FORMAT format) {
@@ -14,7 +23,9 @@ void FaultyDevice::change_format_at(int texture, DXGI_FORMAT format) {
 }
 
 HRESULT FaultyDevice::answer(const std::string& method) {
-  return method == failing_method_ && --calls_left_ == 0 ? result_ : S_OK;
+  if (method != failing_method_ || --calls_left_ != 0) return S_OK;
+  if (action_) action_();
+  return result_;
 }
 
 HRESULT FaultyDevice::CreateBuffer(const D3D11_BUFFER_DESC* description, const D3D11_SUBRESOURCE_DATA* data,
@@ -29,6 +40,8 @@ HRESULT FaultyDevice::CreateTexture2D(const D3D11_TEXTURE2D_DESC* description,
   if (FAILED(result)) return result;
   D3D11_TEXTURE2D_DESC made = *description;
   if (--textures_left_ == 0) made.Format = changed_format_;
+  made.Width = std::min(made.Width, largest_texture_);
+  made.Height = std::min(made.Height, largest_texture_);
   return ForwardingDevice::CreateTexture2D(&made, data, texture);
 }
 

@@ -1,6 +1,8 @@
 // A D3D11 device whose creating calls fail when a test wants it.
 #pragma once
 
+#include <functional>
+#include <limits>
 #include <string>
 
 #include "tests/processing/d3d11/forwarding_device.h"
@@ -19,6 +21,10 @@ class FaultyDevice final : public ForwardingDevice {
   void fail_at(const std::string& method, int call, HRESULT result);
   /// The texture that is made in another format than wanted, counted from 1 since the last of these calls.
   void change_format_at(int texture, DXGI_FORMAT format);
+  /// What is done in the call of this name, counted from 1 since the last of these calls.
+  void act_at(const std::string& method, int call, std::function<void()> action);
+  /// Every texture is made at most this wide and high.
+  void shrink_textures(UINT largest) { largest_texture_ = largest; }
 
   HRESULT STDMETHODCALLTYPE CreateBuffer(const D3D11_BUFFER_DESC* description,
                                          const D3D11_SUBRESOURCE_DATA* data, ID3D11Buffer** buffer) override;
@@ -41,7 +47,9 @@ class FaultyDevice final : public ForwardingDevice {
   std::string failing_method_;
   int calls_left_ = 0;
   HRESULT result_ = S_OK;
+  std::function<void()> action_;
   int textures_left_ = 0;
+  UINT largest_texture_ = std::numeric_limits<UINT>::max();
   DXGI_FORMAT changed_format_ = DXGI_FORMAT_UNKNOWN;
 };
 

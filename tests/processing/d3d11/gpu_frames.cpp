@@ -54,6 +54,8 @@ FramePtr DecoderSurfaces::upload(const AVFrame& picture) {
       for (int x = 0; x < channel_width(picture, channel); ++x)
         set_sample(*whole, channel, x, y, get_sample(picture, channel, x, y));
   require(av_hwframe_transfer_data(surface.get(), whole.get(), 0), "a frame could not be uploaded");
+  surface->width = picture.width;
+  surface->height = picture.height;
   return surface;
 }
 
