@@ -3,8 +3,8 @@
 
 namespace veyrin::platform {
 
-/// Lets the console show UTF-8 while it lives; without effect where it always does, or where there is no
-/// console.
+/// Lets the console show UTF-8 while it lives, of which there may be one at a time; without effect where it
+/// always does, or where there is no console.
 class Utf8Console {
  public:
   Utf8Console();
@@ -12,10 +12,6 @@ class Utf8Console {
   ~Utf8Console();
   Utf8Console(const Utf8Console&) = delete;
   Utf8Console& operator=(const Utf8Console&) = delete;
-
- private:
-  /// The code page to go back to; 0 for none. Only Windows has one.
-  [[maybe_unused]] unsigned previous_ = 0;
 };
 
 }  // namespace veyrin::platform

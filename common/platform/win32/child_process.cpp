@@ -28,9 +28,11 @@ Handle open_null_device() {
 
 /// One of the converter's own standard streams for the child; the null device when the converter has none.
 Handle own_stream(DWORD number) {
+  const HANDLE own = GetStdHandle(number);
   HANDLE copy = nullptr;
-  if (DuplicateHandle(GetCurrentProcess(), GetStdHandle(number), GetCurrentProcess(), &copy, 0, TRUE,
-                      DUPLICATE_SAME_ACCESS) == 0) {
+  // The invalid handle has the value that stands for this process, so a copy of it would be made.
+  if (own == INVALID_HANDLE_VALUE || DuplicateHandle(GetCurrentProcess(), own, GetCurrentProcess(), &copy, 0,
+                                                     TRUE, DUPLICATE_SAME_ACCESS) == 0) {
     return open_null_device();
   }
   return Handle(copy);

@@ -66,29 +66,38 @@ TEST(ProgramInterrupt, EndsThePackagedEncoderToo) {
   const EnvironmentVariable encoder_setting("VEYRIN_FFMPEG_GPL", platform::path_to_utf8(encoder));
   const EnvironmentVariable number_setting("VEYRIN_TEST_NUMBER_FILE", platform::path_to_utf8(number_file));
 
+  constexpr unsigned code_page_of_the_shell = 437;
+  SetConsoleOutputCP(code_page_of_the_shell);
   const Handle converter =
       start_converter({"--software", "--output", platform::path_to_utf8(folder / "out.mp4"),
                        platform::path_to_utf8(plan.output)});
   ASSERT_TRUE(converter.valid());
-  while (!std::filesystem::exists(number_file) && WaitForSingleObject(converter.get(), 0) == WAIT_TIMEOUT) {
+  // A file that is just being renamed is there before it can be read.
+  std::string number;
+  while ((number = file_text(number_file)).empty() &&
+         WaitForSingleObject(converter.get(), 0) == WAIT_TIMEOUT) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
-  const std::string number = file_text(number_file);
   ASSERT_FALSE(number.empty()) << "the converter ended without its encoder";
   const Handle child(OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(std::stoul(number))));
   ASSERT_TRUE(child.valid());
   EXPECT_EQ(WaitForSingleObject(child.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+  const bool has_console = GetConsoleOutputCP() != 0;
+  EXPECT_EQ(GetConsoleOutputCP(), has_console ? CP_UTF8 : 0U);
 
   if (GenerateConsoleCtrlEvent(CTRL_C_EVENT, /*group: all*/ 0) == 0) {
+    const DWORD reason = GetLastError();
     TerminateProcess(converter.get(), 1);
     EXPECT_TRUE(ends_in_time(child));
-    GTEST_SKIP() << "no interrupt can be sent here: Windows error " << GetLastError();
+    GTEST_SKIP() << "no interrupt can be sent here: Windows error " << reason;
   }
   EXPECT_TRUE(ends_in_time(converter));
   EXPECT_TRUE(ends_in_time(child));
   DWORD status = 0;
   GetExitCodeProcess(converter.get(), &status);
   EXPECT_EQ(status, STATUS_CONTROL_C_EXIT);
+  EXPECT_EQ(GetConsoleOutputCP(), has_console ? code_page_of_the_shell : 0U)
+      << "the shell has its own code page back";
   TerminateProcess(converter.get(), 1);
 }
 

@@ -10,7 +10,7 @@
 #include "common/platform/module_path.h"
 #include "common/platform/path_text.h"
 #include "common/platform/win32/handle.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/support/awaited_file.h"
 
 namespace veyrin::platform {
 namespace {
@@ -54,10 +54,8 @@ class ChildProcessTest : public testing::Test {
     return file_text(home_ / path_from_utf8(name));
   }
 
-  // A test that waits in vain ends with the time-out of its runner.
   [[nodiscard]] std::string wait_for(const std::string& name) const {
-    while (!std::filesystem::exists(home_ / name)) std::this_thread::sleep_for(5ms);
-    return written(name);
+    return test::wait_for_text(home_ / name);
   }
 
   test::TemporaryFolder folder_;
@@ -162,16 +160,19 @@ TEST_F(ChildProcessTest, InheritsTheOutputStreams) {
 
 TEST_F(ChildProcessTest, WorksWithoutStandardStreams) {
   const DWORD numbers[] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
-  HANDLE previous[3];
-  for (int i = 0; i < 3; ++i) {
-    previous[i] = GetStdHandle(numbers[i]);
-    SetStdHandle(numbers[i], nullptr);
+  for (const HANDLE none : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
+    HANDLE previous[3];
+    for (int i = 0; i < 3; ++i) {
+      previous[i] = GetStdHandle(numbers[i]);
+      SetStdHandle(numbers[i], none);
+    }
+    const auto child = start({"streams", "answer"});
+    for (int i = 0; i < 3; ++i) SetStdHandle(numbers[i], previous[i]);
+    ASSERT_TRUE(child) << failure_.system_error;
+    EXPECT_EQ(child->wait(), 0);
+    EXPECT_EQ(written("answer"), "null\nnull\nnull\nempty\n");
+    std::filesystem::remove(home_ / "answer");
   }
-  const auto child = start({"streams", "answer"});
-  for (int i = 0; i < 3; ++i) SetStdHandle(numbers[i], previous[i]);
-  ASSERT_TRUE(child) << failure_.system_error;
-  EXPECT_EQ(child->wait(), 0);
-  EXPECT_EQ(written("answer"), "null\nnull\nnull\nempty\n");
 }
 
 TEST_F(ChildProcessTest, PipeCarriesEveryByteUntilItIsClosed) {
