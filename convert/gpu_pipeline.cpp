@@ -19,6 +19,16 @@ bool takes_gpu_surfaces(const SelectedEncoder& encoder) {
   return !encoder.packaged && (encoder.display_name == "hevc_nvenc" || encoder.display_name == "h264_nvenc");
 }
 
+std::unique_ptr<GpuYuvProcessor> make_processor(const GpuPipelineJob& job, AVBufferRef* device,
+                                                const GpuPipelineServices& services, std::string& error) {
+  // Surfaces keep the depth of the recording, and the encoder would follow it where the GPU can.
+  if (job.encoder.codec == SbsCodec::h264 && job.encoder.ten_bit) {
+    error = "H.264 output is 8-bit";
+    return nullptr;
+  }
+  return services.create_processor(device, job.maps, job.geometry, job.encoder.ten_bit, error);
+}
+
 // The encoder that takes memory frames stays open until the one on surfaces is.
 bool open_on_surfaces(const EncoderRequest& request, AVBufferRef& surfaces,
                       const GpuPipelineServices& services, SelectedEncoder& selected, std::string& error) {
@@ -49,7 +59,7 @@ std::unique_ptr<YuvProcessor> use_gpu_pipeline(const GpuPipelineJob& job, AVBuff
                                                SelectedEncoder& selected) {
   if (device == nullptr || services.disabled || !takes_gpu_surfaces(selected)) return nullptr;
   std::string reason;
-  auto processor = services.create_processor(device, job.maps, job.geometry, job.encoder.ten_bit, reason);
+  auto processor = make_processor(job, device, services, reason);
   if (processor && open_on_surfaces(job.encoder, *processor->encoder_frames(), services, selected, reason)) {
     // A decoder may find out later that its device cannot decode the stream.
     return std::make_unique<UploadingProcessor>(device, job.geometry, job.encoder.ten_bit,

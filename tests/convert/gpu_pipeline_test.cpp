@@ -146,6 +146,16 @@ TEST_F(GpuPipeline, GivesWayToTheCpuWithTheProcessorsReason) {
   expect_cpu_choice();
 }
 
+TEST_F(GpuPipeline, LeavesTenBitRecordingsToTheCpuForH264) {
+  request_.codec = SbsCodec::h264;
+  selected_.display_name = "h264_nvenc";
+  EXPECT_FALSE(use());
+  EXPECT_EQ(printed_, "  D3D11 YUV GPU pipeline unavailable: H.264 output is 8-bit; using CPU path\n");
+  EXPECT_EQ(processors_wanted_, 0);
+  EXPECT_EQ(opened_, 0);
+  expect_cpu_choice();
+}
+
 TEST_F(GpuPipeline, KeepsTheEncoderForMemoryFramesWhenTheOtherDoesNotOpen) {
   const AVCodecContext* before = selected_.context.get();
   open_result_ = AVERROR(ENOSYS);
