@@ -1,0 +1,61 @@
+// A Windows program in the place of the packaged encoder. Files in its working directory, "probe" and
+// "encode", say what it does when it is started for the one or the other.
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+
+#include "common/platform/module_path.h"
+
+namespace {
+
+std::string text_of(const std::string& name) {
+  std::ifstream file(name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// Under another name first, so that no half-written text is read.
+void write(const std::string& name, const std::string& text) {
+  std::ofstream(name + ".part", std::ios::binary) << text;
+  std::filesystem::rename(name + ".part", name);
+}
+
+int run(const std::string& task) {
+  if (task == "stay") {
+    write("number", std::to_string(GetCurrentProcessId()));
+    Sleep(INFINITE);
+  }
+  if (task == "copy") {
+    _setmode(_fileno(stdin), _O_BINARY);
+    std::ofstream("frames", std::ios::binary) << std::cin.rdbuf();
+    return 0;
+  }
+  // The name of a program that runs can be taken away from it.
+  if (task == "vanish") {
+    std::filesystem::rename(veyrin::platform::module_path(), "vanished.exe");
+    return 0;
+  }
+  return std::stoi(task);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    std::string arguments;
+    for (int i = 1; i < argc; ++i) arguments.append(argv[i]).append("\n");
+    // The log level tells which of the two is meant.
+    const std::string kind = argc > 3 && argv[3] == std::string("error") ? "probe" : "encode";
+    write(kind + ".arguments", arguments);
+    return run(text_of(kind));
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s\n", failure.what());
+    return 97;
+  }
+}
