@@ -72,19 +72,26 @@ bool EyeDecoder::open(AVStream& stream, bool software_only, AVBufferRef* shared_
   const bool want_hardware = !software_only && !platform::environment_switch("VEYRIN_DISABLE_D3D11VA_DECODE");
   hardware_active_ = want_hardware && set_up_hardware(*decoder, shared_device);
   if (!hardware_active_) use_all_threads(*context_);
-  int status = calls_.open(context_.get(), decoder);
+  const int status = calls_.open(context_.get(), decoder);
   if (status < 0 && hardware_active_) {
     console_line("  hardware decoder could not open stream %d: %s; retrying software decode", stream.index,
                  library_error_text(status).c_str());
-    hardware_active_ = false;
-    context_ = make_context(
-        *decoder, stream,
-        {"could not allocate a software video decoder", "could not initialize a software video decoder"},
-        error);
-    if (context_ == nullptr) return false;
-    use_all_threads(*context_);
-    status = calls_.open(context_.get(), decoder);
+    return open_software(*decoder, error);
   }
+  if (status < 0) return fail_with_library_error(error, "could not open a video decoder", status);
+  return true;
+}
+
+// In the place of a decoder that was set up for the hardware.
+bool EyeDecoder::open_software(const AVCodec& decoder, std::string& error) {
+  hardware_active_ = false;
+  context_ = make_context(
+      decoder, *stream_,
+      {"could not allocate a software video decoder", "could not initialize a software video decoder"},
+      error);
+  if (context_ == nullptr) return false;
+  use_all_threads(*context_);
+  const int status = calls_.open(context_.get(), &decoder);
   if (status < 0) return fail_with_library_error(error, "could not open a video decoder", status);
   return true;
 }
@@ -114,6 +121,7 @@ bool EyeDecoder::set_up_hardware(const AVCodec& decoder, AVBufferRef* shared_dev
 AVPixelFormat EyeDecoder::choose_format(AVCodecContext* context, const AVPixelFormat* offered) {
   auto* eye = static_cast<EyeDecoder*>(context->opaque);
   const AVPixelFormat chosen = preferred_decoder_format(offered);
+  eye->format_asked_ = true;
   // The library asks again for every other hardware format that does not work out.
   if (chosen != AV_PIX_FMT_D3D11 && eye->hardware_active_ && !eye->software_announced_) {
     eye->software_announced_ = true;
@@ -141,7 +149,14 @@ bool EyeDecoder::pump(std::string& error) {
 }
 
 bool EyeDecoder::send_packet(const AVPacket* packet, std::string& error) {
-  const int status = avcodec_send_packet(context_.get(), packet);
+  const bool first_picture = !format_asked_;
+  int status = avcodec_send_packet(context_.get(), packet);
+  if (first_picture && software_announced_) {
+    // A decoder for the hardware works on one thread. Nothing has come out of it yet.
+    const AVCodec& decoder = *context_->codec;
+    if (!open_software(decoder, error)) return false;
+    status = avcodec_send_packet(context_.get(), packet);
+  }
   const bool flushed_before = packet == nullptr && status == AVERROR_EOF;
   if (status < 0 && !flushed_before) {
     return fail_with_library_error(error, "could not submit a packet to the video decoder", status);

@@ -69,13 +69,14 @@ class EyeDecoder {
   /// The open decoder; null before `open`.
   [[nodiscard]] const AVCodecContext* context() const { return context_.get(); }
   [[nodiscard]] bool ten_bit() const { return ten_bit_; }
-  /// True when the decoder was set up with a D3D11VA device.
+  /// True while the decoder is one that was set up with a D3D11VA device.
   [[nodiscard]] bool hardware_active() const { return hardware_active_; }
   /// Leaves D3D11 frames where they are instead of downloading them.
   void keep_frames_on_gpu(bool keep) { keep_frames_on_gpu_ = keep; }
 
  private:
   static AVPixelFormat choose_format(AVCodecContext* context, const AVPixelFormat* offered);
+  [[nodiscard]] bool open_software(const AVCodec& decoder, std::string& error);
   [[nodiscard]] bool set_up_hardware(const AVCodec& decoder, AVBufferRef* shared_device);
   [[nodiscard]] bool accept_frame(const AVFrame& received, std::string& error);
   [[nodiscard]] bool download_frame(const AVFrame& received, std::string& error);
@@ -93,6 +94,7 @@ class EyeDecoder {
   bool hardware_active_ = false;
   bool keep_frames_on_gpu_ = false;
   bool announced_ = false;
+  bool format_asked_ = false;        // by a decoder with hardware, which does so at its first picture
   bool software_announced_ = false;  // that a hardware decoder works in software after all
 
   std::deque<PacketPtr> packets_;

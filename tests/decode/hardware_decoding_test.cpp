@@ -190,5 +190,33 @@ TEST_F(HardwareDecoding, NoticesThatTheStreamHasNoHardwareFormat) {
   EXPECT_EQ(run.formats, std::vector<int>(frames, AV_PIX_FMT_YUV420P));
 }
 
+TEST_F(HardwareDecoding, GivesWayToADecoderWithAllThreads) {
+  EyeDecoder software;
+  open_and_listen(software, /*software_only=*/true);
+  const std::vector<double> times = run_eye(software, packets_).times;
+  EyeDecoder eye(machine_.calls);
+  open_and_listen(eye);
+  EXPECT_EQ(eye.context()->thread_count, 1) << "as long as the hardware may decode";
+  std::string printed;
+  const EyeRun run = run_and_listen(eye, printed);
+  ASSERT_TRUE(run.succeeded) << run.error;
+  EXPECT_FALSE(eye.hardware_active());
+  EXPECT_EQ(eye.context()->hw_device_ctx, nullptr);
+  EXPECT_EQ(eye.context()->thread_count, software.context()->thread_count);
+  EXPECT_EQ(run.times, times);
+}
+
+TEST_F(HardwareDecoding, FailsWhenNoOtherDecoderOpens) {
+  machine_.calls.open = [open = machine_.calls.open](AVCodecContext* context, const AVCodec* decoder) {
+    return context->hw_device_ctx != nullptr ? open(context, decoder) : AVERROR(ENOMEM);
+  };
+  EyeDecoder eye(machine_.calls);
+  open_and_listen(eye);
+  std::string printed;
+  const EyeRun run = run_and_listen(eye, printed);
+  EXPECT_FALSE(run.succeeded);
+  EXPECT_EQ(run.error, "could not open a video decoder: Cannot allocate memory");
+}
+
 }  // namespace
 }  // namespace veyrin
