@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "tests/spatial/fake_encoder.h"
+#include "tests/support/allocation_limit.h"
 
 namespace veyrin {
 namespace {
@@ -138,6 +141,32 @@ TEST(SpatialEncoder, SaysWhatIsMissing) {
     EXPECT_EQ(open_spatial_encoder(config, encoder.calls(), error), nullptr) << c.name;
     EXPECT_EQ(error, c.error);
     EXPECT_EQ(encoder.opened, c.opened) << c.name;
+  }
+}
+
+TEST(SpatialEncoder, SaysWhatThereIsNoMemoryFor) {
+  struct ShortageCase {
+    bool before_context;
+    const char* error;
+  };
+  for (const ShortageCase& c : {ShortageCase{true, "could not allocate the NVENC MV-HEVC encoder"},
+                                ShortageCase{false, "could not extend MV-HEVC sequence-header metadata"}}) {
+    FakeEncoder encoder;
+    SpatialEncoderCalls calls = encoder.calls();
+    std::optional<test::AllocationLimit> shortage;
+    calls.find = [&](const char* name) {
+      if (c.before_context) shortage.emplace(test::no_memory);
+      return encoder.calls().find(name);
+    };
+    calls.open = [&](AVCodecContext* context) {
+      const int result = encoder.calls().open(context);
+      shortage.emplace(test::no_memory);
+      return result;
+    };
+    std::string error;
+    EXPECT_EQ(open_spatial_encoder(plain_config(), calls, error), nullptr);
+    shortage.reset();
+    EXPECT_EQ(error, c.error);
   }
 }
 

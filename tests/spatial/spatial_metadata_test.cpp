@@ -5,7 +5,11 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <set>
+#include <string>
 #include <vector>
+
+#include "tests/support/allocation_limit.h"
 
 extern "C" {
 #include <libavutil/spherical.h>
@@ -139,6 +143,28 @@ TEST(ReferenceDisplays, AreAttachedWhole) {
   const LibraryMemoryPtr<AV3DReferenceDisplaysInfo> sample(av_tdrdi_alloc(1, &size));
   EXPECT_EQ(entry->size, size);
   expect_reference_displays(*reinterpret_cast<const AV3DReferenceDisplaysInfo*>(entry->data));
+}
+
+TEST(EncoderMetadata, SaysThatThereIsNoMemoryForIt) {
+  const CodecContextPtr encoder(avcodec_alloc_context3(nullptr));
+  std::string error;
+  const test::AllocationLimit shortage(test::no_memory);
+  EXPECT_FALSE(attach_encoder_metadata(SpatialWriterConfig{}, *encoder, error));
+  EXPECT_EQ(error, "could not allocate FFmpeg spatial metadata");
+}
+
+TEST(ReferenceDisplays, SayThatThereIsNoMemoryForThem) {
+  std::set<std::string> messages;
+  for (std::size_t limit = test::no_memory; limit < 1024; ++limit) {
+    const FramePtr frame(av_frame_alloc());
+    const test::AllocationLimit shortage(limit);
+    std::string error;
+    const bool attached = attach_reference_displays(*frame, error);
+    EXPECT_EQ(attached, error.empty());
+    messages.insert(error);
+  }
+  EXPECT_EQ(messages, (std::set<std::string>{"", "could not allocate FFmpeg 3D reference-display metadata",
+                                             "could not attach FFmpeg 3D reference-display metadata"}));
 }
 
 /// Reads the fields of a NAL unit's payload, bit by bit.

@@ -9,14 +9,17 @@
 #include "common/video_frames.h"
 #include "spatial/spatial_encoder.h"
 #include "tests/spatial/fake_encoder.h"
+#include "tests/support/allocation_limit.h"
 #include "tests/support/mp4_boxes.h"
 #include "tests/support/temporary_folder.h"
 
 namespace veyrin {
 namespace {
 
+using test::AllocationLimit;
 using test::coded_view;
 using test::FakeEncoder;
+using test::no_memory;
 
 constexpr int width = 64;
 constexpr int height = 64;
@@ -347,6 +350,59 @@ TEST_F(SpatialVideoWriterTest, SoundThatTheContainerCannotHoldIsSaid) {
   config.audio_time_base = {1, 48000};
   EXPECT_EQ(create_spatial_video_writer(config, error, encoder.calls()), nullptr);
   EXPECT_EQ(error, "could not write spatial QuickTime header: Invalid argument");
+}
+
+TEST_F(SpatialVideoWriterTest, PairThatTheContainerRefusesIsSaid) {
+  create();
+  ASSERT_TRUE(write(5)) << error;
+  EXPECT_FALSE(write(3));
+  EXPECT_EQ(error, "could not write MV-HEVC packet: Invalid argument");
+}
+
+TEST_F(SpatialVideoWriterTest, SoundThatTheContainerRefusesIsSaid) {
+  const Sound sound;
+  config.audio_parameters = sound.parameters();
+  config.audio_time_base = {1, 48000};
+  create();
+  ASSERT_TRUE(writer->write_audio_packet(*Sound::packet(5), error)) << error;
+  EXPECT_FALSE(writer->write_audio_packet(*Sound::packet(3), error));
+  EXPECT_EQ(error, "could not write spatial audio packet: Invalid argument");
+}
+
+TEST_F(SpatialVideoWriterTest, NoMemoryForACopyOfTheSoundIsSaid) {
+  const Sound sound;
+  config.audio_parameters = sound.parameters();
+  config.audio_time_base = {1, 48000};
+  create();
+  const PacketPtr packet = Sound::packet(0);
+  const AllocationLimit shortage(no_memory);
+  EXPECT_FALSE(writer->write_audio_packet(*packet, error));
+  EXPECT_EQ(error, "could not copy spatial audio packet");
+}
+
+TEST_F(SpatialVideoWriterTest, NoMemoryForTheEyesIsSaid) {
+  config.width = config.height = 2048;
+  // Everything but pictures is smaller.
+  const AllocationLimit shortage(std::size_t{1} << 20);
+  EXPECT_EQ(create_spatial_video_writer(config, error, encoder.calls()), nullptr);
+  EXPECT_EQ(error, "could not allocate MV-HEVC eye frame: Cannot allocate memory");
+}
+
+TEST_F(SpatialVideoWriterTest, NoMemoryForAFrameThatTheEncoderHoldsIsSaid) {
+  SpatialEncoderCalls calls = encoder.calls();
+  FramePtr held;
+  calls.send = [&held](AVCodecContext* /*context*/, const AVFrame* frame) {
+    if (!held) held.reset(av_frame_clone(frame));
+    return 0;
+  };
+  writer = create_spatial_video_writer(config, error, calls);
+  ASSERT_NE(writer, nullptr) << error;
+  ASSERT_TRUE(write(0)) << error;
+  const FramePtr left = eye_of(1);
+  const FramePtr right = eye_of(2);
+  const AllocationLimit shortage(no_memory);
+  EXPECT_FALSE(writer->write_eye_pair(*left, *right, 1, error));
+  EXPECT_EQ(error, "could not prepare MV-HEVC eye frame: Cannot allocate memory");
 }
 
 TEST_F(SpatialVideoWriterTest, FullDiskIsSaidAtTheEndAtTheLatest) {
