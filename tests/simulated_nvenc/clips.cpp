@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 extern "C" {
+#include <libavutil/hwcontext.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
@@ -60,6 +61,11 @@ CodecContextPtr configured(const EncodeRequest& request) {
   context->width = request.width;
   context->height = request.height;
   context->pix_fmt = request.format;
+  if (request.surfaces != nullptr) {
+    context->pix_fmt = reinterpret_cast<const AVHWFramesContext*>(request.surfaces->data)->format;
+    context->sw_pix_fmt = request.format;
+    context->hw_frames_ctx = av_buffer_ref(request.surfaces);
+  }
   context->time_base = {1, frame_rate};
   context->framerate = {frame_rate, 1};
   context->gop_size = 2 * frame_rate;
@@ -83,8 +89,18 @@ int receive(AVCodecContext& context, EncodeRun& run) {
   }
 }
 
+FramePtr uploaded(FramePtr picture, AVBufferRef& surfaces) {
+  FramePtr surface(av_frame_alloc());
+  if (av_hwframe_get_buffer(&surfaces, surface.get(), 0) < 0 ||
+      av_hwframe_transfer_data(surface.get(), picture.get(), 0) < 0) {
+    throw std::runtime_error("no surface for a picture");
+  }
+  return surface;
+}
+
 FramePtr prepared(const EncodeRequest& request, const Send& send) {
   FramePtr frame = painted(request, send.view, send.moment);
+  if (request.surfaces != nullptr) frame = uploaded(std::move(frame), *request.surfaces);
   frame->pts = send.pts;
   if (send.key) frame->pict_type = AV_PICTURE_TYPE_I;
   AVFrameSideData* data = av_frame_new_side_data(frame.get(), AV_FRAME_DATA_VIEW_ID, sizeof(int));
@@ -104,6 +120,28 @@ void take_frames(AVCodecContext& decoder, std::array<std::vector<FramePtr>, 2>& 
     }
     views.at(static_cast<std::size_t>(view)).push_back(std::move(frame));
   }
+}
+
+/// Null ends the stream.
+void decode_packet(AVCodecContext& decoder, const AVPacket* packet,
+                   std::array<std::vector<FramePtr>, 2>& views) {
+  if (avcodec_send_packet(&decoder, packet) < 0) throw std::runtime_error("the decoder refuses");
+  take_frames(decoder, views);
+}
+
+CodecContextPtr opened_decoder(const EncodeRun& run, AVCodecID codec) {
+  CodecContextPtr decoder(avcodec_alloc_context3(avcodec_find_decoder(codec)));
+  decoder->extradata =
+      static_cast<std::uint8_t*>(av_mallocz(run.headers.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+  decoder->extradata_size = static_cast<int>(run.headers.size());
+  std::memcpy(decoder->extradata, run.headers.data(), run.headers.size());
+  decoder->err_recognition = AV_EF_EXPLODE;
+  decoder->thread_count = 1;
+  if ((codec == AV_CODEC_ID_HEVC && av_opt_set(decoder->priv_data, "view_ids", "-1", 0) < 0) ||
+      avcodec_open2(decoder.get(), nullptr, nullptr) < 0) {
+    throw std::runtime_error("the decoder does not open");
+  }
+  return decoder;
 }
 
 }  // namespace
@@ -158,17 +196,7 @@ EncodeRun encode(const EncodeRequest& request) {
 }
 
 std::array<std::vector<FramePtr>, 2> decode_views(const EncodeRun& run) {
-  const CodecContextPtr decoder(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_HEVC)));
-  decoder->extradata =
-      static_cast<std::uint8_t*>(av_mallocz(run.headers.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-  decoder->extradata_size = static_cast<int>(run.headers.size());
-  std::memcpy(decoder->extradata, run.headers.data(), run.headers.size());
-  decoder->err_recognition = AV_EF_EXPLODE;
-  decoder->thread_count = 1;
-  if (av_opt_set(decoder->priv_data, "view_ids", "-1", 0) < 0 ||
-      avcodec_open2(decoder.get(), nullptr, nullptr) < 0) {
-    throw std::runtime_error("the decoder does not open");
-  }
+  const CodecContextPtr decoder = opened_decoder(run, AV_CODEC_ID_HEVC);
   std::array<std::vector<FramePtr>, 2> views;
   for (std::size_t pair = 0; pair + 1 < run.packets.size(); pair += 2) {
     const AVPacket& first = *run.packets[pair];
@@ -178,12 +206,18 @@ std::array<std::vector<FramePtr>, 2> decode_views(const EncodeRun& run) {
     av_packet_copy_props(sample.get(), &first);
     std::memcpy(sample->data, first.data, static_cast<std::size_t>(first.size));
     std::memcpy(sample->data + first.size, second.data, static_cast<std::size_t>(second.size));
-    if (avcodec_send_packet(decoder.get(), sample.get()) < 0) throw std::runtime_error("the decoder refuses");
-    take_frames(*decoder, views);
+    decode_packet(*decoder, sample.get(), views);
   }
-  avcodec_send_packet(decoder.get(), nullptr);
-  take_frames(*decoder, views);
+  decode_packet(*decoder, nullptr, views);
   return views;
+}
+
+std::vector<FramePtr> decode_one_view(const EncodeRun& run, AVCodecID codec) {
+  const CodecContextPtr decoder = opened_decoder(run, codec);
+  std::array<std::vector<FramePtr>, 2> views;
+  for (const PacketPtr& packet : run.packets) decode_packet(*decoder, packet.get(), views);
+  decode_packet(*decoder, nullptr, views);
+  return std::move(views[0]);
 }
 
 double luma_psnr(const EncodeRequest& sent, int view, const std::vector<FramePtr>& decoded) {

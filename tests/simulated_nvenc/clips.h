@@ -28,6 +28,8 @@ struct EncodeRequest {
   bool global_header = false;
   std::vector<std::pair<std::string, std::string>> options;
   std::vector<Send> pictures;
+  AVBufferRef* surfaces =
+      nullptr;  ///< where the pictures are handed in, for those that lie on a GPU; borrowed
 };
 
 /// `count` moments of one view.
@@ -50,6 +52,9 @@ FramePtr painted(const EncodeRequest& request, int view, std::int64_t moment);
 /// Every two packets joined to one, and for each view the frames that come out of it, in display order.
 /// Throws when the decoder fails.
 std::array<std::vector<FramePtr>, 2> decode_views(const EncodeRun& run);
+
+/// The frames of a stream of one view, in display order. Throws when the decoder fails.
+std::vector<FramePtr> decode_one_view(const EncodeRun& run, AVCodecID codec);
 
 /// Of the luma of both, over all the frames; the first is a view that was sent.
 double luma_psnr(const EncodeRequest& sent, int view, const std::vector<FramePtr>& decoded);

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "simulated_nvenc_export.h"
+
 namespace {
 
 enum Result : int {
@@ -33,32 +35,32 @@ std::vector<Context*>& current() {
 }  // namespace
 
 // NOLINTBEGIN(readability-identifier-naming): the names are the driver's.
-#define EXPORTED extern "C" __attribute__((visibility("default"))) Result
+#define EXPORTED extern "C" SIMULATED_NVENC_EXPORT
 
-EXPORTED cuInit(unsigned flags) {
+EXPORTED Result cuInit(unsigned flags) {
   if (flags != 0) return invalid_value;
   is_initialized = true;
   return success;
 }
 
-EXPORTED cuDriverGetVersion(int* version) {
+EXPORTED Result cuDriverGetVersion(int* version) {
   *version = driver_version;
   return success;
 }
 
-EXPORTED cuDeviceGetCount(int* count) {
+EXPORTED Result cuDeviceGetCount(int* count) {
   if (!is_initialized) return not_supported;
   *count = 1;
   return success;
 }
 
-EXPORTED cuDeviceGet(int* device, int ordinal) {
+EXPORTED Result cuDeviceGet(int* device, int ordinal) {
   if (ordinal != 0) return invalid_device;
   *device = the_device;
   return success;
 }
 
-EXPORTED cuDeviceGetName(char* name, int room, int device) {
+EXPORTED Result cuDeviceGetName(char* name, int room, int device) {
   if (device != the_device) return invalid_device;
   constexpr const char text[] = "simulated GPU";
   if (room < static_cast<int>(sizeof text)) return invalid_value;
@@ -66,58 +68,58 @@ EXPORTED cuDeviceGetName(char* name, int room, int device) {
   return success;
 }
 
-EXPORTED cuDeviceComputeCapability(int* major, int* minor, int device) {
+EXPORTED Result cuDeviceComputeCapability(int* major, int* minor, int device) {
   if (device != the_device) return invalid_device;
   *major = compute_major;
   *minor = 0;
   return success;
 }
 
-EXPORTED cuCtxCreate_v2(Context** context, unsigned /*flags*/, int device) {
+EXPORTED Result cuCtxCreate_v2(Context** context, unsigned /*flags*/, int device) {
   if (device != the_device) return invalid_device;
   *context = new Context{device};
   current().push_back(*context);
   return success;
 }
 
-EXPORTED cuCtxGetCurrent(Context** context) {
+EXPORTED Result cuCtxGetCurrent(Context** context) {
   *context = current().empty() ? nullptr : current().back();
   return success;
 }
 
-EXPORTED cuCtxPushCurrent_v2(Context* context) {
+EXPORTED Result cuCtxPushCurrent_v2(Context* context) {
   if (context == nullptr) return invalid_context;
   current().push_back(context);
   return success;
 }
 
-EXPORTED cuCtxPopCurrent_v2(Context** context) {
+EXPORTED Result cuCtxPopCurrent_v2(Context** context) {
   if (current().empty()) return invalid_context;
   if (context != nullptr) *context = current().back();
   current().pop_back();
   return success;
 }
 
-EXPORTED cuCtxDestroy_v2(Context* context) {
+EXPORTED Result cuCtxDestroy_v2(Context* context) {
   if (context == nullptr) return invalid_context;
   std::erase(current(), context);
   delete context;
   return success;
 }
 
-EXPORTED cuGetErrorName(Result result, const char** name) {
+EXPORTED Result cuGetErrorName(Result result, const char** name) {
   *name = result == success ? "CUDA_SUCCESS" : "CUDA_ERROR";
   return success;
 }
 
-EXPORTED cuGetErrorString(Result result, const char** text) {
+EXPORTED Result cuGetErrorString(Result result, const char** text) {
   *text = result == success ? "no error" : "refused by the simulated GPU";
   return success;
 }
 
 // Callers look all of these up before they use any.
 #define NOT_SUPPORTED(name) \
-  EXPORTED name() {         \
+  EXPORTED Result name() {  \
     return not_supported;   \
   }
 
@@ -176,4 +178,8 @@ NOT_SUPPORTED(cuGraphicsResourceGetMappedPointer_v2)
 NOT_SUPPORTED(cuArrayCreate_v2)
 NOT_SUPPORTED(cuArray3DCreate_v2)
 NOT_SUPPORTED(cuArrayDestroy)
+// Asked for on Windows.
+NOT_SUPPORTED(cuD3D11GetDevice)
+NOT_SUPPORTED(cuD3D11GetDevices)
+NOT_SUPPORTED(cuGraphicsD3D11RegisterResource)
 // NOLINTEND(readability-identifier-naming)

@@ -3,10 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "common/platform/path_text.h"
+#include "tests/support/environment.h"
 #include "tests/support/temporary_folder.h"
 
 extern "C" {
@@ -20,16 +21,16 @@ class SimulatedDriver : public testing::Test {
   SimulatedDriver() {
     // What FFmpeg says about refusals that a test asks for would only be noise.
     av_log_set_level(AV_LOG_QUIET);
-    set("LOG", (folder_ / "log").string());
+    set("LOG", platform::path_to_utf8(folder_ / "log"));
   }
   ~SimulatedDriver() override {
-    for (const std::string& name : changed_) unsetenv(name.c_str());
+    for (const std::string& name : changed_) remove_variable(name.c_str());
   }
 
   /// Sets one of the driver's variables until the test is over.
   void set(const std::string& name, const std::string& value) {
     changed_.push_back("VEYRIN_SIMULATED_NVENC_" + name);
-    setenv(changed_.back().c_str(), value.c_str(), 1);
+    set_variable(changed_.back().c_str(), value);
   }
 
   [[nodiscard]] std::string log() const { return file_text(folder_ / "log"); }

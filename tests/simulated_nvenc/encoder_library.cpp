@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 
+#include "simulated_nvenc_export.h"
 #include "tests/simulated_nvenc/capabilities.h"
 #include "tests/simulated_nvenc/refusal.h"
 #include "tests/simulated_nvenc/session.h"
@@ -86,14 +87,20 @@ NVENCSTATUS open_session(NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS* parameters, void*
       parameters->apiVersion != NVENCAPI_VERSION) {
     return NV_ENC_ERR_INVALID_VERSION;
   }
-  if (parameters->deviceType != NV_ENC_DEVICE_TYPE_CUDA) return NV_ENC_ERR_UNSUPPORTED_DEVICE;
   if (parameters->device == nullptr) return NV_ENC_ERR_INVALID_DEVICE;
+  std::unique_ptr<TextureDevice> textures;
+  if (parameters->deviceType == NV_ENC_DEVICE_TYPE_DIRECTX) {
+    textures = open_texture_device(parameters->device);
+    if (textures == nullptr) return NV_ENC_ERR_UNSUPPORTED_DEVICE;
+  } else if (parameters->deviceType != NV_ENC_DEVICE_TYPE_CUDA) {
+    return NV_ENC_ERR_UNSUPPORTED_DEVICE;
+  }
   Settings settings = settings_from_environment();
   if (settings.open_session_status) {
     log_line(settings, "refused to open a session (as configured)");
     return static_cast<NVENCSTATUS>(*settings.open_session_status);
   }
-  *handle = sessions().add(std::make_shared<Session>(std::move(settings)));
+  *handle = sessions().add(std::make_shared<Session>(std::move(settings), std::move(textures)));
   return NV_ENC_SUCCESS;
 }
 
@@ -148,7 +155,7 @@ const char* last_error(void* handle) {
   return session == nullptr ? "no such session" : session->last_error();
 }
 
-/// Registered textures and other ways that this driver does not know.
+/// What this driver does not know.
 template <typename... Arguments>
 NVENCSTATUS unimplemented(Arguments... /*ignored*/) {
   return NV_ENC_ERR_UNIMPLEMENTED;
@@ -158,15 +165,14 @@ NVENCSTATUS unimplemented(Arguments... /*ignored*/) {
 }  // namespace veyrin::simulated_nvenc
 
 // NOLINTBEGIN(readability-identifier-naming): the names are the driver's.
-extern "C" __attribute__((visibility("default"))) NVENCSTATUS NvEncodeAPIGetMaxSupportedVersion(
-    std::uint32_t* version) {
+extern "C" SIMULATED_NVENC_EXPORT NVENCSTATUS NvEncodeAPIGetMaxSupportedVersion(std::uint32_t* version) {
   if (version == nullptr) return NV_ENC_ERR_INVALID_PTR;
   *version = NVENCAPI_MAJOR_VERSION << 4 | NVENCAPI_MINOR_VERSION;
   return NV_ENC_SUCCESS;
 }
 
-extern "C" __attribute__((visibility("default"))) NVENCSTATUS NvEncodeAPICreateInstance(
-    NV_ENCODE_API_FUNCTION_LIST* functions) {
+extern "C" SIMULATED_NVENC_EXPORT NVENCSTATUS
+NvEncodeAPICreateInstance(NV_ENCODE_API_FUNCTION_LIST* functions) {
   namespace driver = veyrin::simulated_nvenc;
   using driver::Session;
   if (functions == nullptr) return NV_ENC_ERR_INVALID_PTR;
@@ -191,10 +197,10 @@ extern "C" __attribute__((visibility("default"))) NVENCSTATUS NvEncodeAPICreateI
   functions->nvEncGetSequenceParams = driver::pass_structure<&Session::sequence_parameters>;
   functions->nvEncEncodePicture = driver::encode_picture;
   functions->nvEncGetLastErrorString = driver::last_error;
-  functions->nvEncRegisterResource = driver::unimplemented;
-  functions->nvEncUnregisterResource = driver::unimplemented;
-  functions->nvEncMapInputResource = driver::unimplemented;
-  functions->nvEncUnmapInputResource = driver::unimplemented;
+  functions->nvEncRegisterResource = driver::pass_structure<&Session::register_texture>;
+  functions->nvEncUnregisterResource = driver::pass_buffer<&Session::unregister_texture>;
+  functions->nvEncMapInputResource = driver::pass_structure<&Session::map_texture>;
+  functions->nvEncUnmapInputResource = driver::pass_buffer<&Session::unmap_texture>;
   functions->nvEncGetEncodeStats = driver::unimplemented;
   functions->nvEncInvalidateRefFrames = driver::unimplemented;
   functions->nvEncRegisterAsyncEvent = driver::unimplemented;

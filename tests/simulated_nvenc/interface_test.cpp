@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "common/platform/shared_library.h"
+#include "decode/nvenc_device.h"
 #include "tests/simulated_nvenc/driver_test.h"
 
 namespace veyrin::test {
@@ -94,7 +95,7 @@ class EncoderInterface : public SimulatedDriver {
     return status == NV_ENC_SUCCESS ? api_.nvEncUnlockBitstream(session_, output_) : status;
   }
 
-  platform::SharedLibrary library_{"libnvidia-encode.so.1"};
+  platform::SharedLibrary library_{installed_nvenc_libraries().encoder};
   NV_ENCODE_API_FUNCTION_LIST api_{};
   void* session_ = nullptr;
   void (*change_)(NV_ENC_INITIALIZE_PARAMS&, NV_ENC_CONFIG&) = nullptr;
@@ -198,8 +199,11 @@ TEST_F(EncoderInterface, GivesParameterSetsOnlyWhereTheyFit) {
   EXPECT_GT(size, 16U);
 }
 
-TEST_F(EncoderInterface, KnowsNoTextures) {
+TEST_F(EncoderInterface, KnowsNoTexturesOfAnotherKindOfDevice) {
+  ASSERT_EQ(initialize(), NV_ENC_SUCCESS);
   NV_ENC_REGISTER_RESOURCE resource{};
+  resource.version = NV_ENC_REGISTER_RESOURCE_VER;
+  resource.resourceType = NV_ENC_INPUT_RESOURCE_TYPE_DIRECTX;
   EXPECT_EQ(api_.nvEncRegisterResource(session_, &resource), NV_ENC_ERR_UNIMPLEMENTED);
 }
 

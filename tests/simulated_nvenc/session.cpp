@@ -8,6 +8,12 @@
 
 namespace veyrin::simulated_nvenc {
 
+Session::~Session() {
+  if (!textures_.empty()) {
+    log_line(settings_, "ended with " + std::to_string(textures_.size()) + " registered textures");
+  }
+}
+
 void Session::require_initialized() const {
   require(setup_.has_value(), NV_ENC_ERR_ENCODER_NOT_INITIALIZED, "the session is not initialized");
 }
@@ -41,7 +47,7 @@ void Session::sequence_parameters(NV_ENC_SEQUENCE_PARAM_PAYLOAD& parameters) {
   *parameters.outSPSPPSPayloadSize = static_cast<std::uint32_t>(sets.size());
 }
 
-Submission Session::submission(const NV_ENC_PIC_PARAMS& parameters, InputBuffer& from) const {
+Submission Session::submission(const NV_ENC_PIC_PARAMS& parameters, const PictureSource& from) const {
   Submission submission;
   submission.time_stamp = parameters.inputTimeStamp;
   submission.duration = parameters.inputDuration;
@@ -68,17 +74,20 @@ NVENCSTATUS Session::encode(const NV_ENC_PIC_PARAMS& parameters) {
     throw Refusal(NV_ENC_ERR_GENERIC, "the GPU was lost (as configured)");
   }
   const StreamSettings& stream = setup_->stream;
-  InputBuffer& from = input(parameters.inputBuffer);
+  const PictureSource& from = source(parameters.inputBuffer);
+  const PictureLayout& layout = from.layout();
   OutputBuffer& to = output(parameters.outputBitstream);
-  require(!from.locked, NV_ENC_ERR_LOCK_BUSY, "the input buffer is still locked");
   require(to.state == OutputBuffer::State::free, NV_ENC_ERR_INVALID_CALL,
           "the output buffer's last view was not fetched");
-  require(parameters.bufferFmt == from.format, NV_ENC_ERR_INVALID_PARAM, "another format than the buffer's");
+  require(parameters.bufferFmt == layout.format, NV_ENC_ERR_INVALID_PARAM,
+          "another format than the buffer's");
   require(parameters.pictureStruct == NV_ENC_PIC_STRUCT_FRAME, NV_ENC_ERR_UNSUPPORTED_PARAM,
           "only whole frames are encoded");
-  require(from.width == stream.width && from.height == stream.height &&
-              parameters.inputWidth == static_cast<std::uint32_t>(stream.width) &&
-              parameters.inputHeight == static_cast<std::uint32_t>(stream.height),
+  // FFmpeg tells no size with textures, and drivers take that.
+  const bool size_told = parameters.inputWidth != 0 || parameters.inputHeight != 0;
+  require(layout.width == stream.width && layout.height == stream.height &&
+              (!size_told || (parameters.inputWidth == static_cast<std::uint32_t>(stream.width) &&
+                              parameters.inputHeight == static_cast<std::uint32_t>(stream.height))),
           NV_ENC_ERR_INVALID_PARAM, "another size than the session's");
 
   Submission taken = submission(parameters, from);

@@ -15,6 +15,7 @@
 #include "tests/simulated_nvenc/picture_order.h"
 #include "tests/simulated_nvenc/settings.h"
 #include "tests/simulated_nvenc/stream_coder.h"
+#include "tests/simulated_nvenc/texture_device.h"
 #include "tests/simulated_nvenc/view_pairs.h"
 
 namespace veyrin::simulated_nvenc {
@@ -32,7 +33,12 @@ struct OutputBuffer {
 /// Calls in the order that a driver wants; everything else throws a Refusal.
 class Session {
  public:
-  explicit Session(Settings settings) : settings_(std::move(settings)) {}
+  /// `textures` is null for a device whose textures are no input.
+  Session(Settings settings, std::unique_ptr<TextureDevice> textures)
+      : settings_(std::move(settings)), texture_device_(std::move(textures)) {}
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
 
   [[nodiscard]] const Settings& settings() const { return settings_; }
 
@@ -43,6 +49,11 @@ class Session {
   void destroy_input(void* buffer);
   void lock_input(NV_ENC_LOCK_INPUT_BUFFER& parameters);
   void unlock_input(void* buffer);
+
+  void register_texture(NV_ENC_REGISTER_RESOURCE& parameters);
+  void unregister_texture(void* registered);
+  void map_texture(NV_ENC_MAP_INPUT_RESOURCE& parameters);
+  void unmap_texture(void* mapped);
 
   void create_output(NV_ENC_CREATE_BITSTREAM_BUFFER& parameters);
   void destroy_output(void* buffer);
@@ -60,8 +71,10 @@ class Session {
  private:
   void require_initialized() const;
   InputBuffer& input(void* buffer);
+  /// An input buffer or a mapped texture.
+  PictureSource& source(void* handle);
   OutputBuffer& output(void* buffer);
-  [[nodiscard]] Submission submission(const NV_ENC_PIC_PARAMS& parameters, InputBuffer& from) const;
+  [[nodiscard]] Submission submission(const NV_ENC_PIC_PARAMS& parameters, const PictureSource& from) const;
   NVENCSTATUS finish_stream();
   void code(const std::vector<InputPicture>& group);
   void deliver(CodedPicture& picture);
@@ -73,7 +86,9 @@ class Session {
   std::unique_ptr<StreamCoder> coder_;
   std::optional<ViewPairs> pairs_;
   std::optional<PictureOrder> order_;
+  std::unique_ptr<TextureDevice> texture_device_;
   std::map<void*, std::unique_ptr<InputBuffer>> inputs_;
+  std::map<void*, std::unique_ptr<RegisteredTexture>> textures_;
   std::map<void*, std::unique_ptr<OutputBuffer>> outputs_;
   std::deque<OutputBuffer*> waiting_outputs_;                  ///< in the order they were handed in
   std::map<std::int64_t, std::vector<Submission>> in_flight_;  ///< by the picture's number

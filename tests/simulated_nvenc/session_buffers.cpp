@@ -12,6 +12,15 @@ InputBuffer& Session::input(void* buffer) {
   return *found->second;
 }
 
+PictureSource& Session::source(void* handle) {
+  for (const auto& [registered, texture] : textures_) {
+    if (texture->mapped && texture->mapped_handle() == handle) return *texture;
+  }
+  InputBuffer& buffer = input(handle);
+  require(!buffer.locked, NV_ENC_ERR_LOCK_BUSY, "the input buffer is still locked");
+  return buffer;
+}
+
 OutputBuffer& Session::output(void* buffer) {
   const auto found = outputs_.find(buffer);
   require(found != outputs_.end(), NV_ENC_ERR_INVALID_PARAM, "unknown output buffer");
@@ -26,8 +35,9 @@ void Session::create_input(NV_ENC_CREATE_INPUT_BUFFER& parameters) {
   require(parameters.width >= static_cast<std::uint32_t>(stream.width) &&
               parameters.height >= static_cast<std::uint32_t>(stream.height),
           NV_ENC_ERR_INVALID_PARAM, "the input buffer is smaller than the pictures");
-  auto buffer = std::make_unique<InputBuffer>(static_cast<int>(parameters.width),
-                                              static_cast<int>(parameters.height), parameters.bufferFmt);
+  auto buffer = std::make_unique<InputBuffer>(PictureLayout{.width = static_cast<int>(parameters.width),
+                                                            .height = static_cast<int>(parameters.height),
+                                                            .format = parameters.bufferFmt});
   parameters.inputBuffer = buffer.get();
   inputs_.emplace(buffer.get(), std::move(buffer));
 }

@@ -1,14 +1,16 @@
 #include "tests/simulated_nvenc/settings.h"
 
-#include <cstdlib>
 #include <fstream>
+
+#include "common/platform/environment.h"
+#include "common/platform/path_text.h"
 
 namespace veyrin::simulated_nvenc {
 namespace {
 
 std::optional<std::string> variable(const std::string& name) {
-  const char* value = std::getenv(("VEYRIN_SIMULATED_NVENC_" + name).c_str());
-  if (value == nullptr || *value == '\0') return std::nullopt;
+  auto value = platform::environment_value(("VEYRIN_SIMULATED_NVENC_" + name).c_str());
+  if (value && value->empty()) return std::nullopt;
   return value;
 }
 
@@ -46,7 +48,7 @@ Settings settings_from_environment() {
 
 void log_line(const Settings& settings, const std::string& line) {
   if (settings.log_file.empty()) return;
-  std::ofstream(settings.log_file, std::ios::app) << line << '\n';
+  std::ofstream(platform::path_from_utf8(settings.log_file), std::ios::app) << line << '\n';
 }
 
 }  // namespace veyrin::simulated_nvenc

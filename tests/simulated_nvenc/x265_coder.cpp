@@ -92,7 +92,7 @@ void configure(const x265_api& api, const StreamSettings& settings, x265_param& 
   parameters.rc.cuTree = 0;
   set_rate(settings, parameters);
   set_colors(settings.colors, parameters);
-  if (api.param_parse(&parameters, "pools", "2") != 0 ||
+  if (api.param_parse(&parameters, "pools", "none") != 0 ||
       api.param_apply_profile(&parameters, settings.bit_depth == 10 ? "main10" : "main") != 0) {
     throw std::runtime_error("x265 refuses its parameters");
   }
