@@ -59,16 +59,25 @@ def view_decoder(request):
 @pytest.fixture(scope="session")
 def nvenc(request, converter):
     """A function that gives the settings for a run with the simulated driver and the named properties of it."""
-    if converter.prefix:
-        pytest.skip("the stand-ins are libraries of this system")
     folder = Path(request.config.getoption("--simulated-nvenc")).absolute()
-    assert (folder / "libnvidia-encode.so.1").exists(), f"no simulated driver in {folder}: run scripts/setup, build again"
+    if converter.prefix:
+        # The runner lays the libraries into the system's folder and gives the GPU its vendor.
+        library, place = "nvEncodeAPI64.dll", {"WINDOWS_ENV_DRIVER": str(folder),
+                                               "DXVK_CONFIG": "dxgi.customVendorId = 10de"}
+    else:
+        library, place = "libnvidia-encode.so.1", {"LD_LIBRARY_PATH": str(folder)}
+    assert (folder / library).exists(), f"no simulated driver in {folder}: run the set-up script, build again"
 
     def settings(**properties):
-        named = {f"VEYRIN_SIMULATED_NVENC_{name.upper()}": str(value) for name, value in properties.items()}
-        return {"LD_LIBRARY_PATH": str(folder), **named}
+        return place | {f"VEYRIN_SIMULATED_NVENC_{name.upper()}": str(value) for name, value in properties.items()}
 
     return settings
+
+
+@pytest.fixture
+def temporary_files(converter, tmp_path):
+    """Settings that have a run's temporary files in the test's folder; a runner's runs have theirs to themselves."""
+    return {} if converter.prefix else {"TMPDIR": str(tmp_path)}
 
 
 @pytest.fixture
