@@ -6,9 +6,12 @@ cache_dir=${XDG_CACHE_HOME:-$HOME/.cache}/veyrin
 jobs=$(nproc)
 windows_triplet=x86_64-w64-mingw32
 windows_ffmpeg_gpl=$cache_dir/windows-tools/ffmpeg-gpl.exe
+# How a script ends when something that only running Windows programs takes cannot be had on this machine.
+unavailable_status=77
 
 say() { printf '== %s\n' "$*" >&2; }
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
+unavailable() { printf 'unavailable: %s\n' "$*" >&2; exit "$unavailable_status"; }
 
 # Runs a command quietly; its output is shown only when it fails.
 quietly() {
@@ -60,10 +63,12 @@ debian_mirror() {
 # fetch_npm_file PACKAGE@VERSION MEMBER DIGEST TARGET: one file out of an npm package, checked; for test machines only.
 fetch_npm_file() {
   local package=$1 member=$2 digest=$3 target=$4 folder status=0
-  command -v npm >/dev/null || need_packages npm
+  command -v npm >/dev/null || (need_packages npm) || return 1
   folder=$(mktemp -d)
+  # Under its name only when whole: the temporary folder may be on another disk, from where it is copied.
   (cd "$folder" && again quietly npm pack --silent "$package" && tar -xzf ./*.tgz "$member" &&
-    echo "$digest  $member" | sha256sum -c --quiet && mv "$member" "$target") || status=1
+    echo "$digest  $member" | sha256sum -c --quiet && mv "$member" "$target.part" && mv "$target.part" "$target") ||
+    status=1
   rm -rf "$folder"
   return "$status"
 }
