@@ -12,6 +12,7 @@
 
 #include "common/ffmpeg_owners.h"
 #include "tests/convert/fake_packaged_encoder.h"
+#include "tests/support/awaited_file.h"
 
 namespace veyrin {
 namespace {
@@ -276,7 +277,7 @@ TEST_F(PackagedEncoder, AFailedFinishPassFailsTheEncode) {
 TEST_F(PackagedEncoder, DestructionLeavesNoProcessBehind) {
   auto encoder = create(std::string(test::leave_pid) + "exec sleep 100");
   ASSERT_TRUE(encoder) << error_;
-  const pid_t process = std::stoi(test::wait_for_file(fake_.file("pid")));
+  const pid_t process = std::stoi(test::wait_for_text(fake_.file("pid")));
   EXPECT_TRUE(test::process_exists(process));
   encoder.reset();
   EXPECT_FALSE(test::process_exists(process));
@@ -291,7 +292,7 @@ TEST_F(PackagedEncoder, AKilledConverterTakesTheChildWithIt) {
     pause();
     _exit(0);
   }
-  const pid_t orphan = std::stoi(test::wait_for_file(fake_.file("pid")));
+  const pid_t orphan = std::stoi(test::wait_for_text(fake_.file("pid")));
   kill(converter, SIGKILL);
   int status = 0;
   ASSERT_EQ(waitpid(converter, &status, 0), converter);

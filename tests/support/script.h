@@ -1,12 +1,10 @@
 // Small shell programs that stand in for a child process.
 #pragma once
 
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <thread>
 
 #include "tests/support/temporary_folder.h"
 
@@ -17,13 +15,6 @@ inline std::filesystem::path write_script(const std::filesystem::path& path, con
   std::ofstream(path) << "#!/bin/sh\n" << body << '\n';
   std::filesystem::permissions(path, std::filesystem::perms::owner_all);
   return path;
-}
-
-/// Waits until the file is there and gives its text; a test that waits in vain ends with the time-out of its
-/// runner. Scripts write under another name and rename, so that no half-written text is read.
-inline std::string wait_for_file(const std::filesystem::path& path) {
-  while (!std::filesystem::exists(path)) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  return file_text(path);
 }
 
 /// The script line that leaves the process's number in the file "pid" of its folder.

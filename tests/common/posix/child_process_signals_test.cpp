@@ -6,22 +6,15 @@
 #include <csignal>
 
 #include "common/platform/child_process.h"
+#include "tests/common/child_process_fixture.h"
+#include "tests/support/awaited_file.h"
 #include "tests/support/script.h"
 
 namespace veyrin::platform {
 namespace {
 
-class ChildProcessSignals : public ::testing::Test {
+class ChildProcessSignals : public ChildProcessTest {
  protected:
-  std::unique_ptr<ChildProcess> start(const std::string& body) {
-    ChildProcessRequest request;
-    request.executable = test::write_script(folder_ / "child", body);
-    request.working_directory = folder_.path();
-    request.input = ChildInput::pipe;
-    ChildStartFailure failure;
-    return ChildProcess::start(request, failure);
-  }
-
   // Runs `work` in a process of its own and gives its exit status as waitpid reports it.
   template <typename Work>
   static int status_of_process(const Work& work) {
@@ -31,8 +24,6 @@ class ChildProcessSignals : public ::testing::Test {
     waitpid(process, &status, 0);
     return status;
   }
-
-  test::TemporaryFolder folder_;
 };
 
 bool broken_pipe_is_pending() {
@@ -51,7 +42,7 @@ TEST_F(ChildProcessSignals, WriteToADeadChildIsAnErrorAndLeavesSignalsAsTheyWere
   struct sigaction before {};
   sigaction(SIGPIPE, nullptr, &before);
   ASSERT_EQ(before.sa_handler, SIG_DFL) << "the signal would end this program";
-  const auto child = start("exit 0");
+  const auto child = start({"exit", "0"}, ChildInput::pipe);
   ASSERT_TRUE(child);
   child->wait();
   EXPECT_FALSE(child->write("text", 4));
@@ -63,13 +54,6 @@ TEST_F(ChildProcessSignals, WriteToADeadChildIsAnErrorAndLeavesSignalsAsTheyWere
   EXPECT_FALSE(broken_pipe_is_blocked());
 }
 
-TEST_F(ChildProcessSignals, AWriteThatWaitsFailsWhenTheChildDies) {
-  const auto child = start("sleep 0.2; exit 1");
-  ASSERT_TRUE(child);
-  const std::string bytes(std::size_t{4} * 1048576, 'x');
-  EXPECT_FALSE(child->write(bytes.data(), bytes.size()));
-}
-
 TEST_F(ChildProcessSignals, ASignalThatWasPendingBeforeStaysPending) {
   sigset_t broken_pipe;
   sigset_t previous;
@@ -77,7 +61,7 @@ TEST_F(ChildProcessSignals, ASignalThatWasPendingBeforeStaysPending) {
   sigaddset(&broken_pipe, SIGPIPE);
   pthread_sigmask(SIG_BLOCK, &broken_pipe, &previous);
   raise(SIGPIPE);
-  const auto child = start("exit 0");
+  const auto child = start({"exit", "0"}, ChildInput::pipe);
   ASSERT_TRUE(child);
   child->wait();
   EXPECT_FALSE(child->write("text", 4));
@@ -91,7 +75,7 @@ TEST_F(ChildProcessSignals, ASignalThatWasPendingBeforeStaysPending) {
 TEST_F(ChildProcessSignals, ExitCodesArriveAlthoughChildrenWereIgnored) {
   EXPECT_EQ(status_of_process([this] {
               signal(SIGCHLD, SIG_IGN);
-              const auto child = start("exit 9");
+              const auto child = start({"exit", "9"}, ChildInput::pipe);
               return child && child->wait() == 9;
             }),
             0);
@@ -100,13 +84,13 @@ TEST_F(ChildProcessSignals, ExitCodesArriveAlthoughChildrenWereIgnored) {
 TEST_F(ChildProcessSignals, WorksWithoutStandardStreams) {
   EXPECT_EQ(status_of_process([this] {
               for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(stream);
-              const auto child = start("cat > copy");
+              const auto child = start({"copy", "copy"}, ChildInput::pipe);
               if (!child || !child->write("text", 4)) return false;
               child->close_input();
               return child->wait() == 0;
             }),
             0);
-  EXPECT_EQ(test::file_text(folder_ / "copy"), "text");
+  EXPECT_EQ(written("copy"), "text");
 }
 
 // This program adopts the orphan, so that the way it ended can be seen.
@@ -114,11 +98,11 @@ TEST_F(ChildProcessSignals, ChildDiesWithAKilledConverter) {
   ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
   const pid_t converter = fork();
   if (converter == 0) {
-    const auto child = start(std::string(test::leave_pid) + "exec sleep 100");
+    const auto child = start({"number", "answer"}, ChildInput::pipe);
     pause();
     _exit(0);
   }
-  const pid_t orphan = std::stoi(test::wait_for_file(folder_ / "pid"));
+  const pid_t orphan = std::stoi(test::wait_for_text(home_ / "answer"));
   kill(converter, SIGKILL);
   int status = 0;
   ASSERT_EQ(waitpid(converter, &status, 0), converter);

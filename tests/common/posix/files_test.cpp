@@ -1,8 +1,9 @@
+#include "common/platform/files.h"
+
 #include <gtest/gtest.h>
 
 #include <fstream>
 
-#include "common/platform/files.h"
 #include "tests/support/temporary_folder.h"
 
 namespace veyrin::platform {

@@ -1,0 +1,106 @@
+// A program that does what a test asks of a child process. The first argument is the task, the second in most
+// cases the file that gets the answer.
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/platform/child_process.h"
+#include "common/platform/module_path.h"
+#include "common/platform/path_text.h"
+#include "tests/common/child_tasks.h"
+
+namespace veyrin::test {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::path_from_utf8;
+
+using Words = std::vector<std::string>;
+
+/// Under another name first, so that no half-written answer is read.
+int answer(const std::string& file, const std::string& text) {
+  const auto path = path_from_utf8(file);
+  auto part = path;
+  part += ".part";
+  std::ofstream(part, std::ios::binary) << text;
+  std::filesystem::rename(part, path);
+  return 0;
+}
+
+int stay() {
+  while (true) std::this_thread::sleep_for(1h);
+}
+
+int tell_arguments(const Words& words) {
+  std::string text;
+  for (std::size_t i = 2; i < words.size(); ++i) text += "<" + words[i] + ">\n";
+  return answer(words.at(1), text);
+}
+
+int copy_input(const Words& words) {
+  make_input_binary();
+  std::ofstream file(path_from_utf8(words.at(1)), std::ios::binary);
+  file << std::cin.rdbuf();
+  return 0;
+}
+
+/// Plays the converter: its own child leaves its number, then both wait.
+int start_a_child(const Words& words) {
+  platform::ChildProcessRequest request;
+  request.executable = platform::module_path();
+  request.arguments = {"number", words.at(1)};
+  request.working_directory = std::filesystem::current_path();
+  request.input = platform::ChildInput::pipe;
+  platform::ChildStartFailure failure;
+  const auto child = platform::ChildProcess::start(request, failure);
+  return child ? stay() : 1;
+}
+
+int run_task(const Words& words) {
+  const std::string& task = words.at(0);
+  if (task == "exit") return std::stoi(words.at(1));
+  if (task == "exit late") {
+    std::this_thread::sleep_for(200ms);
+    return 1;
+  }
+  if (task == "arguments") return tell_arguments(words);
+  if (task == "folder") {
+    return answer(words.at(1), platform::path_to_utf8(std::filesystem::current_path()));
+  }
+  if (task == "copy") return copy_input(words);
+  if (task == "copy late") {
+    while (!std::filesystem::exists(path_from_utf8(words.at(2)))) std::this_thread::sleep_for(5ms);
+    return copy_input(words);
+  }
+  if (task == "streams") return answer(words.at(1), streams_text());
+  if (task == "print") {
+    std::fputs("to output\n", stdout);
+    std::fputs("to error\n", stderr);
+    return 0;
+  }
+  if (task == "file") return answer(words.at(1), holds_file(words.at(2)) ? "open" : "closed");
+  if (task == "number") {
+    answer(words.at(1), process_number());
+    return stay();
+  }
+  if (task == "start a child") return start_a_child(words);
+  return task == "stay" ? stay() : 98;
+}
+
+}  // namespace
+}  // namespace veyrin::test
+
+int main(int argc, char** argv) {
+  try {
+    return veyrin::test::run_task(std::vector<std::string>(argv + 1, argv + argc));
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s\n", failure.what());
+    return 97;
+  }
+}

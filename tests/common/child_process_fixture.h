@@ -1,0 +1,82 @@
+// What the tests of child processes share: a fixture whose child is the program `child_for_tests`, and what
+// each system says of it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "common/platform/child_process.h"
+#include "common/platform/module_path.h"
+#include "tests/support/temporary_folder.h"
+
+namespace veyrin::platform {
+
+/// Makes the helper program startable under another name; its libraries stay where they are.
+void place_child(const std::filesystem::path& helper, const std::filesystem::path& name);
+
+/// The exit code of a child that was ended by `terminate`.
+extern const int exit_code_of_terminated_child;
+
+/// How much earlier than asked a wait may end by the system's clock.
+extern const std::chrono::milliseconds clock_step;
+
+/// What the system says of a program that is missing, of a file that is no program, and of a missing folder.
+struct StartErrors {
+  std::string missing_program, no_program, missing_folder;
+};
+StartErrors start_errors();
+
+/// The number of descriptors or handles that this process holds.
+std::size_t open_handles();
+
+/// Name of a folder with blanks, letters outside of every code page's common part, and one outside the basic
+/// plane.
+inline constexpr const char* unicode_name =
+    "my videos \xc3\xa9\xe2\x82\xac \xe8\xa7\x86\xe9\xa2\x91 \xf0\x9f\x8e\xa5";
+
+/// Each test's child lies in a folder with such a name, which is also its working directory.
+class ChildProcessTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::filesystem::create_directory(home_);
+    place_child(module_path().parent_path() / executable_file_name("child_for_tests"), program_);
+  }
+
+  /// `arguments` are a task of the helper program and what that takes.
+  ChildProcessRequest request_for(std::vector<std::string> arguments,
+                                  ChildInput input = ChildInput::null_device) {
+    ChildProcessRequest request;
+    request.executable = program_;
+    request.arguments = std::move(arguments);
+    request.working_directory = home_;
+    request.input = input;
+    return request;
+  }
+
+  std::unique_ptr<ChildProcess> start_request(const ChildProcessRequest& request) {
+    return ChildProcess::start(request, failure_);
+  }
+
+  std::unique_ptr<ChildProcess> start(std::vector<std::string> arguments,
+                                      ChildInput input = ChildInput::null_device) {
+    return start_request(request_for(std::move(arguments), input));
+  }
+
+  [[nodiscard]] std::string written(const std::string& name) const {
+    return test::file_text(home_ / path_from_utf8(name));
+  }
+
+  test::TemporaryFolder folder_;
+  std::filesystem::path home_ = folder_ / unicode_name;
+  std::filesystem::path program_ = home_ / executable_file_name("the child");
+  ChildStartFailure failure_;
+};
+
+}  // namespace veyrin::platform
