@@ -151,6 +151,30 @@ def test_missing_encoder_is_named(converter, shelf, tmp_path):
                               "(expected C:\\no é\\x.exe; VEYRIN_FFMPEG_GPL may override the location)"), str(run)
 
 
+@pytest.mark.parametrize("bits, last", [(8, "hevc_mf: Function not implemented"),
+                                        (10, "hevc_mf: does not support 10-bit HEVC output")])
+def test_every_encoder_is_tried_in_turn(converter, shelf, tmp_path, bits, last):
+    recording = shelf.get(*RECORDINGS[bits])
+    run = converter.run(recording.path, folder=tmp_path, settings={"VEYRIN_FFMPEG_GPL": "C:\\no\\x.exe"})
+    run.failed("no suitable encoder could be opened; attempts:\n"
+               "  hevc_nvenc: Operation not permitted\n"
+               "  hevc_qsv: Unknown error occurred\n"
+               "  hevc_amf: not included in this FFmpeg build\n"
+               f"  {last}\n"
+               "  packaged software encoder: packaged GPL FFmpeg executable not found "
+               "(expected C:\\no\\x.exe; VEYRIN_FFMPEG_GPL may override the location)")
+    assert run.errors == ""
+
+
+def test_encoders_that_do_not_open_leave_the_packaged_one(converter, reference, shelf, tmp_path):
+    recording = shelf.get(*RECORDINGS[10])
+    movies = convert_on_both(converter, reference, tmp_path, recording, "out.mp4", "--sbs-codec", "hevc")
+    (windows_run, windows), (linux_run, _) = movies["windows"], movies["linux"]
+    assert report(windows_run) == report(linux_run)
+    assert windows_run.value("encoder") == "libx265 (packaged FFmpeg CLI) (p010le, CPU YUV processing)"
+    check_movie(windows.path, recording, layout_of(recording), "hevc", ten_bit=True)
+
+
 def test_package_runs_where_it_is_unpacked(converter, request, shelf, tmp_path):
     home = tmp_path / SPOKEN_NAME
     with zipfile.ZipFile(request.config.getoption("--package")) as archive:
@@ -161,7 +185,7 @@ def test_package_runs_where_it_is_unpacked(converter, request, shelf, tmp_path):
     assert {name.split("-")[0] for name in libraries} == {"avcodec", "avformat", "avutil", "swresample", "swscale"}
     assert files - libraries == {"veyrin-video-converter.exe", "README.txt", "licenses"}
     licences = {path.name for path in (folder / "licenses").iterdir()}
-    assert {"LICENSE", "NOTICE", "COPYING.LGPLv2.1"} <= licences
+    assert {"LICENSE", "NOTICE", "COPYING.LGPLv2.1", "LICENSE.oneVPL"} <= licences
 
     shutil.copy(converter.program.parent / "ffmpeg-gpl.exe", folder)
     unpacked = Converter(folder / "veyrin-video-converter.exe", converter.prefix)
