@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "common/error_text.h"
+#include "tests/support/allocation_limit.h"
 #include "tests/support/environment.h"
 
 namespace veyrin {
@@ -271,6 +273,26 @@ TEST_F(EncoderSelection, AFormatThatNobodyFillsEndsTheConversion) {
     machine_.opened_format = format;
     EXPECT_TRUE(select()) << format;
   }
+}
+
+TEST_F(EncoderSelection, NoMemoryForASettingEndsTheConversion) {
+  std::optional<test::AllocationLimit> shortage;
+  EncoderServices services = machine_.services();
+  services.find = [&](const char* /*name*/) {
+    shortage.emplace(test::no_memory);
+    return avcodec_find_encoder_by_name("prores_ks");
+  };
+  EXPECT_FALSE(select_encoder(request_, services, selected_, error_));
+  EXPECT_EQ(error_, "could not allocate the video encoder");
+  shortage.reset();
+
+  services = machine_.services();
+  services.packaged_available = [&](bool /*ten_bit*/, std::string& /*error*/) {
+    shortage.emplace(test::no_memory);
+    return true;
+  };
+  EXPECT_FALSE(select_encoder(request_, services, selected_, error_));
+  EXPECT_EQ(error_, "could not allocate the software encoder configuration");
 }
 
 TEST_F(EncoderSelection, FFmpegOfThisMachineNamesWhatItHasNot) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -109,6 +110,16 @@ TEST_F(PackagedEncoder, AStartFailureCarriesTheSystemsNumber) {
   fake_.write("rm \"$0\"", "");
   EXPECT_FALSE(PackagedSoftwareEncoder::create(request_, error_));
   EXPECT_EQ(error_, "could not start packaged GPL FFmpeg (system error 2)");
+}
+
+TEST_F(PackagedEncoder, NoDescriptorForThePipeIsSaid) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  // The probe starts in the same way, so it must pass before there are no descriptors left.
+  fake_.write("exec prlimit --pid $PPID --nofile=3:", "");
+  EXPECT_FALSE(PackagedSoftwareEncoder::create(request_, error_));
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(error_, "could not create the software encoder pipe");
 }
 
 TEST_F(PackagedEncoder, PlanarFramesArriveWithoutTheirPadding) {

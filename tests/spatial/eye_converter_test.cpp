@@ -213,6 +213,17 @@ TEST(EyeConverter, RefusesPicturesThatAreNotInMemory) {
   EXPECT_EQ(error, "could not create spatial YUV converter");
 }
 
+TEST(EyeConverter, RefusesPicturesThatLackAPlane) {
+  const auto encoder = target_encoder(AV_PIX_FMT_NV12, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG);
+  const auto converter = converter_for(*encoder);
+  const FramePtr target = allocate_video_frame(AV_PIX_FMT_NV12, width, height);
+  const FramePtr eye = random_frame(AV_PIX_FMT_NV12);
+  eye->data[1] = nullptr;
+  std::string error;
+  EXPECT_FALSE(converter->convert(*eye, *target, error));
+  EXPECT_EQ(error, "could not convert a rectified eye for MV-HEVC encoding");
+}
+
 TEST(EyeConverter, CannotBeMadeForAnImpossibleSize) {
   const auto encoder = target_encoder(AV_PIX_FMT_NV12, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG);
   encoder->width = 0;

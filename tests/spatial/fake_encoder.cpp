@@ -61,6 +61,7 @@ int FakeEncoder::open(AVCodecContext& context) {
   was_configured_at_open = context.width > 0 && context.nb_decoded_side_data > 0;
   if (open_result < 0) return open_result;
   context.extradata = static_cast<std::uint8_t*>(av_mallocz(headers.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+  if (context.extradata == nullptr) return AVERROR(ENOMEM);
   std::memcpy(context.extradata, headers.data(), headers.size());
   context.extradata_size = static_cast<int>(headers.size());
   return 0;
@@ -77,7 +78,7 @@ int FakeEncoder::send(const AVFrame* frame) {
   if (produced_++ == lost_packet) return 0;
   const std::string unit = coded_view(view, frame->pts);
   PacketPtr packet(av_packet_alloc());
-  if (av_new_packet(packet.get(), static_cast<int>(unit.size())) < 0) return AVERROR(ENOMEM);
+  if (!packet || av_new_packet(packet.get(), static_cast<int>(unit.size())) < 0) return AVERROR(ENOMEM);
   std::memcpy(packet->data, unit.data(), unit.size());
   packet->pts = packet->dts = frame->pts;
   if (view == 1) packet->pts += second_view_pts_shift;
