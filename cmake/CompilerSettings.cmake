@@ -10,6 +10,11 @@ endif()
 if(WIN32)
   # Interfaces of Windows 10, wide characters throughout, none of the macros that shadow standard functions.
   target_compile_definitions(veyrin_settings INTERFACE _WIN32_WINNT=0x0A00 UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # GCC takes an inline function's copy in each object for the one that is called, and so for known which registers
+    # it leaves alone. The linker may take that of an object with other options, of the standard library's too.
+    target_compile_options(veyrin_settings INTERFACE -fno-ipa-ra)
+  endif()
 endif()
 if(VEYRIN_SANITIZE)
   target_compile_options(veyrin_settings INTERFACE -fsanitize=${VEYRIN_SANITIZE} -fno-omit-frame-pointer

@@ -21,8 +21,8 @@ TEST_F(ChildProcessTest, GivesTheExitCode) {
 }
 
 TEST_F(ChildProcessTest, PassesArgumentsVerbatim) {
-  const std::vector<std::string> words{"two words", "",         "\"quoted\"", R"(back\slash\)", R"(a b\)",
-                                       "$HOME *",   "%PATH% *", R"(\\"x\\)",  "\xc3\xbc",       unicode_name};
+  const std::vector<std::string> words{"two words", "\"quoted\"", R"(back\slash\)", R"(a b\)",   "$HOME *",
+                                       "%PATH% *",  R"(\\"x\\)",  "\xc3\xbc",       unicode_name};
   std::vector<std::string> arguments{"arguments", "answer"};
   std::string expected;
   for (const auto& word : words) {

@@ -26,6 +26,14 @@ TEST_F(ScriptChildTest, DeathBySignalIsNoSuccess) {
   EXPECT_EQ(child->wait(), 128 + SIGTERM);
 }
 
+// A Windows command line has no place for them.
+TEST_F(ChildProcessTest, PassesEmptyArguments) {
+  const auto child = start({"arguments", "answer", "", "between", ""});
+  ASSERT_TRUE(child) << failure_.system_error;
+  EXPECT_EQ(child->wait(), 0);
+  EXPECT_EQ(written("answer"), "<>\n<between>\n<>\n");
+}
+
 TEST_F(ChildProcessTest, InheritsTheOutputStreams) {
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
