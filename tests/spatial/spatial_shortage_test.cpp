@@ -46,7 +46,7 @@ TEST(SpatialMetadataShortage, TheRecordThatThereIsNoMemoryForIsNamed) {
 class SpatialWriterShortage : public test::SpatialVideoWriterFixture {
  protected:
   SpatialWriterShortage() {
-    config.audio_parameters = sound.parameters();
+    config.audio_parameters = sound_.parameters();
     config.audio_time_base = {1, 48000};
   }
 
@@ -61,19 +61,19 @@ class SpatialWriterShortage : public test::SpatialVideoWriterFixture {
       return 0;
     };
     error.clear();
-    was_made = create_spatial_video_writer(config, error, calls) != nullptr;
+    was_made_ = create_spatial_video_writer(config, error, calls) != nullptr;
     return error;
   }
 
   /// How many blocks it takes to make a writer.
   std::size_t blocks() {
     EXPECT_EQ(message_without(SIZE_MAX), "");
-    EXPECT_TRUE(was_made);
+    EXPECT_TRUE(was_made_);
     return FailingAllocation::allowed();
   }
 
-  Sound sound;
-  bool was_made = false;
+  Sound sound_;
+  bool was_made_ = false;
 };
 
 TEST_F(SpatialWriterShortage, TheStepBeforeTheHeaderIsNamed) {
@@ -81,7 +81,7 @@ TEST_F(SpatialWriterShortage, TheStepBeforeTheHeaderIsNamed) {
   Messages messages;
   for (std::size_t block = 0; messages.count(last) == 0; ++block) {
     messages.insert(message_without(block));
-    ASSERT_FALSE(was_made) << "block " << block;
+    ASSERT_FALSE(was_made_) << "block " << block;
   }
   EXPECT_EQ(messages, (Messages{
                           "could not start NVENC MV-HEVC; this requires Video Codec SDK 13 and compatible "
@@ -101,7 +101,7 @@ TEST_F(SpatialWriterShortage, TheStepBehindTheHeaderIsNamed) {
   Messages messages;
   for (std::size_t block = blocks(); messages.count("") == 0;) {
     messages.insert(message_without(--block));
-    ASSERT_FALSE(was_made) << "block " << block;
+    ASSERT_FALSE(was_made_) << "block " << block;
   }
   EXPECT_EQ(messages, (Messages{
                           "",  // frames and packets, empty as they are yet

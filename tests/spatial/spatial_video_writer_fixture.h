@@ -44,9 +44,9 @@ class SpatialVideoWriterFixture : public testing::Test {
       parameters_->sample_rate = 48000;
       parameters_->frame_size = 1024;
       av_channel_layout_default(&parameters_->ch_layout, 2);
-      constexpr std::uint8_t config[] = {0x11, 0x90};
+      constexpr std::uint8_t header[] = {0x11, 0x90};
       parameters_->extradata = static_cast<std::uint8_t*>(av_mallocz(2 + AV_INPUT_BUFFER_PADDING_SIZE));
-      std::memcpy(parameters_->extradata, config, 2);
+      std::memcpy(parameters_->extradata, header, 2);
       parameters_->extradata_size = 2;
     }
 
