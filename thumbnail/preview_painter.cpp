@@ -73,7 +73,7 @@ ImagePtr paint_upright(const ColoredFrame& picture, int quarter_turns, double pi
   const UprightView view(source->width(), source->height(), quarter_turns);
   const double turned_aspect = quarter_turns % 2 != 0 ? 1.0 / pixel_aspect : pixel_aspect;
   const double rows = std::round(width * view.height() / (view.width() * turned_aspect));
-  const ImagePtr canvas =
+  ImagePtr canvas =
       SinglePlaneImage::create(width, static_cast<int>(std::clamp(rows, 1.0, most_rows)), backdrop);
   if (!canvas || !paint_view(view, *source, picture.converter, *canvas)) return nullptr;
   return canvas;

@@ -54,7 +54,7 @@ TEST(GpmfRecord, TakesEveryPaddingOfThePayload) {
 }
 
 TEST(GpmfRecord, TakesTheLargestPayload) {
-  const std::string payload = "{\"a\":\"" + std::string(65535 - 8, 'x') + "\"}";
+  const std::string payload = R"({"a":")" + std::string(65535 - 8, 'x') + R"("})";
   ASSERT_EQ(payload.size(), 65535U);
   const auto document = parse(gpmf_sample(payload));
   ASSERT_TRUE(document);

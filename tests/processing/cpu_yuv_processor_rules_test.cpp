@@ -74,7 +74,7 @@ TEST(CpuYuvProcessorCreation, ReportsTheFirstFailureInOrder) {
 }
 
 class CpuYuvProcessorRules : public ::testing::Test {
- protected:
+ public:
   [[nodiscard]] std::string process_error(const AVFrame* left_eye, const AVFrame* right_eye,
                                           AVFrame* canvas) const {
     std::string error;

@@ -18,7 +18,7 @@ constexpr int source_height = 26;
 constexpr float fill = 60.0F;  // unlike any value that a tap could fall back to by mistake
 
 class PlaneSampler : public ::testing::TestWithParam<KernelChoice> {
- protected:
+ public:
   PlaneSampler() : frame(make_frame(AV_PIX_FMT_NV12, source_width, source_height, 2)) {
     fill_random(*frame, 5);
     maps = random_maps(150, 24, source_width, source_height, 11);

@@ -1,5 +1,6 @@
 // Writes the remap tables of a calibration as raw floats, for the comparison with other implementations.
 #include <cstdio>
+#include <exception>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -32,13 +33,9 @@ void write(std::ofstream& file, const std::vector<float>& values) {
              static_cast<std::streamsize>(values.size() * sizeof(float)));
 }
 
-}  // namespace
-
-/// dump_maps CASE.json OUTPUT: left x, left y, right x, right y.
-int main(int argc, char** argv) {
-  if (argc != 3) return 2;
+int dump_maps(const char* case_file, const char* output) {
   json values;
-  std::ifstream(argv[1]) >> values;
+  std::ifstream(case_file) >> values;
   veyrin::RawDualTrackCalibration calibration;
   calibration.valid = true;
   calibration.left_intrinsics = intrinsics_from(values.at("left"));
@@ -55,10 +52,23 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "%s\n", error.c_str());
     return 1;
   }
-  std::ofstream file(argv[2], std::ios::binary);
+  std::ofstream file(output, std::ios::binary);
   for (const veyrin::EyeMap* map : {&maps.left, &maps.right}) {
     write(file, map->map_x);
     write(file, map->map_y);
   }
   return file.good() ? 0 : 1;
+}
+
+}  // namespace
+
+/// dump_maps CASE.json OUTPUT: left x, left y, right x, right y.
+int main(int argc, char** argv) {
+  if (argc != 3) return 2;
+  try {
+    return dump_maps(argv[1], argv[2]);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s\n", failure.what());
+    return 1;
+  }
 }

@@ -37,7 +37,7 @@ TEST(EyeMap, HitsEveryGridPixelExactlyWhenTheEyeHasTheGridsSize) {
     EXPECT_EQ(built.valid_fraction, 1.0);
     for (std::int32_t row = 0; row < 5; ++row) {
       for (std::int32_t column = 0; column < width; ++column) {
-        const auto index = static_cast<std::size_t>(row * width + column);
+        const auto index = static_cast<std::size_t>(row) * width + column;
         ASSERT_EQ(built.map.map_x[index], static_cast<float>(column));
         ASSERT_EQ(built.map.map_y[index], static_cast<float>(row));
       }
@@ -47,10 +47,10 @@ TEST(EyeMap, HitsEveryGridPixelExactlyWhenTheEyeHasTheGridsSize) {
 
 TEST(EyeMap, SpansTheGridFromItsFirstToItsLastPixel) {
   const Built smaller = build(plain_camera(101, 51), 5, 3, 101, 51);
-  const std::vector<float> columns{0, 25, 50, 75, 100};
+  const std::vector<float> columns{0, 25, 50, 75, 100}, rows{0, 25, 50};
   for (std::size_t i = 0; i < 15; ++i) {
     EXPECT_FLOAT_EQ(smaller.map.map_x[i], columns[i % 5]);
-    EXPECT_FLOAT_EQ(smaller.map.map_y[i], static_cast<float>(i / 5) * 25.0F);
+    EXPECT_FLOAT_EQ(smaller.map.map_y[i], rows[i / 5]);
   }
   const Built larger = build(plain_camera(3, 1), 9, 1, 3, 1);
   for (std::size_t i = 0; i < 9; ++i) EXPECT_FLOAT_EQ(larger.map.map_x[i], static_cast<float>(i) * 0.25F);
@@ -80,7 +80,7 @@ TEST(EyeMap, UsesTheHomographyRowByRow) {
   for (int row = 0; row < 3; ++row) {
     for (int column = 0; column < 3; ++column) {
       const double w = 0.25 * column + 0.125 * row + 1.0;
-      const auto index = static_cast<std::size_t>(3 * row + column);
+      const auto index = 3 * static_cast<std::size_t>(row) + column;
       EXPECT_FLOAT_EQ(built.map.map_x[index], static_cast<float>((2.0 * column + 0.5 * row + 3.0) / w));
       EXPECT_FLOAT_EQ(built.map.map_y[index], static_cast<float>((-1.0 * column + 4.0 * row + 20.0) / w));
     }

@@ -164,7 +164,7 @@ double difference_to_opencv(const EyeMap& map, const CameraIntrinsics& camera, c
   double largest = 0.0;
   for (int row = 0; row < map.height; ++row) {
     for (int column = 0; column < map.width; ++column) {
-      const auto index = static_cast<std::size_t>(row * map.width + column);
+      const auto index = static_cast<std::size_t>(row) * map.width + column;
       const double x = expected_x.at<float>(row, column), y = expected_y.at<float>(row, column);
       constexpr double margin = 0.01;
       const bool clearly_inside =

@@ -45,7 +45,7 @@ Point seen_from_right(const Pose& right_in_left, const Point& p) {
 /// Where the rectified eye shows a source position: the map's inverse, refined between its pixels.
 std::optional<Position> rectified_position(const EyeMap& map, const Position& source) {
   const auto at = [&](int column, int row) {
-    const auto index = static_cast<std::size_t>(row * map.width + column);
+    const auto index = static_cast<std::size_t>(row) * map.width + column;
     return Position{map.map_x[index], map.map_y[index]};
   };
   int best_column = 0, best_row = 0;

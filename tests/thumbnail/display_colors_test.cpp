@@ -66,7 +66,7 @@ TEST(DisplayColors, EncodeTheNearestCodeOfTheSrgbCurve) {
   const DisplayColors colors(converter(ColorTransfer::srgb, ColorPrimaries::bt709));
   for (int step = 0; step <= 5000; ++step) {
     const double value = step / 5000.0;
-    const float single = static_cast<float>(value);
+    const auto single = static_cast<float>(value);
     EXPECT_NEAR(colors.encoded({single, single, single}).green, srgb_code(value), 0.502);
   }
 }
