@@ -14,6 +14,7 @@
 #include "common/platform/module_path.h"
 #include "common/platform/path_text.h"
 #include "tests/common/child_tasks.h"
+#include "tests/support/awaited_file.h"
 
 namespace veyrin::test {
 namespace {
@@ -23,13 +24,8 @@ using platform::path_from_utf8;
 
 using Words = std::vector<std::string>;
 
-/// Under another name first, so that no half-written answer is read.
 int answer(const std::string& file, const std::string& text) {
-  const auto path = path_from_utf8(file);
-  auto part = path;
-  part += ".part";
-  std::ofstream(part, std::ios::binary) << text;
-  std::filesystem::rename(part, path);
+  leave_text(path_from_utf8(file), text);
   return 0;
 }
 

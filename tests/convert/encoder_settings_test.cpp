@@ -7,6 +7,8 @@
 #include <limits>
 #include <vector>
 
+#include "tests/convert/encoder_request.h"
+
 extern "C" {
 #include <libavutil/opt.h>
 }
@@ -14,13 +16,7 @@ extern "C" {
 namespace veyrin {
 namespace {
 
-EncoderRequest request_for(SbsCodec codec, bool ten_bit) {
-  EncoderRequest request;
-  request.codec = codec;
-  request.ten_bit = ten_bit;
-  request.canvas = {640, 480};
-  return request;
-}
+using test::request_for;
 
 TEST(EncodedSize, OnlyFullSideBySideIsTwoEyesWide) {
   EncoderRequest request = request_for(SbsCodec::hevc, false);

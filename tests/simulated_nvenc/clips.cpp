@@ -89,10 +89,10 @@ int receive(AVCodecContext& context, EncodeRun& run) {
   }
 }
 
-FramePtr uploaded(FramePtr picture, AVBufferRef& surfaces) {
+FramePtr uploaded(const AVFrame& picture, AVBufferRef& surfaces) {
   FramePtr surface(av_frame_alloc());
   if (av_hwframe_get_buffer(&surfaces, surface.get(), 0) < 0 ||
-      av_hwframe_transfer_data(surface.get(), picture.get(), 0) < 0) {
+      av_hwframe_transfer_data(surface.get(), &picture, 0) < 0) {
     throw std::runtime_error("no surface for a picture");
   }
   return surface;
@@ -100,7 +100,7 @@ FramePtr uploaded(FramePtr picture, AVBufferRef& surfaces) {
 
 FramePtr prepared(const EncodeRequest& request, const Send& send) {
   FramePtr frame = painted(request, send.view, send.moment);
-  if (request.surfaces != nullptr) frame = uploaded(std::move(frame), *request.surfaces);
+  if (request.surfaces != nullptr) frame = uploaded(*frame, *request.surfaces);
   frame->pts = send.pts;
   if (send.key) frame->pict_type = AV_PICTURE_TYPE_I;
   AVFrameSideData* data = av_frame_new_side_data(frame.get(), AV_FRAME_DATA_VIEW_ID, sizeof(int));

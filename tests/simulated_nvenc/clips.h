@@ -28,8 +28,7 @@ struct EncodeRequest {
   bool global_header = false;
   std::vector<std::pair<std::string, std::string>> options;
   std::vector<Send> pictures;
-  AVBufferRef* surfaces =
-      nullptr;  ///< where the pictures are handed in, for those that lie on a GPU; borrowed
+  AVBufferRef* surfaces = nullptr;  ///< of a GPU, on which the pictures are handed in; borrowed
 };
 
 /// `count` moments of one view.
@@ -58,6 +57,8 @@ std::vector<FramePtr> decode_one_view(const EncodeRun& run, AVCodecID codec);
 
 /// Of the luma of both, over all the frames; the first is a view that was sent.
 double luma_psnr(const EncodeRequest& sent, int view, const std::vector<FramePtr>& decoded);
+/// dB; what an encoder has to reach with such pictures.
+inline constexpr double good_psnr = 38;
 
 /// All packets behind each other, as a stream of one view.
 std::string elementary_stream(const EncodeRun& run);

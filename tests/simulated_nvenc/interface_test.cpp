@@ -6,59 +6,15 @@
 #include <cstring>
 #include <optional>
 
-#include "common/platform/shared_library.h"
-#include "decode/nvenc_device.h"
-#include "tests/simulated_nvenc/driver_test.h"
+#include "tests/simulated_nvenc/encoder_session.h"
 
 namespace veyrin::test {
 namespace {
 
-constexpr std::uint32_t width = 64;
-constexpr std::uint32_t height = 64;
-
-/// The encoder library, and a session on a device that nothing looks into.
-class EncoderInterface : public SimulatedDriver {
+/// A session on a device that nothing looks into.
+class EncoderInterface : public EncoderSession {
  protected:
-  EncoderInterface() {
-    api_.version = NV_ENCODE_API_FUNCTION_LIST_VER;
-    library_.function<NVENCSTATUS(NV_ENCODE_API_FUNCTION_LIST*)>("NvEncodeAPICreateInstance")(&api_);
-    NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS parameters = opening();
-    EXPECT_EQ(api_.nvEncOpenEncodeSessionEx(&parameters, &session_), NV_ENC_SUCCESS);
-  }
-  ~EncoderInterface() override { api_.nvEncDestroyEncoder(session_); }
-
-  static NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS opening() {
-    static int device = 0;
-    NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS parameters{};
-    parameters.version = NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS_VER;
-    parameters.apiVersion = NVENCAPI_VERSION;
-    parameters.deviceType = NV_ENC_DEVICE_TYPE_CUDA;
-    parameters.device = &device;
-    return parameters;
-  }
-
-  NVENCSTATUS initialize() {
-    NV_ENC_PRESET_CONFIG preset{};
-    preset.version = NV_ENC_PRESET_CONFIG_VER;
-    preset.presetCfg.version = NV_ENC_CONFIG_VER;
-    const NVENCSTATUS status = api_.nvEncGetEncodePresetConfigEx(
-        session_, NV_ENC_CODEC_HEVC_GUID, NV_ENC_PRESET_P4_GUID, NV_ENC_TUNING_INFO_HIGH_QUALITY, &preset);
-    if (status != NV_ENC_SUCCESS) return status;
-    configuration_ = preset.presetCfg;
-    configuration_.frameIntervalP = 1;
-    parameters_.version = NV_ENC_INITIALIZE_PARAMS_VER;
-    parameters_.encodeGUID = NV_ENC_CODEC_HEVC_GUID;
-    parameters_.presetGUID = NV_ENC_PRESET_P4_GUID;
-    parameters_.tuningInfo = NV_ENC_TUNING_INFO_HIGH_QUALITY;
-    parameters_.encodeWidth = width;
-    parameters_.encodeHeight = height;
-    parameters_.frameRateNum = 30;
-    parameters_.frameRateDen = 1;
-    parameters_.enablePTD = 1;
-    parameters_.encodeConfig = &configuration_;
-    if (change_) change_(parameters_, configuration_);
-    return api_.nvEncInitializeEncoder(session_, &parameters_);
-  }
+  EncoderInterface() { EXPECT_EQ(open(NV_ENC_DEVICE_TYPE_CUDA, &device_), NV_ENC_SUCCESS); }
 
   void create_buffers() {
     NV_ENC_CREATE_INPUT_BUFFER input{};
@@ -95,12 +51,7 @@ class EncoderInterface : public SimulatedDriver {
     return status == NV_ENC_SUCCESS ? api_.nvEncUnlockBitstream(session_, output_) : status;
   }
 
-  platform::SharedLibrary library_{installed_nvenc_libraries().encoder};
-  NV_ENCODE_API_FUNCTION_LIST api_{};
-  void* session_ = nullptr;
-  void (*change_)(NV_ENC_INITIALIZE_PARAMS&, NV_ENC_CONFIG&) = nullptr;
-  NV_ENC_CONFIG configuration_{};
-  NV_ENC_INITIALIZE_PARAMS parameters_{};
+  int device_ = 0;
   void* input_ = nullptr;
   void* output_ = nullptr;
   std::uint32_t fetched_ = 0;
@@ -118,10 +69,8 @@ TEST_F(EncoderInterface, EncodesAPicture) {
 TEST_F(EncoderInterface, RefusesOtherVersions) {
   NV_ENCODE_API_FUNCTION_LIST functions{};
   functions.version = NV_ENCODE_API_FUNCTION_LIST_VER - 1;
-  EXPECT_EQ(
-      library_.function<NVENCSTATUS(NV_ENCODE_API_FUNCTION_LIST*)>("NvEncodeAPICreateInstance")(&functions),
-      NV_ENC_ERR_INVALID_VERSION);
-  NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS older = opening();
+  EXPECT_EQ(create_instance(functions), NV_ENC_ERR_INVALID_VERSION);
+  NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS older = opening(NV_ENC_DEVICE_TYPE_CUDA, &device_);
   older.apiVersion = 12 | 1 << 24;
   void* session = nullptr;
   EXPECT_EQ(api_.nvEncOpenEncodeSessionEx(&older, &session), NV_ENC_ERR_INVALID_VERSION);

@@ -73,6 +73,9 @@ class Session {
   InputBuffer& input(void* buffer);
   /// An input buffer or a mapped texture.
   PictureSource& source(void* handle);
+  RegisteredTexture& registered_texture(void* registered);
+  /// Null when no texture is mapped under that handle.
+  RegisteredTexture* mapped_texture(void* mapped);
   OutputBuffer& output(void* buffer);
   [[nodiscard]] Submission submission(const NV_ENC_PIC_PARAMS& parameters, const PictureSource& from) const;
   NVENCSTATUS finish_stream();

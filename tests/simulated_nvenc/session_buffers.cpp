@@ -13,9 +13,7 @@ InputBuffer& Session::input(void* buffer) {
 }
 
 PictureSource& Session::source(void* handle) {
-  for (const auto& [registered, texture] : textures_) {
-    if (texture->mapped && texture->mapped_handle() == handle) return *texture;
-  }
+  if (RegisteredTexture* texture = mapped_texture(handle)) return *texture;
   InputBuffer& buffer = input(handle);
   require(!buffer.locked, NV_ENC_ERR_LOCK_BUSY, "the input buffer is still locked");
   return buffer;

@@ -4,6 +4,19 @@
 
 namespace veyrin::simulated_nvenc {
 
+RegisteredTexture& Session::registered_texture(void* registered) {
+  const auto found = textures_.find(registered);
+  require(found != textures_.end(), NV_ENC_ERR_RESOURCE_NOT_REGISTERED, "the texture is not registered");
+  return *found->second;
+}
+
+RegisteredTexture* Session::mapped_texture(void* mapped) {
+  for (const auto& [registered, texture] : textures_) {
+    if (texture->mapped && texture->mapped_handle() == mapped) return texture.get();
+  }
+  return nullptr;
+}
+
 void Session::register_texture(NV_ENC_REGISTER_RESOURCE& parameters) {
   require_initialized();
   require_version(parameters.version, NV_ENC_REGISTER_RESOURCE_VER, "resource");
@@ -21,17 +34,13 @@ void Session::register_texture(NV_ENC_REGISTER_RESOURCE& parameters) {
 }
 
 void Session::unregister_texture(void* registered) {
-  const auto found = textures_.find(registered);
-  require(found != textures_.end(), NV_ENC_ERR_RESOURCE_NOT_REGISTERED, "the texture is not registered");
-  require(!found->second->mapped, NV_ENC_ERR_INVALID_CALL, "a mapped texture is given up");
-  textures_.erase(found);
+  require(!registered_texture(registered).mapped, NV_ENC_ERR_INVALID_CALL, "a mapped texture is given up");
+  textures_.erase(registered);
 }
 
 void Session::map_texture(NV_ENC_MAP_INPUT_RESOURCE& parameters) {
   require_version(parameters.version, NV_ENC_MAP_INPUT_RESOURCE_VER, "texture mapping");
-  const auto found = textures_.find(parameters.registeredResource);
-  require(found != textures_.end(), NV_ENC_ERR_RESOURCE_NOT_REGISTERED, "the texture is not registered");
-  RegisteredTexture& texture = *found->second;
+  RegisteredTexture& texture = registered_texture(parameters.registeredResource);
   require(!texture.mapped, NV_ENC_ERR_MAP_FAILED, "the texture is mapped already");
   texture.mapped = true;
   parameters.mappedResource = texture.mapped_handle();
@@ -39,13 +48,9 @@ void Session::map_texture(NV_ENC_MAP_INPUT_RESOURCE& parameters) {
 }
 
 void Session::unmap_texture(void* mapped) {
-  for (const auto& [registered, texture] : textures_) {
-    if (texture->mapped && texture->mapped_handle() == mapped) {
-      texture->mapped = false;
-      return;
-    }
-  }
-  throw Refusal(NV_ENC_ERR_RESOURCE_NOT_MAPPED, "the texture is not mapped");
+  RegisteredTexture* texture = mapped_texture(mapped);
+  require(texture != nullptr, NV_ENC_ERR_RESOURCE_NOT_MAPPED, "the texture is not mapped");
+  texture->mapped = false;
 }
 
 }  // namespace veyrin::simulated_nvenc

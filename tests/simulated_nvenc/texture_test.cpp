@@ -2,10 +2,8 @@
 #include <ffnvcodec/nvEncodeAPI.h>
 #include <gmock/gmock.h>
 
-#include "common/platform/shared_library.h"
-#include "decode/nvenc_device.h"
 #include "tests/simulated_nvenc/clips.h"
-#include "tests/simulated_nvenc/driver_test.h"
+#include "tests/simulated_nvenc/encoder_session.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -15,7 +13,6 @@ extern "C" {
 namespace veyrin::test {
 namespace {
 
-constexpr double good = 38;  // dB; what an encoder has to reach here
 constexpr int moments = 12;
 
 BufferRefPtr new_device() {
@@ -71,7 +68,7 @@ TEST_P(Textures, AreEncodedLikePicturesInMemory) {
   ASSERT_EQ(frames.size(), static_cast<std::size_t>(moments));
   const double psnr = luma_psnr(request, 0, frames);
   RecordProperty("psnr", std::to_string(psnr));
-  EXPECT_GT(psnr, good);
+  EXPECT_GT(psnr, good_psnr);
   EXPECT_THAT(log(), testing::Not(testing::HasSubstr("ended with"))) << "textures stay registered";
 }
 
@@ -85,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& instance) { return instance.param.name; });
 
 /// A session on a Direct3D 11 device, and textures of it.
-class TextureInterface : public SimulatedDriver {
+class TextureInterface : public EncoderSession {
  protected:
   void SetUp() override {
     device_ = new_device();
@@ -94,13 +91,8 @@ class TextureInterface : public SimulatedDriver {
     ASSERT_NE(surfaces_, nullptr);
     surface_.reset(av_frame_alloc());
     ASSERT_EQ(av_hwframe_get_buffer(surfaces_.get(), surface_.get(), 0), 0);
-    api_.version = NV_ENCODE_API_FUNCTION_LIST_VER;
-    library_.function<NVENCSTATUS(NV_ENCODE_API_FUNCTION_LIST*)>("NvEncodeAPICreateInstance")(&api_);
     ASSERT_EQ(open(d3d11_device(*device_)), NV_ENC_SUCCESS);
-    initialize();
-  }
-  ~TextureInterface() override {
-    if (session_ != nullptr) api_.nvEncDestroyEncoder(session_);
+    ASSERT_EQ(initialize(), NV_ENC_SUCCESS);
   }
 
   static void* d3d11_device(const AVBufferRef& device) {
@@ -108,42 +100,14 @@ class TextureInterface : public SimulatedDriver {
     return static_cast<const AVD3D11VADeviceContext*>(context.hwctx)->device;
   }
 
-  NVENCSTATUS open(void* device) {
-    NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS parameters{};
-    parameters.version = NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS_VER;
-    parameters.apiVersion = NVENCAPI_VERSION;
-    parameters.deviceType = NV_ENC_DEVICE_TYPE_DIRECTX;
-    parameters.device = device;
-    return api_.nvEncOpenEncodeSessionEx(&parameters, &session_);
-  }
-
-  void initialize() {
-    NV_ENC_PRESET_CONFIG preset{};
-    preset.version = NV_ENC_PRESET_CONFIG_VER;
-    preset.presetCfg.version = NV_ENC_CONFIG_VER;
-    ASSERT_EQ(api_.nvEncGetEncodePresetConfigEx(session_, NV_ENC_CODEC_HEVC_GUID, NV_ENC_PRESET_P4_GUID,
-                                                NV_ENC_TUNING_INFO_HIGH_QUALITY, &preset),
-              NV_ENC_SUCCESS);
-    NV_ENC_INITIALIZE_PARAMS parameters{};
-    parameters.version = NV_ENC_INITIALIZE_PARAMS_VER;
-    parameters.encodeGUID = NV_ENC_CODEC_HEVC_GUID;
-    parameters.presetGUID = NV_ENC_PRESET_P4_GUID;
-    parameters.tuningInfo = NV_ENC_TUNING_INFO_HIGH_QUALITY;
-    parameters.encodeWidth = static_cast<std::uint32_t>(request_.width);
-    parameters.encodeHeight = static_cast<std::uint32_t>(request_.height);
-    parameters.frameRateNum = 30;
-    parameters.frameRateDen = 1;
-    parameters.enablePTD = 1;
-    parameters.encodeConfig = &preset.presetCfg;
-    ASSERT_EQ(api_.nvEncInitializeEncoder(session_, &parameters), NV_ENC_SUCCESS);
-  }
+  NVENCSTATUS open(void* device) { return EncoderSession::open(NV_ENC_DEVICE_TYPE_DIRECTX, device); }
 
   [[nodiscard]] NV_ENC_REGISTER_RESOURCE resource() const {
     NV_ENC_REGISTER_RESOURCE parameters{};
     parameters.version = NV_ENC_REGISTER_RESOURCE_VER;
     parameters.resourceType = NV_ENC_INPUT_RESOURCE_TYPE_DIRECTX;
-    parameters.width = static_cast<std::uint32_t>(request_.width);
-    parameters.height = static_cast<std::uint32_t>(request_.height);
+    parameters.width = width;
+    parameters.height = height;
     parameters.resourceToRegister = surface_->data[0];
     parameters.bufferFormat = NV_ENC_BUFFER_FORMAT_NV12;
     parameters.bufferUsage = NV_ENC_INPUT_IMAGE;
@@ -159,13 +123,11 @@ class TextureInterface : public SimulatedDriver {
     return status;
   }
 
-  EncodeRequest request_{.format = AV_PIX_FMT_NV12, .options = {}, .pictures = {}};
+  EncodeRequest request_{
+      .format = AV_PIX_FMT_NV12, .width = width, .height = height, .options = {}, .pictures = {}};
   BufferRefPtr device_;
   BufferRefPtr surfaces_;
   FramePtr surface_;
-  platform::SharedLibrary library_{installed_nvenc_libraries().encoder};
-  NV_ENCODE_API_FUNCTION_LIST api_{};
-  void* session_ = nullptr;
   void* mapped_ = nullptr;
 };
 

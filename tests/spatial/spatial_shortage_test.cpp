@@ -45,10 +45,7 @@ TEST(SpatialMetadataShortage, TheRecordThatThereIsNoMemoryForIsNamed) {
 
 class SpatialWriterShortage : public test::SpatialVideoWriterFixture {
  protected:
-  SpatialWriterShortage() {
-    config.audio_parameters = sound_.parameters();
-    config.audio_time_base = {1, 48000};
-  }
+  SpatialWriterShortage() { add_sound(); }
 
   /// What is said when the block of this number, counted from the encoder's first option on, is refused. The
   /// library ends the program when it has no memory for the options of a new encoder, which comes before.
@@ -72,7 +69,6 @@ class SpatialWriterShortage : public test::SpatialVideoWriterFixture {
     return FailingAllocation::allowed();
   }
 
-  Sound sound_;
   bool was_made_ = false;
 };
 

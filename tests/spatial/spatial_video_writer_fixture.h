@@ -79,6 +79,12 @@ class SpatialVideoWriterFixture : public testing::Test {
     config.colors = {AVCOL_PRI_BT709, AVCOL_TRC_BT709, AVCOL_SPC_BT709, AVCOL_RANGE_MPEG};
   }
 
+  /// The movie also gets a sound track, with the times of its packets in samples or as said.
+  void add_sound(AVRational time_base = {1, 48000}) {
+    config.audio_parameters = sound.parameters();
+    config.audio_time_base = time_base;
+  }
+
   void create() {
     writer = create_spatial_video_writer(config, error, encoder.calls());
     ASSERT_NE(writer, nullptr) << error;
@@ -122,6 +128,7 @@ class SpatialVideoWriterFixture : public testing::Test {
 
   TemporaryFolder folder;
   FakeEncoder encoder;
+  const Sound sound;
   SpatialWriterConfig config;
   std::string error;
   std::unique_ptr<SpatialVideoWriter> writer;

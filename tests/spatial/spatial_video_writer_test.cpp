@@ -98,9 +98,7 @@ TEST_F(SpatialVideoWriterTest, ParameterSetsOfTheTrackIncludeTheReferenceDisplay
 }
 
 TEST_F(SpatialVideoWriterTest, SoundIsCopiedByteForByte) {
-  const Sound sound;
-  config.audio_parameters = sound.parameters();
-  config.audio_time_base = {1, 48000};
+  add_sound();
   create();
   EXPECT_TRUE(writer->has_audio());
   std::vector<std::string> expected;
@@ -120,9 +118,7 @@ TEST_F(SpatialVideoWriterTest, SoundIsCopiedByteForByte) {
 }
 
 TEST_F(SpatialVideoWriterTest, SoundIsRescaledFromItsOwnTimeBase) {
-  const Sound sound;
-  config.audio_parameters = sound.parameters();
-  config.audio_time_base = {1, 1000};
+  add_sound({1, 1000});
   create();
   const PacketPtr packet = Sound::packet(0);
   packet->duration = 500;
@@ -228,7 +224,6 @@ TEST_F(SpatialVideoWriterTest, OutputThatCannotBeOpenedIsSaid) {
 }
 
 TEST_F(SpatialVideoWriterTest, SoundThatTheContainerCannotHoldIsSaid) {
-  const Sound sound;
   CodecParametersPtr parameters(avcodec_parameters_alloc());
   ASSERT_EQ(avcodec_parameters_copy(parameters.get(), sound.parameters()), 0);
   parameters->codec_id = AV_CODEC_ID_APE;
@@ -246,9 +241,7 @@ TEST_F(SpatialVideoWriterTest, PairThatTheContainerRefusesIsSaid) {
 }
 
 TEST_F(SpatialVideoWriterTest, SoundThatTheContainerRefusesIsSaid) {
-  const Sound sound;
-  config.audio_parameters = sound.parameters();
-  config.audio_time_base = {1, 48000};
+  add_sound();
   create();
   ASSERT_TRUE(writer->write_audio_packet(*Sound::packet(5), error)) << error;
   EXPECT_FALSE(writer->write_audio_packet(*Sound::packet(3), error));
@@ -256,9 +249,7 @@ TEST_F(SpatialVideoWriterTest, SoundThatTheContainerRefusesIsSaid) {
 }
 
 TEST_F(SpatialVideoWriterTest, NoMemoryForACopyOfTheSoundIsSaid) {
-  const Sound sound;
-  config.audio_parameters = sound.parameters();
-  config.audio_time_base = {1, 48000};
+  add_sound();
   create();
   const PacketPtr packet = Sound::packet(0);
   const AllocationLimit shortage(no_memory);

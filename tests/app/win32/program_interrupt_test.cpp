@@ -15,6 +15,7 @@
 #include "tests/recordings/recording.h"
 #include "tests/support/environment.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/win32/process.h"
 
 namespace veyrin::test {
 namespace {
@@ -22,10 +23,6 @@ namespace {
 using platform::Handle;
 
 constexpr DWORD time_limit = 20000;
-
-bool ends_in_time(const Handle& process) {
-  return WaitForSingleObject(process.get(), time_limit) == WAIT_OBJECT_0;
-}
 
 /// Puts this process, whatever is typed at it, on a console that it shares with nobody but its children. One
 /// that it was started on alone can stay: `VEYRIN_TEST_OWN_CONSOLE` says so.
@@ -79,7 +76,7 @@ TEST(ProgramInterrupt, EndsThePackagedEncoderToo) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   ASSERT_FALSE(number.empty()) << "the converter ended without its encoder";
-  const Handle child(OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(std::stoul(number))));
+  const Handle child = open_process(number);
   ASSERT_TRUE(child.valid());
   EXPECT_EQ(WaitForSingleObject(child.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
   const bool has_console = GetConsoleOutputCP() != 0;
@@ -88,14 +85,12 @@ TEST(ProgramInterrupt, EndsThePackagedEncoderToo) {
   if (GenerateConsoleCtrlEvent(CTRL_C_EVENT, /*group: all*/ 0) == 0) {
     const DWORD reason = GetLastError();
     TerminateProcess(converter.get(), 1);
-    EXPECT_TRUE(ends_in_time(child));
+    EXPECT_TRUE(ends_within(child, time_limit));
     GTEST_SKIP() << "no interrupt can be sent here: Windows error " << reason;
   }
-  EXPECT_TRUE(ends_in_time(converter));
-  EXPECT_TRUE(ends_in_time(child));
-  DWORD status = 0;
-  GetExitCodeProcess(converter.get(), &status);
-  EXPECT_EQ(status, STATUS_CONTROL_C_EXIT);
+  EXPECT_TRUE(ends_within(converter, time_limit));
+  EXPECT_TRUE(ends_within(child, time_limit));
+  EXPECT_EQ(exit_code(converter), STATUS_CONTROL_C_EXIT);
   EXPECT_EQ(GetConsoleOutputCP(), has_console ? code_page_of_the_shell : 0U)
       << "the shell has its own code page back";
   TerminateProcess(converter.get(), 1);

@@ -6,19 +6,13 @@
 #include "common/platform/win32/handle.h"
 #include "tests/common/child_process_fixture.h"
 #include "tests/support/awaited_file.h"
+#include "tests/support/win32/process.h"
 
 namespace veyrin::platform {
 namespace {
 
-/// Null when there is no such process any more.
-Handle open_process(const std::string& number) {
-  return Handle(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE, FALSE,
-                            static_cast<DWORD>(std::stoul(number))));
-}
-
-bool ends_within(const Handle& process, DWORD milliseconds) {
-  return WaitForSingleObject(process.get(), milliseconds) == WAIT_OBJECT_0;
-}
+using test::ends_within;
+using test::open_process;
 
 /// A file in the place of one of this process's standard streams as long as it lives.
 class StreamIntoFile {
@@ -76,9 +70,7 @@ TEST_F(ChildProcessTest, DestructionEndsTheChild) {
   EXPECT_FALSE(ends_within(process, 0));
   child.reset();
   ASSERT_TRUE(ends_within(process, 0));
-  DWORD code = 0;
-  GetExitCodeProcess(process.get(), &code);
-  EXPECT_EQ(code, 1U);
+  EXPECT_EQ(test::exit_code(process), 1U);
 }
 
 // The helper plays the converter here and is killed; its own child must go with it.

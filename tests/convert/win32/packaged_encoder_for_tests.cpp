@@ -8,27 +8,20 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <string>
 
 #include "common/platform/module_path.h"
+#include "tests/support/awaited_file.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
-std::string text_of(const std::string& name) {
-  std::ifstream file(name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-/// Under another name first, so that no half-written text is read.
-void write(const std::string& name, const std::string& text) {
-  std::ofstream(name + ".part", std::ios::binary) << text;
-  std::filesystem::rename(name + ".part", name);
-}
+using veyrin::test::file_text;
+using veyrin::test::leave_text;
 
 int run(const std::string& task) {
   if (task == "stay") {
-    write("number", std::to_string(GetCurrentProcessId()));
+    leave_text("number", std::to_string(GetCurrentProcessId()));
     Sleep(INFINITE);
   }
   if (task == "copy") {
@@ -52,8 +45,8 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) arguments.append(argv[i]).append("\n");
     // The log level tells which of the two is meant.
     const std::string kind = argc > 3 && argv[3] == std::string("error") ? "probe" : "encode";
-    write(kind + ".arguments", arguments);
-    return run(text_of(kind));
+    leave_text(kind + ".arguments", arguments);
+    return run(file_text(kind));
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "%s\n", failure.what());
     return 97;

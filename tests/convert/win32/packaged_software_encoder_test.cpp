@@ -1,7 +1,6 @@
 #include "convert/packaged_software_encoder.h"
 
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include <fstream>
 #include <string>
@@ -9,10 +8,10 @@
 
 #include "common/platform/module_path.h"
 #include "common/platform/path_text.h"
-#include "common/platform/win32/handle.h"
 #include "common/video_frames.h"
 #include "tests/support/awaited_file.h"
 #include "tests/support/environment.h"
+#include "tests/support/win32/process.h"
 
 namespace veyrin {
 namespace {
@@ -53,8 +52,7 @@ class PackagedEncoderOnWindows : public testing::Test {
 
   /// The process that has left its number.
   [[nodiscard]] Handle wait_for_process() const {
-    return Handle(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE,
-                              static_cast<DWORD>(std::stoul(test::wait_for_text(home_ / "number")))));
+    return test::open_process(test::wait_for_text(home_ / "number"));
   }
 
   static constexpr int width = 40;
@@ -69,10 +67,8 @@ class PackagedEncoderOnWindows : public testing::Test {
 
 void expect_terminated(const Handle& process) {
   ASSERT_TRUE(process.valid());
-  EXPECT_EQ(WaitForSingleObject(process.get(), 0), static_cast<DWORD>(WAIT_OBJECT_0));
-  DWORD code = 0;
-  GetExitCodeProcess(process.get(), &code);
-  EXPECT_EQ(code, 1U);
+  EXPECT_TRUE(test::ends_within(process, 0));
+  EXPECT_EQ(test::exit_code(process), 1U);
 }
 
 TEST_F(PackagedEncoderOnWindows, IsLookedForBesideTheConverterWithoutASetting) {

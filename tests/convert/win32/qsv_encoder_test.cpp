@@ -11,6 +11,7 @@
 #include "convert/encoder_selection.h"
 #include "convert/encoder_settings.h"
 #include "decode/pixel_formats.h"
+#include "tests/convert/encoder_request.h"
 #include "tests/support/environment.h"
 #include "tests/support/temporary_folder.h"
 
@@ -21,15 +22,7 @@ extern "C" {
 namespace veyrin {
 namespace {
 
-EncoderRequest request_for(SbsCodec codec, bool ten_bit) {
-  EncoderRequest request;
-  request.codec = codec;
-  request.ten_bit = ten_bit;
-  request.canvas = {320, 320};
-  request.sdr_bitrate = "55M";
-  request.hdr_bitrate = "90M";
-  return request;
-}
+using test::request_for;
 
 CodecContextPtr configured(const AVCodec& encoder, const EncoderRequest& request) {
   CodecContextPtr context(avcodec_alloc_context3(&encoder));
