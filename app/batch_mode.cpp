@@ -3,10 +3,10 @@
 #include "app/output_naming.h"
 #include "app/recording_report.h"
 #include "common/console.h"
-#include "common/eye_canvas.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 #include "common/same_file.h"
 #include "convert/conversion.h"
+#include "convert/eye_canvas.h"
 #include "metadata/recording_metadata.h"
 #include "rectification/rectification_maps.h"
 #include "spatial/spatial_output_check.h"
@@ -16,7 +16,7 @@ namespace {
 
 [[nodiscard]] bool plan_input(const RecordingMetadata& metadata, const ConversionOptions& options,
                               std::string& error) {
-  const EyeSize requested = requested_eye_size(options, native_eye_size(metadata));
+  const Size requested = requested_eye_size(options, native_eye_size(metadata));
   RectificationMaps maps;
   if (!build_rectification_maps(metadata.raw_calibration, requested.width, requested.height, maps, error)) {
     return false;

@@ -7,7 +7,7 @@
 #include "app/support_answer.h"
 #include "common/console.h"
 #include "common/error_text.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 #include "convert/conversion.h"
 #include "metadata/recording_metadata.h"
 

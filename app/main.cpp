@@ -1,5 +1,5 @@
 #include "app/entry.h"
-#include "common/platform/console_encoding.h"
+#include "common/platform/program.h"
 
 extern "C" {
 #include <libavutil/log.h>

@@ -7,7 +7,7 @@
 #include "app/option_rules.h"
 #include "app/option_table.h"
 #include "common/error_text.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 
 namespace veyrin {
 namespace {

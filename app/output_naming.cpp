@@ -1,6 +1,6 @@
 #include "app/output_naming.h"
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 
 namespace veyrin {
 namespace {

@@ -5,7 +5,7 @@
 
 namespace veyrin {
 
-EyeSize native_eye_size(const RecordingMetadata& metadata) {
+Size native_eye_size(const RecordingMetadata& metadata) {
   const CameraIntrinsics& left = metadata.raw_calibration.left_intrinsics;
   return {left.width, left.height};
 }
@@ -14,8 +14,8 @@ float baseline_metres(const RecordingMetadata& metadata) {
   return length(metadata.raw_calibration.stereo_extrinsic.position);
 }
 
-MovieSize planned_movie_size(const ConversionOptions& options, EyeSize requested) {
-  const EyeSize canvas = padded_eye_size(requested, options.sbs_aspect_ratio_padding);
+Size planned_movie_size(const ConversionOptions& options, Size requested) {
+  const Size canvas = padded_eye_size(requested, options.sbs_aspect_ratio_padding);
   const bool two_eyes_wide = options.output_format == OutputFormat::sbs && options.sbs_mode == SbsMode::full;
   return {canvas.width * (two_eyes_wide ? 2 : 1), canvas.height};
 }
@@ -33,7 +33,7 @@ const char* output_format_name(OutputFormat format) {
 }
 
 void print_recording_report(const std::string& input, const RecordingMetadata& metadata) {
-  const EyeSize native = native_eye_size(metadata);
+  const Size native = native_eye_size(metadata);
   console_line("Input: %s", input.c_str());
   console_line("  duration_seconds: %.6f", metadata.duration_seconds);
   console_line("  metadata_stream: %d", metadata.metadata_stream);
@@ -44,8 +44,8 @@ void print_recording_report(const std::string& input, const RecordingMetadata& m
   console_line("  pose_available: %s", metadata.calibration.has_head_chain ? "true" : "false");
 }
 
-void print_planned_work(const ConversionOptions& options, EyeSize requested) {
-  const MovieSize movie = planned_movie_size(options, requested);
+void print_planned_work(const ConversionOptions& options, Size requested) {
+  const Size movie = planned_movie_size(options, requested);
   console_line("  rectification_maps: valid");
   console_line("  output_video_size: %dx%d", movie.width, movie.height);
   console_line("  output_format: %s", output_format_name(options.output_format));

@@ -5,27 +5,20 @@
 #include <string>
 
 #include "common/conversion_options.h"
-#include "common/eye_canvas.h"
+#include "convert/eye_canvas.h"
 #include "metadata/recording_metadata.h"
 
 namespace veyrin {
 
-/// Size of a movie in pixels.
-struct MovieSize {
-  std::int32_t width = 0;
-  std::int32_t height = 0;
-  bool operator==(const MovieSize&) const = default;
-};
-
 /// The recorded size of one eye.
-EyeSize native_eye_size(const RecordingMetadata& metadata);
+Size native_eye_size(const RecordingMetadata& metadata);
 
 /// Distance between the cameras in metres, in single precision as the calibration itself.
 float baseline_metres(const RecordingMetadata& metadata);
 
 /// The size that a conversion of an eye of `requested` size gives: the padded canvas, twice as wide for full
 /// side-by-side packing.
-MovieSize planned_movie_size(const ConversionOptions& options, EyeSize requested);
+Size planned_movie_size(const ConversionOptions& options, Size requested);
 
 /// "sbs", "spatial" or "mono".
 const char* output_format_name(OutputFormat format);
@@ -34,6 +27,6 @@ const char* output_format_name(OutputFormat format);
 void print_recording_report(const std::string& input, const RecordingMetadata& metadata);
 
 /// Prints what a dry run has found to be possible.
-void print_planned_work(const ConversionOptions& options, EyeSize requested);
+void print_planned_work(const ConversionOptions& options, Size requested);
 
 }  // namespace veyrin

@@ -5,7 +5,7 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 #include "common/same_file.h"
 #include "thumbnail/thumbnail_generator.h"
 

@@ -9,7 +9,7 @@
 
 #include "bench/fisheye_rig.h"
 #include "bench/median_run.h"
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "processing/cpu_worker_pool.h"
 #include "processing/cpu_yuv_processor.h"
 

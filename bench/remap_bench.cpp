@@ -62,7 +62,7 @@ void count_samples(benchmark::State& state) {
 }
 
 void run_ours(benchmark::State& state, const Depth& depth, KernelChoice choice) {
-  const PlaneSize size{eye_size, eye_size};
+  const Size size{eye_size, eye_size};
   const ProcessorGeometry geometry{eye_size, eye_size, eye_size, eye_size, OutputLayout::mono_left};
   const PlaneLayout layout = luma_layout(geometry, size);
   const LanczosWeights weights = make_lanczos_weights();

@@ -3,7 +3,7 @@
 #include <system_error>
 
 #include "common/error_text.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 
 namespace veyrin {
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "common/error_text.h"
-#include "common/video_frames.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 

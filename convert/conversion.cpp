@@ -8,7 +8,7 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "common/platform/environment.h"
+#include "common/platform/program.h"
 #include "common/same_file.h"
 #include "convert/conversion_input.h"
 #include "convert/conversion_plan.h"
@@ -130,7 +130,7 @@ class Conversion {
   }
 
   [[nodiscard]] ProcessorGeometry geometry(OutputLayout layout) const {
-    const EyeSize source = frame_size(decoder_->left());
+    const Size source = frame_size(decoder_->left());
     return {source.width, source.height, plan_.canvas.width, plan_.canvas.height, layout};
   }
 
@@ -175,7 +175,7 @@ class Conversion {
     return true;
   }
 
-  static EyeSize frame_size(const EyeDecoder& eye) { return {eye.context()->width, eye.context()->height}; }
+  static Size frame_size(const EyeDecoder& eye) { return {eye.context()->width, eye.context()->height}; }
 
   const ConversionJob& job_;
   const RecordingMetadata& metadata_;

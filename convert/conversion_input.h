@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "common/ffmpeg_owners.h"
 #include "convert/conversion.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 

@@ -4,11 +4,11 @@
 #include <vector>
 
 #include "common/conversion_options.h"
-#include "common/encoder_defaults.h"
-#include "common/eye_canvas.h"
 #include "convert/conversion.h"
 #include "convert/conversion_input.h"
+#include "convert/eye_canvas.h"
 #include "convert/frame_timing.h"
+#include "media/video_types.h"
 #include "metadata/recording_metadata.h"
 #include "processing/yuv_processor.h"
 
@@ -20,8 +20,8 @@ struct ConversionPlan {
   const RecordingMetadata& metadata;
   const ConversionOptions& options;
   bool ten_bit = false;  ///< of the left eye's stream
-  EyeSize eye{};         ///< rectified size
-  EyeSize canvas{};      ///< padded size
+  Size eye{};         ///< rectified size
+  Size canvas{};      ///< padded size
   TrimRange range{};
   FrameRate input_rate{};
   FrameRate output_rate{};

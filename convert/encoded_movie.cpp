@@ -4,12 +4,11 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "common/media_url.h"
-#include "common/video_frames.h"
 #include "convert/chroma_upsampler.h"
 #include "convert/frame_packing_sei.h"
 #include "convert/output_container.h"
 #include "convert/sbs_stereo_metadata.h"
+#include "media/ffmpeg.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>

@@ -5,12 +5,13 @@
 #include <utility>
 
 #include "common/error_text.h"
-#include "common/platform/environment.h"
+#include "common/platform/program.h"
 #include "convert/bitrate.h"
 #include "convert/encoder_candidates.h"
 #include "convert/encoder_settings.h"
 #include "convert/packaged_software_encoder.h"
-#include "decode/pixel_formats.h"
+#include "media/ffmpeg.h"
+#include "media/pixel_formats.h"
 
 namespace veyrin {
 namespace {

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "common/conversion_options.h"
-#include "common/encoder_defaults.h"
-#include "common/eye_canvas.h"
-#include "common/ffmpeg_owners.h"
+#include "convert/eye_canvas.h"
+#include "media/ffmpeg.h"
+#include "media/video_types.h"
 
 namespace veyrin {
 
@@ -18,7 +18,7 @@ struct EncoderRequest {
   bool mono = false;
   bool ten_bit = false;   ///< the left eye's stream is 10-bit
   bool software = false;  ///< hardware encoders are not wanted
-  EyeSize canvas;         ///< padded eye
+  Size canvas;         ///< padded eye
   AVRational frame_rate{30, 1};
   std::string sdr_bitrate, hdr_bitrate;  ///< rate texts as given by the user
   ColorTags input_colors;                ///< of the left eye's stream

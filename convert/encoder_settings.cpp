@@ -45,7 +45,7 @@ AVCodecID encoder_codec_id(SbsCodec codec) {
   return AV_CODEC_ID_PRORES;
 }
 
-EyeSize encoded_size(const EncoderRequest& request) {
+Size encoded_size(const EncoderRequest& request) {
   const bool two_eyes_wide = !request.mono && request.mode == SbsMode::full;
   const std::int64_t width = (two_eyes_wide ? 2 : 1) * std::int64_t{request.canvas.width};
   return {av_clipl_int32(width), request.canvas.height};
@@ -57,7 +57,7 @@ AVPixelFormat canvas_pixel_format(SbsCodec codec, AVPixelFormat encoder_format) 
 
 void configure_encoder(const EncoderRequest& request, AVPixelFormat format, std::int64_t bit_rate,
                        AVCodecContext& context) {
-  const EyeSize size = encoded_size(request);
+  const Size size = encoded_size(request);
   context.codec_type = AVMEDIA_TYPE_VIDEO;
   context.codec_id = encoder_codec_id(request.codec);
   context.width = size.width;

@@ -11,7 +11,7 @@ namespace veyrin {
 AVCodecID encoder_codec_id(SbsCodec codec);
 
 /// The packed canvas: two eyes side by side for full SBS, else one eye wide.
-EyeSize encoded_size(const EncoderRequest& request);
+Size encoded_size(const EncoderRequest& request);
 
 /// The 4:2:0 format in which the canvas is made: the encoder's own, except for ProRes, whose encoder takes
 /// 4:2:2 and gets it converted from planar 10-bit.

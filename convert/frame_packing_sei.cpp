@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "common/error_text.h"
+#include "media/ffmpeg.h"
 
 extern "C" {
 #include <libavcodec/packet.h>

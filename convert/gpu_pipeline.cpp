@@ -4,8 +4,9 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "common/platform/environment.h"
+#include "common/platform/program.h"
 #include "convert/encoder_settings.h"
+#include "media/ffmpeg.h"
 #include "processing/uploading_processor.h"
 
 extern "C" {

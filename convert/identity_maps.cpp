@@ -2,7 +2,7 @@
 
 namespace veyrin {
 
-RectificationMaps identity_maps(EyeSize eye) {
+RectificationMaps identity_maps(Size eye) {
   EyeMap map;
   map.width = eye.width;
   map.height = eye.height;

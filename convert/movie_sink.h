@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 
 namespace veyrin {
 

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <initializer_list>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 
 namespace veyrin {
 namespace {

@@ -5,9 +5,8 @@
 #include <utility>
 
 #include "common/error_text.h"
-#include "common/platform/environment.h"
-#include "common/platform/module_path.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
+#include "common/platform/program.h"
 #include "convert/movie_file_check.h"
 #include "convert/packaged_encoder_arguments.h"
 

@@ -5,6 +5,7 @@
 
 #include "common/error_text.h"
 #include "convert/audio_trim.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 namespace {

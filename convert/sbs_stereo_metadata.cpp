@@ -3,7 +3,7 @@
 #include <cstddef>
 
 #include "common/error_text.h"
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
 extern "C" {
 #include <libavcodec/packet.h>

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "common/error_text.h"
-#include "common/video_frames.h"
 #include "decode/nvenc_probe.h"
+#include "media/ffmpeg.h"
 #include "spatial/spatial_encoder.h"
 
 namespace veyrin {

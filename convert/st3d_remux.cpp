@@ -4,10 +4,9 @@
 #include <vector>
 
 #include "common/error_text.h"
-#include "common/ffmpeg_owners.h"
-#include "common/media_url.h"
 #include "common/platform/files.h"
 #include "convert/sbs_stereo_metadata.h"
+#include "media/ffmpeg.h"
 
 extern "C" {
 #include <libavutil/mem.h>

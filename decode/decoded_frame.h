@@ -1,7 +1,7 @@
 // What a decoder hands on: one picture and when it is shown.
 #pragma once
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 

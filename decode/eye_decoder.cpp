@@ -4,8 +4,9 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "common/platform/environment.h"
-#include "decode/pixel_formats.h"
+#include "common/platform/program.h"
+#include "media/ffmpeg.h"
+#include "media/pixel_formats.h"
 
 extern "C" {
 #include <libavutil/rational.h>

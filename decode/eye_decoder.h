@@ -6,9 +6,9 @@
 #include <deque>
 #include <string>
 
-#include "common/ffmpeg_owners.h"
 #include "decode/decoded_frame.h"
 #include "decode/decoder_calls.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 

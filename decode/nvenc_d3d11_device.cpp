@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "common/platform/shared_library.h"
-#include "common/platform/win32/com_owner.h"
+#include "common/platform/win32/owners.h"
 #include "decode/nvenc_device.h"
 
 namespace veyrin {

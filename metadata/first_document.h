@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 

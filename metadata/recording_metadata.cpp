@@ -3,9 +3,8 @@
 #include <exception>
 
 #include "common/error_text.h"
-#include "common/ffmpeg_owners.h"
-#include "common/media_url.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
+#include "media/ffmpeg.h"
 #include "metadata/calibration_document.h"
 #include "metadata/first_document.h"
 #include "metadata/raw_calibration.h"

@@ -9,7 +9,7 @@ struct PlaneScale {
   std::int32_t divisor;  ///< luma samples per sample of the plane, each way
 };
 
-PlaneLayout plane_layout(const ProcessorGeometry& geometry, PlaneSize rectified, PlaneScale scale) {
+PlaneLayout plane_layout(const ProcessorGeometry& geometry, Size rectified, PlaneScale scale) {
   const std::int32_t divisor = scale.divisor;
   const std::int32_t width = canvas_width(geometry) / divisor;
   const std::int32_t image_width = rectified.width / divisor;
@@ -59,11 +59,11 @@ std::int32_t canvas_width(const ProcessorGeometry& geometry) {
   return geometry.layout == OutputLayout::full_sbs ? 2 * geometry.eye_box_width : geometry.eye_box_width;
 }
 
-PlaneLayout luma_layout(const ProcessorGeometry& geometry, PlaneSize rectified) {
+PlaneLayout luma_layout(const ProcessorGeometry& geometry, Size rectified) {
   return plane_layout(geometry, rectified, {.divisor = 1});
 }
 
-PlaneLayout chroma_layout(const ProcessorGeometry& geometry, PlaneSize rectified) {
+PlaneLayout chroma_layout(const ProcessorGeometry& geometry, Size rectified) {
   return plane_layout(geometry, rectified, {.divisor = 2});
 }
 

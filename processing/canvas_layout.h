@@ -35,7 +35,7 @@ std::int32_t even_pad(std::int32_t box, std::int32_t image);
 std::int32_t canvas_width(const ProcessorGeometry& geometry);
 
 /// Layouts of an image of `rectified` luma size, centred in each eye box with even pads.
-PlaneLayout luma_layout(const ProcessorGeometry& geometry, PlaneSize rectified);
-PlaneLayout chroma_layout(const ProcessorGeometry& geometry, PlaneSize rectified);
+PlaneLayout luma_layout(const ProcessorGeometry& geometry, Size rectified);
+PlaneLayout chroma_layout(const ProcessorGeometry& geometry, Size rectified);
 
 }  // namespace veyrin

@@ -4,13 +4,13 @@
 #include <utility>
 
 #include "common/error_text.h"
+#include "media/pixel_formats.h"
 #include "processing/canvas_layout.h"
 #include "processing/cpu_worker_pool.h"
 #include "processing/kernel_choice.h"
 #include "processing/lanczos_weights.h"
 #include "processing/plane_pass.h"
 #include "processing/processor_sizes.h"
-#include "processing/yuv_format.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -33,7 +33,7 @@ bool check_sizes(const RectificationMaps& maps, const ProcessorGeometry& geometr
   return true;
 }
 
-PlaneSize half(PlaneSize luma) {
+Size half(Size luma) {
   return {luma.width / 2, luma.height / 2};
 }
 
@@ -41,7 +41,7 @@ ChannelLayout chroma_channels(const YuvFormat& format) {
   return format.interleaved_chroma ? ChannelLayout::interleaved_pair : ChannelLayout::planar_pair;
 }
 
-PlaneView plane_view(const AVFrame& frame, int plane, PlaneSize size, SampleStorage storage) {
+PlaneView plane_view(const AVFrame& frame, int plane, Size size, SampleStorage storage) {
   return {frame.data[plane], frame.linesize[plane], size, storage};
 }
 
@@ -81,8 +81,8 @@ struct CpuYuvProcessor::State {
     pool.run(pass.layout.rows, [&pass](std::int32_t row) { pass.write_row(row); });
   }
 
-  PlaneSize source;
-  PlaneSize canvas;
+  Size source;
+  Size canvas;
   PlaneLayout luma;
   PlaneLayout chroma;
   std::array<PlaneRemapTable, 2> luma_tables;  ///< by Eye

@@ -31,21 +31,21 @@ Neighbourhood classify(std::int32_t steps, std::int32_t size) {
   return last_weighted < 0 || first_weighted >= size ? Neighbourhood::outside : Neighbourhood::border;
 }
 
-Neighbourhood classify(RemapPosition position, PlaneSize source) {
+Neighbourhood classify(RemapPosition position, Size source) {
   return std::max(classify(position.x, source.width), classify(position.y, source.height));
 }
 
 }  // namespace
 
-PlaneRemapTable PlaneRemapTable::for_luma(const EyeMap& map, PlaneSize source) {
+PlaneRemapTable PlaneRemapTable::for_luma(const EyeMap& map, Size source) {
   return {map, 1, source};
 }
 
-PlaneRemapTable PlaneRemapTable::for_chroma(const EyeMap& map, PlaneSize source) {
+PlaneRemapTable PlaneRemapTable::for_chroma(const EyeMap& map, Size source) {
   return {map, 2, source};
 }
 
-PlaneRemapTable::PlaneRemapTable(const EyeMap& map, std::int32_t map_step, PlaneSize source)
+PlaneRemapTable::PlaneRemapTable(const EyeMap& map, std::int32_t map_step, Size source)
     : width_(map.width / map_step), height_(map.height / map_step) {
   const float scale = 1.0F / static_cast<float>(map_step);
   positions_.reserve(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_));

@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "media/video_types.h"
 #include "processing/sampling_kernels.h"
 #include "rectification/rectification_maps.h"
 
@@ -24,21 +25,15 @@ struct RemapRun {
   Neighbourhood neighbourhood;
 };
 
-/// Width and height of a plane in samples.
-struct PlaneSize {
-  std::int32_t width = 0;
-  std::int32_t height = 0;
-};
-
 /// Immutable once built; shared by all workers. Eight bytes per output sample, plus a few runs per row.
 class PlaneRemapTable {
  public:
   /// A table without entries.
   PlaneRemapTable() = default;
   /// One entry per map entry; `source` is the luma plane's size.
-  static PlaneRemapTable for_luma(const EyeMap& map, PlaneSize source);
+  static PlaneRemapTable for_luma(const EyeMap& map, Size source);
   /// One entry per second row and column of the map, positions halved; `source` is the chroma plane's size.
-  static PlaneRemapTable for_chroma(const EyeMap& map, PlaneSize source);
+  static PlaneRemapTable for_chroma(const EyeMap& map, Size source);
 
   [[nodiscard]] std::int32_t width() const { return width_; }
   [[nodiscard]] std::int32_t height() const { return height_; }
@@ -47,7 +42,7 @@ class PlaneRemapTable {
   [[nodiscard]] std::span<const RemapRun> runs(std::int32_t row) const;
 
  private:
-  PlaneRemapTable(const EyeMap& map, std::int32_t map_step, PlaneSize source);
+  PlaneRemapTable(const EyeMap& map, std::int32_t map_step, Size source);
 
   std::int32_t width_ = 0;
   std::int32_t height_ = 0;

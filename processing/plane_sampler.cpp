@@ -34,7 +34,7 @@ float border_sum(const LanczosWeights& weights, RemapPosition position, const Ch
   const float* wy = weights.taps[position.y & (phase_count - 1)];
   const std::int32_t left = (position.x >> phase_bits) - lanczos_taps_before;
   const std::int32_t top = (position.y >> phase_bits) - lanczos_taps_before;
-  const PlaneSize size = channel.plane.size;
+  const Size size = channel.plane.size;
   float sum = 0.0F;
   for (std::int32_t ky = 0; ky < lanczos_taps; ++ky) {
     const std::int32_t y = top + ky;

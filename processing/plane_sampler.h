@@ -14,7 +14,7 @@ namespace veyrin {
 struct PlaneView {
   const std::uint8_t* data = nullptr;
   std::ptrdiff_t stride = 0;  ///< bytes from row to row
-  PlaneSize size;             ///< in samples, or in pairs for an interleaved plane
+  Size size;             ///< in samples, or in pairs for an interleaved plane
   SampleStorage storage = SampleStorage::bits_8;
 };
 

@@ -2,8 +2,7 @@
 
 #include <utility>
 
-#include "common/error_text.h"
-#include "common/video_frames.h"
+#include "media/ffmpeg.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "common/conversion_options.h"
-#include "common/eye_canvas.h"
+#include "convert/eye_canvas.h"
 #include "spatial/spatial_video_writer.h"
 
 namespace veyrin {
@@ -27,7 +27,7 @@ struct DirectSpatialRequest {
   std::filesystem::path input;
   std::filesystem::path output;
   RectifiedStereoGeometry geometry;
-  EyeSize eye;  ///< as written, padding included
+  Size eye;  ///< as written, padding included
   AVRational frame_rate{30, 1};
   ColorTags input_colors;
   const AVStream* source_audio = nullptr;  ///< borrowed; null when there is none

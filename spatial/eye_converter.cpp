@@ -1,6 +1,7 @@
 #include "spatial/eye_converter.h"
 
 #include "common/error_text.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 namespace {

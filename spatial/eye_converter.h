@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "common/encoder_defaults.h"
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
+#include "media/video_types.h"
 
 namespace veyrin {
 

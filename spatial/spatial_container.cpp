@@ -1,7 +1,7 @@
 #include "spatial/spatial_container.h"
 
 #include "common/error_text.h"
-#include "common/media_url.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "spatial/spatial_writer_config.h"
 
 namespace veyrin {

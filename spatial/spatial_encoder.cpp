@@ -1,6 +1,7 @@
 #include "spatial/spatial_encoder.h"
 
 #include "common/error_text.h"
+#include "media/ffmpeg.h"
 #include "spatial/spatial_metadata.h"
 
 namespace veyrin {

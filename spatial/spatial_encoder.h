@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "spatial/spatial_encoder_calls.h"
 #include "spatial/spatial_writer_config.h"
 

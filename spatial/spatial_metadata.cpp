@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "common/error_text.h"
+#include "media/ffmpeg.h"
 
 extern "C" {
 #include <libavutil/spherical.h>

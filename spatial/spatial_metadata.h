@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "spatial/spatial_writer_config.h"
 
 namespace veyrin {

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "common/error_text.h"
-#include "common/video_frames.h"
+#include "media/ffmpeg.h"
 #include "spatial/eye_converter.h"
 #include "spatial/spatial_container.h"
 #include "spatial/spatial_encoder.h"

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <optional>
 
-#include "common/encoder_defaults.h"
+#include "media/video_types.h"
 
 extern "C" {
 #include <libavcodec/codec_par.h>

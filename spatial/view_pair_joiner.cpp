@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "common/error_text.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 

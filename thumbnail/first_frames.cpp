@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/error_text.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 namespace {

@@ -1,6 +1,6 @@
 #include "thumbnail/frame_image.h"
 
-#include "common/video_frames.h"
+#include "media/ffmpeg.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>

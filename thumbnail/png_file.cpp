@@ -8,10 +8,8 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "common/ffmpeg_owners.h"
 #include "common/platform/files.h"
-#include "common/platform/path_text.h"
-#include "common/video_frames.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin {
 namespace {

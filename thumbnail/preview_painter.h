@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "metadata/recording_metadata.h"
 #include "thumbnail/color_converter.h"
 #include "thumbnail/image.h"

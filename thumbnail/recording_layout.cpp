@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 #include "metadata/calibration_document.h"
 #include "metadata/first_document.h"
 #include "metadata/raw_calibration.h"

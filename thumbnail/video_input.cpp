@@ -4,8 +4,8 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "common/media_url.h"
-#include "metadata/input_options.h"
+#include "media/ffmpeg.h"
+#include "media/recording_input.h"
 #include "metadata/recording_streams.h"
 
 namespace veyrin {

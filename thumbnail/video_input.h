@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "thumbnail/recording_layout.h"
 
 namespace veyrin {

@@ -1,10 +1,18 @@
-// File operations that must hold even when the program or the machine stops in the middle.
+// Files: the text of their paths, and operations that must hold even when the program or the machine stops in the
+// middle. FFmpeg, the console and the options carry UTF-8 on every platform.
 #pragma once
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 namespace veyrin::platform {
+
+/// The path that a UTF-8 text names.
+std::filesystem::path path_from_utf8(std::string_view text);
+
+/// The path's text in UTF-8, with the platform's separators.
+std::string path_to_utf8(const std::filesystem::path& path);
 
 /// Puts the finished file `source` in the place of `target`, which may exist; both lie in the same folder. At
 /// every moment `target` is either the old file or the complete new one, and the new one is on disk when the

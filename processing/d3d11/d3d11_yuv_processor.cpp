@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "common/error_text.h"
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "processing/canvas_layout.h"
 #include "processing/d3d11/gpu_resources.h"
 #include "processing/d3d11/result_text.h"
@@ -136,7 +136,7 @@ struct D3D11YuvProcessor::State {
   ReadableSurface left_surface;
   ReadableSurface right_surface;
   WritableSurface output_surface;
-  PlaneSize rectified;
+  Size rectified;
   ProcessorGeometry geometry;
   bool ten_bit;
   SurfaceSize source_size;
@@ -151,8 +151,8 @@ bool D3D11YuvProcessor::State::upload_table(const PlaneRemapTable& table, std::s
 }
 
 bool D3D11YuvProcessor::State::upload_tables(const RectificationMaps& maps, std::string& error) {
-  const PlaneSize luma{geometry.source_width, geometry.source_height};
-  const PlaneSize chroma{luma.width / 2, luma.height / 2};
+  const Size luma{geometry.source_width, geometry.source_height};
+  const Size chroma{luma.width / 2, luma.height / 2};
   const std::vector<float> products = make_shader_weights(make_lanczos_weights());
   return upload_table(PlaneRemapTable::for_luma(maps.left, luma), 0, error) &&
          upload_table(PlaneRemapTable::for_luma(maps.right, luma), 2, error) &&

@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "common/platform/win32/com_owner.h"
+#include "common/platform/win32/owners.h"
 
 namespace veyrin {
 

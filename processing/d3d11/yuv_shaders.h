@@ -6,7 +6,7 @@
 #include <string>
 
 #include "common/platform/shared_library.h"
-#include "common/platform/win32/com_owner.h"
+#include "common/platform/win32/owners.h"
 
 namespace veyrin {
 

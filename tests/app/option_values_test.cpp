@@ -6,7 +6,7 @@
 
 #include "app/options.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 TEST(TakeOptionValue, TakesTheNextArgumentEvenWhenItBeginsWithADash) {
@@ -137,4 +137,4 @@ TEST(ParseRealOption, DoesNotDependOnTheGlobalLocale) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

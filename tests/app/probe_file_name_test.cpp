@@ -4,7 +4,7 @@
 
 #include "app/check_support_mode.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using std::chrono::nanoseconds;
@@ -43,4 +43,4 @@ TEST(ProbeFileName, IsAQuickTimeNameForSpatialAndProRes) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -1,8 +1,9 @@
 #include "app/recording_report.h"
+#include "tests/support/captured_output.h"
 
 #include <gtest/gtest.h>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 RecordingMetadata sample_metadata() {
@@ -19,9 +20,9 @@ RecordingMetadata sample_metadata() {
 }
 
 std::string printed_report(const RecordingMetadata& metadata) {
-  testing::internal::CaptureStdout();
+  capture_output();
   print_recording_report("rec/clip 1.mov", metadata);
-  return testing::internal::GetCapturedStdout();
+  return captured_output();
 }
 
 TEST(RecordingReport, PrintsItsLinesInOrder) {
@@ -43,9 +44,9 @@ TEST(RecordingReport, SaysSoWhenThereIsNoPose) {
 }
 
 TEST(RecordingReport, TakesTheInputsNameLiterally) {
-  testing::internal::CaptureStdout();
+  capture_output();
   print_recording_report("100%s %n.mov", sample_metadata());
-  EXPECT_TRUE(testing::internal::GetCapturedStdout().starts_with("Input: 100%s %n.mov\n"));
+  EXPECT_TRUE(captured_output().starts_with("Input: 100%s %n.mov\n"));
 }
 
 TEST(BaselineMetres, IsTheLengthOfTheTranslation) {
@@ -59,8 +60,8 @@ struct PlannedCase {
   OutputFormat format;
   SbsMode mode;
   AspectPadding padding;
-  EyeSize eye;
-  MovieSize movie;
+  Size eye;
+  Size movie;
 };
 
 TEST(PlannedMovieSize, DoublesTheCanvasForFullPackingOnly) {
@@ -79,7 +80,7 @@ TEST(PlannedMovieSize, DoublesTheCanvasForFullPackingOnly) {
     options.output_format = c.format;
     options.sbs_mode = c.mode;
     options.sbs_aspect_ratio_padding = c.padding;
-    const MovieSize movie = planned_movie_size(options, c.eye);
+    const Size movie = planned_movie_size(options, c.eye);
     EXPECT_EQ(movie, c.movie) << output_format_name(c.format) << " " << movie.width << "x" << movie.height;
   }
 }
@@ -88,9 +89,9 @@ TEST(PlannedWork, PrintsSizeAndFormat) {
   ConversionOptions options;
   options.output_format = OutputFormat::mono;
   options.sbs_aspect_ratio_padding = AspectPadding::ratio_4x3;
-  testing::internal::CaptureStdout();
+  capture_output();
   print_planned_work(options, {1920, 1080});
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(captured_output(),
             "  rectification_maps: valid\n"
             "  output_video_size: 1920x1440\n"
             "  output_format: mono\n");
@@ -103,4 +104,4 @@ TEST(OutputFormatName, IsTheOptionsWord) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 TEST(EscapeJson, GivesShortEscapesTheirLetters) {
@@ -44,4 +44,4 @@ TEST(SupportAnswer, IsOneLineToTheLetter) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -2,7 +2,7 @@
 
 #include "app/options.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 TEST(UsageText, IsPrintedToTheLetter) {
@@ -46,4 +46,4 @@ Native raw dual-track spatial video converter.
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

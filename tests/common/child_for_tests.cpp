@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "common/platform/child_process.h"
-#include "common/platform/module_path.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
+#include "common/platform/program.h"
 #include "tests/common/child_tasks.h"
 #include "tests/support/awaited_file.h"
 

@@ -13,10 +13,10 @@
 #include <vector>
 
 #include "common/platform/child_process.h"
-#include "common/platform/module_path.h"
+#include "common/platform/program.h"
 #include "tests/support/temporary_folder.h"
 
-namespace veyrin::platform {
+namespace veyrin::test {
 
 /// Makes the helper program startable under another name; its libraries stay where they are.
 void place_child(const std::filesystem::path& helper, const std::filesystem::path& name);
@@ -79,4 +79,4 @@ class ChildProcessTest : public testing::Test {
   ChildStartFailure failure_;
 };
 
-}  // namespace veyrin::platform
+}  // namespace veyrin::test

@@ -1,4 +1,5 @@
 #include "common/console.h"
+#include "tests/support/captured_output.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -9,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 struct Written {
@@ -19,11 +20,11 @@ struct Written {
 
 template <typename Action>
 Written written_by(Action action) {
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
+  capture_output();
+  capture_errors();
   action();
-  std::string output = testing::internal::GetCapturedStdout();
-  return {output, testing::internal::GetCapturedStderr()};
+  std::string output = captured_output();
+  return {output, captured_errors()};
 }
 
 TEST(Console, FormatsLikePrintf) {
@@ -97,4 +98,4 @@ TEST(ConsoleSilence, HoldsEverythingBackWhileOneLives) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -2,7 +2,7 @@
 
 #include "common/conversion_options.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 TEST(ConversionKindOfOptions, FollowsTheFormatAndTheEye) {
@@ -19,4 +19,4 @@ TEST(ConversionKindOfOptions, FollowsTheFormatAndTheEye) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

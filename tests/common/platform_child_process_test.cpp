@@ -6,7 +6,7 @@
 #include "common/platform/child_process.h"
 #include "tests/common/child_process_fixture.h"
 
-namespace veyrin::platform {
+namespace veyrin::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -183,4 +183,4 @@ TEST_F(ChildProcessTest, TwoChildrenDoNotHoldEachOthersPipes) {
 }
 
 }  // namespace
-}  // namespace veyrin::platform
+}  // namespace veyrin::test

@@ -6,7 +6,7 @@
 #include "common/platform/files.h"
 #include "tests/support/temporary_folder.h"
 
-namespace veyrin::platform {
+namespace veyrin::test {
 namespace {
 
 using test::file_text;
@@ -78,4 +78,4 @@ TEST(ReplaceFile, KeepsTheNewFileWhenItsPlaceIsTakenByAFolder) {
 }
 
 }  // namespace
-}  // namespace veyrin::platform
+}  // namespace veyrin::test

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "common/platform/module_path.h"
+#include "common/platform/program.h"
 
-namespace veyrin::platform {
+namespace veyrin::test {
 namespace {
 
 TEST(ModulePath, NamesTheRunningProgram) {
@@ -13,4 +13,4 @@ TEST(ModulePath, NamesTheRunningProgram) {
 }
 
 }  // namespace
-}  // namespace veyrin::platform
+}  // namespace veyrin::test

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "common/platform/environment.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
+#include "common/platform/program.h"
 #include "tests/support/environment.h"
 
-namespace veyrin::platform {
+namespace veyrin::test {
 namespace {
 
 TEST(PathText, RoundTripsUtf8) {
@@ -44,4 +44,4 @@ TEST(Environment, ASwitchIsOnForExactlyOne) {
 }
 
 }  // namespace
-}  // namespace veyrin::platform
+}  // namespace veyrin::test

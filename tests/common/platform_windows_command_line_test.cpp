@@ -6,7 +6,7 @@
 
 #include "common/platform/windows_command_line.h"
 
-namespace veyrin::platform {
+namespace veyrin::test {
 namespace {
 
 struct QuotingCase {
@@ -105,4 +105,4 @@ TEST(WindowsCommandLine, ParserReadsBackEveryItem) {
 }
 
 }  // namespace
-}  // namespace veyrin::platform
+}  // namespace veyrin::test

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <vector>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 #include "tests/common/same_file_names.h"
 #include "tests/support/temporary_folder.h"
 

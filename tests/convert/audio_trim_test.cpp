@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 TEST(AudioTrim, CopiesWhatOverlapsTheRange) {
@@ -28,4 +28,4 @@ TEST(AudioTrim, OffsetIsTheStartInMicroseconds) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

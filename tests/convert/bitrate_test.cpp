@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 struct ValidRate {
@@ -84,4 +84,4 @@ TEST(Bitrate, EmptyTextHasItsOwnMessage) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -8,7 +8,7 @@
 #include "tests/support/mp4_boxes.h"
 #include "tests/support/temporary_folder.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using namespace std::string_literals;
@@ -120,4 +120,4 @@ TEST(EncodedMovieStereo, TheMessageIsNotAddedToOtherCodecs) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -5,7 +5,7 @@
 
 #include <vector>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using testing::ElementsAre;
@@ -74,4 +74,4 @@ TEST(AttemptsLog, StartsEmptyAndGivesEachAttemptALine) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -11,7 +11,7 @@
 #include "tests/support/allocation_limit.h"
 #include "tests/support/environment.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using testing::ElementsAre;
@@ -368,4 +368,4 @@ TEST(EncoderReport, NamesEncoderFormatAndProcessing) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

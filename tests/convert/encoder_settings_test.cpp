@@ -13,7 +13,7 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::request_for;
@@ -21,13 +21,13 @@ using test::request_for;
 TEST(EncodedSize, OnlyFullSideBySideIsTwoEyesWide) {
   EncoderRequest request = request_for(SbsCodec::hevc, false);
   request.mode = SbsMode::full;
-  EXPECT_EQ(encoded_size(request), (EyeSize{1280, 480}));
+  EXPECT_EQ(encoded_size(request), (Size{1280, 480}));
   request.mode = SbsMode::half;
-  EXPECT_EQ(encoded_size(request), (EyeSize{640, 480}));
+  EXPECT_EQ(encoded_size(request), (Size{640, 480}));
   request.mono = true;
-  EXPECT_EQ(encoded_size(request), (EyeSize{640, 480}));
+  EXPECT_EQ(encoded_size(request), (Size{640, 480}));
   request.mode = SbsMode::full;
-  EXPECT_EQ(encoded_size(request), (EyeSize{640, 480}));
+  EXPECT_EQ(encoded_size(request), (Size{640, 480}));
 }
 
 TEST(EncodedSize, StaysAtTheLargestIntegerInsteadOfWrappingRound) {
@@ -158,4 +158,4 @@ TEST(ConfigureEncoder, AProfileThatTheEncoderCannotNameStaysAtItsDefault) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <vector>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -186,4 +186,4 @@ TEST(FramePackingSei, APacketThatCannotGrowIsAnErrorAndStaysAsItIs) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -7,9 +7,9 @@
 #include <set>
 #include <vector>
 
-#include "common/ffmpeg_owners.h"
 #include "convert/frame_packing_sei.h"
 #include "convert/sbs_stereo_metadata.h"
+#include "media/ffmpeg.h"
 #include "tests/support/command.h"
 #include "tests/support/mp4_boxes.h"
 #include "tests/support/temporary_folder.h"
@@ -18,7 +18,7 @@ extern "C" {
 #include <libavutil/stereo3d.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::output_of;
@@ -236,4 +236,4 @@ TEST_P(FramePackingMovie, IsStereoForAnotherDecoder) {
 INSTANTIATE_TEST_SUITE_P(Containers, FramePackingMovie, testing::Values("clip.mp4", "clip.mov"));
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

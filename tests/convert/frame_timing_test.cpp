@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 // Runs pairs at the given times through a pacer; the result holds, per written frame, the index of its pair.
@@ -171,4 +171,4 @@ TEST(OutputRate, PrefersTheRequestThenTheInputThenThirty) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -11,7 +11,7 @@ extern "C" {
 #include <libavutil/hwcontext.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 /// An open encoder that believes to work on surfaces of the machine's D3D11 device. The encoders that really
@@ -80,4 +80,4 @@ TEST(GpuCanvases, AreNeverThoseThatTheEncoderStillHolds) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

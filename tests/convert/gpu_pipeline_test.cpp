@@ -4,18 +4,17 @@
 
 #include <utility>
 
-#include "common/error_text.h"
+#include "media/ffmpeg.h"
 #include "tests/support/environment.h"
+#include "tests/support/captured_output.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 
 /// A processor that only has surfaces to offer.
 class SurfaceOwner final : public GpuYuvProcessor {
@@ -66,11 +65,11 @@ class GpuPipeline : public testing::Test {
   }
 
   bool use(bool hardware_decoders = true) {
-    CaptureStdout();
+    capture_output();
     const auto processor =
         use_gpu_pipeline({request_, maps_, {64, 64, 32, 32, OutputLayout::half_sbs}},
                          hardware_decoders ? device_.get() : nullptr, services_, selected_);
-    printed_ = GetCapturedStdout();
+    printed_ = captured_output();
     return processor != nullptr;
   }
 
@@ -179,4 +178,4 @@ TEST_F(GpuPipeline, IsSwitchedOffByExactlyOne) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

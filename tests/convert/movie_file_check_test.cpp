@@ -6,7 +6,7 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 std::string big_endian(std::uint64_t value, int bytes) {
@@ -75,4 +75,4 @@ TEST(CutOffMovie, OtherFormatsAndAbsentFilesAreNotJudged) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -7,7 +7,7 @@
 
 #include "convert/output_container.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -91,4 +91,4 @@ INSTANTIATE_TEST_SUITE_P(OutputNames, Container,
                                          ContainerCase{"a.xyz", AV_CODEC_ID_PRORES, "mov"}));
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 std::string joined(const std::vector<std::string>& arguments) {
@@ -120,4 +120,4 @@ TEST(PackagedEncodeArguments, EveryOtherColorIsNamedAfterTheWideGamut) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -2,11 +2,11 @@
 
 #include <fstream>
 
-#include "common/platform/module_path.h"
+#include "common/platform/program.h"
 #include "convert/packaged_software_encoder.h"
 #include "tests/convert/fake_packaged_encoder.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -105,4 +105,4 @@ TEST_F(PackagedEncoderProbe, TheLimitIsHalfAMinute) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

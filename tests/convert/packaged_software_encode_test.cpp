@@ -5,13 +5,14 @@
 #include <cstring>
 #include <fstream>
 
-#include "common/ffmpeg_owners.h"
 #include "convert/packaged_software_encoder.h"
+#include "media/ffmpeg.h"
 #include "tests/convert/fake_packaged_encoder.h"
 #include "tests/support/command.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/captured_output.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::output_of;
@@ -206,9 +207,9 @@ TEST_F(PackagedEncode, ARecordingThatTurnsOutSilentIsNoFailure) {
 
 TEST_F(PackagedEncode, AnExistingOutputIsReplacedOnlyWhenAsked) {
   std::ofstream(request_.output) << "precious";
-  testing::internal::CaptureStderr();
+  capture_errors();
   EXPECT_FALSE(encode());
-  testing::internal::GetCapturedStderr();
+  captured_errors();
   EXPECT_TRUE(error_ == "packaged GPL FFmpeg software encoding failed" ||
               error_ == "packaged GPL FFmpeg stopped while receiving video frames")
       << error_;
@@ -228,9 +229,9 @@ TEST_F(PackagedEncode, ADiskThatFillsUpIsAFailure) {
   for (const auto blocks : {std::uintmax_t{0}, std::uintmax_t{2}, whole_blocks / 2, whole_blocks}) {
     error_.clear();
     limited.write("exit 0", "trap '' XFSZ; ulimit -f " + std::to_string(blocks) + "; exec ffmpeg \"$@\"");
-    testing::internal::CaptureStderr();
+    capture_errors();
     EXPECT_FALSE(encode()) << blocks << " of " << whole_blocks << " blocks";
-    testing::internal::GetCapturedStderr();
+    captured_errors();
     EXPECT_TRUE(error_ == "packaged GPL FFmpeg software encoding failed" ||
                 error_ == "packaged GPL FFmpeg stopped while receiving video frames")
         << error_;
@@ -239,10 +240,10 @@ TEST_F(PackagedEncode, ADiskThatFillsUpIsAFailure) {
 
 TEST_F(PackagedEncode, AnOutputFolderThatIsMissingFails) {
   request_.output = folder_ / "absent" / "movie.mp4";
-  testing::internal::CaptureStderr();
+  capture_errors();
   EXPECT_FALSE(encode());
-  EXPECT_NE(testing::internal::GetCapturedStderr(), "") << "the child says why";
+  EXPECT_NE(captured_errors(), "") << "the child says why";
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -11,11 +11,12 @@
 #include <thread>
 #include <vector>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "tests/convert/fake_packaged_encoder.h"
 #include "tests/support/awaited_file.h"
+#include "tests/support/captured_output.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -313,14 +314,14 @@ TEST_F(PackagedEncoder, AKilledConverterTakesTheChildWithIt) {
 }
 
 TEST_F(PackagedEncoder, TheChildsWarningsAppearOnTheConvertersConsole) {
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
+  capture_output();
+  capture_errors();
   const auto encoder = create("cat > /dev/null; echo progress; echo warning >&2");
   const bool finished = encoder && encoder->finish(error_);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "progress\n");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "warning\n");
+  EXPECT_EQ(captured_output(), "progress\n");
+  EXPECT_EQ(captured_errors(), "warning\n");
   EXPECT_TRUE(finished) << error_;
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

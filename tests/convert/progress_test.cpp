@@ -4,7 +4,7 @@
 
 #include <vector>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 TEST(Progress, PrintsEachPercentOnceAndNeverAHundredBeforeTheEnd) {
@@ -46,4 +46,4 @@ TEST(Progress, StaysWithinBoundsBeyondTheSpan) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -4,14 +4,14 @@
 
 #include <cstddef>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "tests/support/allocation_limit.h"
 
 extern "C" {
 #include <libavutil/stereo3d.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::AllocationLimit;
@@ -94,4 +94,4 @@ TEST(SbsStereoMetadata, WithoutRoomInTheTrackFailsInTheWordsOfItsCaller) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -22,7 +22,7 @@
 #include "tests/support/system_call_stops.h"
 #include "tests/support/temporary_folder.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::file_text;
@@ -166,4 +166,4 @@ TEST_F(InterruptedSt3dRemux, WithoutTheRightToReplaceItKeepsTheMovieAndRemovesTh
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -20,7 +20,7 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using namespace std::string_literals;
@@ -301,4 +301,4 @@ TEST_F(FailingSt3dRemux, OnAFullDiskKeepsTheMovieAndRemovesTheTemporaryFile) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -1,14 +1,14 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 #include "tests/decode/clips.h"
 
 extern "C" {
 #include <libavutil/log.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 
 InputContextPtr open_clip(const std::filesystem::path& clip) {
   av_log_set_level(AV_LOG_QUIET);  // as in the program: damaged clips are judged by our messages
@@ -30,4 +30,4 @@ std::vector<PacketPtr> read_packets(AVFormatContext& input) {
   return packets;
 }
 
-}  // namespace veyrin
+}  // namespace veyrin::test

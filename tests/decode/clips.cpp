@@ -5,7 +5,7 @@
 #include <random>
 #include <stdexcept>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 void run(const std::string& command) {
@@ -47,4 +47,4 @@ std::string test_picture(int frames, int rate, const std::string& size) {
          ",trim=end_frame=" + std::to_string(frames) + " ";
 }
 
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
-namespace veyrin {
+namespace veyrin::test {
 
 /// A folder of its own, deleted with the object.
 class ClipFolder {
@@ -39,4 +39,4 @@ InputContextPtr open_clip(const std::filesystem::path& clip);
 /// All packets of the clip in file order.
 std::vector<PacketPtr> read_packets(AVFormatContext& input);
 
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -1,4 +1,5 @@
 #include "decode/color_description.h"
+#include "tests/support/captured_output.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using testing::ElementsAre;
@@ -18,10 +19,10 @@ struct Described {
 };
 
 Described describe(const RawColorTags& tags, const std::string& label = "clip") {
-  testing::internal::CaptureStdout();
+  capture_output();
   Described result;
   result.description = describe_color(tags, label);
-  std::string text = testing::internal::GetCapturedStdout();
+  std::string text = captured_output();
   for (std::size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n')) {
     result.lines.push_back(text.substr(0, end));
     text.erase(0, end + 1);
@@ -222,4 +223,4 @@ TEST(ColorDescription, KeepsTheKindNumbers) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -9,16 +9,15 @@
 #include "decode/stereo_decoder.h"
 #include "tests/decode/clips.h"
 #include "tests/decode/decoding.h"
+#include "tests/support/captured_output.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 
 constexpr int frames = 8;  // of the clip that the build makes
 
@@ -70,10 +69,10 @@ TEST_F(D3D11vaDecoding, GivesEveryFrameWhateverTheMachineHas) {
   for (const bool keep_on_gpu : {false, true}) {
     StereoDecoder decoder;
     if (keep_on_gpu) decoder.keep_frames_on_gpu();
-    CaptureStdout();
+    capture_output();
     const bool opened = decoder.open(*input_, 0, 1, /*software_only=*/false, error_);
     const PairRun run = opened ? this->run(decoder) : PairRun{};
-    const std::string printed = GetCapturedStdout();
+    const std::string printed = captured_output();
     std::printf("%s", printed.c_str());
     ASSERT_TRUE(opened) << error_;
     ASSERT_TRUE(run.succeeded) << run.error;
@@ -95,13 +94,13 @@ TEST_F(D3D11vaDecoding, GivesEveryFrameWhateverTheMachineHas) {
 
 TEST_F(D3D11vaDecoding, IsSilentInSoftware) {
   StereoDecoder decoder;
-  CaptureStdout();
+  capture_output();
   const bool opened = decoder.open(*input_, 0, 1, /*software_only=*/true, error_);
   const PairRun run = opened ? this->run(decoder) : PairRun{};
-  EXPECT_EQ(GetCapturedStdout(), "");
+  EXPECT_EQ(captured_output(), "");
   ASSERT_TRUE(opened) << error_;
   EXPECT_EQ(run.left_times.size(), static_cast<std::size_t>(frames));
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -12,7 +12,7 @@
 #include "tests/decode/clips.h"
 #include "tests/decode/decoding.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using Bytes = std::vector<char>;
@@ -119,4 +119,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& instance) { return instance.param.name; });
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -10,13 +10,12 @@
 #include "tests/decode/decoding.h"
 #include "tests/decode/simulated_hardware.h"
 #include "tests/support/allocation_limit.h"
+#include "tests/support/captured_output.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::no_memory;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 
 /// Enough for a decoder and its context, not for parameters with `large_extradata`.
 constexpr std::size_t room_for_a_context = 1 << 18;
@@ -45,10 +44,10 @@ class DecoderShortage : public testing::Test {
   std::string open_error(AVBufferRef* shared_device = nullptr) {
     EyeDecoder eye(machine_.calls);
     std::string error;
-    CaptureStdout();
+    capture_output();
     const bool opened = eye.open(stream(), /*software_only=*/false, shared_device, error);
     shortage_.reset();
-    printed_ = GetCapturedStdout();
+    printed_ = captured_output();
     EXPECT_EQ(opened, error.empty());
     return error;
   }
@@ -68,11 +67,11 @@ class DecoderShortage : public testing::Test {
     EyeDecoder eye(machine_.calls);
     eye.keep_frames_on_gpu(keep_on_gpu);
     std::string error;
-    CaptureStdout();
+    capture_output();
     const bool opened = eye.open(stream(), /*software_only=*/false, nullptr, error);
     const EyeRun run = opened ? run_eye(eye, read_packets(*input_)) : EyeRun{};
     shortage_.reset();
-    GetCapturedStdout();
+    captured_output();
     EXPECT_TRUE(opened) << error;
     EXPECT_FALSE(run.succeeded);
     return run.error;
@@ -155,4 +154,4 @@ TEST_F(DecoderShortage, LeavesNoPropertiesOfADownload) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

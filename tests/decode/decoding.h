@@ -8,7 +8,7 @@
 #include "decode/eye_decoder.h"
 #include "decode/stereo_decoder.h"
 
-namespace veyrin {
+namespace veyrin::test {
 
 struct EyeRun {
   bool succeeded = true;
@@ -82,4 +82,4 @@ inline PairRun run_pairs(StereoDecoder& decoder, const std::vector<const AVPacke
   return run;
 }
 
-}  // namespace veyrin
+}  // namespace veyrin::test

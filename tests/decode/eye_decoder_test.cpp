@@ -10,16 +10,15 @@
 
 #include "tests/decode/clips.h"
 #include "tests/decode/decoding.h"
+#include "tests/support/captured_output.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 
 struct ClipCase {
   const char* name;
@@ -43,11 +42,11 @@ TEST_P(AcceptedClip, GivesTheFramesAndTimesThatFfprobeLists) {
   const auto input = open_clip(clip);
   EyeDecoder eye;
   std::string error;
-  CaptureStdout();
+  capture_output();
   ASSERT_TRUE(eye.open(*input->streams[0], /*software_only=*/true, nullptr, error)) << error;
   const EyeRun run = run_eye(eye, read_packets(*input));
 
-  EXPECT_EQ(GetCapturedStdout(), "") << "software decoding is silent";
+  EXPECT_EQ(captured_output(), "") << "software decoding is silent";
   ASSERT_TRUE(run.succeeded) << run.error;
   EXPECT_TRUE(eye.ended());
   ASSERT_EQ(run.times.size(), expected.size());
@@ -331,4 +330,4 @@ TEST(EyeDecoder, NamesAStreamWithoutOpeningADecoder) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

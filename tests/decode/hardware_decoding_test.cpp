@@ -9,12 +9,11 @@
 #include "tests/decode/decoding.h"
 #include "tests/decode/simulated_hardware.h"
 #include "tests/support/environment.h"
+#include "tests/support/captured_output.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 
 using test::EnvironmentVariable;
 
@@ -31,17 +30,17 @@ class HardwareDecoding : public testing::Test {
 
   /// Opens stream 1 on the simulated machine and gives what was printed.
   std::string open_and_listen(EyeDecoder& eye, bool software_only = false) {
-    CaptureStdout();
+    capture_output();
     const bool opened = eye.open(stream(1), software_only, nullptr, error_);
-    std::string printed = GetCapturedStdout();
+    std::string printed = captured_output();
     EXPECT_TRUE(opened) << error_;
     return printed;
   }
 
   EyeRun run_and_listen(EyeDecoder& eye, std::string& printed) {
-    CaptureStdout();
+    capture_output();
     EyeRun run = run_eye(eye, packets_);
-    printed = GetCapturedStdout();
+    printed = captured_output();
     return run;
   }
 
@@ -74,9 +73,9 @@ TEST_F(HardwareDecoding, IsNotTriedForSoftwareOnly) {
 TEST_F(HardwareDecoding, IsSwitchedOffByExactlyOne) {
   const EnvironmentVariable disabled("VEYRIN_DISABLE_D3D11VA_DECODE", "1");
   StereoDecoder decoder(machine_.calls);
-  CaptureStdout();
+  capture_output();
   const bool opened = decoder.open(*input_, 0, 1, /*software_only=*/false, error_);
-  EXPECT_EQ(GetCapturedStdout(), "");
+  EXPECT_EQ(captured_output(), "");
   ASSERT_TRUE(opened) << error_;
   EXPECT_FALSE(decoder.left().hardware_active());
   EXPECT_FALSE(decoder.right().hardware_active());
@@ -134,10 +133,10 @@ TEST_F(HardwareDecoding, FailsWhenSoftwareDoesNotOpenEither) {
     return context->hw_device_ctx != nullptr ? AVERROR(ENOSYS) : AVERROR(ENOMEM);
   };
   EyeDecoder eye(machine_.calls);
-  CaptureStdout();
+  capture_output();
   const bool opened = eye.open(stream(1), /*software_only=*/false, nullptr, error_);
   EXPECT_EQ(
-      GetCapturedStdout(),
+      captured_output(),
       "  hardware decoder could not open stream 1: Function not implemented; retrying software decode\n");
   EXPECT_FALSE(opened);
   EXPECT_EQ(error_, "could not open a video decoder: Cannot allocate memory");
@@ -147,9 +146,9 @@ TEST_F(HardwareDecoding, IsNotBlamedWhenSoftwareDoesNotOpen) {
   machine_.offered = false;
   machine_.calls.open = [](AVCodecContext*, const AVCodec*) { return AVERROR(ENOMEM); };
   EyeDecoder eye(machine_.calls);
-  CaptureStdout();
+  capture_output();
   const bool opened = eye.open(stream(1), /*software_only=*/false, nullptr, error_);
-  EXPECT_EQ(GetCapturedStdout(), "");
+  EXPECT_EQ(captured_output(), "");
   EXPECT_FALSE(opened);
   EXPECT_EQ(error_, "could not open a video decoder: Cannot allocate memory");
 }
@@ -169,10 +168,10 @@ TEST_F(HardwareDecoding, SharesTheLeftEyesDevice) {
 TEST_F(HardwareDecoding, MakesADeviceForTheRightEyeWhenTheLeftOneFellBack) {
   machine_.opens_before_hardware_works = 1;
   StereoDecoder decoder(machine_.calls);
-  CaptureStdout();
+  capture_output();
   const bool opened = decoder.open(*input_, 0, 1, /*software_only=*/false, error_);
   EXPECT_EQ(
-      GetCapturedStdout(),
+      captured_output(),
       "  hardware decoder could not open stream 0: Function not implemented; retrying software decode\n");
   ASSERT_TRUE(opened) << error_;
   EXPECT_FALSE(decoder.left().hardware_active());
@@ -219,4 +218,4 @@ TEST_F(HardwareDecoding, FailsWhenNoOtherDecoderOpens) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

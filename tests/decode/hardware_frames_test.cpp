@@ -8,12 +8,11 @@
 #include "tests/decode/clips.h"
 #include "tests/decode/decoding.h"
 #include "tests/decode/simulated_hardware.h"
+#include "tests/support/captured_output.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 
 /// Decodes uncompressed pictures, whose decoder asks no format question, as stream 1 of a clip.
 class HardwareFrames : public testing::Test {
@@ -26,10 +25,10 @@ class HardwareFrames : public testing::Test {
     EyeDecoder eye(machine_.calls);
     eye.keep_frames_on_gpu(keep_on_gpu);
     EyeRun run;
-    CaptureStdout();
+    capture_output();
     run.succeeded = eye.open(stream, /*software_only=*/false, nullptr, run.error);
     if (run.succeeded) run = run_eye(eye, read_packets(*input));
-    printed_ = GetCapturedStdout();
+    printed_ = captured_output();
     return run;
   }
 
@@ -63,9 +62,9 @@ TEST_F(HardwareFrames, KeepTheirOwnPicturesWhileSeveralWait) {
     std::string error;
     ASSERT_TRUE(eye.open(*input->streams[0], /*software_only=*/false, nullptr, error)) << error;
     for (PacketPtr& packet : read_packets(*input)) eye.queue_packet(std::move(packet));
-    CaptureStdout();
+    capture_output();
     const bool pumped = eye.pump(error);
-    GetCapturedStdout();
+    captured_output();
     ASSERT_TRUE(pumped) << error;
     ASSERT_EQ(eye.queued_frames(), 4U);
     for (int mark = 1; mark <= 4; ++mark) EXPECT_EQ(eye.take_frame().frame->data[0][0], mark);
@@ -181,4 +180,4 @@ TEST(HardwareCalls, KnowThatADecoderHasNoHardware) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -3,7 +3,7 @@
 
 #include "tests/decode/nvenc_probe_fixture.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using simulated_driver::state;
@@ -18,4 +18,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& instance) { return instance.param.name; });
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -7,7 +7,7 @@
 #include "decode/nvenc_probe.h"
 #include "tests/decode/nvenc_probe_fixture.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using simulated_driver::Adapter;
@@ -60,4 +60,4 @@ TEST_F(NvencAdapters, AreUnknownWithoutTheirLibrary) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

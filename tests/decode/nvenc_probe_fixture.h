@@ -12,7 +12,7 @@
 #include "decode/nvenc_probe.h"
 #include "tests/decode/simulated_driver/driver_state.h"
 
-namespace veyrin {
+namespace veyrin::test {
 
 namespace capability {
 inline constexpr std::uint32_t width_max = 16;
@@ -56,4 +56,4 @@ inline std::ostream& operator<<(std::ostream& out, const DriverCase& driver) {
 /// A driver that fails somewhere before the first question.
 class NvencDriver : public NvencProbe, public testing::WithParamInterface<DriverCase> {};
 
-}  // namespace veyrin
+}  // namespace veyrin::test

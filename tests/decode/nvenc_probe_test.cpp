@@ -10,7 +10,7 @@
 #include "common/platform/shared_library.h"
 #include "tests/decode/nvenc_probe_fixture.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using namespace capability;
@@ -172,4 +172,4 @@ TEST(SharedLibrary, IsClosedOnceWhenItWasMoved) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

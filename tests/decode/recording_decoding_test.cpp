@@ -8,7 +8,7 @@
 #include "tests/decode/decoding.h"
 #include "tests/recordings/recording.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using recordings::RecordingPlan;
@@ -91,4 +91,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& instance) { return instance.param.name; });
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -11,7 +11,7 @@ extern "C" {
 #include <libavutil/buffer.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 
 /// Stands for the source's picture in system memory: its size, and `mark` as its first sample. Like the
 /// library's own transfer it writes into the buffers that the target has and makes some when it has none.
@@ -75,4 +75,4 @@ struct SimulatedHardware {
   }
 };
 
-}  // namespace veyrin
+}  // namespace veyrin::test

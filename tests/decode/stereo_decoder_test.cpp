@@ -9,7 +9,7 @@
 #include "tests/decode/clips.h"
 #include "tests/decode/decoding.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 std::vector<const AVPacket*> in_file_order(const std::vector<PacketPtr>& packets) {
@@ -168,4 +168,4 @@ TEST_F(TwoTracks, ReportTheFailureOfEitherEye) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -5,14 +5,14 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
 extern "C" {
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 [[noreturn]] void give_up(const char* what) {
@@ -89,7 +89,7 @@ void decode(AVFormatContext& input, const AVStream& stream, int view) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test
 
 int main(int argument_count, char** arguments) {
   using namespace veyrin;

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "common/console.h"
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "metadata/calibration_document.h"
 #include "metadata/gpmf_record.h"
 #include "metadata/legacy_keys.h"

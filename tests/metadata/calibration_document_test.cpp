@@ -11,7 +11,7 @@
 #include "tests/metadata/sample_document.h"
 #include "tests/metadata/thrown_message.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using nlohmann::json;
@@ -249,4 +249,4 @@ TEST(CalibrationDocument, ReadsKeysInOrderSoThatTheFirstFailureWins) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

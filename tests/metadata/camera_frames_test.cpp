@@ -13,7 +13,7 @@
 #include "tests/metadata/sample_document.h"
 #include "tests/metadata/thrown_message.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using nlohmann::json;
@@ -171,4 +171,4 @@ TEST(Pose, BecomesAColumnMajorMatrix) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -6,11 +6,11 @@
 #include <optional>
 #include <string>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "tests/metadata/thrown_message.h"
 #include "tests/recordings/gpmf_sample.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using namespace std::string_literals;
@@ -141,4 +141,4 @@ TEST(GpmfRecord, ParsesDeepNestingWithoutExhaustingTheStack) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -9,7 +9,7 @@
 #include "tests/metadata/sample_document.h"
 #include "tests/metadata/thrown_message.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using nlohmann::json;
@@ -242,4 +242,4 @@ TEST(LensModels, PassesTheJsonLibrarysErrorsOfSplinesOn) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -16,7 +16,7 @@
 #include "tests/support/bytes_read.h"
 #include "tests/support/temporary_folder.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 struct Layout {
@@ -71,4 +71,4 @@ INSTANTIATE_TEST_SUITE_P(Layouts, ReadAmount,
                          [](const auto& layout) { return std::string(layout.param.name); });
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

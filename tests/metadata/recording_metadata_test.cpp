@@ -13,8 +13,9 @@
 #include "tests/recordings/gpmf_sample.h"
 #include "tests/recordings/movie_writer.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/captured_output.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using nlohmann::json;
@@ -38,9 +39,9 @@ Outcome read(const std::filesystem::path& path) {
   Outcome outcome;
   outcome.path = path.string();
   outcome.metadata.left_track = 99;
-  testing::internal::CaptureStdout();
+  capture_output();
   outcome.read = read_recording_metadata(path, outcome.metadata, outcome.error);
-  outcome.printed = testing::internal::GetCapturedStdout();
+  outcome.printed = captured_output();
   return outcome;
 }
 
@@ -307,4 +308,4 @@ TEST_F(ReadRecordingMetadata, HasZeroDurationWhenTheContainerDoesNotKnowIt) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

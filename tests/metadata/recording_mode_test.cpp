@@ -7,7 +7,7 @@
 
 #include "tests/metadata/thrown_message.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 struct Case {
@@ -59,4 +59,4 @@ TEST(RecordingMode, AsksForText) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

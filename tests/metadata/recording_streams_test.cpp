@@ -4,9 +4,9 @@
 
 #include <initializer_list>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 struct Stream {
@@ -84,4 +84,4 @@ TEST(DiscardOtherStreams, KeepsTheOneStream) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

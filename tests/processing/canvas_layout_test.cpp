@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 ProcessorGeometry geometry(OutputLayout layout, int box_width, int box_height) {
@@ -80,4 +80,4 @@ TEST(CanvasLayout, OddHalfBoxGivesTheRightEyeTheMiddleChromaColumn) {
 }
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -4,7 +4,7 @@
 
 #include "processing/kernel_choice.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 TEST(CpuFeatures, AgreeWithTheCompilersOwnProbe) {
@@ -24,4 +24,4 @@ TEST(KernelChoice, TakesAvx2WhereTheCpuHasIt) {
 }
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 /// The rows that each thread was given, in order.
@@ -96,4 +96,4 @@ TEST(CpuWorkerPool, HasOneWorkerPerHardwareThreadByDefault) {
 }
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

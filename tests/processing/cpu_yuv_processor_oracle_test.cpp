@@ -7,7 +7,7 @@
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 constexpr int all_formats[] = {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_NV12,
@@ -60,4 +60,4 @@ INSTANTIATE_TEST_SUITE_P(
                        ::testing::Values(KernelChoice::scalar_only, KernelChoice::best_for_cpu)));
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

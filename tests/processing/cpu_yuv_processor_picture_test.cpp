@@ -7,7 +7,7 @@
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 constexpr AVPixelFormat all_formats[] = {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_NV12,
@@ -291,4 +291,4 @@ TEST(CpuYuvProcessorPicture, ConsecutiveFramesDoNotInfluenceEachOther) {
 }
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

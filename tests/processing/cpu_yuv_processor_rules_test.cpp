@@ -5,7 +5,7 @@
 #include "tests/processing/yuv_frames.h"
 #include "tests/support/allocation_limit.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 constexpr const char* invalid_maps = "invalid CPU YUV rectification maps";
@@ -177,4 +177,4 @@ TEST_F(CpuYuvProcessorRules, TakesTheChromaLocationFromTheLeftInput) {
 }
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -6,7 +6,7 @@
 
 #include "tests/processing/oracle.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 TEST(LanczosWeights, AreTheNormalisedWindowedSinc) {
@@ -54,4 +54,4 @@ TEST(LanczosWeights, RepeatThemselvesForRowsAndPairs) {
 }
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -3,7 +3,7 @@
 #include "processing/gpu_yuv_processor.h"
 #include "tests/processing/random_maps.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 TEST(GpuYuvProcessor, IsRefusedWithAReasonWhereTheSystemHasNone) {
@@ -14,4 +14,4 @@ TEST(GpuYuvProcessor, IsRefusedWithAReasonWhereTheSystemHasNone) {
 }
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -9,7 +9,7 @@
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 constexpr int size = 160;
@@ -105,4 +105,4 @@ INSTANTIATE_TEST_SUITE_P(FormatsAndKernels, OpenCvAgreement,
                                                               KernelChoice::best_for_cpu)));
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -5,7 +5,7 @@
 #include <numbers>
 #include <sstream>
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 double sinc(double t) {
@@ -131,4 +131,4 @@ std::string compare_with_oracle(const RectificationMaps& maps, const ProcessorGe
   return report.str();
 }
 
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -7,7 +7,7 @@
 #include "processing/cpu_yuv_processor.h"
 #include "tests/processing/yuv_frames.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 
 /// Weight of tap `tap` (0..7) for a phase of `phase`/32: sinc(t) sinc(t/4), the eight normalised to sum 1.
 double oracle_weight(int phase, int tap);
@@ -27,4 +27,4 @@ std::string compare_with_oracle(const RectificationMaps& maps, const ProcessorGe
                                 const AVFrame& left, const AVFrame& right, const AVFrame& output,
                                 double tie_margin);
 
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 constexpr float nan_value = std::numeric_limits<float>::quiet_NaN();
@@ -110,7 +110,7 @@ TEST(PlaneRemapTable, LumaReadsEveryEntryAndChromaEverySecond) {
     }
 }
 
-Neighbourhood neighbourhood_at(float x, float y, PlaneSize source) {
+Neighbourhood neighbourhood_at(float x, float y, Size source) {
   return PlaneRemapTable::for_luma(constant_map(x, y), source).runs(0).front().neighbourhood;
 }
 
@@ -163,4 +163,4 @@ TEST(PlaneRemapTable, RunsCoverEachRowAndSplitWhereTheNeighbourhoodChanges) {
 }
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -10,7 +10,7 @@
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 constexpr int source_width = 30;
@@ -111,4 +111,4 @@ INSTANTIATE_TEST_SUITE_P(AllKernels, PlaneSampler,
                          });
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -3,7 +3,7 @@
 #include <limits>
 #include <random>
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 EyeMap random_map(int width, int height, int source_width, int source_height, std::mt19937& random) {
@@ -62,4 +62,4 @@ RectificationMaps random_maps(int width, int height, int source_width, int sourc
   return maps;
 }
 
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -5,7 +5,7 @@
 
 #include "rectification/rectification_maps.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 
 /// Every output pixel at its own place, `width` x `height` in both eyes.
 RectificationMaps identity_maps(int width, int height);
@@ -14,4 +14,4 @@ RectificationMaps identity_maps(int width, int height);
 /// with random ones, invalid entries, infinities, NaN and huge values.
 RectificationMaps random_maps(int width, int height, int source_width, int source_height, std::uint32_t seed);
 
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -11,7 +11,7 @@
 #include "processing/lanczos_weights.h"
 #include "tests/processing/oracle.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 enum class Set { scalar, avx2 };
@@ -272,4 +272,4 @@ INSTANTIATE_TEST_SUITE_P(AllKernels, SamplingKernelsTest,
                          case_name);
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -7,7 +7,7 @@
 #include "processing/lanczos_weights.h"
 #include "tests/processing/oracle.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 TEST(ShaderTables, SplitPositionsIntoWholesAndPhases) {
@@ -58,4 +58,4 @@ TEST(ShaderTables, HoldTheWeightsOfEveryPhasePair) {
 }
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

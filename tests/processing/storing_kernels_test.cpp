@@ -9,7 +9,7 @@
 
 #include "processing/cpu_features.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 constexpr StoreRule same_8{255.0F, 255.0F, 0};
@@ -132,4 +132,4 @@ INSTANTIATE_TEST_SUITE_P(AllKernels, StoringKernelsTest, ::testing::Bool(),
                          [](const auto& test) { return test.param ? "Avx2" : "Scalar"; });
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

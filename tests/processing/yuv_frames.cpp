@@ -3,7 +3,7 @@
 #include <cstring>
 #include <random>
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 constexpr std::size_t guard_bytes = 96;
@@ -130,4 +130,4 @@ void fill_constant(AVFrame& frame, int luma, int chroma_u, int chroma_v) {
         set_sample(frame, channel, x, y, codes[static_cast<int>(channel)]);
 }
 
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

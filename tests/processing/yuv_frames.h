@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 
 enum class Channel : std::int32_t { y = 0, u = 1, v = 2 };
 
@@ -34,4 +34,4 @@ int get_stored(const AVFrame& frame, Channel channel, int x, int y);
 void fill_random(AVFrame& frame, std::uint32_t seed);
 void fill_constant(AVFrame& frame, int luma, int chroma_u, int chroma_v);
 
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -6,8 +6,8 @@
 #include <numbers>
 #include <system_error>
 
-#include "common/ffmpeg_owners.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
+#include "media/ffmpeg.h"
 #include "tests/recordings/eye_renderer.h"
 #include "tests/recordings/raw_pipe.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 #include "tests/recordings/calibration_document.h"
 #include "tests/recordings/recording.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <fstream>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 #include "tests/recordings/box_builder.h"
 #include "tests/recordings/track_boxes.h"
 

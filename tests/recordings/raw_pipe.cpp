@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 
 namespace veyrin::recordings {
 

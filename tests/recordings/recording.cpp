@@ -5,7 +5,7 @@
 #include <future>
 #include <utility>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 #include "tests/recordings/calibration_document.h"
 #include "tests/recordings/coded_media.h"
 #include "tests/recordings/malformations.h"

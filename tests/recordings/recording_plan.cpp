@@ -4,8 +4,8 @@
 #include <cmath>
 #include <functional>
 
-#include "common/platform/module_path.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
+#include "common/platform/program.h"
 #include "tests/recordings/malformations.h"
 
 namespace veyrin::recordings {

@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 constexpr float nan = std::numeric_limits<float>::quiet_NaN();
@@ -130,4 +130,4 @@ TEST(IsInsideSource, HoldsNothingWithoutPixels) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

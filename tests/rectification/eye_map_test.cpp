@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 constexpr Matrix3 identity{1, 0, 0, 0, 1, 0, 0, 0, 1};
@@ -107,4 +107,4 @@ TEST(EyeMap, MarksEverythingWhenTheGeometryIsNoNumber) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -6,7 +6,7 @@
 #include <limits>
 #include <random>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 TEST(Matrix3, MultipliesRowsByColumns) {
@@ -47,4 +47,4 @@ TEST(Matrix3, CarriesWhatIsNoNumberThrough) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

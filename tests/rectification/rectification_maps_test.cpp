@@ -8,8 +8,9 @@
 #include <string>
 
 #include "tests/rectification/sample_calibration.h"
+#include "tests/support/captured_output.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::sample_calibration;
@@ -23,9 +24,9 @@ struct Outcome {
 
 Outcome build(const RawDualTrackCalibration& calibration, std::int32_t width = 64, std::int32_t height = 48) {
   Outcome outcome;
-  testing::internal::CaptureStdout();
+  capture_output();
   outcome.built = build_rectification_maps(calibration, width, height, outcome.maps, outcome.error);
-  outcome.printed = testing::internal::GetCapturedStdout();
+  outcome.printed = captured_output();
   return outcome;
 }
 
@@ -210,4 +211,4 @@ TEST(RectificationMaps, AgreeWithOpenCvsRectification) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

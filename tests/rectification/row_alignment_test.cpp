@@ -12,7 +12,7 @@
 #include "rectification/rectification_maps.h"
 #include "tests/rectification/sample_calibration.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using Point = std::array<double, 3>;
@@ -136,4 +136,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& rig) { return std::string(rig.param.name); });
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 
 namespace veyrin::test {
 

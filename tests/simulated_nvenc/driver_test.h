@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 #include "tests/support/environment.h"
 #include "tests/support/temporary_folder.h"
 

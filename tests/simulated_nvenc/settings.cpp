@@ -2,8 +2,8 @@
 
 #include <fstream>
 
-#include "common/platform/environment.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
+#include "common/platform/program.h"
 
 namespace veyrin::simulated_nvenc {
 namespace {

@@ -1,11 +1,12 @@
 #include "spatial/direct_spatial.h"
+#include "tests/support/captured_output.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 DirectSpatialRequest plain_request() {
@@ -150,9 +151,9 @@ TEST(DirectSpatial, RefusedBitRateReportsNoGeometry) {
   ConversionOptions options;
   options.sdr_bitrate = "0";
   std::string error;
-  testing::internal::CaptureStdout();
+  capture_output();
   EXPECT_EQ(create_direct_spatial(plain_request(), options, error), nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(captured_output(), "");
   EXPECT_EQ(error, "spatial bitrate is out of range: 0");
 }
 
@@ -161,12 +162,12 @@ TEST(DirectSpatial, ReportsItsGeometryBeforeTheEncoderIsOpened) {
   // No encoder takes pictures without a size, so the outcome is the same on every machine.
   request.eye = {0, 0};
   std::string error;
-  testing::internal::CaptureStdout();
+  capture_output();
   EXPECT_EQ(create_direct_spatial(request, {}, error), nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(captured_output(),
             "Creating direct spatial output with cdist=64.000 mm, hfov=90.000 deg\n");
   EXPECT_NE(error, "");
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

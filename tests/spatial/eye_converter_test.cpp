@@ -8,9 +8,9 @@
 #include <random>
 #include <vector>
 
-#include "common/video_frames.h"
+#include "media/ffmpeg.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 constexpr int width = 64;
@@ -233,4 +233,4 @@ TEST(EyeConverter, CannotBeMadeForAnImpossibleSize) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "common/ffmpeg_owners.h"
+#include "media/ffmpeg.h"
 #include "spatial/spatial_encoder_calls.h"
 
 namespace veyrin::test {

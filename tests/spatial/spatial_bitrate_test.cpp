@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 struct RateCase {
@@ -103,4 +103,4 @@ TEST(SpatialBitrate, RefusesOtherTextsWithTheTextAsGiven) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

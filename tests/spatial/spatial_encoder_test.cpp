@@ -8,7 +8,7 @@
 #include "tests/spatial/fake_encoder.h"
 #include "tests/support/allocation_limit.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::FakeEncoder;
@@ -180,4 +180,4 @@ TEST(SpatialEncoder, EncoderWithoutTheProfileIsNotOpened) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

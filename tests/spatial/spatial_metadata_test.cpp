@@ -17,7 +17,7 @@ extern "C" {
 #include <libavutil/tdrdi.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 TEST(BaselineMicrometres, RoundsAndStaysWithin32Bits) {
@@ -241,4 +241,4 @@ TEST(ReferenceDisplaysSei, SaysWhatTheRecordSays) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

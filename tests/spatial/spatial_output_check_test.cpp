@@ -4,7 +4,7 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 TEST(SpatialOutputCheck, AcceptsAMissingPath) {
@@ -36,4 +36,4 @@ TEST(SpatialOutputCheck, RefusesAnyExistingObjectUnlessOverwriting) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

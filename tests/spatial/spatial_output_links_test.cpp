@@ -3,7 +3,7 @@
 #include "spatial/spatial_output_check.h"
 #include "tests/support/temporary_folder.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 TEST(SpatialOutputCheck, RefusesASymbolicLinkUnlessOverwriting) {
@@ -33,4 +33,4 @@ TEST(SpatialOutputCheck, ReportsAPathThatTheSystemCannotLookAt) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

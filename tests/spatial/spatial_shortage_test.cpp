@@ -9,9 +9,9 @@
 
 #include "spatial/spatial_metadata.h"
 #include "tests/spatial/spatial_video_writer_fixture.h"
-#include "tests/support/posix/failing_allocation.h"
+#include "tests/support/linux/failing_allocation.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::FailingAllocation;
@@ -122,4 +122,4 @@ TEST_F(SpatialWriterShortage, FullDiskIsSaidAtTheEndAtTheLatest) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "common/video_frames.h"
+#include "media/ffmpeg.h"
 #include "spatial/spatial_encoder.h"
 #include "spatial/spatial_video_writer.h"
 #include "tests/spatial/fake_encoder.h"

@@ -9,7 +9,7 @@
 #include "tests/spatial/spatial_video_writer_fixture.h"
 #include "tests/support/allocation_limit.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::AllocationLimit;
@@ -283,4 +283,4 @@ TEST_F(SpatialVideoWriterTest, NoMemoryForAFrameThatTheEncoderHoldsIsSaid) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

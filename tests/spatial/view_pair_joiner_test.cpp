@@ -6,7 +6,7 @@
 #include <limits>
 #include <string_view>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 struct View {
@@ -183,4 +183,4 @@ TEST(ViewPairJoiner, SaysWhenThereIsNoMemoryForBothViews) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

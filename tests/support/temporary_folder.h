@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 
 namespace veyrin::test {
 

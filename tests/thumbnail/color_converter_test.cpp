@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 ColorDescription description(ColorMatrix matrix, ColorRange range,
@@ -132,4 +132,4 @@ TEST(ColorConverter, TellsWideGamutByThePrimaries) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

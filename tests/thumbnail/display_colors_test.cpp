@@ -6,7 +6,7 @@
 #include <array>
 #include <cmath>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 ColorConverter converter(ColorTransfer transfer, ColorPrimaries primaries) {
@@ -147,4 +147,4 @@ TEST(DisplayColors, ConvertWideGamutOfStandardRangeToo) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

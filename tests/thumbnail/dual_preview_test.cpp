@@ -13,7 +13,7 @@
 #include "tests/thumbnail/preview_run.h"
 #include "tests/thumbnail/test_recording.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using recordings::ImagePoint;
@@ -274,4 +274,4 @@ TEST(DualPreview, OfAnHlgRecordingLooksLikeItsStandardRangeTwin) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -15,7 +15,7 @@
 #include "tests/support/temporary_folder.h"
 #include "tests/thumbnail/preview_run.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 /// An input of one video stream that is not backed by any file.
@@ -84,4 +84,4 @@ INSTANTIATE_TEST_SUITE_P(Layouts, ReadAmount,
                          [](const auto& layout) { return std::string(layout.param.name); });
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "common/video_frames.h"
+#include "media/ffmpeg.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 ColorConverter converter(ColorMatrix matrix, ColorRange range) {
@@ -152,4 +152,4 @@ TEST(FrameImage, IsRefusedForFramesOutsideSystemMemory) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -16,7 +16,7 @@
 #include "tests/support/temporary_folder.h"
 #include "tests/thumbnail/preview_run.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using nlohmann::json;
@@ -301,4 +301,4 @@ TEST_F(GeneratorChoices, FailsForSizesBeyondMemory) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -5,7 +5,7 @@
 #include <limits>
 #include <vector>
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 TEST(SinglePlaneImage, IsFilledWithItsColourAtItsSize) {
@@ -34,4 +34,4 @@ TEST(SinglePlaneImage, IsRefusedForImpossibleSizes) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

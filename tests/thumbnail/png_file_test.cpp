@@ -9,8 +9,9 @@
 
 #include "tests/support/command.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/captured_output.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::file_text;
@@ -33,10 +34,10 @@ struct Written {
 };
 
 Written write(const std::filesystem::path& output, const Image& image) {
-  testing::internal::CaptureStdout();
+  capture_output();
   Written result;
   result.done = write_png_atomically(output, image);
-  result.log = testing::internal::GetCapturedStdout();
+  result.log = captured_output();
   return result;
 }
 
@@ -171,4 +172,4 @@ TEST(PngFile, IsReadOnlyWhenItIsWhole) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -9,6 +9,7 @@
 
 #include "thumbnail/png_file.h"
 #include "thumbnail/thumbnail_generator.h"
+#include "tests/support/captured_output.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -39,9 +40,9 @@ inline PreviewRun run_preview(const std::filesystem::path& input, const std::fil
                               int width) {
   av_log_set_level(AV_LOG_QUIET);
   PreviewRun run;
-  testing::internal::CaptureStdout();
+  capture_output();
   run.written = generate_thumbnail(input, output, width);
-  run.log = testing::internal::GetCapturedStdout();
+  run.log = captured_output();
   run.image = read_png(output);
   return run;
 }

@@ -10,7 +10,7 @@
 #include "tests/support/temporary_folder.h"
 #include "tests/thumbnail/preview_run.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::PreviewRun;
@@ -193,4 +193,4 @@ TEST_F(SinglePreview, OfSoundWithACoverPictureIsTheCover) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -9,7 +9,7 @@
 
 #include "thumbnail/upright_view.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 constexpr Rgba backdrop{16, 18, 21};
@@ -165,4 +165,4 @@ TEST(ViewPainter, SaysWhenNothingIsVisible) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

@@ -10,7 +10,7 @@
 #include "thumbnail/eye_view.h"
 #include "thumbnail/upright_view.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 ImagePosition located(const View& view, double u, double v) {
@@ -139,4 +139,4 @@ TEST(EyeView, ShowsNothingOutsideTheSource) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

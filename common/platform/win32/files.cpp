@@ -4,9 +4,11 @@
 
 #include <system_error>
 
-#include "common/platform/win32/handle.h"
+#include "common/platform/win32/owners.h"
+#include "common/platform/win32/wide_text.h"
 
 namespace veyrin::platform {
+
 namespace {
 
 // True once the content would survive a loss of power.
@@ -17,6 +19,15 @@ bool write_through(const std::filesystem::path& path) {
 }
 
 }  // namespace
+
+// A path made from narrow text would take each byte for a character of its own.
+std::filesystem::path path_from_utf8(std::string_view text) {
+  return {wide_from_utf8(text)};
+}
+
+std::string path_to_utf8(const std::filesystem::path& path) {
+  return utf8_from_wide(path.native());
+}
 
 bool replace_file(const std::filesystem::path& source, const std::filesystem::path& target,
                   std::string& reason) {

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
 
 namespace veyrin::platform {
 namespace {

@@ -6,10 +6,9 @@
 #include <string>
 #include <thread>
 
-#include "common/platform/environment.h"
-#include "common/platform/module_path.h"
-#include "common/platform/path_text.h"
-#include "common/platform/win32/handle.h"
+#include "common/platform/files.h"
+#include "common/platform/program.h"
+#include "common/platform/win32/owners.h"
 #include "common/platform/win32/wide_text.h"
 #include "common/platform/windows_command_line.h"
 #include "tests/recordings/recording.h"

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "common/platform/environment.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
+#include "common/platform/program.h"
 
 int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {

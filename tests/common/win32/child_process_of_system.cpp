@@ -2,7 +2,7 @@
 
 #include "tests/common/child_process_fixture.h"
 
-namespace veyrin::platform {
+namespace veyrin::test {
 
 void place_child(const std::filesystem::path& helper, const std::filesystem::path& name) {
   std::filesystem::copy_file(helper, name);
@@ -22,4 +22,4 @@ std::size_t open_handles() {
   return count;
 }
 
-}  // namespace veyrin::platform
+}  // namespace veyrin::test

@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include "common/platform/win32/handle.h"
+#include "common/platform/win32/owners.h"
 #include "tests/common/child_process_fixture.h"
 #include "tests/support/awaited_file.h"
 #include "tests/support/win32/process.h"
 
-namespace veyrin::platform {
+namespace veyrin::test {
 namespace {
 
 using test::ends_within;
@@ -97,4 +97,4 @@ TEST_F(ChildProcessTest, OtherInheritableHandlesDoNotReachTheChild) {
 }
 
 }  // namespace
-}  // namespace veyrin::platform
+}  // namespace veyrin::test

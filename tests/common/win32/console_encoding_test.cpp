@@ -1,9 +1,9 @@
-#include "common/platform/console_encoding.h"
+#include "common/platform/program.h"
 
 #include <gtest/gtest.h>
 #include <windows.h>
 
-namespace veyrin::platform {
+namespace veyrin::test {
 namespace {
 
 TEST(Utf8Console, SetsTheConsolesCodePageAndPutsTheOldOneBack) {
@@ -21,4 +21,4 @@ TEST(Utf8Console, SetsTheConsolesCodePageAndPutsTheOldOneBack) {
 }
 
 }  // namespace
-}  // namespace veyrin::platform
+}  // namespace veyrin::test

@@ -8,7 +8,7 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace veyrin::platform {
+namespace veyrin::test {
 namespace {
 
 // Windows moves nothing onto a file that someone reads.
@@ -30,4 +30,4 @@ TEST(ReplaceFile, KeepsBothFilesWhileTheOldOneIsOpen) {
 }
 
 }  // namespace
-}  // namespace veyrin::platform
+}  // namespace veyrin::test

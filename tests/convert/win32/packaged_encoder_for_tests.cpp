@@ -10,7 +10,7 @@
 #include <iostream>
 #include <string>
 
-#include "common/platform/module_path.h"
+#include "common/platform/program.h"
 #include "tests/support/awaited_file.h"
 #include "tests/support/temporary_folder.h"
 

@@ -6,14 +6,14 @@
 #include <string>
 #include <thread>
 
-#include "common/platform/module_path.h"
-#include "common/platform/path_text.h"
-#include "common/video_frames.h"
+#include "common/platform/files.h"
+#include "common/platform/program.h"
+#include "media/ffmpeg.h"
 #include "tests/support/awaited_file.h"
 #include "tests/support/environment.h"
 #include "tests/support/win32/process.h"
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -167,4 +167,4 @@ TEST_F(PackagedEncoderOnWindows, IsTerminatedWithItsOwner) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

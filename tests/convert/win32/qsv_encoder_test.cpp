@@ -5,12 +5,11 @@
 #include <filesystem>
 
 #include "common/error_text.h"
-#include "common/platform/environment.h"
-#include "common/platform/module_path.h"
-#include "common/platform/path_text.h"
+#include "common/platform/files.h"
+#include "common/platform/program.h"
 #include "convert/encoder_selection.h"
 #include "convert/encoder_settings.h"
-#include "decode/pixel_formats.h"
+#include "media/pixel_formats.h"
 #include "tests/convert/encoder_request.h"
 #include "tests/support/environment.h"
 #include "tests/support/temporary_folder.h"
@@ -19,7 +18,7 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
-namespace veyrin {
+namespace veyrin::test {
 namespace {
 
 using test::request_for;
@@ -115,4 +114,4 @@ TEST_F(QsvLibrarySearch, TakesNoLibraryFromTheWorkingFolder) {
 }
 
 }  // namespace
-}  // namespace veyrin
+}  // namespace veyrin::test

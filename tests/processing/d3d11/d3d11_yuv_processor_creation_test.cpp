@@ -15,7 +15,7 @@ extern "C" {
 #include <libavutil/hwcontext_d3d11va.h>
 }
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 using platform::share_com_object;
@@ -185,4 +185,4 @@ TEST_F(D3D11YuvProcessorCreation, IsWhatTheSystemsFactoryDoes) {
 }
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

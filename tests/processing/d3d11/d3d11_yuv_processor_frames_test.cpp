@@ -18,7 +18,7 @@ extern "C" {
 #include <libavutil/hwcontext_d3d11va.h>
 }
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 constexpr int source_size = 64;
@@ -229,4 +229,4 @@ TEST(D3D11DebugLayer, HasNothingToSay) {
 }
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

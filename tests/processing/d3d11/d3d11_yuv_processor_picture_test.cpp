@@ -14,7 +14,7 @@
 #include "tests/processing/oracle.h"
 #include "tests/processing/random_maps.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 constexpr int slices = 4;
@@ -156,4 +156,4 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

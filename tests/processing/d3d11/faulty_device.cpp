@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace veyrin::testing {
+namespace veyrin::test {
 
 void FaultyDevice::fail_at(const std::string& method, int call, HRESULT result) {
   failing_method_ = method;
@@ -65,4 +65,4 @@ HRESULT FaultyDevice::CreateComputeShader(const void* bytecode, SIZE_T size, ID3
   return FAILED(result) ? result : ForwardingDevice::CreateComputeShader(bytecode, size, linkage, shader);
 }
 
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

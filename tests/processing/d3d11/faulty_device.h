@@ -7,7 +7,7 @@
 
 #include "tests/processing/d3d11/forwarding_device.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 
 // Interfaces of COM objects have no destructor: Release ends them.
 #pragma GCC diagnostic push
@@ -55,4 +55,4 @@ class FaultyDevice final : public ForwardingDevice {
 
 #pragma GCC diagnostic pop
 
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

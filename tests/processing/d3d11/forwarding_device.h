@@ -5,9 +5,9 @@
 
 #include <utility>
 
-#include "common/platform/win32/com_owner.h"
+#include "common/platform/win32/owners.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 
 // Interfaces of COM objects have no destructor: Release ends them.
 #pragma GCC diagnostic push
@@ -163,4 +163,4 @@ class ForwardingDevice : public ID3D11Device {
 
 #pragma GCC diagnostic pop
 
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -8,7 +8,7 @@ extern "C" {
 #include <libavutil/hwcontext_d3d11va.h>
 }
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 void require(int status, const char* what) {
@@ -75,4 +75,4 @@ FramePtr download(const AVFrame& surface) {
   return frame;
 }
 
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

@@ -5,7 +5,7 @@
 
 #include "tests/processing/yuv_frames.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 
 /// A D3D11VA device on the machine's first adapter; null where there is none.
 BufferRefPtr make_gpu_device();
@@ -35,4 +35,4 @@ int slice_of(const AVFrame& frame);
 /// Copies a surface into memory; throws when that fails.
 FramePtr download(const AVFrame& surface);
 
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

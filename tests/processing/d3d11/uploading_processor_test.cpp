@@ -10,7 +10,7 @@
 #include "tests/processing/d3d11/gpu_frames.h"
 #include "tests/processing/random_maps.h"
 
-namespace veyrin::testing {
+namespace veyrin::test {
 namespace {
 
 constexpr int source_size = 64;
@@ -70,4 +70,4 @@ INSTANTIATE_TEST_SUITE_P(AllFormats, UploadingProcessorFormats,
                                            AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_P010LE));
 
 }  // namespace
-}  // namespace veyrin::testing
+}  // namespace veyrin::test

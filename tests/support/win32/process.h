@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "common/platform/win32/handle.h"
+#include "common/platform/win32/owners.h"
 
 namespace veyrin::test {
 

@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "common/platform/win32/handle.h"
+#include "common/platform/win32/owners.h"
 #include "common/platform/win32/wide_text.h"
 #include "common/platform/windows_command_line.h"
 

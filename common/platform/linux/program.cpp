@@ -1,0 +1,27 @@
+#include "common/platform/program.h"
+
+#include <cstdlib>
+#include <system_error>
+
+namespace veyrin::platform {
+
+std::optional<std::string> environment_value(const char* name) {
+  const char* value = std::getenv(name);
+  if (value == nullptr) return std::nullopt;
+  return value;
+}
+
+std::filesystem::path module_path() {
+  std::error_code code;
+  return std::filesystem::read_symlink("/proc/self/exe", code);
+}
+
+std::string executable_file_name(std::string_view name) {
+  return std::string(name);
+}
+
+Utf8Console::Utf8Console() = default;
+
+Utf8Console::~Utf8Console() = default;
+
+}  // namespace veyrin::platform

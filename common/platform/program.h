@@ -1,0 +1,36 @@
+// The running program: where its file is, its environment, its console.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace veyrin::platform {
+
+/// The variable's value in UTF-8; nothing when it is not set.
+std::optional<std::string> environment_value(const char* name);
+
+/// True only when the variable is set to exactly "1".
+inline bool environment_switch(const char* name) {
+  return environment_value(name) == "1";
+}
+
+/// The file of the running program, absolute; empty when the system does not tell.
+std::filesystem::path module_path();
+
+/// The file name of the program called `name`, with the suffix that the system asks for.
+std::string executable_file_name(std::string_view name);
+
+/// Lets the console show UTF-8 while it lives, of which there may be one at a time; without effect where it
+/// always does, or where there is no console.
+class Utf8Console {
+ public:
+  Utf8Console();
+  // NOLINTNEXTLINE(performance-trivially-destructible): on Windows there is something to undo.
+  ~Utf8Console();
+  Utf8Console(const Utf8Console&) = delete;
+  Utf8Console& operator=(const Utf8Console&) = delete;
+};
+
+}  // namespace veyrin::platform

@@ -1,0 +1,50 @@
+// Owners of what the Windows API hands out: kernel handles and COM objects.
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <utility>
+
+namespace veyrin::platform {
+
+/// Closes its handle at the end of its life; a null or invalid handle means none.
+class Handle {
+ public:
+  Handle() = default;
+  explicit Handle(HANDLE value) : value_(value == INVALID_HANDLE_VALUE ? nullptr : value) {}
+  ~Handle() { reset(); }
+  Handle(Handle&& other) noexcept : value_(std::exchange(other.value_, nullptr)) {}
+  Handle& operator=(Handle&& other) noexcept {
+    std::swap(value_, other.value_);
+    return *this;
+  }
+  [[nodiscard]] HANDLE get() const { return value_; }
+  [[nodiscard]] bool valid() const { return value_ != nullptr; }
+  void reset() {
+    if (valid()) CloseHandle(std::exchange(value_, nullptr));
+  }
+
+ private:
+  HANDLE value_ = nullptr;
+};
+
+struct ComRelease {
+  template <typename Object>
+  void operator()(Object* object) const {
+    object->Release();
+  }
+};
+
+/// Holds one reference. A raw COM pointer anywhere else is borrowed for the call.
+template <typename Object>
+using ComPtr = std::unique_ptr<Object, ComRelease>;
+
+/// Holds a further reference to a borrowed object.
+template <typename Object>
+ComPtr<Object> share_com_object(Object* object) {
+  object->AddRef();
+  return ComPtr<Object>(object);
+}
+
+}  // namespace veyrin::platform
