@@ -9,7 +9,7 @@
 #include "convert/eye_canvas.h"
 #include "metadata/recording_metadata.h"
 #include "rectification/rectification_maps.h"
-#include "spatial/spatial_output_check.h"
+#include "convert/output_guard.h"
 
 namespace veyrin {
 namespace {

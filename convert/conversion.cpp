@@ -1,30 +1,21 @@
 #include "convert/conversion.h"
 
 #include <memory>
-#include <optional>
-#include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "common/console.h"
 #include "common/error_text.h"
 #include "common/platform/program.h"
-#include "common/same_file.h"
 #include "convert/conversion_input.h"
-#include "convert/conversion_plan.h"
-#include "convert/encoded_movie.h"
-#include "convert/encoder_selection.h"
-#include "convert/encoder_settings.h"
-#include "convert/gpu_pipeline.h"
-#include "convert/identity_maps.h"
-#include "convert/movie_requests.h"
-#include "convert/output_container.h"
+#include "convert/movie_output.h"
 #include "convert/output_guard.h"
-#include "convert/packaged_movie.h"
 #include "convert/packet_conversion.h"
-#include "convert/progress_lines.h"
-#include "convert/spatial_movie.h"
-#include "convert/st3d_remux.h"
+#include "convert/pair_conversion.h"
+#include "convert/progress.h"
+#include "convert/sbs_mono_output.h"
+#include "convert/spatial_output.h"
 #include "decode/stereo_decoder.h"
 #include "processing/cpu_yuv_processor.h"
 #include "rectification/rectification_maps.h"
@@ -32,74 +23,79 @@
 namespace veyrin {
 namespace {
 
+/// The strategy that the plan's movie asks for.
+std::unique_ptr<MovieOutput> create_movie_output(const ConversionPlan& plan) {
+  if (std::holds_alternative<SpatialMoviePlan>(plan.movie)) return create_spatial_output(plan);
+  return create_sbs_mono_output(plan);
+}
+
 /// One conversion from the opened input to the finished file. Members are destroyed in reverse order of the
 /// road, on success and failure alike.
 class Conversion {
  public:
   Conversion(const ConversionJob& job, const RecordingMetadata& metadata, const ConversionOptions& options,
              std::string& error)
-      : job_(job), metadata_(metadata), options_(options), error_(error), plan_{job, metadata, options} {}
+      : job_(job), metadata_(metadata), options_(options), error_(error) {}
 
   /// The whole road; each step is one function, in order.
-  bool run(bool& software_path) {
+  [[nodiscard]] bool run() {
     if (!open_input() || !open_decoders()) return false;
-    plan_sizes_and_timing(input_, plan_);
-    if (!build_maps()) return false;
-    if (!prepare_output_path(job_.input, job_.output, options_.overwrite, error_)) return false;
-    if (!choose_encoder()) return false;
-    software_path = selected_.software;
-    if (job_.probe) return true;
-    if (!choose_processors()) return false;
-    report_encoder();
+    plan_conversion();
+    if (!build_maps() || !prepare_output() || !output_->choose_encoder(error_) || !choose_processors())
+      return false;
+    output_->report_encoder();
     return open_movie() && convert_packets() && finish_movie();
   }
 
- private:
-  bool open_input() { return open_conversion_input(job_, metadata_, input_, error_); }
-
-  bool open_decoders() {
-    if (job_.synthetic_input) {
-      plan_.ten_bit = job_.synthetic_input->ten_bit;
-      return true;
-    }
-    if (!decoder_->open(*input_.context, input_.left_stream, input_.right_stream, options_.software,
-                        error_)) {
-      return false;
-    }
-    plan_.ten_bit = decoder_->left().ten_bit();
-    return true;
+  /// As much of the road as tells whether the conversion is possible.
+  [[nodiscard]] std::optional<Acceleration> check_support() {
+    if (!open_input() || !open_decoders()) return std::nullopt;
+    plan_conversion();
+    if (!prepare_output()) return std::nullopt;
+    return output_->check_support(error_);
   }
 
-  bool build_maps() {
-    if (job_.probe) return true;
-    if (!platform::environment_switch("VEYRIN_SKIP_RECTIFICATION")) {
-      return build_rectification_maps(metadata_.raw_calibration, plan_.eye.width, plan_.eye.height, maps_,
-                                      error_);
-    }
-    if (plan_.eye != frame_size(decoder_->left()) || plan_.eye != frame_size(decoder_->right())) {
+ private:
+  [[nodiscard]] bool open_input() {
+    input_ = open_conversion_input(job_, metadata_, error_);
+    return input_.has_value();
+  }
+
+  [[nodiscard]] bool open_decoders() {
+    if (job_.synthetic_input) return true;
+    const auto preference = options_.software ? DecoderPreference::software : DecoderPreference::hardware;
+    decoder_ = StereoDecoder::create(*input_->context, input_->left_stream, input_->right_stream, preference,
+                                     error_);
+    return decoder_ != nullptr;
+  }
+
+  void plan_conversion() {
+    const BitDepth depth = decoder_ ? decoder_->left().bit_depth() : job_.synthetic_input->depth;
+    plan_.emplace(make_conversion_plan(job_, metadata_, options_, input_facts(*input_, depth)));
+    output_ = create_movie_output(*plan_);
+  }
+
+  [[nodiscard]] bool build_maps() {
+    const Size eye = plan_->picture.eye;
+    if (!platform::environment_switch("VEYRIN_SKIP_RECTIFICATION"))
+      return build_rectification_maps(metadata_.raw_calibration, eye, maps_, error_);
+    if (eye != decoder_->left().size() || eye != decoder_->right().size()) {
       return fail(
           error_,
           "diagnostic rectification bypass requires output dimensions to match both source video tracks");
     }
-    maps_ = identity_maps(plan_.eye);
+    maps_ = identity_maps(eye);
     console_line("  rectification: bypassed for color diagnostics");
     return true;
   }
 
-  // A spatial movie has a single encoder, which its writer opens.
-  bool choose_encoder() {
-    if (job_.kind != ConversionKind::spatial) return choose_packed_encoder();
-    selected_.software = false;
-    return !job_.probe || check_spatial_support(spatial_request(plan_), options_, error_);
+  [[nodiscard]] bool prepare_output() {
+    const FilePlan& files = plan_->files;
+    return prepare_output_path(files.input, files.output, files.overwrite, error_);
   }
 
-  bool choose_packed_encoder() {
-    plan_.container = choose_container(job_.output, encoder_codec_id(options_.sbs_codec));
-    return select_encoder(encoder_request(plan_), selected_, error_);
-  }
-
-  bool choose_processors() {
-    if (plan_.ten_bit != decoder_->right().ten_bit())
+  [[nodiscard]] bool choose_processors() {
+    if (plan_->picture.depth != decoder_->right().bit_depth())
       return fail(error_, "left/right decoder bit depths differ");
     if (!use_gpu_processor() && !make_cpu_processors()) return false;
     // The tables hold all that frames need; the maps are the largest buffers of a conversion.
@@ -107,98 +103,80 @@ class Conversion {
     return true;
   }
 
-  // Spatial movies take their canvases from memory.
-  bool use_gpu_processor() {
-    if (job_.kind == ConversionKind::spatial) return false;
-    auto processor = use_gpu_pipeline(
-        {encoder_request(plan_), maps_, geometry(output_layouts(plan_).front())},
-        decoder_->left().context()->hw_device_ctx, system_gpu_pipeline_services(), selected_);
+  [[nodiscard]] bool use_gpu_processor() {
+    const ProcessorGeometry geometry = geometry_of(output_->layouts().front());
+    auto processor = output_->use_gpu({maps_, geometry, decoder_->left().hardware_device()});
     if (!processor) return false;
     decoder_->keep_frames_on_gpu();
     processors_.push_back(std::move(processor));
     return true;
   }
 
-  bool make_cpu_processors() {
-    for (const OutputLayout layout : output_layouts(plan_)) {
+  [[nodiscard]] bool make_cpu_processors() {
+    for (const OutputLayout layout : output_->layouts()) {
       std::string reason;
-      auto processor = CpuYuvProcessor::create(maps_, geometry(layout), reason);
+      auto processor = CpuYuvProcessor::create(maps_, geometry_of(layout), reason);
       if (!processor) return fail(error_, "CPU YUV pipeline unavailable: " + reason);
       processors_.push_back(std::move(processor));
     }
     return true;
   }
 
-  [[nodiscard]] ProcessorGeometry geometry(OutputLayout layout) const {
-    const Size source = frame_size(decoder_->left());
-    return {source.width, source.height, plan_.canvas.width, plan_.canvas.height, layout};
+  [[nodiscard]] ProcessorGeometry geometry_of(OutputLayout layout) const {
+    return {decoder_->left().size(), plan_->picture.eye_box, layout};
   }
 
-  void report_encoder() {
-    if (job_.kind == ConversionKind::spatial) return;
-    console_line("%s", encoder_report_line(selected_).c_str());
-    if (selected_.packaged) console_line("%s", packaged_encoder_report_line);
-  }
-
-  bool open_movie() {
-    movie_ = job_.kind == ConversionKind::spatial
-                 ? create_spatial_movie(spatial_request(plan_), options_, error_)
-                 : create_packed_movie();
+  [[nodiscard]] bool open_movie() {
+    movie_ = output_->open_movie(input_->audio(), error_);
     return movie_ != nullptr;
   }
 
-  std::unique_ptr<MovieSink> create_packed_movie() {
-    // The stereo pass writes beside the output; a recording may have just that name.
-    if (selected_.packaged && wants_stereo_pass(plan_) &&
-        !keep_input_intact(job_.input, st3d_temporary_path(job_.output), error_)) {
-      return nullptr;
-    }
-    return selected_.packaged ? create_packaged_movie(software_encode_request(plan_, selected_), error_)
-                              : create_encoded_movie(encoded_movie_request(plan_, selected_), error_);
-  }
-
-  bool convert_packets() {
-    progress_.emplace(plan_.range.span(metadata_.duration_seconds));
-    PacketConversion packets(plan_, input_, *decoder_, processors_, *movie_, *progress_, error_);
-    if (!packets.run()) return false;
-    frames_written_ = packets.frames_written();
+  [[nodiscard]] bool convert_packets() {
+    progress_.emplace(plan_->timing.span_seconds);
+    PairConversion pairs(plan_->timing, processors_, *movie_, *progress_);
+    PacketConversion packets(*input_, plan_->timing.range, *decoder_, pairs, *movie_);
+    if (!packets.run(error_)) return false;
+    frames_written_ = pairs.frames_written();
     return true;
   }
 
-  bool finish_movie() {
+  [[nodiscard]] bool finish_movie() {
     // Completing a file takes memory for its index; what reading needed makes room for it.
     processors_.clear();
     decoder_.reset();
-    input_.context.reset();
+    input_->context.reset();
     if (!movie_->finish(error_)) return false;
-    progress_->at_end(frames_written_);
+    progress_->print_at_end(frames_written_);
     return true;
   }
-
-  static Size frame_size(const EyeDecoder& eye) { return {eye.context()->width, eye.context()->height}; }
 
   const ConversionJob& job_;
   const RecordingMetadata& metadata_;
   const ConversionOptions& options_;
   std::string& error_;
 
-  ConversionInput input_;
-  std::optional<StereoDecoder> decoder_{std::in_place};
-  ConversionPlan plan_;
+  std::optional<ConversionInput> input_;
+  std::unique_ptr<StereoDecoder> decoder_;
+  std::optional<const ConversionPlan> plan_;
+  std::unique_ptr<MovieOutput> output_;
   RectificationMaps maps_;
-  SelectedEncoder selected_;
-  std::vector<std::unique_ptr<YuvProcessor>> processors_;  // by canvas
+  Processors processors_;
   std::unique_ptr<MovieSink> movie_;
-  std::optional<ProgressLines> progress_;
+  std::optional<Progress> progress_;
   std::int64_t frames_written_ = 0;
 };
 
 }  // namespace
 
 bool convert_recording(const ConversionJob& job, const RecordingMetadata& metadata,
-                       const ConversionOptions& options, bool& software_path, std::string& error) {
-  software_path = true;
-  return Conversion(job, metadata, options, error).run(software_path);
+                       const ConversionOptions& options, std::string& error) {
+  return Conversion(job, metadata, options, error).run();
+}
+
+std::optional<Acceleration> check_conversion_support(const ConversionJob& job,
+                                                     const RecordingMetadata& metadata,
+                                                     const ConversionOptions& options, std::string& error) {
+  return Conversion(job, metadata, options, error).check_support();
 }
 
 }  // namespace veyrin

@@ -1,14 +1,12 @@
 #include "convert/encoded_movie.h"
 
+#include <optional>
 #include <utility>
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "convert/chroma_upsampler.h"
-#include "convert/frame_packing_sei.h"
-#include "convert/output_container.h"
 #include "convert/sbs_stereo_metadata.h"
-#include "media/ffmpeg.h"
+#include "media/movie_file.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -17,7 +15,18 @@ extern "C" {
 namespace veyrin {
 namespace {
 
-// The words for one pass over the encoder's packets; they differ between encoding and the final flush.
+constexpr MovieMessages messages{
+    .create = {"could not open output"},
+    .add_video = "could not create the output video stream",
+    .configure_video = {"could not configure the output stream"},
+    .add_copy = "could not create the output audio stream",
+    .configure_copy = {"could not copy the input audio parameters"},
+    .open = {"could not open output"},
+    .write_header = {"could not write the output header"},
+    .finish = {"could not finalize output"},
+};
+
+/// What a pass over the encoder's packets says of failures: encoding and the final flush differ.
 struct DrainMessages {
   const char* receive;
   const char* write;
@@ -28,14 +37,59 @@ constexpr DrainMessages encode_messages{"could not receive an encoded packet",
 constexpr DrainMessages flush_messages{"could not flush an encoded packet",
                                        "could not write a flushed packet"};
 
+/// Holds an intermediate 10-bit 4:2:0 canvas and brings it into the 4:2:2 format of ProRes encoders.
+class ChromaUpsampler {
+ public:
+  /// `encoder_frame` gives the size and the target format. Null with one message in `error` on failure.
+  static std::unique_ptr<ChromaUpsampler> create(const AVFrame& encoder_frame, std::string& error) {
+    constexpr AVPixelFormat canvas_format = AV_PIX_FMT_YUV420P10LE;
+    const Size size{encoder_frame.width, encoder_frame.height};
+    std::unique_ptr<ChromaUpsampler> upsampler(new ChromaUpsampler);
+    upsampler->canvas_ = allocate_video_frame(canvas_format, size);
+    if (!upsampler->canvas_) {
+      error = "could not allocate the intermediate 4:2:0 ProRes frame";
+      return nullptr;
+    }
+    upsampler->canvas_->color_range = encoder_frame.color_range;
+    upsampler->scaler_.reset(sws_getContext(size.width, size.height, canvas_format, size.width, size.height,
+                                            static_cast<AVPixelFormat>(encoder_frame.format), SWS_BICUBIC,
+                                            nullptr, nullptr, nullptr));
+    if (upsampler->scaler_) return upsampler;
+    error = "could not create the ProRes 4:2:0 to 4:2:2 converter";
+    return nullptr;
+  }
+
+  AVFrame* canvas() { return canvas_.get(); }
+
+  /// Writes the canvas into the encoder's frame.
+  [[nodiscard]] bool upsample(AVFrame& encoder_frame, std::string& error) {
+    if (av_frame_make_writable(&encoder_frame) < 0) {
+      return fail(error, "could not make the ProRes encoder frame writable");
+    }
+    const int rows = sws_scale(scaler_.get(), canvas_->data, canvas_->linesize, 0, canvas_->height,
+                               encoder_frame.data, encoder_frame.linesize);
+    if (rows < 0) return fail_with_library_error(error, "ProRes chroma upsampling failed", rows);
+    encoder_frame.chroma_location = canvas_->chroma_location;
+    return true;
+  }
+
+ private:
+  ChromaUpsampler() = default;
+
+  FramePtr canvas_;
+  ScalerPtr scaler_;
+};
+
 class EncodedMovie final : public MovieSink {
  public:
   explicit EncodedMovie(EncodedMovieRequest request)
       : request_(std::move(request)), encoder_(*request_.encoder), packet_(av_packet_alloc()) {}
 
-  bool open(std::string& error) {
-    return create_muxer(error) && create_video_stream(error) && create_audio_stream(error) &&
-           describe_stereo(error) && write_header(error) && allocate_frames(error);
+  [[nodiscard]] bool open(std::string& error) {
+    file_ = MovieFile::create(request_.output, request_.container, messages, error);
+    if (!file_ || !add_video_track(error) || !add_audio_track(error) || !describe_stereo(error)) return false;
+    Dictionary no_options;
+    return file_->write_header(no_options, error) && allocate_frames(error);
   }
 
   std::span<AVFrame* const> next_canvases(std::string& error) override {
@@ -57,92 +111,51 @@ class EncodedMovie final : public MovieSink {
     return drain(encode_messages, error);
   }
 
-  [[nodiscard]] bool accepts_audio() const override { return audio_stream_ != nullptr; }
+  [[nodiscard]] bool accepts_audio() const override { return audio_.has_value(); }
 
   bool write_audio(AVPacket& packet, std::string& error) override {
-    av_packet_rescale_ts(&packet, source_audio_time_base_, audio_stream_->time_base);
-    packet.stream_index = audio_stream_->index;
-    packet.pos = -1;
-    const int result = av_interleaved_write_frame(muxer_.get(), &packet);
-    if (result < 0) return fail_with_library_error(error, "could not write an audio packet", result);
-    return true;
+    return file_->write(*audio_, packet, {"could not write an audio packet"}, error);
   }
 
   bool finish(std::string& error) override {
-    int result = avcodec_send_frame(&encoder_, nullptr);
+    const int result = avcodec_send_frame(&encoder_, nullptr);
     if (result < 0) return fail_with_library_error(error, "could not flush the video encoder", result);
-    if (!drain(flush_messages, error)) return false;
-    result = av_write_trailer(muxer_.get());
-    // Closing writes what is still buffered, and that can fail too.
-    const int closed = avio_closep(&muxer_->pb);
-    if (result >= 0) result = closed;
-    if (result < 0) return fail_with_library_error(error, "could not finalize output", result);
-    return true;
+    return drain(flush_messages, error) && file_->finish(error);
   }
 
  private:
-  bool create_muxer(std::string& error) {
-    AVFormatContext* muxer = nullptr;
-    const int result = avformat_alloc_output_context2(&muxer, request_.container, nullptr,
-                                                      media_url(request_.output).c_str());
-    muxer_.reset(muxer);
-    if (result < 0) return fail_with_library_error(error, "could not open output", result);
-    return true;
+  [[nodiscard]] bool add_video_track(std::string& error) {
+    const CodecParametersPtr parameters(avcodec_parameters_alloc());
+    const int result =
+        parameters ? avcodec_parameters_from_context(parameters.get(), &encoder_) : AVERROR(ENOMEM);
+    if (result < 0) return fail_with_library_error(error, messages.configure_video.text, result);
+    const auto track = file_->add_video_track(*parameters, encoder_.time_base, encoder_.framerate, error);
+    video_ = track.value_or(-1);
+    return track.has_value();
   }
 
-  bool create_video_stream(std::string& error) {
-    video_stream_ = avformat_new_stream(muxer_.get(), nullptr);
-    if (video_stream_ == nullptr) return fail(error, "could not create the output video stream");
-    const int result = avcodec_parameters_from_context(video_stream_->codecpar, &encoder_);
-    if (result < 0) return fail_with_library_error(error, "could not configure the output stream", result);
-    // Players of the QuickTime family want the parameter sets in the sample entry only.
-    if (encoder_.codec_id == AV_CODEC_ID_HEVC && is_mp4_family(*muxer_->oformat)) {
-      video_stream_->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
-    }
-    video_stream_->time_base = encoder_.time_base;
-    video_stream_->avg_frame_rate = encoder_.framerate;
-    return true;
-  }
-
-  bool create_audio_stream(std::string& error) {
-    const AVStream* source = request_.source_audio;
+  [[nodiscard]] bool add_audio_track(std::string& error) {
+    const AVStream* source = std::exchange(request_.audio, nullptr);
     if (source == nullptr) return true;
-    audio_stream_ = avformat_new_stream(muxer_.get(), nullptr);
-    if (audio_stream_ == nullptr) return fail(error, "could not create the output audio stream");
-    const int result = avcodec_parameters_copy(audio_stream_->codecpar, source->codecpar);
-    if (result < 0)
-      return fail_with_library_error(error, "could not copy the input audio parameters", result);
-    // The muxer picks the tag of its own container.
-    audio_stream_->codecpar->codec_tag = 0;
-    audio_stream_->time_base = source_audio_time_base_ = source->time_base;
-    audio_stream_->disposition = source->disposition;
-    av_dict_copy(&audio_stream_->metadata, source->metadata, 0);
+    audio_ = file_->add_audio_track(*source->codecpar, source->time_base, error);
+    if (!audio_) return false;
+    AVStream& stream = file_->stream(*audio_);
+    stream.disposition = source->disposition;
+    av_dict_copy(&stream.metadata, source->metadata, 0);
     console_line("  audio: stream copy (%s)", avcodec_get_name(source->codecpar->codec_id));
     return true;
   }
 
-  bool describe_stereo(std::string& error) {
+  [[nodiscard]] bool describe_stereo(std::string& error) {
     if (!request_.st3d) return true;
-    // The MP4 muxer leaves the box out at stricter settings, because it is not part of that standard.
-    muxer_->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
-    return attach_sbs_stereo_metadata(*video_stream_->codecpar,
+    file_->allow_unofficial_boxes();
+    return attach_sbs_stereo_metadata(*file_->stream(video_).codecpar,
                                       "could not attach SBS metadata to the output stream", error);
   }
 
-  bool write_header(std::string& error) {
-    if ((muxer_->oformat->flags & AVFMT_NOFILE) == 0) {
-      const int result = avio_open(&muxer_->pb, media_url(request_.output).c_str(), AVIO_FLAG_WRITE);
-      if (result < 0) return fail_with_library_error(error, "could not open output", result);
-    }
-    const int result = avformat_write_header(muxer_.get(), nullptr);
-    if (result < 0) return fail_with_library_error(error, "could not write the output header", result);
-    return true;
-  }
-
-  bool allocate_frames(std::string& error) {
-    frame_.reset(on_gpu()
-                     ? av_frame_alloc()
-                     : allocate_video_frame(encoder_.pix_fmt, encoder_.width, encoder_.height).release());
+  [[nodiscard]] bool allocate_frames(std::string& error) {
+    frame_ = on_gpu() ? FramePtr(av_frame_alloc())
+                      : allocate_video_frame(encoder_.pix_fmt, {encoder_.width, encoder_.height});
     if (!frame_ || !packet_) return fail(error, "could not allocate the encoder frame");
     describe_colors(*frame_);
     canvas_ = frame_.get();
@@ -155,7 +168,7 @@ class EncodedMovie final : public MovieSink {
   [[nodiscard]] bool on_gpu() const { return encoder_.hw_frames_ctx != nullptr; }
 
   // The encoder may still read the surfaces of earlier frames, so each frame gets one of its own.
-  bool take_surface(std::string& error) {
+  [[nodiscard]] bool take_surface(std::string& error) {
     av_frame_unref(frame_.get());
     if (av_hwframe_get_buffer(encoder_.hw_frames_ctx, frame_.get(), 0) < 0)
       return fail(error, "could not allocate a GPU encoder surface");
@@ -172,29 +185,24 @@ class EncodedMovie final : public MovieSink {
   }
 
   // Writes every packet the encoder has ready.
-  bool drain(const DrainMessages& messages, std::string& error) {
+  [[nodiscard]] bool drain(const DrainMessages& words, std::string& error) {
     while (true) {
-      int result = avcodec_receive_packet(&encoder_, packet_.get());
+      const int result = avcodec_receive_packet(&encoder_, packet_.get());
       if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return true;
-      if (result < 0) return fail_with_library_error(error, messages.receive, result);
+      if (result < 0) return fail_with_library_error(error, words.receive, result);
       if (request_.frame_packing_sei && !add_frame_packing_sei(encoder_.codec_id, *packet_, error))
         return false;
-      // Without a duration the last frame's is unknown, and the muxer's edit list would end before it.
-      if (packet_->duration == 0) packet_->duration = 1;
-      av_packet_rescale_ts(packet_.get(), encoder_.time_base, video_stream_->time_base);
-      packet_->stream_index = video_stream_->index;
-      result = av_interleaved_write_frame(muxer_.get(), packet_.get());
+      const bool written = file_->write(video_, *packet_, {words.write}, error);
       av_packet_unref(packet_.get());
-      if (result < 0) return fail_with_library_error(error, messages.write, result);
+      if (!written) return false;
     }
   }
 
   EncodedMovieRequest request_;
   AVCodecContext& encoder_;
-  OutputContextPtr muxer_;
-  AVStream* video_stream_ = nullptr;
-  AVStream* audio_stream_ = nullptr;
-  AVRational source_audio_time_base_{0, 1};
+  std::unique_ptr<MovieFile> file_;
+  int video_ = -1;
+  std::optional<int> audio_;
   PacketPtr packet_;
   FramePtr frame_;
   std::unique_ptr<ChromaUpsampler> upsampler_;

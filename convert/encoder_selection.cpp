@@ -1,20 +1,32 @@
 #include "convert/encoder_selection.h"
 
+#include <array>
 #include <cstdint>
-#include <optional>
+#include <string_view>
 #include <utility>
 
 #include "common/error_text.h"
 #include "common/platform/program.h"
-#include "convert/bitrate.h"
-#include "convert/encoder_candidates.h"
-#include "convert/encoder_settings.h"
 #include "convert/packaged_software_encoder.h"
-#include "media/ffmpeg.h"
+#include "media/bitrate.h"
 #include "media/pixel_formats.h"
 
 namespace veyrin {
 namespace {
+
+constexpr std::array h264_encoders{
+    EncoderCandidate{.name = "h264_nvenc", .takes_gpu_surfaces = true},
+    EncoderCandidate{.name = "h264_mf", .media_foundation = true},
+};
+constexpr std::array hevc_encoders{
+    EncoderCandidate{.name = "hevc_nvenc", .takes_gpu_surfaces = true},
+    EncoderCandidate{.name = "hevc_qsv"},
+    EncoderCandidate{.name = "hevc_amf"},
+    EncoderCandidate{.name = "hevc_mf", .media_foundation = true},
+};
+constexpr std::array prores_encoders{
+    EncoderCandidate{.name = "prores_ks", .acceleration = Acceleration::software},
+};
 
 /// One encoder context that was configured and handed to the library's open function.
 struct Opening {
@@ -24,96 +36,90 @@ struct Opening {
 
 class Selection {
  public:
-  Selection(const EncoderRequest& request, const EncoderServices& services, SelectedEncoder& selected)
-      : request_(request),
-        services_(services),
-        rules_{request.codec, request.ten_bit, request.software, services.force_software_hevc},
-        selected_(selected) {}
+  Selection(const EncoderRequest& request, const EncoderCalls& calls) : request_(request), calls_(calls) {}
 
-  bool run(std::string& error) {
-    const std::string& rate = request_.ten_bit ? request_.hdr_bitrate : request_.sdr_bitrate;
-    if (!parse_bitrate(rate, bit_rate_, error)) return false;
-    for (const char* name : encoder_candidates(request_.codec)) {
-      if (!try_candidate(name, error)) return false;
-      if (selected_.context) return accept_pixel_format(error);
+  [[nodiscard]] bool run(std::string& error) {
+    if (!parse_bitrate(request_.bitrate, bit_rate_, error)) return false;
+    for (const EncoderCandidate& candidate : encoder_candidates(request_.codec)) {
+      if (!try_candidate(candidate, error)) return false;
+      if (selected_) return accept_pixel_format(error);
     }
     if (request_.codec == SbsCodec::hevc && !try_packaged(error)) return false;
-    if (selected_.context) return true;
-    return fail(error, "no suitable encoder could be opened; attempts:" + attempts_.text());
+    if (selected_) return true;
+    return fail(error, "no suitable encoder could be opened; attempts:" + attempts_);
   }
+
+  std::optional<SelectedEncoder> take() { return std::move(selected_); }
 
  private:
   // False only when the whole selection has failed; a candidate that does not open is a line in the log.
-  bool try_candidate(const char* name, std::string& error) {
-    if (const auto reason = reason_to_skip(name, rules_)) return log_attempt(name, *reason);
-    const AVCodec* codec = services_.find(name);
-    if (codec == nullptr) return log_attempt(name, "not included in this FFmpeg build");
-    if (const auto reason = reason_not_to_open(name, rules_)) return log_attempt(name, *reason);
+  [[nodiscard]] bool try_candidate(const EncoderCandidate& candidate, std::string& error) {
+    if (const auto reason = reason_to_skip(candidate, request_, calls_.force_software_hevc()))
+      return log_attempt(candidate.name, *reason);
+    const AVCodec* codec = calls_.find(candidate.name);
+    if (codec == nullptr) return log_attempt(candidate.name, "not included in this FFmpeg build");
+    if (const auto reason = reason_not_to_open(candidate, request_))
+      return log_attempt(candidate.name, *reason);
 
-    Opening opening = open(*codec, is_media_foundation(name) ? "1" : nullptr);
-    bool software = is_software_encoder(name);
-    if (opening.context && opening.result < 0 && is_media_foundation(name)) {
+    Acceleration acceleration = candidate.acceleration;
+    Opening opening = open(*codec, candidate.media_foundation ? "1" : nullptr);
+    if (opening.context && opening.result < 0 && candidate.media_foundation) {
       opening = open(*codec, "0");
-      software = true;
+      acceleration = Acceleration::software;
     }
     if (!opening.context) return fail(error, "could not allocate the video encoder");
-    if (opening.result < 0) return log_attempt(name, library_error_text(opening.result));
-    selected_.context = std::move(opening.context);
-    selected_.display_name = name;
-    selected_.software = software;
+    if (opening.result < 0) return log_attempt(candidate.name, library_error_text(opening.result));
+    selected_ = InProcessEncoder{std::move(opening.context), candidate, acceleration};
     return true;
   }
 
+  // One line per encoder, each behind a line feed and two blanks.
   bool log_attempt(std::string_view name, std::string_view reason) {
-    attempts_.add(name, reason);
+    attempts_.append("\n  ").append(name).append(": ").append(reason);
     return true;
   }
 
   // A context cannot be opened again after a failure, so each try makes its own. `hardware_mode` is the
   // switch of Media Foundation encoders, null for all others.
-  Opening open(const AVCodec& codec, const char* hardware_mode) const {
+  [[nodiscard]] Opening open(const AVCodec& codec, const char* hardware_mode) const {
     Opening opening;
     opening.context.reset(avcodec_alloc_context3(&codec));
     if (!opening.context) return opening;
-    configure_encoder(request_, choose_pixel_format(codec, request_.codec, request_.ten_bit), bit_rate_,
+    configure_encoder(request_, choose_pixel_format(codec, request_.codec, request_.depth), bit_rate_,
                       *opening.context);
     Dictionary options;
     if (hardware_mode != nullptr) {
       options.set("hw_encoding", hardware_mode);
       options.set("scenario", "archive");
     }
-    opening.result = services_.open(opening.context.get(), &codec, options.address());
+    opening.result = calls_.open(opening.context.get(), &codec, options.address());
     return opening;
   }
 
-  bool accept_pixel_format(std::string& error) const {
-    if (is_yuv_pipeline_format(canvas_pixel_format(request_.codec, selected_.context->pix_fmt))) return true;
+  [[nodiscard]] bool accept_pixel_format(std::string& error) const {
+    const AVPixelFormat format = std::get<InProcessEncoder>(*selected_).context->pix_fmt;
+    if (describe_yuv_format(canvas_pixel_format(request_.codec, format))) return true;
     return fail(error,
                 "the selected encoder does not accept a supported YUV 4:2:0 format; RGB conversion has been "
                 "removed");
   }
 
-  bool try_packaged(std::string& error) {
+  [[nodiscard]] bool try_packaged(std::string& error) {
     std::string reason;
-    if (!services_.packaged_available(request_.ten_bit, reason)) {
+    if (!calls_.packaged_available(request_.depth, reason)) {
       return log_attempt("packaged software encoder", reason);
     }
     CodecContextPtr settings(avcodec_alloc_context3(nullptr));
     if (!settings) return fail(error, "could not allocate the software encoder configuration");
-    configure_encoder(request_, request_.ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_YUV420P, bit_rate_,
-                      *settings);
-    selected_.context = std::move(settings);
-    selected_.display_name = "libx265 (packaged FFmpeg CLI)";
-    selected_.packaged = true;
-    selected_.software = true;
+    configure_encoder(request_, packaged_encoder_format(request_.depth), bit_rate_, *settings);
+    selected_ = PackagedEncoder{std::move(settings)};
     return true;
   }
 
   const EncoderRequest& request_;
-  const EncoderServices& services_;
-  CandidateRules rules_;
-  SelectedEncoder& selected_;
-  AttemptsLog attempts_;
+  const EncoderCalls& calls_;
+  std::optional<SelectedEncoder> selected_;
+  std::string attempts_;
   std::int64_t bit_rate_ = 0;
 };
 
@@ -128,31 +134,67 @@ const char* cpu_processing_text(const AVCodecContext& context) {
                                                 : ", CPU YUV processing";
 }
 
+std::string report_line(const std::string& name, const AVCodecContext& context) {
+  return "  encoder: " + name + " (" + pixel_format_name(context.pix_fmt) + gpu_frames_text(context) +
+         cpu_processing_text(context) + ")";
+}
+
 }  // namespace
 
-EncoderServices system_encoder_services() {
-  EncoderServices services;
-  services.find = avcodec_find_encoder_by_name;
-  services.open = avcodec_open2;
-  services.packaged_available = PackagedSoftwareEncoder::check_availability;
-  services.force_software_hevc = platform::environment_switch("VEYRIN_FORCE_SOFTWARE_HEVC");
-  return services;
+std::span<const EncoderCandidate> encoder_candidates(SbsCodec codec) {
+  switch (codec) {
+    case SbsCodec::h264:
+      return h264_encoders;
+    case SbsCodec::hevc:
+      return hevc_encoders;
+    case SbsCodec::prores:
+      break;
+  }
+  return prores_encoders;
 }
 
-bool select_encoder(const EncoderRequest& request, SelectedEncoder& selected, std::string& error) {
-  return select_encoder(request, system_encoder_services(), selected, error);
+std::optional<std::string> reason_to_skip(const EncoderCandidate& candidate, const EncoderRequest& request,
+                                          bool force_software_hevc) {
+  const bool forced = force_software_hevc && request.codec == SbsCodec::hevc;
+  const bool unwanted = request.software && candidate.acceleration != Acceleration::software;
+  if (forced || unwanted) return "skipped for software encoding";
+  return std::nullopt;
 }
 
-bool select_encoder(const EncoderRequest& request, const EncoderServices& services, SelectedEncoder& selected,
-                    std::string& error) {
-  selected = {};
-  return Selection(request, services, selected).run(error);
+std::optional<std::string> reason_not_to_open(const EncoderCandidate& candidate,
+                                              const EncoderRequest& request) {
+  if (candidate.media_foundation && request.codec == SbsCodec::hevc && request.depth == BitDepth::ten) {
+    return "does not support 10-bit HEVC output";
+  }
+  return std::nullopt;
+}
+
+Acceleration acceleration_of(const SelectedEncoder& encoder) {
+  const auto* in_process = std::get_if<InProcessEncoder>(&encoder);
+  return in_process != nullptr ? in_process->acceleration : Acceleration::software;
+}
+
+const EncoderCalls& system_encoder_calls() {
+  static const EncoderCalls calls{
+      .find = avcodec_find_encoder_by_name,
+      .open = avcodec_open2,
+      .packaged_available = PackagedSoftwareEncoder::check_availability,
+      .force_software_hevc = [] { return platform::environment_switch("VEYRIN_FORCE_SOFTWARE_HEVC"); },
+  };
+  return calls;
+}
+
+std::optional<SelectedEncoder> select_encoder(const EncoderRequest& request, std::string& error,
+                                              const EncoderCalls& calls) {
+  Selection selection(request, calls);
+  if (!selection.run(error)) return std::nullopt;
+  return selection.take();
 }
 
 std::string encoder_report_line(const SelectedEncoder& encoder) {
-  const AVCodecContext& context = *encoder.context;
-  return "  encoder: " + encoder.display_name + " (" + pixel_format_name(context.pix_fmt) +
-         gpu_frames_text(context) + cpu_processing_text(context) + ")";
+  if (const auto* in_process = std::get_if<InProcessEncoder>(&encoder))
+    return report_line(in_process->candidate.name, *in_process->context);
+  return report_line("libx265 (packaged FFmpeg CLI)", *std::get<PackagedEncoder>(encoder).settings);
 }
 
 }  // namespace veyrin

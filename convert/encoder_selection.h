@@ -2,57 +2,68 @@
 #pragma once
 
 #include <functional>
+#include <optional>
+#include <span>
 #include <string>
+#include <variant>
 
-#include "common/conversion_options.h"
-#include "convert/eye_canvas.h"
-#include "media/ffmpeg.h"
-#include "media/video_types.h"
+#include "convert/encoder_settings.h"
 
 namespace veyrin {
 
-/// What the encoder is wanted for.
-struct EncoderRequest {
-  SbsCodec codec = SbsCodec::hevc;
-  SbsMode mode = SbsMode::full;
-  bool mono = false;
-  bool ten_bit = false;   ///< the left eye's stream is 10-bit
-  bool software = false;  ///< hardware encoders are not wanted
-  Size canvas;         ///< padded eye
-  AVRational frame_rate{30, 1};
-  std::string sdr_bitrate, hdr_bitrate;  ///< rate texts as given by the user
-  ColorTags input_colors;                ///< of the left eye's stream
-  bool global_header = false;            ///< the container wants the parameter sets in its header
+/// An encoder that may be tried.
+struct EncoderCandidate {
+  const char* name;  ///< FFmpeg's
+  Acceleration acceleration = Acceleration::hardware;
+  bool media_foundation = false;    ///< of Windows' Media Foundation, with a hardware and a software mode
+  bool takes_gpu_surfaces = false;  ///< Direct3D 11 frames
 };
 
-/// The outcome: an opened encoder, or, for the packaged encoder, a context that only carries the settings.
-struct SelectedEncoder {
+/// The codec's candidates in the order of trial.
+std::span<const EncoderCandidate> encoder_candidates(SbsCodec codec);
+
+/// Why the candidate is not even looked up; nothing when it is. `force_software_hevc` is the environment's
+/// wish and has no effect on other codecs.
+std::optional<std::string> reason_to_skip(const EncoderCandidate& candidate, const EncoderRequest& request,
+                                          bool force_software_hevc);
+
+/// Why the candidate is not opened although the library has it; nothing when it is.
+std::optional<std::string> reason_not_to_open(const EncoderCandidate& candidate,
+                                              const EncoderRequest& request);
+
+/// An open encoder of this process.
+struct InProcessEncoder {
   CodecContextPtr context;
-  std::string display_name;
-  bool packaged = false;  ///< frames go to a `PackagedSoftwareEncoder`, not to `context`
-  bool software = true;   ///< the verdict of check-support
+  EncoderCandidate candidate;
+  Acceleration acceleration = Acceleration::software;  ///< in the mode in which it opened
 };
 
-/// What the selection asks of the machine. Tests stand in for encoders that the machine does not have.
-struct EncoderServices {
+/// The packaged encoder, which a process of its own runs.
+struct PackagedEncoder {
+  CodecContextPtr settings;  ///< without an encoder: carries what the process is told
+};
+
+using SelectedEncoder = std::variant<InProcessEncoder, PackagedEncoder>;
+
+/// Where the encoder computes, as check-support answers it.
+Acceleration acceleration_of(const SelectedEncoder& encoder);
+
+/// What the selection asks of the machine, as a table that tests can replace.
+struct EncoderCalls {
   std::function<const AVCodec*(const char* name)> find;
   std::function<int(AVCodecContext*, const AVCodec*, AVDictionary**)> open;
-  std::function<bool(bool ten_bit, std::string& error)> packaged_available;
-  bool force_software_hevc = false;
+  std::function<bool(BitDepth depth, std::string& error)> packaged_available;
+  std::function<bool()> force_software_hevc;
 };
 
 /// FFmpeg's encoders, the packaged encoder of this machine and the environment switch
 /// `VEYRIN_FORCE_SOFTWARE_HEVC`.
-EncoderServices system_encoder_services();
+const EncoderCalls& system_encoder_calls();
 
-/// Tries the codec's encoders in order and opens the first that works; false with one message in `error`,
+/// Tries the codec's encoders in order and opens the first that works; nothing, with one message in `error`,
 /// which names every attempt on lines of its own, when none does.
-[[nodiscard]] bool select_encoder(const EncoderRequest& request, SelectedEncoder& selected,
-                                  std::string& error);
-
-/// As above on the given services.
-[[nodiscard]] bool select_encoder(const EncoderRequest& request, const EncoderServices& services,
-                                  SelectedEncoder& selected, std::string& error);
+[[nodiscard]] std::optional<SelectedEncoder> select_encoder(
+    const EncoderRequest& request, std::string& error, const EncoderCalls& calls = system_encoder_calls());
 
 /// The report line that names the encoder, its pixel format and how its frames are made.
 std::string encoder_report_line(const SelectedEncoder& encoder);

@@ -1,35 +1,18 @@
-// When frames are written: trimming and frame-rate normalisation as plain arithmetic on seconds.
+// When frames and sound are written: trimming and frame-rate normalisation as plain arithmetic on seconds.
 #pragma once
 
 #include <cstdint>
-#include <limits>
 #include <optional>
+
+#include "media/video_types.h"
 
 namespace veyrin {
 
-/// Frames per second as a fraction; both terms at least 1 in a valid rate.
-struct FrameRate {
-  int numerator = 0;
-  int denominator = 1;
-  [[nodiscard]] bool valid() const { return numerator >= 1 && denominator >= 1; }
-  /// Seconds per frame.
-  [[nodiscard]] double frame_duration() const { return static_cast<double>(denominator) / numerator; }
-};
-
-/// The part of the recording that is converted, in seconds of the recording's time.
-struct TrimRange {
-  double start = 0.0;
-  double end = std::numeric_limits<double>::infinity();
-
-  /// The range from `start`, `duration` seconds long or open when absent.
-  static TrimRange from(double start, std::optional<double> duration);
-  /// Length of what can be converted of a recording, at least 0.001 s so that progress can be computed.
-  [[nodiscard]] double span(double recording_duration) const;
-};
-
-/// The rate frames are written at: the requested one (turned into a fraction by the caller) when there is
-/// one, else the input's, else 30.
+/// The rate frames are written at: the requested one when there is one, else the input's, else 30.
 FrameRate choose_output_rate(std::optional<FrameRate> requested, FrameRate input);
+
+/// Length of what a range covers of a recording, at least 0.001 s so that progress can be computed.
+double convertible_seconds(const TimeRange& range, double recording_seconds);
 
 /// What to do with a pair of frames.
 enum class PairDecision {
@@ -42,7 +25,8 @@ enum class PairDecision {
 /// next output frame is computed from the start and the count of written frames, so it never drifts.
 class FramePacer {
  public:
-  FramePacer(TrimRange range, FrameRate output_rate, FrameRate input_rate);
+  /// An invalid input rate counts as the output's.
+  FramePacer(const TimeRange& range, FrameRate output_rate, FrameRate input_rate);
 
   /// `pair_time` is the later of the two frame times, in seconds.
   [[nodiscard]] PairDecision decide(double pair_time) const;
@@ -55,16 +39,31 @@ class FramePacer {
 
   /// Number of frames written so far; also the index, in output frames from 0, of the next one.
   [[nodiscard]] std::int64_t frames_written() const { return frames_written_; }
+  /// Seconds from the start of the range to the next output frame.
+  [[nodiscard]] double seconds_done() const { return next_output_time() - start_; }
   /// Seconds in the recording's time at which the next output frame stands.
   [[nodiscard]] double next_output_time() const;
 
  private:
-  TrimRange range_;
+  double start_;
+  double end_;
   FrameRate output_rate_;
   double half_output_frame_;
   double half_input_frame_;
   double tolerance_;
   std::int64_t frames_written_ = 0;
 };
+
+enum class AudioDecision {
+  skip,  ///< ends at or before the start
+  copy,  ///< overlaps the range, if only in part
+  done   ///< begins at or after the end: no later packet is wanted
+};
+
+/// Decides for a packet that lasts from `packet_start` to `packet_end`, in seconds of the recording's time.
+AudioDecision decide_audio_packet(double packet_start, double packet_end, const TimeRange& range);
+
+/// The range's start in whole microseconds: what copied audio is moved back by.
+std::int64_t audio_offset_microseconds(const TimeRange& range);
 
 }  // namespace veyrin

@@ -6,19 +6,20 @@
 #include <string>
 
 #include "convert/encoder_selection.h"
-#include "processing/gpu_yuv_processor.h"
+#include "processing/yuv_processor.h"
+#include "rectification/rectification_maps.h"
 
 namespace veyrin {
 
-/// What the GPU pipeline asks of the machine. Tests stand in for GPUs that the machine does not have.
-struct GpuPipelineServices {
-  std::function<decltype(create_gpu_yuv_processor)> create_processor = create_gpu_yuv_processor;
+/// What the GPU pipeline asks of the machine, as a table that tests can replace.
+struct GpuPipelineCalls {
+  std::function<decltype(GpuYuvProcessor::create)> create_processor;
   std::function<int(AVCodecContext*, const AVCodec*, AVDictionary**)> open;
-  bool disabled = false;
+  std::function<bool()> disabled;
 };
 
 /// The system's processor, FFmpeg's encoders and the environment switch `VEYRIN_DISABLE_D3D11_GPU_PIPELINE`.
-GpuPipelineServices system_gpu_pipeline_services();
+const GpuPipelineCalls& system_gpu_pipeline_calls();
 
 /// What is converted, as for the CPU processor.
 struct GpuPipelineJob {
@@ -31,7 +32,7 @@ struct GpuPipelineJob {
 /// selected encoder anew on its surfaces. Null, with everything as before, where frames cannot stay on the
 /// GPU; a line on the console says so when that was tried.
 std::unique_ptr<YuvProcessor> use_gpu_pipeline(const GpuPipelineJob& job, AVBufferRef* device,
-                                               const GpuPipelineServices& services,
-                                               SelectedEncoder& selected);
+                                               InProcessEncoder& selected,
+                                               const GpuPipelineCalls& calls = system_gpu_pipeline_calls());
 
 }  // namespace veyrin

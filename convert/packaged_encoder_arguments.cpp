@@ -5,6 +5,7 @@
 #include <initializer_list>
 
 #include "common/platform/files.h"
+#include "media/pixel_formats.h"
 
 namespace veyrin {
 namespace {
@@ -15,8 +16,8 @@ void append(Arguments& arguments, std::initializer_list<std::string> more) {
   arguments.insert(arguments.end(), more);
 }
 
-const char* encoder_pixel_format(bool ten_bit) {
-  return ten_bit ? "yuv420p10le" : "yuv420p";
+const char* encoder_pixel_format(BitDepth depth) {
+  return depth == BitDepth::ten ? "yuv420p10le" : "yuv420p";
 }
 
 // Six digits after the point, whatever the locale.
@@ -32,9 +33,9 @@ Arguments raw_video_input(const SoftwareEncodeRequest& request) {
   return {"-f",
           "rawvideo",
           "-pixel_format",
-          request.ten_bit ? "p010le" : "yuv420p",
+          pixel_format_name(packaged_encoder_format(request.depth)),
           "-video_size",
-          std::to_string(request.width) + "x" + std::to_string(request.height),
+          std::to_string(request.size.width) + "x" + std::to_string(request.size.height),
           "-framerate",
           std::to_string(request.frame_rate.num) + "/" + std::to_string(request.frame_rate.den),
           "-i",
@@ -43,17 +44,17 @@ Arguments raw_video_input(const SoftwareEncodeRequest& request) {
 
 Arguments audio_input(const SoftwareEncodeRequest& request) {
   Arguments arguments;
-  if (request.start_seconds > 0.0) append(arguments, {"-ss", seconds_text(request.start_seconds)});
+  if (request.range.start > 0.0) append(arguments, {"-ss", seconds_text(request.range.start)});
   append(arguments, {"-i", platform::path_to_utf8(request.input)});
   return arguments;
 }
 
 // libx265 writes the colour description into the stream, FFmpeg's options put it into the container.
 Arguments color_description(const SoftwareEncodeRequest& request) {
-  const std::string primaries = request.primaries == AVCOL_PRI_BT709 ? "bt709" : "bt2020";
-  const std::string transfer = request.transfer == AVCOL_TRC_BT709 ? "bt709" : "arib-std-b67";
-  const std::string matrix = request.matrix == AVCOL_SPC_BT709 ? "bt709" : "bt2020nc";
-  const bool full_range = request.range == AVCOL_RANGE_JPEG;
+  const std::string primaries = request.colors.primaries == AVCOL_PRI_BT709 ? "bt709" : "bt2020";
+  const std::string transfer = request.colors.transfer == AVCOL_TRC_BT709 ? "bt709" : "arib-std-b67";
+  const std::string matrix = request.colors.matrix == AVCOL_SPC_BT709 ? "bt709" : "bt2020nc";
+  const bool full_range = request.colors.range == AVCOL_RANGE_JPEG;
   return {"-color_primaries",
           primaries,
           "-color_trc",
@@ -69,7 +70,11 @@ Arguments color_description(const SoftwareEncodeRequest& request) {
 
 }  // namespace
 
-std::vector<std::string> packaged_probe_arguments(bool ten_bit) {
+AVPixelFormat packaged_encoder_format(BitDepth depth) {
+  return depth == BitDepth::ten ? AV_PIX_FMT_P010LE : AV_PIX_FMT_YUV420P;
+}
+
+std::vector<std::string> packaged_probe_arguments(BitDepth depth) {
   return {"-hide_banner",
           "-loglevel",
           "error",
@@ -82,7 +87,7 @@ std::vector<std::string> packaged_probe_arguments(bool ten_bit) {
           "-c:v",
           "libx265",
           "-pix_fmt",
-          encoder_pixel_format(ten_bit),
+          encoder_pixel_format(depth),
           "-f",
           "null",
           "-"};
@@ -97,12 +102,12 @@ std::vector<std::string> packaged_encode_arguments(const SoftwareEncodeRequest& 
   if (request.has_audio) append_all(arguments, audio_input(request));
   append(arguments, {"-map", "0:v:0"});
   if (request.has_audio) append(arguments, {"-map", "1:a:0?"});
-  append(arguments, {"-c:v", "libx265", "-profile:v", request.ten_bit ? "main10" : "main", "-preset",
-                     "faster", "-pix_fmt", encoder_pixel_format(request.ten_bit)});
+  append(arguments, {"-c:v", "libx265", "-profile:v", request.depth == BitDepth::ten ? "main10" : "main",
+                     "-preset", "faster", "-pix_fmt", encoder_pixel_format(request.depth)});
   append(arguments, {"-b:v", std::to_string(request.bit_rate), "-tag:v", "hvc1"});
   append_all(arguments, color_description(request));
   if (request.has_audio) append(arguments, {"-c:a", "copy"});
-  if (request.has_duration) append(arguments, {"-t", seconds_text(request.duration_seconds)});
+  if (request.range.duration) append(arguments, {"-t", seconds_text(*request.range.duration)});
   append(arguments, {"-movflags", "+faststart", request.overwrite ? "-y" : "-n",
                      platform::path_to_utf8(request.output)});
   return arguments;

@@ -1,5 +1,6 @@
 #include "convert/packaged_software_encoder.h"
 
+#include <array>
 #include <cstddef>
 #include <system_error>
 #include <utility>
@@ -24,10 +25,10 @@ struct PlaneExtent {
   std::int32_t rows;
 };
 
-PlaneExtent plane_extent(int format, int plane, std::int32_t width, std::int32_t height) {
-  const std::int32_t rows = plane == 0 ? height : height / 2;
-  if (format == AV_PIX_FMT_P010LE) return {static_cast<std::size_t>(width) * 2, rows};
-  return {static_cast<std::size_t>(plane == 0 ? width : width / 2), rows};
+PlaneExtent plane_extent(int format, int plane, Size size) {
+  const std::int32_t rows = plane == 0 ? size.height : size.height / 2;
+  if (format == AV_PIX_FMT_P010LE) return {static_cast<std::size_t>(size.width) * 2, rows};
+  return {static_cast<std::size_t>(plane == 0 ? size.width : size.width / 2), rows};
 }
 
 platform::ChildProcessRequest child_request(const std::filesystem::path& executable,
@@ -39,11 +40,37 @@ platform::ChildProcessRequest child_request(const std::filesystem::path& executa
   return request;
 }
 
+class PackagedMovie final : public MovieSink {
+ public:
+  PackagedMovie(std::unique_ptr<PackagedSoftwareEncoder> encoder, FramePtr canvas)
+      : encoder_(std::move(encoder)), canvas_(std::move(canvas)), canvases_{canvas_.get()} {}
+
+  std::span<AVFrame* const> next_canvases(std::string& /*error*/) override { return canvases_; }
+
+  bool write_canvases(std::int64_t /*index*/, std::string& error) override {
+    return encoder_->write_frame(canvas_.get(), error);
+  }
+
+  // The child copies the audio from the recording itself.
+  [[nodiscard]] bool accepts_audio() const override { return false; }
+
+  bool write_audio(AVPacket& /*packet*/, std::string& error) override {
+    return fail(error, "could not write an audio packet");
+  }
+
+  bool finish(std::string& error) override { return encoder_->finish(error); }
+
+ private:
+  std::unique_ptr<PackagedSoftwareEncoder> encoder_;
+  FramePtr canvas_;
+  std::array<AVFrame*, 1> canvases_;
+};
+
 }  // namespace
 
-bool probe_packaged_encoder(const std::filesystem::path& executable, bool ten_bit,
+bool probe_packaged_encoder(const std::filesystem::path& executable, BitDepth depth,
                             std::chrono::milliseconds limit) {
-  auto request = child_request(executable, packaged_probe_arguments(ten_bit));
+  auto request = child_request(executable, packaged_probe_arguments(depth));
   request.output = platform::ChildOutput::null_device;
   platform::ChildStartFailure failure;
   const auto child = platform::ChildProcess::start(request, failure);
@@ -58,7 +85,7 @@ std::filesystem::path PackagedSoftwareEncoder::locate() {
   return converter.parent_path() / platform::executable_file_name("ffmpeg-gpl");
 }
 
-bool PackagedSoftwareEncoder::check_availability(bool ten_bit, std::string& error) {
+bool PackagedSoftwareEncoder::check_availability(BitDepth depth, std::string& error) {
   const std::filesystem::path executable = locate();
   std::error_code code;
   if (!std::filesystem::is_regular_file(executable, code)) {
@@ -66,16 +93,16 @@ bool PackagedSoftwareEncoder::check_availability(bool ten_bit, std::string& erro
                            platform::path_to_utf8(executable) +
                            "; VEYRIN_FFMPEG_GPL may override the location)");
   }
-  if (!probe_packaged_encoder(executable, ten_bit)) {
+  if (!probe_packaged_encoder(executable, depth)) {
     return fail(error, std::string("packaged GPL FFmpeg does not provide a working ") +
-                           (ten_bit ? "10-bit " : "") + "libx265 encoder");
+                           (depth == BitDepth::ten ? "10-bit " : "") + "libx265 encoder");
   }
   return true;
 }
 
 std::unique_ptr<PackagedSoftwareEncoder> PackagedSoftwareEncoder::create(const SoftwareEncodeRequest& request,
                                                                          std::string& error) {
-  if (!check_availability(request.ten_bit, error)) return nullptr;
+  if (!check_availability(request.depth, error)) return nullptr;
   SoftwareEncodeRequest absolute = request;
   absolute.input = std::filesystem::absolute(request.input);
   absolute.output = std::filesystem::absolute(request.output);
@@ -108,7 +135,7 @@ bool PackagedSoftwareEncoder::write_frame(const AVFrame* frame, std::string& err
     }
   }
   for (int plane = 0; plane < planes; ++plane) {
-    const PlaneExtent extent = plane_extent(frame->format, plane, request_.width, request_.height);
+    const PlaneExtent extent = plane_extent(frame->format, plane, request_.size);
     const std::uint8_t* row = frame->data[plane];
     for (std::int32_t y = 0; y < extent.rows; ++y, row += frame->linesize[plane]) {
       if (!child_->write(row, extent.row_bytes)) {
@@ -128,6 +155,17 @@ bool PackagedSoftwareEncoder::finish(std::string& error) {
   }
   finished_ = true;
   return !request_.finish_pass || request_.finish_pass(request_.output, error);
+}
+
+std::unique_ptr<MovieSink> create_packaged_movie(const SoftwareEncodeRequest& request, std::string& error) {
+  FramePtr canvas = allocate_video_frame(packaged_encoder_format(request.depth), request.size);
+  if (!canvas) {
+    error = "could not allocate the encoder frame";
+    return nullptr;
+  }
+  auto encoder = PackagedSoftwareEncoder::create(request, error);
+  if (!encoder) return nullptr;
+  return std::make_unique<PackagedMovie>(std::move(encoder), std::move(canvas));
 }
 
 }  // namespace veyrin

@@ -8,7 +8,8 @@
 #include <string>
 
 #include "common/platform/child_process.h"
-#include "convert/software_encode_request.h"
+#include "convert/movie_output.h"
+#include "convert/packaged_encoder_arguments.h"
 
 struct AVFrame;
 
@@ -18,7 +19,7 @@ namespace veyrin {
 inline constexpr std::chrono::milliseconds packaged_probe_limit{30000};
 
 /// Encodes one tiny picture with `executable`; true only when it exits with 0 within `limit`.
-[[nodiscard]] bool probe_packaged_encoder(const std::filesystem::path& executable, bool ten_bit,
+[[nodiscard]] bool probe_packaged_encoder(const std::filesystem::path& executable, BitDepth depth,
                                           std::chrono::milliseconds limit = packaged_probe_limit);
 
 /// The converter's end of one running packaged encoder. Driven by one thread, the one that created it and
@@ -30,7 +31,7 @@ class PackagedSoftwareEncoder {
   static std::filesystem::path locate();
 
   /// Whether the program is there and encodes in the given depth.
-  [[nodiscard]] static bool check_availability(bool ten_bit, std::string& error);
+  [[nodiscard]] static bool check_availability(BitDepth depth, std::string& error);
 
   /// Checks availability and starts the child; null with one message in `error`.
   static std::unique_ptr<PackagedSoftwareEncoder> create(const SoftwareEncodeRequest& request,
@@ -53,5 +54,9 @@ class PackagedSoftwareEncoder {
   std::unique_ptr<platform::ChildProcess> child_;
   bool finished_ = false;
 };
+
+/// A movie encoded, muxed and given its audio by the packaged encoder's process, which is started for
+/// canvases of the request's size and depth; null with one message in `error` on failure.
+std::unique_ptr<MovieSink> create_packaged_movie(const SoftwareEncodeRequest& request, std::string& error);
 
 }  // namespace veyrin

@@ -1,57 +1,68 @@
 // The part of a conversion that runs through the recording: its packets become frames and sound of the movie.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <optional>
 #include <string>
-#include <vector>
 
-#include "convert/conversion_plan.h"
-#include "convert/frame_timing.h"
-#include "convert/missing_eye.h"
-#include "convert/movie_sink.h"
-#include "convert/progress_lines.h"
+#include "convert/conversion_input.h"
+#include "convert/pair_conversion.h"
 #include "decode/stereo_decoder.h"
-#include "processing/yuv_processor.h"
 
 namespace veyrin {
+
+/// The demuxer hands packets out nearly in time order, so an eye that waits for this many packets of the
+/// other one (over eight seconds even at 60 frames per second) either has none left or has a gap.
+inline constexpr std::size_t patience_packets = 512;
+
+/// Follows one eye's packets and tells by the container's index when none can follow.
+class TrackEnd {
+ public:
+  /// Notes a demuxed packet of the track.
+  void saw_packet(const AVPacket& packet) { last_dts_ = packet.dts; }
+
+  /// True when the index of `stream` holds nothing after the packets seen so far. An index may still grow in
+  /// fragmented files, so this is meant for tracks that have been silent for `patience_packets`.
+  [[nodiscard]] bool reached(AVStream& stream) const;
+
+ private:
+  std::optional<std::int64_t> last_dts_;
+};
 
 /// Borrows everything it is made of for as long as it lives.
 class PacketConversion {
  public:
-  /// `processors` are one for each canvas of the movie.
-  PacketConversion(const ConversionPlan& plan, const ConversionInput& input, StereoDecoder& decoder,
-                   const std::vector<std::unique_ptr<YuvProcessor>>& processors, MovieSink& movie,
-                   ProgressLines& progress, std::string& error);
+  PacketConversion(const ConversionInput& input, const TimeRange& range, StereoDecoder& decoder,
+                   PairConversion& pairs, MovieSink& movie)
+      : input_(input),
+        range_(range),
+        decoder_(decoder),
+        pairs_(pairs),
+        movie_(movie),
+        audio_done_(!movie.accepts_audio()) {}
 
-  /// Converts all that is wanted of the recording; the movie is not finished thereby. False with one message
-  /// on failure, also when no frame was written.
-  [[nodiscard]] bool run();
-
-  /// Frames written to the movie.
-  [[nodiscard]] std::int64_t frames_written() const { return pacer_.frames_written(); }
+  /// Converts all that is wanted of the recording, but does not finish the movie. False with one message in
+  /// `error` on failure, also when no frame was written.
+  [[nodiscard]] bool run(std::string& error);
 
  private:
-  bool convert_packets();
-  bool handle_packet(AVPacket& packet);
-  bool copy_audio(AVPacket& packet);
+  [[nodiscard]] bool convert_packets(std::string& error);
+  [[nodiscard]] bool handle_packet(AVPacket& packet, std::string& error);
+  [[nodiscard]] bool copy_audio(AVPacket& packet, std::string& error);
   [[nodiscard]] bool eye_is_missing() const;
-  bool convert_last_pairs();
-  bool convert_ready_pairs();
-  bool convert_pair(const DecodedFrame& left, const DecodedFrame& right);
-  bool write_pair(const DecodedFrame& left, const DecodedFrame& right, double pair_time);
+  [[nodiscard]] bool convert_last_pairs(std::string& error);
+  [[nodiscard]] bool convert_ready_pairs(std::string& error);
+  [[nodiscard]] bool video_done() const { return video_ended_ || pairs_.finished(); }
 
-  const ConversionPlan& plan_;
   const ConversionInput& input_;
+  TimeRange range_;
   StereoDecoder& decoder_;
-  const std::vector<std::unique_ptr<YuvProcessor>>& processors_;
+  PairConversion& pairs_;
   MovieSink& movie_;
-  ProgressLines& progress_;
-  std::string& error_;
-  FramePacer pacer_;
   TrackEnd left_end_;
   TrackEnd right_end_;
-  bool video_done_ = false;
+  bool video_ended_ = false;  // no pair can follow
   bool audio_done_;
 };
 

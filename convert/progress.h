@@ -1,4 +1,4 @@
-// Progress of a conversion: which lines to print after each written pair.
+// Progress of a conversion: which report lines follow each written pair, and their printing.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +22,10 @@ class Progress {
 
   /// At the very end: 100 unless that was printed already, and the total.
   ProgressReport at_end(std::int64_t encoded_frames);
+
+  /// The same, printed on the console.
+  void print_after_pair(std::int64_t encoded_frames, double seconds_done);
+  void print_at_end(std::int64_t encoded_frames);
 
  private:
   double span_seconds_;

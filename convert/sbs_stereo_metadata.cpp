@@ -1,5 +1,6 @@
 #include "convert/sbs_stereo_metadata.h"
 
+#include <algorithm>
 #include <cstddef>
 
 #include "common/error_text.h"
@@ -36,6 +37,16 @@ bool attach_sbs_stereo_metadata(AVCodecParameters& video, std::string_view attac
     return fail(error, std::string(attach_failure));
   }
   static_cast<void>(record.release());
+  return true;
+}
+
+bool add_frame_packing_sei(AVCodecID codec, AVPacket& packet, std::string& error) {
+  if (codec != AV_CODEC_ID_H264 || (packet.flags & AV_PKT_FLAG_KEY) == 0) return true;
+  const int old_size = packet.size;
+  const int result = av_grow_packet(&packet, static_cast<int>(frame_packing_sei.size()));
+  if (result < 0) return fail_with_library_error(error, "could not add H.264 frame-packing SEI", result);
+  std::copy_backward(packet.data, packet.data + old_size, packet.data + packet.size);
+  std::copy(frame_packing_sei.begin(), frame_packing_sei.end(), packet.data);
   return true;
 }
 

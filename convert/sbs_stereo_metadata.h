@@ -1,12 +1,20 @@
-// The description of side-by-side pictures that goes along with a video track.
+// What tells players that a picture holds both eyes side by side: the record of the video track and the
+// message in H.264 streams.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "common/conversion_options.h"
 
+extern "C" {
+#include <libavcodec/codec_id.h>
+}
+
 struct AVCodecParameters;
+struct AVPacket;
 
 namespace veyrin {
 
@@ -21,5 +29,15 @@ bool wants_frame_packing_sei(SpatialMetadataKind kind);
 /// or `attach_failure`.
 [[nodiscard]] bool attach_sbs_stereo_metadata(AVCodecParameters& video, std::string_view attach_failure,
                                               std::string& error);
+
+/// One SEI NAL unit in Annex B form, payload type 45 (ITU-T H.264, D.1.26 and D.2.26): both views side by
+/// side in one picture, view 0 is the left one, valid until the next message. The 03 behind two zeros is the
+/// emulation-prevention byte, which the payload size of 7 does not count.
+inline constexpr std::array<std::uint8_t, 16> frame_packing_sei{
+    0x00, 0x00, 0x00, 0x01, 0x06, 0x2D, 0x07, 0x81, 0x81, 0x00, 0x00, 0x03, 0x00, 0x01, 0x20, 0x80};
+
+/// Puts the message in front of a key-frame packet of an H.264 encoder (Annex B); any other packet stays as
+/// it is. On failure the packet is unchanged.
+[[nodiscard]] bool add_frame_packing_sei(AVCodecID codec, AVPacket& packet, std::string& error);
 
 }  // namespace veyrin

@@ -24,15 +24,15 @@ struct YuvFormat {
   }
 };
 
-/// Describes an AVPixelFormat number; nothing unless it is one of the five formats that the processors handle:
-/// yuv420p, yuvj420p, nv12, yuv420p10le, p010le.
+/// Describes an AVPixelFormat number; nothing unless it is one of the five formats that the processors
+/// handle: yuv420p, yuvj420p, nv12, yuv420p10le, p010le.
 std::optional<YuvFormat> describe_yuv_format(int pixel_format);
 
 /// The semi-planar 4:2:0 format of a depth, NV12 or P010: that of hardware decoders and encoders.
 AVPixelFormat semi_planar_format(BitDepth depth);
 
-/// The depth of the stream's samples: by its pixel format, else by its sample size, else by its profile. Whatever
-/// is not 10 bits counts as 8.
+/// The depth of the stream's samples: by its pixel format, else by its sample size, else by its profile.
+/// Whatever is not 10 bits counts as 8.
 BitDepth stream_bit_depth(const AVCodecParameters& parameters);
 
 /// The format's name as FFmpeg prints it; "unknown" for a number that names no format.

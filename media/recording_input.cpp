@@ -69,9 +69,8 @@ int stream_index_of_video_track(const AVFormatContext& input, int track) {
 
 int first_audio_stream(const AVFormatContext& input) {
   const auto streams = streams_of(input);
-  const auto audio = std::ranges::find_if(streams, [](const AVStream* stream) {
-    return stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
-  });
+  const auto audio = std::ranges::find_if(
+      streams, [](const AVStream* stream) { return stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO; });
   return audio == streams.end() ? -1 : (*audio)->index;
 }
 

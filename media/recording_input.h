@@ -32,8 +32,8 @@ struct InputMessages {
                                              const InputMessages& messages, std::string& error);
 
 /// Fills the options for `avformat_open_input`: a recording that is still being written (".mp4.partial") has
-/// edit lists that do not match its samples yet, so they are ignored; others open without options. Negative is
-/// FFmpeg's error code.
+/// edit lists that do not match its samples yet, so they are ignored; others open without options. Negative
+/// is FFmpeg's error code.
 [[nodiscard]] int open_input_options(const std::filesystem::path& input, Dictionary& options);
 
 /// Makes the demuxer drop the packets of every other stream without reading them.

@@ -1,5 +1,5 @@
-// The vocabulary of pictures and time: sizes, sample depth, frame rates, colour tags, time ranges. Plain values;
-// FFmpeg's own fractions and enumerations wherever it has them.
+// The vocabulary of pictures and time: sizes, sample depth, frame rates, colour tags, time ranges. Plain
+// values; FFmpeg's own fractions and enumerations wherever it has them.
 #pragma once
 
 #include <cstdint>
@@ -25,6 +25,9 @@ struct Size {
 
 /// Bits per sample. The program knows these two only.
 enum class BitDepth : std::int32_t { eight = 8, ten = 10 };
+
+/// Where a codec computes.
+enum class Acceleration : std::int32_t { software, hardware };
 
 /// Frames per second as a fraction.
 using FrameRate = AVRational;
@@ -68,8 +71,8 @@ ColorTags color_tags(const AVCodecParameters& stream);
 /// The tags that a frame carries.
 ColorTags color_tags(const AVFrame& frame);
 
-/// The input's tags, with the defaults of the stream's depth for those that are unspecified: BT.709 for 8 bits,
-/// BT.2020 with HLG for 10 bits, full range.
+/// The input's tags, with the defaults of the stream's depth for those that are unspecified: BT.709 for 8
+/// bits, BT.2020 with HLG for 10 bits, full range.
 ColorTags encoder_colors(const ColorTags& input, BitDepth depth);
 
 }  // namespace veyrin

@@ -14,7 +14,7 @@ ScalerPtr make_scaler(int width, int height, AVPixelFormat source, AVPixelFormat
       sws_getContext(width, height, source, width, height, target, SWS_BICUBIC, nullptr, nullptr, nullptr));
 }
 
-bool set_colors(const AVCodecContext& target, SwsContext& scaler) {
+[[nodiscard]] bool set_colors(const AVFrame& target, SwsContext& scaler) {
   const int* table = sws_getCoefficients(swscale_coefficients(target.colorspace));
   const int target_range = target.color_range == AVCOL_RANGE_JPEG ? full_range : 0;
   return sws_setColorspaceDetails(&scaler, table, full_range, table, target_range, /*brightness=*/0,
@@ -39,9 +39,10 @@ int swscale_coefficients(AVColorSpace matrix) {
   }
 }
 
-std::unique_ptr<EyeConverter> EyeConverter::create(const AVCodecContext& target, std::string& error) {
-  const AVPixelFormat source = target.pix_fmt == AV_PIX_FMT_NV12 ? AV_PIX_FMT_BGR24 : AV_PIX_FMT_BGR48LE;
-  ScalerPtr scaler = make_scaler(target.width, target.height, source, target.pix_fmt);
+std::unique_ptr<EyeConverter> EyeConverter::create(const AVFrame& target, std::string& error) {
+  const AVPixelFormat source = target.format == AV_PIX_FMT_NV12 ? AV_PIX_FMT_BGR24 : AV_PIX_FMT_BGR48LE;
+  ScalerPtr scaler =
+      make_scaler(target.width, target.height, source, static_cast<AVPixelFormat>(target.format));
   if (!scaler) {
     error = "could not create spatial color converters";
     return nullptr;

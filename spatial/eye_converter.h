@@ -17,8 +17,9 @@ int swscale_coefficients(AVColorSpace matrix);
 /// that is in the target's format already is copied as it is.
 class EyeConverter {
  public:
-  /// For eyes of the size, format and tags of `target`; null with one message in `error` on failure.
-  static std::unique_ptr<EyeConverter> create(const AVCodecContext& target, std::string& error);
+  /// For eyes of the size, format and colour tags of `target`, a frame of the encoder; null with one message
+  /// in `error` on failure.
+  static std::unique_ptr<EyeConverter> create(const AVFrame& target, std::string& error);
 
   /// Fills `target`, whose buffers may still be in use elsewhere and are replaced then. Both frames have the
   /// same size.
@@ -26,7 +27,7 @@ class EyeConverter {
 
  private:
   EyeConverter(ScalerPtr scaler, AVPixelFormat source) : scaler_(std::move(scaler)), source_(source) {}
-  bool fit_to(const AVFrame& eye, const AVFrame& target);
+  [[nodiscard]] bool fit_to(const AVFrame& eye, const AVFrame& target);
 
   ScalerPtr scaler_;
   AVPixelFormat source_;  // what the scaler takes

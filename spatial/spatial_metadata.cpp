@@ -28,7 +28,7 @@ constexpr std::uint8_t display_width_precision = 31;
 constexpr std::array<std::uint8_t, 13> reference_displays_sei{0x00, 0x00, 0x00, 0x01, 0x4E, 0x01, 0xB0,
                                                               0x04, 0x04, 0x0D, 0x00, 0x20, 0x80};
 
-bool attach_stereo(const SpatialWriterConfig& config, AVFrame& frame, std::string& error) {
+[[nodiscard]] bool attach_stereo(const SpatialWriterConfig& config, AVFrame& frame, std::string& error) {
   AVStereo3D* stereo = av_stereo3d_create_side_data(&frame);
   if (stereo == nullptr) return fail(error, "could not allocate FFmpeg stereo metadata");
   stereo->type = AV_STEREO3D_FRAMESEQUENCE;
@@ -40,7 +40,7 @@ bool attach_stereo(const SpatialWriterConfig& config, AVFrame& frame, std::strin
   return true;
 }
 
-bool attach_projection(AVFrame& frame, std::string& error) {
+[[nodiscard]] bool attach_projection(AVFrame& frame, std::string& error) {
   std::size_t size = 0;
   const LibraryMemoryPtr<AVSphericalMapping> projection(av_spherical_alloc(&size));
   if (!projection) return fail(error, "could not allocate FFmpeg projection metadata");

@@ -5,9 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "media/ffmpeg.h"
-#include "spatial/spatial_encoder_calls.h"
-#include "spatial/spatial_writer_config.h"
+#include "spatial/two_view_encoder.h"
 
 namespace veyrin {
 
@@ -15,10 +13,16 @@ namespace veyrin {
 /// which leaves an unfinished file.
 class SpatialVideoWriter {
  public:
+  /// Creates the QuickTime file for an open encoder, which the writer takes over, and writes its header; null
+  /// with one message in `error` on failure.
+  static std::unique_ptr<SpatialVideoWriter> create(const SpatialWriterConfig& config,
+                                                    std::unique_ptr<TwoViewEncoder> encoder,
+                                                    std::string& error);
+
   virtual ~SpatialVideoWriter() = default;
 
-  /// Encodes one pair. Both eyes have the writer's size, best in the encoder's own format
-  /// (`spatial_pixel_format`). `pts` counts output frames.
+  /// Encodes one pair. Both eyes have the writer's size, best in the encoder's own format. `pts` counts
+  /// output frames.
   [[nodiscard]] virtual bool write_eye_pair(const AVFrame& left, const AVFrame& right, std::int64_t pts,
                                             std::string& error) = 0;
 
@@ -33,11 +37,5 @@ class SpatialVideoWriter {
   /// and does nothing.
   [[nodiscard]] virtual bool finish(std::string& error) = 0;
 };
-
-/// Opens the encoder and the file; null with one message in `error` on failure. `calls` must outlive the
-/// writer.
-std::unique_ptr<SpatialVideoWriter> create_spatial_video_writer(
-    const SpatialWriterConfig& config, std::string& error,
-    const SpatialEncoderCalls& calls = ffmpeg_spatial_encoder_calls());
 
 }  // namespace veyrin

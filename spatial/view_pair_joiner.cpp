@@ -16,6 +16,12 @@ std::string times(const AVPacket& packet) {
 
 }  // namespace
 
+std::unique_ptr<ViewPairJoiner> ViewPairJoiner::create() {
+  PacketPtr unit(av_packet_alloc());
+  if (!unit) return nullptr;
+  return std::unique_ptr<ViewPairJoiner>(new ViewPairJoiner(std::move(unit)));
+}
+
 bool ViewPairJoiner::add(AVPacket& view, std::string& error) {
   complete_ = false;
   if (unit_->buf == nullptr) {

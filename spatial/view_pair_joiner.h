@@ -1,7 +1,9 @@
 // Joins the encoder's packets, one per view, to samples that hold both views of one instant.
 #pragma once
 
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "media/ffmpeg.h"
 
@@ -11,9 +13,8 @@ namespace veyrin {
 /// arrive in calls of their own.
 class ViewPairJoiner {
  public:
-  ViewPairJoiner() : unit_(av_packet_alloc()) {}
-  /// False when there was no memory for it.
-  [[nodiscard]] bool ready() const { return unit_ != nullptr; }
+  /// Null when there is no memory for it.
+  static std::unique_ptr<ViewPairJoiner> create();
 
   /// Takes the contents of `view`, which is left empty. The second view of a pair is appended to the first:
   /// `complete_unit` has the result. False with one message in `error` when the two do not belong together.
@@ -27,7 +28,8 @@ class ViewPairJoiner {
   [[nodiscard]] bool waiting() const { return unit_->buf != nullptr && !complete_; }
 
  private:
-  bool append(const AVPacket& view, std::string& error);
+  explicit ViewPairJoiner(PacketPtr unit) : unit_(std::move(unit)) {}
+  [[nodiscard]] bool append(const AVPacket& view, std::string& error);
 
   PacketPtr unit_;  // no buffer: empty
   bool complete_ = false;

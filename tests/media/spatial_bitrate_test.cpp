@@ -1,4 +1,4 @@
-#include "spatial/spatial_bitrate.h"
+#include "media/bitrate.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "convert/bitrate.h"
+#include "media/bitrate.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "spatial/spatial_output_check.h"
+#include "convert/output_guard.h"
 
 #include <gtest/gtest.h>
 

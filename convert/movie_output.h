@@ -1,0 +1,77 @@
+// The kinds of movies as strategies: how each probes for support, lays out its canvases, chooses its encoder
+// and opens its file; and the open movie that pictures go into.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "convert/conversion_plan.h"
+#include "media/ffmpeg.h"
+#include "processing/yuv_processor.h"
+#include "rectification/rectification_maps.h"
+
+namespace veyrin {
+
+/// One movie being written. Destroying an unfinished one leaves the partly written file where it is.
+class MovieSink {
+ public:
+  virtual ~MovieSink() = default;
+
+  /// The frames to write the next pictures into, one for each layout of the movie's output. Borrowed, valid
+  /// until the next call. None with a message on failure.
+  [[nodiscard]] virtual std::span<AVFrame* const> next_canvases(std::string& error) = 0;
+
+  /// Encodes the canvases as output frame `index`, counted from 0. The same canvases may be written again for
+  /// the next index; indices rise by one.
+  [[nodiscard]] virtual bool write_canvases(std::int64_t index, std::string& error) = 0;
+
+  /// False when the movie has no audio track of ours to fill.
+  [[nodiscard]] virtual bool accepts_audio() const = 0;
+
+  /// Copies one packet of the source's audio stream, in the source's time base but counted from the start of
+  /// the movie. The packet may be consumed.
+  [[nodiscard]] virtual bool write_audio(AVPacket& packet, std::string& error) = 0;
+
+  /// Writes out everything pending and completes the file.
+  [[nodiscard]] virtual bool finish(std::string& error) = 0;
+};
+
+/// What a GPU processor is made from. All borrowed for the call.
+struct GpuProcessorInputs {
+  const RectificationMaps& maps;
+  const ProcessorGeometry& geometry;
+  AVBufferRef* device;  ///< of the decoders; null when they decode in software
+};
+
+/// One kind of movie on the road of a conversion. Calls come in the order of the declarations.
+class MovieOutput {
+ public:
+  virtual ~MovieOutput() = default;
+
+  /// Instead of all others: where the encoder of such a movie would compute; nothing, with one message in
+  /// `error`, when this machine cannot make one. Writes nothing.
+  [[nodiscard]] virtual std::optional<Acceleration> check_support(std::string& error) = 0;
+
+  /// Settles the encoder. Kinds that have no choice may leave its opening to `open_movie`.
+  [[nodiscard]] virtual bool choose_encoder(std::string& error) = 0;
+
+  /// What the processors make, one layout for each canvas of the movie.
+  [[nodiscard]] virtual std::vector<OutputLayout> layouts() const = 0;
+
+  /// A processor whose canvases stay on the GPU up to the encoder; null where the movie takes them from
+  /// memory.
+  [[nodiscard]] virtual std::unique_ptr<YuvProcessor> use_gpu(const GpuProcessorInputs& inputs) = 0;
+
+  /// Prints the report lines that name the encoder, where the kind has some.
+  virtual void report_encoder() const = 0;
+
+  /// Opens the file for the sound of `audio` (borrowed for the call; null: none) and for the canvases'
+  /// pictures; null with one message in `error` on failure. Called once.
+  [[nodiscard]] virtual std::unique_ptr<MovieSink> open_movie(const AVStream* audio, std::string& error) = 0;
+};
+
+}  // namespace veyrin

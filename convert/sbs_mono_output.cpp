@@ -1,0 +1,117 @@
+#include "convert/sbs_mono_output.h"
+
+#include <utility>
+#include <variant>
+
+#include "common/console.h"
+#include "common/same_file.h"
+#include "convert/encoded_movie.h"
+#include "convert/encoder_selection.h"
+#include "convert/gpu_pipeline.h"
+#include "convert/packaged_software_encoder.h"
+#include "convert/st3d_remux.h"
+#include "media/movie_file.h"
+
+namespace veyrin {
+namespace {
+
+class SbsMonoOutput final : public MovieOutput {
+ public:
+  explicit SbsMonoOutput(const ConversionPlan& plan)
+      : files_(plan.files),
+        range_(plan.timing.range),
+        movie_(std::get<CanvasMoviePlan>(plan.movie)),
+        encoder_request_(encoder_request(plan.picture, movie_, plan.software)) {}
+
+  std::optional<Acceleration> check_support(std::string& error) override {
+    if (!choose_encoder(error)) return std::nullopt;
+    return acceleration_of(*encoder_);
+  }
+
+  bool choose_encoder(std::string& error) override {
+    encoder_ = select_encoder(encoder_request_, error);
+    return encoder_.has_value();
+  }
+
+  [[nodiscard]] std::vector<OutputLayout> layouts() const override { return {movie_.layout}; }
+
+  std::unique_ptr<YuvProcessor> use_gpu(const GpuProcessorInputs& inputs) override {
+    auto* in_process = std::get_if<InProcessEncoder>(&*encoder_);
+    if (in_process == nullptr) return nullptr;
+    return use_gpu_pipeline({encoder_request_, inputs.maps, inputs.geometry}, inputs.device, *in_process);
+  }
+
+  void report_encoder() const override {
+    console_line("%s", encoder_report_line(*encoder_).c_str());
+    if (std::holds_alternative<PackagedEncoder>(*encoder_)) console_line("%s", packaged_encoder_report_line);
+  }
+
+  std::unique_ptr<MovieSink> open_movie(const AVStream* audio, std::string& error) override {
+    if (auto* in_process = std::get_if<InProcessEncoder>(&*encoder_)) {
+      return create_encoded_movie({.output = files_.output,
+                                   .container = movie_.container,
+                                   .encoder = std::move(in_process->context),
+                                   .st3d = movie_.st3d,
+                                   .frame_packing_sei = movie_.frame_packing_sei,
+                                   .audio = audio},
+                                  error);
+    }
+    // The stereo pass writes beside the output; a recording may have just that name.
+    if (wants_stereo_pass(movie_) &&
+        !keep_input_intact(files_.input, st3d_temporary_path(files_.output), error)) {
+      return nullptr;
+    }
+    const AVCodecContext& settings = *std::get<PackagedEncoder>(*encoder_).settings;
+    return create_packaged_movie(software_encode_request(files_, range_, movie_, settings), error);
+  }
+
+ private:
+  FilePlan files_;
+  TimeRange range_;
+  CanvasMoviePlan movie_;
+  EncoderRequest encoder_request_;
+  std::optional<SelectedEncoder> encoder_;
+};
+
+}  // namespace
+
+EncoderRequest encoder_request(const PicturePlan& picture, const CanvasMoviePlan& movie, bool software) {
+  EncoderRequest request;
+  request.codec = movie.codec;
+  request.canvas = canvas_size(movie.layout, picture.eye_box);
+  request.depth = picture.depth;
+  request.frame_rate = picture.rate;
+  request.software = software;
+  request.bitrate = movie.bitrate;
+  request.input_colors = picture.input_colors;
+  request.global_header = movie.container != nullptr && (movie.container->flags & AVFMT_GLOBALHEADER) != 0;
+  return request;
+}
+
+SoftwareEncodeRequest software_encode_request(const FilePlan& files, const TimeRange& range,
+                                              const CanvasMoviePlan& movie, const AVCodecContext& settings) {
+  SoftwareEncodeRequest request;
+  request.input = files.input;
+  request.output = files.output;
+  request.size = {settings.width, settings.height};
+  request.frame_rate = settings.framerate;
+  request.bit_rate = settings.bit_rate;
+  request.range = range;
+  request.colors = {settings.color_primaries, settings.color_trc, settings.colorspace, settings.color_range};
+  request.has_audio = files.has_audio;
+  request.overwrite = files.overwrite;
+  request.depth = settings.pix_fmt == AV_PIX_FMT_P010LE ? BitDepth::ten : BitDepth::eight;
+  if (wants_stereo_pass(movie)) request.finish_pass = add_st3d_to_movie;
+  return request;
+}
+
+// The pass writes an MP4 file; a movie asked for in another container would not stay in it.
+bool wants_stereo_pass(const CanvasMoviePlan& movie) {
+  return movie.st3d && movie.container != nullptr && is_mp4_family(*movie.container);
+}
+
+std::unique_ptr<MovieOutput> create_sbs_mono_output(const ConversionPlan& plan) {
+  return std::make_unique<SbsMonoOutput>(plan);
+}
+
+}  // namespace veyrin

@@ -1,0 +1,126 @@
+#include "convert/spatial_output.h"
+
+#include <array>
+#include <utility>
+
+#include "common/console.h"
+#include "media/bitrate.h"
+#include "media/pixel_formats.h"
+#include "spatial/spatial_video_writer.h"
+#include "spatial/two_view_encoder.h"
+
+namespace veyrin {
+namespace {
+
+class SpatialMovie final : public MovieSink {
+ public:
+  SpatialMovie(std::unique_ptr<SpatialVideoWriter> writer, FramePtr left, FramePtr right)
+      : writer_(std::move(writer)),
+        left_(std::move(left)),
+        right_(std::move(right)),
+        canvases_{left_.get(), right_.get()} {}
+
+  std::span<AVFrame* const> next_canvases(std::string& /*error*/) override { return canvases_; }
+
+  bool write_canvases(std::int64_t index, std::string& error) override {
+    return writer_->write_eye_pair(*left_, *right_, index, error);
+  }
+
+  [[nodiscard]] bool accepts_audio() const override { return writer_->has_audio(); }
+
+  bool write_audio(AVPacket& packet, std::string& error) override {
+    return writer_->write_audio_packet(packet, error);
+  }
+
+  bool finish(std::string& error) override { return writer_->finish(error); }
+
+ private:
+  std::unique_ptr<SpatialVideoWriter> writer_;
+  FramePtr left_;
+  FramePtr right_;
+  std::array<AVFrame*, 2> canvases_;
+};
+
+class SpatialOutput final : public MovieOutput {
+ public:
+  explicit SpatialOutput(const ConversionPlan& plan)
+      : plan_(plan), encoder_kind_(two_view_encoder_for(plan.software)) {}
+
+  // The machine is asked, or, when hardware is not to be judged that way, the encoder is opened.
+  std::optional<Acceleration> check_support(std::string& error) override {
+    const PicturePlan& picture = plan_.picture;
+    if (!plan_.software && !encoder_kind_.check_machine(picture.eye_box, picture.depth, error))
+      return std::nullopt;
+    const auto config = spatial_writer_config(plan_, /*audio=*/nullptr, error);
+    if (!config) return std::nullopt;
+    if (plan_.software && !encoder_kind_.create(*config, error)) return std::nullopt;
+    return encoder_kind_.acceleration;
+  }
+
+  // There is one for each wish, which is opened with the movie.
+  bool choose_encoder(std::string& /*error*/) override { return true; }
+
+  [[nodiscard]] std::vector<OutputLayout> layouts() const override {
+    return {OutputLayout::mono_left, OutputLayout::mono_right};
+  }
+
+  // The writer takes its canvases from memory.
+  std::unique_ptr<YuvProcessor> use_gpu(const GpuProcessorInputs& /*inputs*/) override { return nullptr; }
+
+  void report_encoder() const override {}
+
+  std::unique_ptr<MovieSink> open_movie(const AVStream* audio, std::string& error) override {
+    FramePtr left = make_canvas();
+    FramePtr right = make_canvas();
+    if (!left || !right) {
+      error = "could not allocate the encoder frame";
+      return nullptr;
+    }
+    const auto config = spatial_writer_config(plan_, audio, error);
+    if (!config) return nullptr;
+    console_line("Creating direct spatial output with cdist=%.3f mm, hfov=%.3f deg",
+                 config->camera_distance_mm, config->horizontal_field_of_view_degrees);
+    auto encoder = encoder_kind_.create(*config, error);
+    if (!encoder) return nullptr;
+    auto writer = SpatialVideoWriter::create(*config, std::move(encoder), error);
+    if (!writer) return nullptr;
+    return std::make_unique<SpatialMovie>(std::move(writer), std::move(left), std::move(right));
+  }
+
+ private:
+  [[nodiscard]] FramePtr make_canvas() const {
+    return allocate_video_frame(semi_planar_format(plan_.picture.depth), plan_.picture.eye_box);
+  }
+
+  ConversionPlan plan_;
+  const TwoViewEncoderKind& encoder_kind_;
+};
+
+}  // namespace
+
+std::optional<SpatialWriterConfig> spatial_writer_config(const ConversionPlan& plan, const AVStream* audio,
+                                                         std::string& error) {
+  const auto& movie = std::get<SpatialMoviePlan>(plan.movie);
+  SpatialWriterConfig config;
+  if (!parse_spatial_bitrate(movie.bitrate, config.bit_rate, error)) return std::nullopt;
+  config.companion_path = plan.files.input;
+  config.output_path = plan.files.output;
+  config.eye = plan.picture.eye_box;
+  config.frame_rate = plan.picture.rate;
+  config.camera_distance_mm = camera_distance_mm(movie.geometry);
+  config.horizontal_field_of_view_degrees = horizontal_field_of_view_degrees(movie.geometry);
+  config.range = plan.timing.range;
+  config.colors = encoder_colors(plan.picture.input_colors, plan.picture.depth);
+  if (audio != nullptr) {
+    config.audio_parameters = audio->codecpar;
+    config.audio_time_base = audio->time_base;
+  }
+  config.depth = plan.picture.depth;
+  return config;
+}
+
+std::unique_ptr<MovieOutput> create_spatial_output(const ConversionPlan& plan) {
+  return std::make_unique<SpatialOutput>(plan);
+}
+
+}  // namespace veyrin

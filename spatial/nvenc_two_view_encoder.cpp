@@ -1,0 +1,174 @@
+#include "spatial/nvenc_two_view_encoder.h"
+
+#include <cstring>
+
+#include "common/error_text.h"
+#include "decode/nvenc_probe.h"
+#include "media/pixel_formats.h"
+#include "spatial/spatial_metadata.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
+namespace veyrin {
+namespace {
+
+constexpr const char* open_failure =
+    "could not start NVENC MV-HEVC; this requires Video Codec SDK 13 and compatible NVIDIA hardware/drivers";
+constexpr const char* ten_bit_open_failure =
+    "could not start 10-bit NVENC MV-HEVC; this requires the FFmpeg Main10 MV-HEVC patch, Video Codec SDK "
+    "13, and compatible NVIDIA hardware/drivers";
+
+void configure(const SpatialWriterConfig& config, AVCodecContext& context) {
+  context.width = config.eye.width;
+  context.height = config.eye.height;
+  context.pix_fmt = semi_planar_format(config.depth);
+  context.framerate = config.frame_rate;
+  context.time_base = av_inv_q(config.frame_rate);
+  context.gop_size = group_of_pictures(config.frame_rate);
+  context.bit_rate = config.bit_rate;
+  context.color_primaries = config.colors.primaries;
+  context.color_trc = config.colors.transfer;
+  context.colorspace = config.colors.matrix;
+  context.color_range = config.colors.range;
+  context.chroma_sample_location = AVCHROMA_LOC_LEFT;
+  context.field_order = AV_FIELD_PROGRESSIVE;
+  context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+}
+
+[[nodiscard]] bool set_private_options(const SpatialEncoderCalls& calls, AVCodecContext& context,
+                                       std::string& error) {
+  int result = calls.set_option(&context, "profile", "mv");
+  if (result < 0) {
+    return fail_with_library_error(error, "FFmpeg hevc_nvenc does not expose MV-HEVC support", result);
+  }
+  calls.set_option(&context, "preset", "p4");
+  calls.set_option(&context, "tune", "hq");
+  result = calls.set_option(&context, "tier", "main");
+  if (result < 0) return fail_with_library_error(error, "could not force Main-tier NVENC MV-HEVC", result);
+  return true;
+}
+
+[[nodiscard]] bool open_context(const SpatialWriterConfig& config, const SpatialEncoderCalls& calls,
+                                CodecContextPtr& context, std::string& error) {
+  const AVCodec* codec = calls.find("hevc_nvenc");
+  if (codec == nullptr) {
+    return fail(
+        error, "this FFmpeg build does not include the hevc_nvenc encoder needed for Windows MV-HEVC output");
+  }
+  context.reset(avcodec_alloc_context3(codec));
+  if (!context) return fail(error, "could not allocate the NVENC MV-HEVC encoder");
+  configure(config, *context);
+  if (!attach_encoder_metadata(config, *context, error) || !set_private_options(calls, *context, error))
+    return false;
+  const int result = calls.open(context.get());
+  if (result < 0) {
+    const bool ten_bit = config.depth == BitDepth::ten;
+    return fail_with_library_error(error, ten_bit ? ten_bit_open_failure : open_failure, result);
+  }
+  return append_reference_displays_sei(*context, error);
+}
+
+[[nodiscard]] bool attach_view_id(AVFrame& frame, int view, std::string& error) {
+  AVFrameSideData* record = av_frame_new_side_data(&frame, AV_FRAME_DATA_VIEW_ID, sizeof view);
+  if (record == nullptr) return fail(error, "could not attach MV-HEVC view ID");
+  std::memcpy(record->data, &view, sizeof view);
+  return true;
+}
+
+}  // namespace
+
+const SpatialEncoderCalls& ffmpeg_spatial_encoder_calls() {
+  static const SpatialEncoderCalls calls{
+      .find = avcodec_find_encoder_by_name,
+      .set_option = [](AVCodecContext* context, const char* option,
+                       const char* value) { return av_opt_set(context->priv_data, option, value, 0); },
+      .open = [](AVCodecContext* context) { return avcodec_open2(context, nullptr, nullptr); },
+      .send = avcodec_send_frame,
+      .receive = avcodec_receive_packet,
+  };
+  return calls;
+}
+
+CodecContextPtr open_spatial_encoder(const SpatialWriterConfig& config, const SpatialEncoderCalls& calls,
+                                     std::string& error) {
+  CodecContextPtr context;
+  if (!open_context(config, calls, context, error)) return nullptr;
+  return context;
+}
+
+std::unique_ptr<NvencTwoViewEncoder> NvencTwoViewEncoder::create(const SpatialWriterConfig& config,
+                                                                 std::string& error,
+                                                                 const SpatialEncoderCalls& calls) {
+  std::unique_ptr<NvencTwoViewEncoder> encoder(new NvencTwoViewEncoder(calls));
+  if (!encoder->open(config, error)) return nullptr;
+  return encoder;
+}
+
+bool NvencTwoViewEncoder::open(const SpatialWriterConfig& config, std::string& error) {
+  context_ = open_spatial_encoder(config, calls_, error);
+  if (!context_) return false;
+  parameters_.reset(avcodec_parameters_alloc());
+  const int result =
+      parameters_ ? avcodec_parameters_from_context(parameters_.get(), context_.get()) : AVERROR(ENOMEM);
+  if (result < 0) return fail_with_library_error(error, "could not configure MV-HEVC output track", result);
+  received_.reset(av_packet_alloc());
+  joiner_ = ViewPairJoiner::create();
+  return received_ && joiner_;
+}
+
+bool NvencTwoViewEncoder::prepare_frame(int view, AVFrame& frame, std::string& error) const {
+  frame.color_range = context_->color_range;
+  frame.color_primaries = context_->color_primaries;
+  frame.color_trc = context_->color_trc;
+  frame.colorspace = context_->colorspace;
+  frame.chroma_location = context_->chroma_sample_location;
+  const int result = allocate_frame_buffers(frame, context_->pix_fmt, {context_->width, context_->height});
+  if (result < 0) return fail_with_library_error(error, "could not allocate MV-HEVC eye frame", result);
+  return attach_view_id(frame, view, error) && attach_reference_displays(frame, error);
+}
+
+bool NvencTwoViewEncoder::encode(const AVFrame& left, const AVFrame& right, const SampleSink& sink,
+                                 std::string& error) {
+  return exchange(&left, sink, error) && exchange(&right, sink, error);
+}
+
+bool NvencTwoViewEncoder::drain(const SampleSink& sink, std::string& error) {
+  if (!exchange(nullptr, sink, error)) return false;
+  return !joiner_->waiting() || fail(error, "NVENC produced an incomplete MV-HEVC view pair");
+}
+
+// Gives the encoder one view, or the end when null, and hands on every pair that is ready.
+bool NvencTwoViewEncoder::exchange(const AVFrame* view, const SampleSink& sink, std::string& error) {
+  int result = calls_.send(context_.get(), view);
+  if (result < 0) return fail_with_library_error(error, "could not submit MV-HEVC frame to NVENC", result);
+  while (true) {
+    result = calls_.receive(context_.get(), received_.get());
+    if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return true;
+    if (result < 0)
+      return fail_with_library_error(error, "could not receive MV-HEVC packet from NVENC", result);
+    if (!joiner_->add(*received_, error)) return false;
+    AVPacket* sample = joiner_->complete_unit();
+    if (sample != nullptr && !sink(*sample, error)) return false;
+  }
+}
+
+// Without software encoding the driver's answer counts; what the user asks for beyond that is found out by
+// opening.
+TwoViewEncoderKind nvenc_two_view_encoder_kind() {
+  return {
+      .acceleration = Acceleration::hardware,
+      .serves = [](bool /*software*/) { return true; },
+      .check_machine =
+          [](Size eye, BitDepth depth, std::string& error) {
+            return probe_stereo_mv_hevc_support(eye, depth) ||
+                   fail(error, "Stereo MV-HEVC is not supported by the NVIDIA GPU and driver");
+          },
+      .create = [](const SpatialWriterConfig& config, std::string& error) -> std::unique_ptr<TwoViewEncoder> {
+        return NvencTwoViewEncoder::create(config, error);
+      },
+  };
+}
+
+}  // namespace veyrin

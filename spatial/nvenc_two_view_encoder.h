@@ -1,0 +1,63 @@
+// The two-view HEVC encoder of the machine's NVIDIA driver, reached through FFmpeg.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "spatial/two_view_encoder.h"
+#include "spatial/view_pair_joiner.h"
+
+namespace veyrin {
+
+/// The library calls whose outcome depends on the machine's encoding hardware, as a table that tests can
+/// replace. Results are FFmpeg's: negative is an error code.
+struct SpatialEncoderCalls {
+  std::function<const AVCodec*(const char* name)> find;
+  /// Sets one of the encoder's private options on a context that is not open yet.
+  std::function<int(AVCodecContext* context, const char* option, const char* value)> set_option;
+  std::function<int(AVCodecContext* context)> open;
+  /// A null frame says that no further one follows.
+  std::function<int(AVCodecContext* context, const AVFrame* frame)> send;
+  std::function<int(AVCodecContext* context, AVPacket* packet)> receive;
+};
+
+/// The calls as FFmpeg answers them.
+const SpatialEncoderCalls& ffmpeg_spatial_encoder_calls();
+
+/// Configures and opens the encoder and completes its sequence header; null with one message in `error` on
+/// failure. Its time base is one frame. It wants the views of a pair one after the other, the left one first.
+CodecContextPtr open_spatial_encoder(const SpatialWriterConfig& config, const SpatialEncoderCalls& calls,
+                                     std::string& error);
+
+/// Gives the driver one view after the other and joins the packets that it gives back per view.
+class NvencTwoViewEncoder final : public TwoViewEncoder {
+ public:
+  /// Opens the encoder; null with one message in `error` on failure. `calls` must outlive it.
+  static std::unique_ptr<NvencTwoViewEncoder> create(
+      const SpatialWriterConfig& config, std::string& error,
+      const SpatialEncoderCalls& calls = ffmpeg_spatial_encoder_calls());
+
+  [[nodiscard]] const AVCodecParameters& parameters() const override { return *parameters_; }
+  [[nodiscard]] AVRational time_base() const override { return context_->time_base; }
+  [[nodiscard]] bool prepare_frame(int view, AVFrame& frame, std::string& error) const override;
+  [[nodiscard]] bool encode(const AVFrame& left, const AVFrame& right, const SampleSink& sink,
+                            std::string& error) override;
+  [[nodiscard]] bool drain(const SampleSink& sink, std::string& error) override;
+
+ private:
+  explicit NvencTwoViewEncoder(const SpatialEncoderCalls& calls) : calls_(calls) {}
+  [[nodiscard]] bool open(const SpatialWriterConfig& config, std::string& error);
+  [[nodiscard]] bool exchange(const AVFrame* view, const SampleSink& sink, std::string& error);
+
+  const SpatialEncoderCalls& calls_;
+  CodecContextPtr context_;
+  CodecParametersPtr parameters_;
+  PacketPtr received_;
+  std::unique_ptr<ViewPairJoiner> joiner_;
+};
+
+/// The encoder's row in the table of two-view encoders.
+TwoViewEncoderKind nvenc_two_view_encoder_kind();
+
+}  // namespace veyrin

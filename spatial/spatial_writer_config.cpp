@@ -1,0 +1,25 @@
+#include "spatial/spatial_writer_config.h"
+
+#include <cmath>
+
+#include "metadata/pose.h"
+
+namespace veyrin {
+namespace {
+
+constexpr double degrees_per_radian = 57.29577951308232;
+constexpr double millimetres_per_metre = 1000.0;
+
+}  // namespace
+
+double camera_distance_mm(const RectifiedStereoGeometry& geometry) {
+  return static_cast<double>(length(geometry.translation)) * millimetres_per_metre;
+}
+
+double horizontal_field_of_view_degrees(const RectifiedStereoGeometry& geometry) {
+  const double width = (geometry.left_width + geometry.right_width) * 0.5;
+  const double focal_length = (geometry.left_focal_length + geometry.right_focal_length) * 0.5;
+  return 2.0 * std::atan(width / (2.0 * focal_length)) * degrees_per_radian;
+}
+
+}  // namespace veyrin
