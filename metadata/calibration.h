@@ -1,20 +1,15 @@
-// The calibration document of a recording as records: camera intrinsics, poses, timing and segment data.
+// The calibration of a recording: camera intrinsics, poses, timing and segment data.
 #pragma once
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
-namespace veyrin {
+#include "metadata/pose.h"
 
-/// A rigid transform of a frame A in a frame B; maps coordinates of A into B. Positions are metres.
-struct Pose {
-  std::array<float, 3> plus_x{1.0F, 0.0F, 0.0F};    ///< x axis of A in B
-  std::array<float, 3> y{0.0F, 1.0F, 0.0F};         ///< y axis of A in B, plus_z x plus_x
-  std::array<float, 3> plus_z{0.0F, 0.0F, 1.0F};    ///< z axis of A in B
-  std::array<float, 3> position{0.0F, 0.0F, 0.0F};  ///< origin of A in B
-};
+namespace veyrin {
 
 enum class CameraModel : std::int32_t { pinhole = 0, kb4 = 2 };
 
@@ -27,7 +22,7 @@ struct CameraIntrinsics {
   double k1 = 0.0, k2 = 0.0, k3 = 0.0, k4 = 0.0;  ///< Kannala-Brandt radial coefficients
 };
 
-/// The spline lens models of the document; stored, not used for projection.
+/// A spline lens model of the document. It is stored only; projection does not use it.
 struct SplineIntrinsics {
   std::string model_name;
   bool polar = false;
@@ -37,15 +32,13 @@ struct SplineIntrinsics {
   std::int32_t grid_cols = 0, grid_rows = 0;
   float node_spacing_x = 0.0F, node_spacing_y = 0.0F;
   float scaled_u = 1.0F, scaled_v = 1.0F;
-  std::vector<float> coefficients;  ///< first array's nodes, then the second's
+  std::vector<float> coefficients;  ///< nodes of the first array, then those of the second
 };
 
-/// What the recording says of its own kind.
+/// The layout of the recorded pictures.
 enum class RecordingMode : std::int32_t { undistorted = 0, sbs = 1, raw_dual_track = 2 };
 
-/// 4x4 matrix, column-major.
-using Matrix4 = std::array<float, 16>;
-
+/// One calibration document. A `has_` flag is false when the document lacks the block.
 struct StereoCalibration {
   double sample_time = 0.0;  ///< container time of the sample, seconds
   double pts = 0.0;          ///< the document's own time, seconds
@@ -75,5 +68,30 @@ struct StereoCalibration {
   bool segment_start = false, segment_discontinuity = false;
   std::string stabilization_reset = "none";
 };
+
+/// Intrinsics before anything was read: no size, no lens.
+inline CameraIntrinsics unknown_intrinsics() {
+  constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+  CameraIntrinsics intrinsics;
+  intrinsics.k1 = intrinsics.k2 = intrinsics.k3 = intrinsics.k4 = nan;
+  return intrinsics;
+}
+
+/// The part of the calibration that rectification needs.
+struct RawDualTrackCalibration {
+  bool valid = false;  ///< intrinsics, stereo extrinsic and head chain are all there
+  std::int32_t left_track = 0, right_track = 1;  ///< video-track numbers
+  float native_aspect = 1.0F;                    ///< width / height of the left eye
+  CameraIntrinsics left_intrinsics = unknown_intrinsics();
+  CameraIntrinsics right_intrinsics = unknown_intrinsics();
+  Pose stereo_extrinsic;  ///< right camera in the left camera's frame
+  Pose head_chain;        ///< left camera in the head frame
+};
+
+/// Reduces a calibration document to what rectification needs; `valid` is false when intrinsics, stereo
+/// extrinsic or head chain are missing. Prints one line: what was loaded from `input` (UTF-8), or the first
+/// missing part.
+[[nodiscard]] RawDualTrackCalibration condense_calibration(const StereoCalibration& calibration,
+                                                           const std::string& input);
 
 }  // namespace veyrin

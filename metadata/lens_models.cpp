@@ -1,5 +1,3 @@
-#include "metadata/lens_models.h"
-
 #include <array>
 #include <cstdint>
 #include <nlohmann/json.hpp>
@@ -7,8 +5,9 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
-#include "metadata/json_values.h"
+#include "metadata/calibration_json.h"
 
 namespace veyrin {
 namespace {
@@ -30,7 +29,7 @@ const json* find_model(const json& list, std::string_view model) {
   return nullptr;
 }
 
-/// The fisheye model is preferred wherever it stands in the list.
+/// The fisheye model if the list has it, else the pinhole model; null when there is neither.
 const json* find_projection(const json& list) {
   const json* fisheye = find_model(list, "kb");
   return fisheye != nullptr ? fisheye : find_model(list, pinhole_model);
@@ -53,7 +52,7 @@ CameraIntrinsics read_intrinsics(const json& entry) {
   return intrinsics;
 }
 
-/// The entry's two coefficient arrays, one value per grid node each, behind one another.
+/// Both coefficient arrays of an entry in one; each must have one value per grid node.
 std::vector<float> read_coefficients(const json& first, const json& second, std::int64_t nodes) {
   const auto& first_values = first.get_ref<const json::array_t&>();
   const auto& second_values = second.get_ref<const json::array_t&>();

@@ -1,7 +1,5 @@
 #include "metadata/pose.h"
 
-#include <cmath>
-
 namespace veyrin {
 namespace {
 
@@ -40,14 +38,6 @@ Pose inverse(const Pose& pose) {
 Matrix4 to_matrix(const Pose& pose) {
   const auto& [x, y, z, p] = pose;
   return {x[0], x[1], x[2], 0.0F, y[0], y[1], y[2], 0.0F, z[0], z[1], z[2], 0.0F, p[0], p[1], p[2], 1.0F};
-}
-
-float length(const Vector& v) {
-  return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-}
-
-Vector cross_product(const Vector& a, const Vector& b) {
-  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
 
 }  // namespace veyrin

@@ -1,31 +1,26 @@
 #include "metadata/recording_metadata.h"
 
 #include <exception>
+#include <span>
+#include <string_view>
 
 #include "common/error_text.h"
 #include "common/platform/files.h"
 #include "media/ffmpeg.h"
+#include "media/recording_input.h"
 #include "metadata/calibration_document.h"
-#include "metadata/first_document.h"
-#include "metadata/raw_calibration.h"
+#include "metadata/timed_metadata.h"
 
 namespace veyrin {
 namespace {
 
-bool open_recording(const std::filesystem::path& input, const std::string& path, InputContextPtr& context,
-                    std::string& error) {
-  AVFormatContext* opened = nullptr;
-  if (avformat_open_input(&opened, media_url(input).c_str(), nullptr, nullptr) < 0) {
-    return fail(error, "could not open input: " + path);
-  }
-  context.reset(opened);
-  if (avformat_find_stream_info(opened, nullptr) < 0) {
-    return fail(error, "could not read stream information: " + path);
-  }
-  return true;
+bool is_named_as_timed_metadata(const AVStream& stream) {
+  const AVDictionaryEntry* handler = av_dict_get(stream.metadata, "handler_name", nullptr, 0);
+  return handler != nullptr &&
+         std::string_view(handler->value).find("Kaleth Timed Metadata") != std::string_view::npos;
 }
 
-/// Takes over what the document says of the eyes; one that lacks something leaves the calibration invalid.
+/// Reads the document into the metadata. A document that lacks something leaves the raw calibration invalid.
 void adopt_document(const TimedDocument& sample, const std::string& path, RecordingMetadata& metadata) {
   metadata.calibration = read_stereo_calibration(sample.document, sample.time_seconds);
   metadata.raw_calibration = condense_calibration(metadata.calibration, path);
@@ -43,12 +38,27 @@ bool is_hdr_track(const AVFormatContext& input, int track) {
 
 }  // namespace
 
+int find_metadata_stream(const AVFormatContext& input) {
+  int first_tagged = -1;
+  for (const AVStream* stream : std::span(input.streams, input.nb_streams)) {
+    if (stream->codecpar->codec_type != AVMEDIA_TYPE_DATA) continue;
+    if (is_named_as_timed_metadata(*stream)) return stream->index;
+    if (first_tagged < 0 && stream->codecpar->codec_tag == MKTAG('g', 'p', 'm', 'd')) {
+      first_tagged = stream->index;
+    }
+  }
+  return first_tagged;
+}
+
 bool read_recording_metadata(const std::filesystem::path& input, RecordingMetadata& metadata,
                              std::string& error) {
   metadata = {};
   const std::string path = platform::path_to_utf8(input);
-  InputContextPtr context;
-  if (!open_recording(input, path, context, error)) return false;
+  const std::string open_message = "could not open input: " + path;
+  const std::string streams_message = "could not read stream information: " + path;
+  const InputContextPtr context =
+      open_recording(input, {}, {open_message, streams_message, /*with_reason=*/false}, error);
+  if (!context) return false;
   if (context->duration > 0) metadata.duration_seconds = static_cast<double>(context->duration) / 1e6;
   metadata.metadata_stream = find_metadata_stream(*context);
   if (metadata.metadata_stream < 0) return fail(error, "no Kaleth gpmd stream found");
@@ -56,7 +66,7 @@ bool read_recording_metadata(const std::filesystem::path& input, RecordingMetada
   if (!packet) return fail(error, "could not allocate an FFmpeg packet");
 
   try {
-    // Later documents never count, even when the first lacks something.
+    // Only the first document counts, even when it is incomplete.
     const auto sample = read_first_document(*context, metadata.metadata_stream, *packet);
     if (sample) adopt_document(*sample, path, metadata);
   } catch (const std::exception& exception) {

@@ -1,11 +1,11 @@
-#include "metadata/raw_calibration.h"
+#include "metadata/calibration.h"
 
 #include "common/console.h"
 
 namespace veyrin {
 namespace {
 
-/// Null when nothing is missing.
+/// The first part that rectification lacks; null when nothing is missing.
 const char* missing_part(const StereoCalibration& calibration) {
   if (!calibration.intrinsics_valid) return "valid intrinsics";
   if (!calibration.has_stereo_extrinsic) return "the stereo extrinsic";

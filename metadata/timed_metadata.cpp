@@ -1,17 +1,19 @@
-#include "metadata/gpmf_record.h"
+#include "metadata/timed_metadata.h"
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
-extern "C" {
-#include <libavcodec/packet.h>
-}
+#include "media/ffmpeg.h"
+#include "media/recording_input.h"
 
 namespace veyrin {
 namespace {
 
+using nlohmann::json;
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t header_size = 8;  // key, type, structure size, repeat count
@@ -25,7 +27,7 @@ bool has_key(Bytes record, std::string_view key) {
   return record.size() >= key.size() && text_of(record.first(key.size())) == key;
 }
 
-/// Character data of one byte per element.
+/// True for character data of one byte per element.
 bool is_character_data(Bytes record) {
   return record[4] == 'c' && record[5] == 1;
 }
@@ -39,9 +41,24 @@ std::size_t aligned(std::size_t size) {
   return (size + 3) & ~std::size_t{3};
 }
 
+/// Moves the value under the new key. A copy of a hostile, deeply nested value would exhaust the stack, and
+/// nothing reads the old key.
+void adopt_key(json& object, const char* legacy_key, const char* key) {
+  const auto legacy = object.find(legacy_key);
+  if (legacy == object.end() || object.contains(key)) return;
+  json value = std::move(*legacy);
+  object[key] = std::move(value);
+}
+
+double sample_time_seconds(const AVPacket& packet, AVRational time_base) {
+  if (packet.pts == AV_NOPTS_VALUE) return 0.0;
+  return static_cast<double>(time_base.num) / static_cast<double>(time_base.den) *
+         static_cast<double>(packet.pts);
+}
+
 }  // namespace
 
-std::optional<nlohmann::json> parse_gpmf_json_record(const AVPacket* packet) {
+std::optional<json> parse_gpmf_json_record(const AVPacket* packet) {
   if (packet == nullptr || packet->data == nullptr || packet->size < 4) return std::nullopt;
   const Bytes sample(packet->data, static_cast<std::size_t>(packet->size));
   if (!has_key(sample, "AVmf")) return std::nullopt;
@@ -66,9 +83,34 @@ std::optional<nlohmann::json> parse_gpmf_json_record(const AVPacket* packet) {
   }
 
   const std::string_view payload = text_of(record.subspan(header_size, payload_size));
-  nlohmann::json document = nlohmann::json::parse(payload);
+  json document = json::parse(payload);
   if (!document.is_object()) throw std::runtime_error("json/v1 AVmd payload is not an object");
   return document;
+}
+
+void adopt_legacy_keys(json& document) {
+  adopt_key(document, "playbackTimestampSec", "pts");
+  const auto cameras = document.find("cameras");
+  if (cameras == document.end() || !cameras->is_array()) return;
+  for (json& camera : *cameras) {
+    if (camera.is_object()) adopt_key(camera, "videoTrackIndex", "track");
+  }
+}
+
+std::optional<TimedDocument> read_first_document(AVFormatContext& input, int metadata_stream,
+                                                 AVPacket& packet) {
+  const std::array wanted{metadata_stream};
+  read_only_streams(input, wanted);
+  while (av_read_frame(&input, &packet) >= 0) {
+    std::optional<json> document;
+    if (packet.stream_index == metadata_stream) document = parse_gpmf_json_record(&packet);
+    const double time = sample_time_seconds(packet, input.streams[packet.stream_index]->time_base);
+    av_packet_unref(&packet);
+    if (!document) continue;
+    adopt_legacy_keys(*document);
+    return TimedDocument{std::move(*document), time};
+  }
+  return std::nullopt;
 }
 
 }  // namespace veyrin
