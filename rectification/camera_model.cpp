@@ -1,6 +1,7 @@
 #include "rectification/camera_model.h"
 
 #include <cmath>
+#include <cstdint>
 
 namespace veyrin {
 namespace {

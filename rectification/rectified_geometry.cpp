@@ -1,10 +1,9 @@
 #include "rectification/rectified_geometry.h"
 
-#include <array>
-#include <cmath>
-#include <optional>
+#include <cstdint>
 
 #include "common/error_text.h"
+#include "metadata/pose.h"
 
 namespace veyrin {
 namespace {
@@ -12,12 +11,8 @@ namespace {
 using Vector = std::array<double, 3>;
 
 Vector normalized(const Vector& v) {
-  const double length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-  return {v[0] / length, v[1] / length, v[2] / length};
-}
-
-Vector cross_product(const Vector& a, const Vector& b) {
-  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+  const double norm = length(v);
+  return {v[0] / norm, v[1] / norm, v[2] / norm};
 }
 
 Matrix3 from_rows(const Vector& row0, const Vector& row1, const Vector& row2) {
@@ -57,11 +52,37 @@ Matrix3 rectified_camera_matrix(const CameraIntrinsics& left, const CameraIntrin
 
 }  // namespace
 
+Matrix3 operator*(const Matrix3& a, const Matrix3& b) {
+  Matrix3 product{};
+  for (std::size_t row = 0; row < 3; ++row) {
+    for (std::size_t column = 0; column < 3; ++column) {
+      double sum = 0.0;
+      for (std::size_t i = 0; i < 3; ++i) sum += a[3 * row + i] * b[3 * i + column];
+      product[3 * row + column] = sum;
+    }
+  }
+  return product;
+}
+
+std::optional<Matrix3> inverse(const Matrix3& m) {
+  const double c0 = m[4] * m[8] - m[5] * m[7];
+  const double c1 = m[5] * m[6] - m[3] * m[8];
+  const double c2 = m[3] * m[7] - m[4] * m[6];
+  const double determinant = m[0] * c0 + m[1] * c1 + m[2] * c2;
+  if (determinant == 0.0) return std::nullopt;
+  Matrix3 result{c0, m[2] * m[7] - m[1] * m[8], m[1] * m[5] - m[2] * m[4],
+                 c1, m[0] * m[8] - m[2] * m[6], m[2] * m[3] - m[0] * m[5],
+                 c2, m[1] * m[6] - m[0] * m[7], m[0] * m[4] - m[1] * m[3]};
+  for (double& element : result) element /= determinant;
+  return result;
+}
+
 RectifiedView rectified_view(const RawDualTrackCalibration& calibration) {
   const CameraIntrinsics& left = calibration.left_intrinsics;
   const CameraIntrinsics& right = calibration.right_intrinsics;
-  return {static_cast<std::int32_t>(mean(left.width, right.width)),
-          static_cast<std::int32_t>(mean(left.height, right.height)), mean(left.fx, right.fx)};
+  const Size size{static_cast<std::int32_t>(mean(left.width, right.width)),
+                  static_cast<std::int32_t>(mean(left.height, right.height))};
+  return {size, mean(left.fx, right.fx)};
 }
 
 bool derive_rectified_geometry(const RawDualTrackCalibration& calibration, RectifiedGeometry& geometry,
@@ -82,9 +103,7 @@ bool derive_rectified_geometry(const RawDualTrackCalibration& calibration, Recti
 
   geometry.left_source_from_rectified = *left_source;
   geometry.right_source_from_rectified = *right_source;
-  const RectifiedView view = rectified_view(calibration);
-  geometry.grid_width = view.width;
-  geometry.grid_height = view.height;
+  geometry.grid = rectified_view(calibration).size;
   return true;
 }
 

@@ -1,13 +1,24 @@
 // The common geometry of both rectified eyes.
 #pragma once
 
-#include <cstdint>
+#include <array>
+#include <optional>
 #include <string>
 
-#include "metadata/recording_metadata.h"
-#include "rectification/matrix3.h"
+#include "media/video_types.h"
+#include "metadata/calibration.h"
+#include "rectification/camera_model.h"
 
 namespace veyrin {
+
+/// 3x3 matrix in double precision, row-major.
+using Matrix3 = std::array<double, 9>;
+
+Matrix3 operator*(const Matrix3& a, const Matrix3& b);
+
+/// The inverse by cofactors; nothing when the determinant is exactly 0. A NaN determinant gives a matrix of
+/// NaN, so that the rays of a degenerate geometry see nothing.
+[[nodiscard]] std::optional<Matrix3> inverse(const Matrix3& matrix);
 
 /// Two virtual pinhole cameras side by side, both with the mean intrinsics of the real ones, in native
 /// pixels.
@@ -15,22 +26,33 @@ struct RectifiedGeometry {
   /// From a rectified position to the source camera's undistorted image, homogeneous.
   Matrix3 left_source_from_rectified{};
   Matrix3 right_source_from_rectified{};
-  std::int32_t grid_width = 0;  ///< native size of a rectified eye
-  std::int32_t grid_height = 0;
+  Size grid;  ///< native size of a rectified eye
 };
 
 /// What both rectified eyes show, in native pixels.
 struct RectifiedView {
-  std::int32_t width = 0;
-  std::int32_t height = 0;
+  Size size;
   double focal_length_x = 0.0;
 };
 
-/// The view of a calibration, which need not be a valid one.
-RectifiedView rectified_view(const RawDualTrackCalibration& calibration);
+/// The view of a calibration, which may be invalid.
+[[nodiscard]] RectifiedView rectified_view(const RawDualTrackCalibration& calibration);
 
-/// Derives the geometry from a valid calibration; false with one message in `error` for a singular one.
+/// Derives the geometry from a valid calibration; false with one message in `error` when a matrix is
+/// singular.
 [[nodiscard]] bool derive_rectified_geometry(const RawDualTrackCalibration& calibration,
                                              RectifiedGeometry& geometry, std::string& error);
+
+/// Where the source camera sees the rectified position (u, v) of the grid. It may lie outside the image or be
+/// NaN. Inline because the maps call it for every pixel.
+[[nodiscard]] inline ImagePosition source_position(const CameraIntrinsics& intrinsics,
+                                                   const Matrix3& source_from_rectified, double u, double v) {
+  const Matrix3& m = source_from_rectified;
+  const double w = m[6] * u + m[7] * v + m[8];
+  const double x = ((m[0] * u + m[1] * v + m[2]) / w - intrinsics.cx) / intrinsics.fx;
+  const double y = ((m[3] * u + m[4] * v + m[5]) / w - intrinsics.cy) / intrinsics.fy;
+  // Single precision from here on, as in the frame processors.
+  return project_ray(intrinsics, static_cast<float>(x), static_cast<float>(y));
+}
 
 }  // namespace veyrin
