@@ -191,9 +191,13 @@ std::optional<SelectedEncoder> select_encoder(const EncoderRequest& request, std
   return selection.take();
 }
 
+std::string encoder_report_line(const InProcessEncoder& encoder) {
+  return report_line(encoder.candidate.name, *encoder.context);
+}
+
 std::string encoder_report_line(const SelectedEncoder& encoder) {
   if (const auto* in_process = std::get_if<InProcessEncoder>(&encoder))
-    return report_line(in_process->candidate.name, *in_process->context);
+    return encoder_report_line(*in_process);
   return report_line("libx265 (packaged FFmpeg CLI)", *std::get<PackagedEncoder>(encoder).settings);
 }
 

@@ -67,6 +67,7 @@ const EncoderCalls& system_encoder_calls();
 
 /// The report line that names the encoder, its pixel format and how its frames are made.
 std::string encoder_report_line(const SelectedEncoder& encoder);
+std::string encoder_report_line(const InProcessEncoder& encoder);
 
 /// The further report line of a packaged encoder.
 inline constexpr const char* packaged_encoder_report_line =

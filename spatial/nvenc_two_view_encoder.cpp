@@ -107,15 +107,17 @@ std::unique_ptr<NvencTwoViewEncoder> NvencTwoViewEncoder::create(const SpatialWr
 }
 
 bool NvencTwoViewEncoder::open(const SpatialWriterConfig& config, std::string& error) {
+  received_.reset(av_packet_alloc());
+  joiner_ = ViewPairJoiner::create();
+  // The one failure of this program that has no message.
+  if (!received_ || !joiner_) return false;
   context_ = open_spatial_encoder(config, calls_, error);
   if (!context_) return false;
   parameters_.reset(avcodec_parameters_alloc());
   const int result =
       parameters_ ? avcodec_parameters_from_context(parameters_.get(), context_.get()) : AVERROR(ENOMEM);
   if (result < 0) return fail_with_library_error(error, "could not configure MV-HEVC output track", result);
-  received_.reset(av_packet_alloc());
-  joiner_ = ViewPairJoiner::create();
-  return received_ && joiner_;
+  return true;
 }
 
 bool NvencTwoViewEncoder::prepare_frame(int view, AVFrame& frame, std::string& error) const {

@@ -1,18 +1,17 @@
 // What the tests ask of encoders.
 #pragma once
 
-#include "convert/encoder_selection.h"
+#include "convert/encoder_settings.h"
 
 namespace veyrin::test {
 
-/// For eyes of 640x480 samples at the usual rates.
-inline EncoderRequest request_for(SbsCodec codec, bool ten_bit) {
+/// For a canvas of 1280x480 samples at the usual rate.
+inline EncoderRequest request_for(SbsCodec codec, BitDepth depth) {
   EncoderRequest request;
   request.codec = codec;
-  request.ten_bit = ten_bit;
-  request.canvas = {640, 480};
-  request.sdr_bitrate = "55M";
-  request.hdr_bitrate = "90M";
+  request.depth = depth;
+  request.canvas = {1280, 480};
+  request.bitrate = "55M";
   return request;
 }
 

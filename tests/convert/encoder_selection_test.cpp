@@ -40,20 +40,20 @@ class Machine {
   bool force_software_hevc = false;
   std::vector<std::string> looked_up;
   std::vector<Opened> opened;
-  std::vector<bool> packaged_asked;
+  std::vector<BitDepth> packaged_asked;
 
-  EncoderServices services() {
-    EncoderServices services;
-    services.find = [this](const char* name) { return find(name); };
-    services.open = [this](AVCodecContext* context, const AVCodec*, AVDictionary** options) {
+  EncoderCalls calls() {
+    EncoderCalls calls;
+    calls.find = [this](const char* name) { return find(name); };
+    calls.open = [this](AVCodecContext* context, const AVCodec*, AVDictionary** options) {
       return open(*context, *options);
     };
-    services.packaged_available = [this](bool ten_bit, std::string& error) {
-      packaged_asked.push_back(ten_bit);
+    calls.packaged_available = [this](BitDepth depth, std::string& error) {
+      packaged_asked.push_back(depth);
       return packaged_reason.empty() || fail(error, packaged_reason);
     };
-    services.force_software_hevc = force_software_hevc;
-    return services;
+    calls.force_software_hevc = [this] { return force_software_hevc; };
+    return calls;
   }
 
  private:
@@ -80,12 +80,21 @@ class Machine {
 class EncoderSelection : public testing::Test {
  protected:
   EncoderSelection() {
-    request_.canvas = {64, 64};
-    request_.sdr_bitrate = "55M";
-    request_.hdr_bitrate = "90M";
+    request_.canvas = {128, 64};
+    request_.bitrate = "55M";
   }
 
-  bool select() { return select_encoder(request_, machine_.services(), selected_, error_); }
+  bool select() { return select(machine_.calls()); }
+  bool select(const EncoderCalls& calls) {
+    selected_ = select_encoder(request_, error_, calls);
+    return selected_.has_value();
+  }
+
+  /// Of the encoder that was selected.
+  [[nodiscard]] bool is_packaged() const { return std::holds_alternative<PackagedEncoder>(*selected_); }
+  [[nodiscard]] bool is_software() const { return acceleration_of(*selected_) == Acceleration::software; }
+  [[nodiscard]] const InProcessEncoder& in_process() const { return std::get<InProcessEncoder>(*selected_); }
+  [[nodiscard]] std::string name() const { return in_process().candidate.name; }
 
   std::vector<std::string> opened_names() const {
     std::vector<std::string> names;
@@ -95,7 +104,7 @@ class EncoderSelection : public testing::Test {
 
   Machine machine_;
   EncoderRequest request_;
-  SelectedEncoder selected_;
+  std::optional<SelectedEncoder> selected_;
   std::string error_;
 };
 
@@ -104,49 +113,39 @@ constexpr int refused = AVERROR(ENOSYS);
 TEST_F(EncoderSelection, TheFirstEncoderThatOpensIsTaken) {
   machine_.results = {{"hevc_nvenc", {refused}}, {"hevc_amf", {0}}, {"hevc_mf", {0}}};
   ASSERT_TRUE(select()) << error_;
-  EXPECT_EQ(selected_.display_name, "hevc_amf");
-  EXPECT_FALSE(selected_.packaged);
-  EXPECT_FALSE(selected_.software);
+  EXPECT_EQ(name(), "hevc_amf");
+  EXPECT_FALSE(is_packaged());
+  EXPECT_FALSE(is_software());
   EXPECT_THAT(machine_.looked_up, ElementsAre("hevc_nvenc", "hevc_qsv", "hevc_amf"));
   EXPECT_THAT(opened_names(), ElementsAre("hevc_nvenc", "hevc_amf"));
   EXPECT_THAT(machine_.packaged_asked, IsEmpty());
 }
 
-TEST_F(EncoderSelection, DepthChoosesTheRateAndTheFormat) {
+TEST_F(EncoderSelection, DepthChoosesTheFormat) {
   machine_.results = {{"hevc_nvenc", {0}}};
   ASSERT_TRUE(select());
   EXPECT_EQ(machine_.opened.back().bit_rate, 55000000);
   EXPECT_EQ(machine_.opened.back().format, AV_PIX_FMT_YUV420P);
-  request_.ten_bit = true;
+  request_.depth = BitDepth::ten;
   ASSERT_TRUE(select());
-  EXPECT_EQ(machine_.opened.back().bit_rate, 90000000);
   EXPECT_EQ(machine_.opened.back().format, AV_PIX_FMT_P010LE);
 }
 
 TEST_F(EncoderSelection, ABadRateFailsBeforeAnyEncoderIsTried) {
-  request_.sdr_bitrate = "1.5M";
+  request_.bitrate = "1.5M";
   EXPECT_FALSE(select());
   EXPECT_EQ(error_, "invalid bitrate: 1.5M");
   EXPECT_THAT(machine_.looked_up, IsEmpty());
-  request_.sdr_bitrate = "";
+  request_.bitrate = "";
   EXPECT_FALSE(select());
   EXPECT_EQ(error_, "bitrate cannot be empty");
-}
-
-TEST_F(EncoderSelection, OnlyTheRateOfTheDepthIsRead) {
-  machine_.results = {{"hevc_nvenc", {0}}};
-  request_.hdr_bitrate = "nonsense";
-  EXPECT_TRUE(select());
-  request_.ten_bit = true;
-  EXPECT_FALSE(select());
-  EXPECT_EQ(error_, "invalid bitrate: nonsense");
 }
 
 TEST_F(EncoderSelection, MediaFoundationIsFirstAskedForHardware) {
   request_.codec = SbsCodec::h264;
   machine_.results = {{"h264_mf", {0}}};
   ASSERT_TRUE(select());
-  EXPECT_FALSE(selected_.software);
+  EXPECT_FALSE(is_software());
   ASSERT_EQ(machine_.opened.size(), 1U);
   EXPECT_EQ(machine_.opened[0].hw_encoding, "1");
   EXPECT_EQ(machine_.opened[0].scenario, "archive");
@@ -155,9 +154,9 @@ TEST_F(EncoderSelection, MediaFoundationIsFirstAskedForHardware) {
 TEST_F(EncoderSelection, MediaFoundationsSecondTryIsSoftware) {
   machine_.results = {{"hevc_mf", {refused, 0}}};
   ASSERT_TRUE(select());
-  EXPECT_EQ(selected_.display_name, "hevc_mf");
-  EXPECT_TRUE(selected_.software);
-  EXPECT_FALSE(selected_.packaged);
+  EXPECT_EQ(name(), "hevc_mf");
+  EXPECT_TRUE(is_software());
+  EXPECT_FALSE(is_packaged());
   ASSERT_EQ(machine_.opened.size(), 2U);
   EXPECT_EQ(machine_.opened[0].hw_encoding, "1");
   EXPECT_EQ(machine_.opened[1].hw_encoding, "0");
@@ -179,12 +178,12 @@ TEST_F(EncoderSelection, AMediaFoundationFailureIsLoggedOnceWithTheSecondReason)
             "no suitable encoder could be opened; attempts:"
             "\n  h264_nvenc: Function not implemented"
             "\n  h264_mf: Cannot allocate memory");
-  EXPECT_EQ(selected_.context, nullptr);
+  EXPECT_FALSE(selected_.has_value());
   EXPECT_THAT(machine_.packaged_asked, IsEmpty()) << "the packaged encoder is for HEVC only";
 }
 
 TEST_F(EncoderSelection, TenBitHevcPassesMediaFoundationBy) {
-  request_.ten_bit = true;
+  request_.depth = BitDepth::ten;
   machine_.results = {{"hevc_mf", {0, 0}}};
   machine_.packaged_reason = "it is not here";
   EXPECT_FALSE(select());
@@ -196,11 +195,11 @@ TEST_F(EncoderSelection, TenBitHevcPassesMediaFoundationBy) {
             "\n  hevc_mf: does not support 10-bit HEVC output"
             "\n  packaged software encoder: it is not here");
   EXPECT_THAT(machine_.opened, IsEmpty());
-  EXPECT_THAT(machine_.packaged_asked, ElementsAre(true));
+  EXPECT_THAT(machine_.packaged_asked, ElementsAre(BitDepth::ten));
 
   machine_.packaged_reason = "";
   ASSERT_TRUE(select());
-  EXPECT_TRUE(selected_.packaged);
+  EXPECT_TRUE(is_packaged());
 }
 
 TEST_F(EncoderSelection, SoftwareHevcSkipsAllAndAsksThePackagedEncoder) {
@@ -233,32 +232,33 @@ TEST_F(EncoderSelection, TheEnvironmentSwitchSkipsHevcEncodersOnly) {
   machine_.force_software_hevc = true;
   machine_.results = {{"hevc_nvenc", {0}}, {"h264_nvenc", {0}}};
   ASSERT_TRUE(select());
-  EXPECT_TRUE(selected_.packaged);
+  EXPECT_TRUE(is_packaged());
   request_.codec = SbsCodec::h264;
   ASSERT_TRUE(select());
-  EXPECT_EQ(selected_.display_name, "h264_nvenc");
+  EXPECT_EQ(name(), "h264_nvenc");
 }
 
 TEST_F(EncoderSelection, PackagedEncoderGetsTheSettingsOfAHardwareOne) {
   request_.frame_rate = {24, 1};
-  for (const bool ten_bit : {false, true}) {
-    request_.ten_bit = ten_bit;
+  for (const BitDepth depth : {BitDepth::eight, BitDepth::ten}) {
+    const bool ten_bit = depth == BitDepth::ten;
+    request_.depth = depth;
     ASSERT_TRUE(select());
-    EXPECT_EQ(selected_.display_name, "libx265 (packaged FFmpeg CLI)");
-    EXPECT_TRUE(selected_.packaged);
-    EXPECT_TRUE(selected_.software);
-    const AVCodecContext& settings = *selected_.context;
+    EXPECT_TRUE(encoder_report_line(*selected_).starts_with("  encoder: libx265 (packaged FFmpeg CLI) ("));
+    EXPECT_TRUE(is_packaged());
+    EXPECT_TRUE(is_software());
+    const AVCodecContext& settings = *std::get<PackagedEncoder>(*selected_).settings;
     EXPECT_EQ(settings.codec, nullptr);
     EXPECT_EQ(settings.width, 128);
     EXPECT_EQ(settings.height, 64);
     EXPECT_EQ(av_cmp_q(settings.framerate, {24, 1}), 0);
     EXPECT_EQ(settings.pix_fmt, ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_YUV420P);
     EXPECT_EQ(settings.profile, ten_bit ? 2 : 1);
-    EXPECT_EQ(settings.bit_rate, ten_bit ? 90000000 : 55000000);
+    EXPECT_EQ(settings.bit_rate, 55000000);
     EXPECT_EQ(settings.color_primaries, ten_bit ? AVCOL_PRI_BT2020 : AVCOL_PRI_BT709);
     EXPECT_EQ(settings.color_range, AVCOL_RANGE_JPEG);
   }
-  EXPECT_THAT(machine_.packaged_asked, ElementsAre(false, true));
+  EXPECT_THAT(machine_.packaged_asked, ElementsAre(BitDepth::eight, BitDepth::ten));
 }
 
 TEST_F(EncoderSelection, AFormatThatNobodyFillsEndsTheConversion) {
@@ -276,32 +276,32 @@ TEST_F(EncoderSelection, AFormatThatNobodyFillsEndsTheConversion) {
 }
 
 TEST_F(EncoderSelection, NoMemoryForASettingEndsTheConversion) {
-  std::optional<test::AllocationLimit> shortage;
-  EncoderServices services = machine_.services();
-  services.find = [&](const char* /*name*/) {
-    shortage.emplace(test::no_memory);
+  std::optional<AllocationLimit> shortage;
+  EncoderCalls calls = machine_.calls();
+  calls.find = [&](const char* /*name*/) {
+    shortage.emplace(no_memory);
     return avcodec_find_encoder_by_name("prores_ks");
   };
-  EXPECT_FALSE(select_encoder(request_, services, selected_, error_));
+  EXPECT_FALSE(select(calls));
   EXPECT_EQ(error_, "could not allocate the video encoder");
   shortage.reset();
 
-  services = machine_.services();
-  services.packaged_available = [&](bool /*ten_bit*/, std::string& /*error*/) {
-    shortage.emplace(test::no_memory);
+  calls = machine_.calls();
+  calls.packaged_available = [&](BitDepth /*depth*/, std::string& /*error*/) {
+    shortage.emplace(no_memory);
     return true;
   };
-  EXPECT_FALSE(select_encoder(request_, services, selected_, error_));
+  EXPECT_FALSE(select(calls));
   EXPECT_EQ(error_, "could not allocate the software encoder configuration");
 }
 
 TEST_F(EncoderSelection, FFmpegOfThisMachineNamesWhatItHasNot) {
   machine_.packaged_reason = "none";
-  EncoderServices services = system_encoder_services();
-  services.packaged_available = machine_.services().packaged_available;
-  services.force_software_hevc = false;
+  EncoderCalls calls = system_encoder_calls();
+  calls.packaged_available = machine_.calls().packaged_available;
+  calls.force_software_hevc = [] { return false; };
   av_log_set_level(AV_LOG_QUIET);
-  EXPECT_FALSE(select_encoder(request_, services, selected_, error_));
+  EXPECT_FALSE(select(calls));
   for (const char* name : {"hevc_nvenc", "hevc_qsv", "hevc_amf", "hevc_mf"}) {
     const std::string absent = std::string("\n  ") + name + ": not included in this FFmpeg build\n";
     EXPECT_THAT(error_, testing::HasSubstr(std::string("\n  ") + name + ": "));
@@ -314,31 +314,31 @@ TEST_F(EncoderSelection, FFmpegOfThisMachineNamesWhatItHasNot) {
 
 TEST_F(EncoderSelection, TheSwitchActsOnlyWhenExactlyOne) {
   for (const char* value : {"true", "yes", "0", "", "11", " 1"}) {
-    test::set_variable("VEYRIN_FORCE_SOFTWARE_HEVC", value);
-    EXPECT_FALSE(system_encoder_services().force_software_hevc) << value;
+    set_variable("VEYRIN_FORCE_SOFTWARE_HEVC", value);
+    EXPECT_FALSE(system_encoder_calls().force_software_hevc()) << value;
   }
-  test::set_variable("VEYRIN_FORCE_SOFTWARE_HEVC", "1");
-  EXPECT_TRUE(system_encoder_services().force_software_hevc);
-  test::remove_variable("VEYRIN_FORCE_SOFTWARE_HEVC");
-  EXPECT_FALSE(system_encoder_services().force_software_hevc);
+  set_variable("VEYRIN_FORCE_SOFTWARE_HEVC", "1");
+  EXPECT_TRUE(system_encoder_calls().force_software_hevc());
+  remove_variable("VEYRIN_FORCE_SOFTWARE_HEVC");
+  EXPECT_FALSE(system_encoder_calls().force_software_hevc());
 }
 
 TEST_F(EncoderSelection, ProResOpensHereWithTheStandardProfile) {
   request_.codec = SbsCodec::prores;
   request_.software = true;
   request_.input_colors.range = AVCOL_RANGE_MPEG;
-  ASSERT_TRUE(select_encoder(request_, selected_, error_)) << error_;
-  EXPECT_EQ(selected_.display_name, "prores_ks");
-  EXPECT_TRUE(selected_.software);
-  EXPECT_FALSE(selected_.packaged);
-  EXPECT_EQ(selected_.context->pix_fmt, AV_PIX_FMT_YUV422P10LE);
-  EXPECT_EQ(selected_.context->profile, AV_PROFILE_PRORES_STANDARD);
-  EXPECT_EQ(selected_.context->codec_tag, MKTAG('a', 'p', 'c', 'n'));
+  ASSERT_TRUE(select(system_encoder_calls())) << error_;
+  EXPECT_EQ(name(), "prores_ks");
+  EXPECT_TRUE(is_software());
+  EXPECT_FALSE(is_packaged());
+  EXPECT_EQ(in_process().context->pix_fmt, AV_PIX_FMT_YUV422P10LE);
+  EXPECT_EQ(in_process().context->profile, AV_PROFILE_PRORES_STANDARD);
+  EXPECT_EQ(in_process().context->codec_tag, MKTAG('a', 'p', 'c', 'n'));
 }
 
 TEST(EncoderReport, NamesEncoderFormatAndProcessing) {
   struct ReportCase {
-    const char* name;
+    const char* name;  ///< null: the packaged encoder
     AVCodecID codec;
     AVPixelFormat format, software_format;
     const char* line;
@@ -348,7 +348,7 @@ TEST(EncoderReport, NamesEncoderFormatAndProcessing) {
        "  encoder: hevc_nvenc (p010le, CPU YUV processing)"},
       {"prores_ks", AV_CODEC_ID_PRORES, AV_PIX_FMT_YUV422P10LE, AV_PIX_FMT_NONE,
        "  encoder: prores_ks (yuv422p10le, CPU YUV processing + 4:2:2 chroma upsampling)"},
-      {"libx265 (packaged FFmpeg CLI)", AV_CODEC_ID_HEVC, AV_PIX_FMT_YUV420P, AV_PIX_FMT_NONE,
+      {nullptr, AV_CODEC_ID_HEVC, AV_PIX_FMT_YUV420P, AV_PIX_FMT_NONE,
        "  encoder: libx265 (packaged FFmpeg CLI) (yuv420p, CPU YUV processing)"},
       {"hevc_nvenc", AV_CODEC_ID_HEVC, AV_PIX_FMT_D3D11, AV_PIX_FMT_P010LE,
        "  encoder: hevc_nvenc (d3d11, GPU-resident P010)"},

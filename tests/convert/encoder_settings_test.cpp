@@ -4,37 +4,18 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
+#include <string>
 #include <vector>
 
 #include "tests/convert/encoder_request.h"
 
 extern "C" {
 #include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
 }
 
 namespace veyrin::test {
 namespace {
-
-using test::request_for;
-
-TEST(EncodedSize, OnlyFullSideBySideIsTwoEyesWide) {
-  EncoderRequest request = request_for(SbsCodec::hevc, false);
-  request.mode = SbsMode::full;
-  EXPECT_EQ(encoded_size(request), (Size{1280, 480}));
-  request.mode = SbsMode::half;
-  EXPECT_EQ(encoded_size(request), (Size{640, 480}));
-  request.mono = true;
-  EXPECT_EQ(encoded_size(request), (Size{640, 480}));
-  request.mode = SbsMode::full;
-  EXPECT_EQ(encoded_size(request), (Size{640, 480}));
-}
-
-TEST(EncodedSize, StaysAtTheLargestIntegerInsteadOfWrappingRound) {
-  EncoderRequest request = request_for(SbsCodec::hevc, false);
-  request.canvas = {std::numeric_limits<std::int32_t>::max(), 1};
-  EXPECT_EQ(encoded_size(request), request.canvas);
-}
 
 TEST(CanvasPixelFormat, IsTheEncodersExceptForProRes) {
   EXPECT_EQ(canvas_pixel_format(SbsCodec::hevc, AV_PIX_FMT_P010LE), AV_PIX_FMT_P010LE);
@@ -49,7 +30,7 @@ CodecContextPtr configured(const EncoderRequest& request) {
 }
 
 TEST(ConfigureEncoder, PassesTheRequestOn) {
-  EncoderRequest request = request_for(SbsCodec::hevc, false);
+  EncoderRequest request = request_for(SbsCodec::hevc, BitDepth::eight);
   request.frame_rate = {30000, 1001};
   request.input_colors = {AVCOL_PRI_BT2020, AVCOL_TRC_BT709, AVCOL_SPC_BT470BG, AVCOL_RANGE_MPEG};
   const CodecContextPtr context = configured(request);
@@ -68,18 +49,18 @@ TEST(ConfigureEncoder, PassesTheRequestOn) {
 }
 
 TEST(ConfigureEncoder, GlobalHeaderOnlyWhenTheContainerAsks) {
-  EncoderRequest request = request_for(SbsCodec::hevc, false);
+  EncoderRequest request = request_for(SbsCodec::hevc, BitDepth::eight);
   EXPECT_EQ(configured(request)->flags & AV_CODEC_FLAG_GLOBAL_HEADER, 0);
   request.global_header = true;
   EXPECT_NE(configured(request)->flags & AV_CODEC_FLAG_GLOBAL_HEADER, 0);
 }
 
 TEST(ConfigureEncoder, ProfileFollowsCodecAndDepth) {
-  EXPECT_EQ(configured(request_for(SbsCodec::h264, false))->profile, 100);
-  EXPECT_EQ(configured(request_for(SbsCodec::h264, true))->profile, 100);
-  EXPECT_EQ(configured(request_for(SbsCodec::hevc, false))->profile, 1);
-  EXPECT_EQ(configured(request_for(SbsCodec::hevc, true))->profile, 2);
-  EXPECT_EQ(configured(request_for(SbsCodec::prores, true))->profile, 2);
+  EXPECT_EQ(configured(request_for(SbsCodec::h264, BitDepth::eight))->profile, 100);
+  EXPECT_EQ(configured(request_for(SbsCodec::h264, BitDepth::ten))->profile, 100);
+  EXPECT_EQ(configured(request_for(SbsCodec::hevc, BitDepth::eight))->profile, 1);
+  EXPECT_EQ(configured(request_for(SbsCodec::hevc, BitDepth::ten))->profile, 2);
+  EXPECT_EQ(configured(request_for(SbsCodec::prores, BitDepth::ten))->profile, 2);
 }
 
 // The private options that encoders have, each with other values than those that are wanted.
@@ -133,10 +114,10 @@ TEST(ConfigureEncoder, HevcEncodersGetTheMainTierUnderEitherName) {
   const std::vector<AVOption> profile_tier{
       number_option("profile_tier", offsetof(PrivateOptions, profile_tier), "tier"),
       named_value("main", 7, "tier")};
-  const EncoderRequest hevc = request_for(SbsCodec::hevc, false);
+  const EncoderRequest hevc = request_for(SbsCodec::hevc, BitDepth::eight);
   EXPECT_EQ(private_options_after(hevc, tier).tier, 7);
   EXPECT_EQ(private_options_after(hevc, profile_tier).profile_tier, 7);
-  EXPECT_EQ(private_options_after(request_for(SbsCodec::h264, false), tier).tier, untouched);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::h264, BitDepth::eight), tier).tier, untouched);
 }
 
 TEST(ConfigureEncoder, EncodersWithAProfileOptionGetItByName) {
@@ -144,17 +125,71 @@ TEST(ConfigureEncoder, EncodersWithAProfileOptionGetItByName) {
                                       named_value("main", 1, "profile"), named_value("main10", 2, "profile"),
                                       named_value("high", 3, "profile"),
                                       named_value("standard", 4, "profile")};
-  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, false), profile).profile, 1);
-  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, true), profile).profile, 2);
-  EXPECT_EQ(private_options_after(request_for(SbsCodec::h264, true), profile).profile, 3);
-  EXPECT_EQ(private_options_after(request_for(SbsCodec::prores, false), profile).profile, 4);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, BitDepth::eight), profile).profile, 1);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, BitDepth::ten), profile).profile, 2);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::h264, BitDepth::ten), profile).profile, 3);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::prores, BitDepth::eight), profile).profile, 4);
 }
 
 TEST(ConfigureEncoder, AProfileThatTheEncoderCannotNameStaysAtItsDefault) {
   const std::vector<AVOption> profile{number_option("profile", offsetof(PrivateOptions, profile), "profile"),
                                       named_value("main", 1, "profile")};
-  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, true), profile).profile, untouched);
-  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, true), {}).profile, untouched);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, BitDepth::ten), profile).profile, untouched);
+  EXPECT_EQ(private_options_after(request_for(SbsCodec::hevc, BitDepth::ten), {}).profile, untouched);
+}
+
+const char* name_of(AVPixelFormat format) {
+  const char* name = av_get_pix_fmt_name(format);
+  return name != nullptr ? name : "none";
+}
+
+struct ChoiceCase {
+  const char* encoder;
+  SbsCodec codec;
+  BitDepth depth;
+  AVPixelFormat expected;
+};
+
+TEST(EncoderPixelFormat, IsTheFirstPreferredOneThatTheEncoderLists) {
+  const std::vector<ChoiceCase> cases = {
+      {"prores_ks", SbsCodec::prores, BitDepth::eight, AV_PIX_FMT_YUV422P10LE},
+      {"prores_ks", SbsCodec::prores, BitDepth::ten, AV_PIX_FMT_YUV422P10LE},
+      {"hevc_nvenc", SbsCodec::hevc, BitDepth::ten, AV_PIX_FMT_P010LE},
+      {"hevc_nvenc", SbsCodec::hevc, BitDepth::eight, AV_PIX_FMT_YUV420P},
+      {"h264_nvenc", SbsCodec::h264, BitDepth::eight, AV_PIX_FMT_YUV420P},
+      {"h264_nvenc", SbsCodec::h264, BitDepth::ten, AV_PIX_FMT_YUV420P},
+  };
+  for (const ChoiceCase& choice : cases) {
+    const AVCodec* encoder = avcodec_find_encoder_by_name(choice.encoder);
+    ASSERT_NE(encoder, nullptr) << choice.encoder;
+    EXPECT_STREQ(name_of(choose_pixel_format(*encoder, choice.codec, choice.depth)),
+                 name_of(choice.expected))
+        << choice.encoder << " codec " << static_cast<int>(choice.codec) << " bits " << static_cast<int>(choice.depth);
+  }
+}
+
+TEST(EncoderPixelFormat, IsTheEncodersFirstWhenNoneIsPreferred) {
+  const AVCodec* encoder = avcodec_find_encoder_by_name("prores_ks");
+  ASSERT_NE(encoder, nullptr);
+  const void* list = nullptr;
+  int count = 0;
+  ASSERT_GE(avcodec_get_supported_config(nullptr, encoder, AV_CODEC_CONFIG_PIX_FORMAT, 0, &list, &count), 0);
+  ASSERT_GT(count, 0);
+  const AVPixelFormat first = *static_cast<const AVPixelFormat*>(list);
+  EXPECT_STREQ(name_of(choose_pixel_format(*encoder, SbsCodec::h264, BitDepth::eight)), name_of(first));
+  EXPECT_STREQ(name_of(choose_pixel_format(*encoder, SbsCodec::hevc, BitDepth::ten)), name_of(first));
+}
+
+TEST(EncoderPixelFormat, IsTheFirstPreferredOneWhenTheCodecListsNone) {
+  // A decoder lists no formats, and a codec for sound refuses the question.
+  for (const AVCodecID id : {AV_CODEC_ID_H264, AV_CODEC_ID_AAC}) {
+    const AVCodec* codec = avcodec_find_decoder(id);
+    ASSERT_NE(codec, nullptr);
+    EXPECT_STREQ(name_of(choose_pixel_format(*codec, SbsCodec::prores, BitDepth::eight)), "p210le");
+    EXPECT_STREQ(name_of(choose_pixel_format(*codec, SbsCodec::hevc, BitDepth::ten)), "p010le");
+    EXPECT_STREQ(name_of(choose_pixel_format(*codec, SbsCodec::hevc, BitDepth::eight)), "yuv420p");
+    EXPECT_STREQ(name_of(choose_pixel_format(*codec, SbsCodec::h264, BitDepth::ten)), "yuv420p");
+  }
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "convert/frame_packing_sei.h"
+#include "convert/sbs_stereo_metadata.h"
 
 #include <gtest/gtest.h>
 

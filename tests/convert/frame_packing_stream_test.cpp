@@ -7,7 +7,6 @@
 #include <set>
 #include <vector>
 
-#include "convert/frame_packing_sei.h"
 #include "convert/sbs_stereo_metadata.h"
 #include "media/ffmpeg.h"
 #include "tests/support/command.h"

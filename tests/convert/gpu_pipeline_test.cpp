@@ -34,31 +34,32 @@ class GpuPipeline : public testing::Test {
     device_.reset(av_hwdevice_ctx_alloc(AV_HWDEVICE_TYPE_CUDA));
     surfaces_.reset(av_hwframe_ctx_alloc(device_.get()));
     reinterpret_cast<AVHWFramesContext*>(surfaces_->data)->sw_format = AV_PIX_FMT_P010LE;
-    services_.create_processor = [this](AVBufferRef* device, const RectificationMaps& maps,
-                                        const ProcessorGeometry& geometry, bool ten_bit,
+    calls_.create_processor = [this](AVBufferRef* device, const RectificationMaps& maps,
+                                        const ProcessorGeometry& geometry, BitDepth depth,
                                         std::string& error) -> std::unique_ptr<GpuYuvProcessor> {
       ++processors_wanted_;
       EXPECT_EQ(device, device_.get());
       EXPECT_EQ(&maps, &maps_);
       EXPECT_EQ(geometry.layout, OutputLayout::half_sbs);
-      EXPECT_TRUE(ten_bit);
+      EXPECT_EQ(depth, BitDepth::ten);
       if (!refusal_.empty()) {
         error = refusal_;
         return nullptr;
       }
       return std::make_unique<SurfaceOwner>(surfaces_.get());
     };
-    services_.open = [this](AVCodecContext* context, const AVCodec*, AVDictionary**) {
+    calls_.open = [this](AVCodecContext* context, const AVCodec*, AVDictionary**) {
       ++opened_;
       EXPECT_EQ(context->pix_fmt, AV_PIX_FMT_D3D11);
       EXPECT_EQ(context->sw_pix_fmt, AV_PIX_FMT_P010LE);
       EXPECT_NE(context->hw_frames_ctx, nullptr);
       return open_result_;
     };
-    request_.ten_bit = true;
-    request_.canvas = {64, 32};
-    selected_.display_name = "hevc_nvenc";
-    selected_.software = false;
+    request_.depth = BitDepth::ten;
+    request_.canvas = {128, 32};
+    calls_.disabled = [] { return false; };
+    selected_.candidate = {.name = "hevc_nvenc", .takes_gpu_surfaces = true};
+    selected_.acceleration = Acceleration::hardware;
     selected_.context.reset(avcodec_alloc_context3(avcodec_find_encoder_by_name("hevc_nvenc")));
     selected_.context->pix_fmt = AV_PIX_FMT_P010LE;
     selected_.context->bit_rate = 12345000;
@@ -67,8 +68,8 @@ class GpuPipeline : public testing::Test {
   bool use(bool hardware_decoders = true) {
     capture_output();
     const auto processor =
-        use_gpu_pipeline({request_, maps_, {64, 64, 32, 32, OutputLayout::half_sbs}},
-                         hardware_decoders ? device_.get() : nullptr, services_, selected_);
+        use_gpu_pipeline({request_, maps_, {{64, 64}, {32, 32}, OutputLayout::half_sbs}},
+                         hardware_decoders ? device_.get() : nullptr, selected_, calls_);
     printed_ = captured_output();
     return processor != nullptr;
   }
@@ -83,8 +84,8 @@ class GpuPipeline : public testing::Test {
   BufferRefPtr surfaces_;
   RectificationMaps maps_;
   EncoderRequest request_;
-  SelectedEncoder selected_;
-  GpuPipelineServices services_;
+  InProcessEncoder selected_;
+  GpuPipelineCalls calls_;
   std::string refusal_;
   int open_result_ = 0;
   int processors_wanted_ = 0;
@@ -102,24 +103,17 @@ TEST_F(GpuPipeline, OpensTheEncoderOnTheProcessorsSurfaces) {
   EXPECT_EQ(context.bit_rate, 12345000);
   EXPECT_EQ(context.width, 128);
   EXPECT_EQ(context.profile, AV_PROFILE_HEVC_MAIN_10);
-  EXPECT_FALSE(selected_.software);
+  EXPECT_EQ(selected_.acceleration, Acceleration::hardware);
   EXPECT_EQ(encoder_report_line(selected_), "  encoder: hevc_nvenc (d3d11, GPU-resident P010)");
 }
 
-TEST_F(GpuPipeline, IsForTheEncodersOfNvidiaOnly) {
-  for (const char* name :
-       {"hevc_qsv", "hevc_amf", "hevc_mf", "h264_mf", "prores_ks", "libx265 (packaged FFmpeg CLI)"}) {
-    selected_.display_name = name;
-    EXPECT_FALSE(use()) << name;
-    EXPECT_EQ(printed_, "");
-  }
-  selected_.display_name = "hevc_nvenc";
-  selected_.packaged = true;
+TEST_F(GpuPipeline, IsForEncodersThatTakeSurfacesOnly) {
+  selected_.candidate = {.name = "hevc_qsv"};
   EXPECT_FALSE(use());
+  EXPECT_EQ(printed_, "");
   EXPECT_EQ(processors_wanted_, 0);
   expect_cpu_choice();
-  selected_.packaged = false;
-  selected_.display_name = "h264_nvenc";
+  selected_.candidate = {.name = "h264_nvenc", .takes_gpu_surfaces = true};
   EXPECT_TRUE(use());
 }
 
@@ -130,7 +124,7 @@ TEST_F(GpuPipeline, IsNotTriedWhenTheDecodersWorkInSoftware) {
 }
 
 TEST_F(GpuPipeline, IsNotTriedWhenSwitchedOff) {
-  services_.disabled = true;
+  calls_.disabled = [] { return true; };
   EXPECT_FALSE(use());
   EXPECT_EQ(printed_, "");
   EXPECT_EQ(processors_wanted_, 0);
@@ -147,7 +141,7 @@ TEST_F(GpuPipeline, GivesWayToTheCpuWithTheProcessorsReason) {
 
 TEST_F(GpuPipeline, LeavesTenBitRecordingsToTheCpuForH264) {
   request_.codec = SbsCodec::h264;
-  selected_.display_name = "h264_nvenc";
+  selected_.candidate.name = "h264_nvenc";
   EXPECT_FALSE(use());
   EXPECT_EQ(printed_, "  D3D11 YUV GPU pipeline unavailable: H.264 output is 8-bit; using CPU path\n");
   EXPECT_EQ(processors_wanted_, 0);
@@ -168,13 +162,13 @@ TEST_F(GpuPipeline, KeepsTheEncoderForMemoryFramesWhenTheOtherDoesNotOpen) {
 
 TEST_F(GpuPipeline, IsSwitchedOffByExactlyOne) {
   for (const char* value : {"true", "yes", "0", "", "11", " 1"}) {
-    test::set_variable("VEYRIN_DISABLE_D3D11_GPU_PIPELINE", value);
-    EXPECT_FALSE(system_gpu_pipeline_services().disabled) << value;
+    set_variable("VEYRIN_DISABLE_D3D11_GPU_PIPELINE", value);
+    EXPECT_FALSE(system_gpu_pipeline_calls().disabled()) << value;
   }
-  test::set_variable("VEYRIN_DISABLE_D3D11_GPU_PIPELINE", "1");
-  EXPECT_TRUE(system_gpu_pipeline_services().disabled);
-  test::remove_variable("VEYRIN_DISABLE_D3D11_GPU_PIPELINE");
-  EXPECT_FALSE(system_gpu_pipeline_services().disabled);
+  set_variable("VEYRIN_DISABLE_D3D11_GPU_PIPELINE", "1");
+  EXPECT_TRUE(system_gpu_pipeline_calls().disabled());
+  remove_variable("VEYRIN_DISABLE_D3D11_GPU_PIPELINE");
+  EXPECT_FALSE(system_gpu_pipeline_calls().disabled());
 }
 
 }  // namespace

@@ -17,8 +17,7 @@ SoftwareEncodeRequest plain_request() {
   SoftwareEncodeRequest request;
   request.input = "/recordings/in.mp4";
   request.output = "/movies/out.mp4";
-  request.width = 1280;
-  request.height = 480;
+  request.size = {1280, 480};
   request.frame_rate = {30, 1};
   request.bit_rate = 55000000;
   return request;
@@ -32,10 +31,10 @@ std::string value_of(const SoftwareEncodeRequest& request, const std::string& op
 }
 
 TEST(PackagedProbeArguments, AskForOnePictureInTheDepth) {
-  EXPECT_EQ(joined(packaged_probe_arguments(/*ten_bit=*/false)),
+  EXPECT_EQ(joined(packaged_probe_arguments(BitDepth::eight)),
             "-hide_banner|-loglevel|error|-f|lavfi|-i|color=size=64x64:rate=1|-frames:v|1|-c:v|libx265|"
             "-pix_fmt|yuv420p|-f|null|-");
-  EXPECT_EQ(joined(packaged_probe_arguments(/*ten_bit=*/true)),
+  EXPECT_EQ(joined(packaged_probe_arguments(BitDepth::ten)),
             "-hide_banner|-loglevel|error|-f|lavfi|-i|color=size=64x64:rate=1|-frames:v|1|-c:v|libx265|"
             "-pix_fmt|yuv420p10le|-f|null|-");
 }
@@ -54,13 +53,14 @@ TEST(PackagedEncodeArguments, TrimmedTenBitRecordingWithAudio) {
   SoftwareEncodeRequest request = plain_request();
   request.input = "/my recordings/in.mov";
   request.frame_rate = {30000, 1001};
-  request.start_seconds = 1.5;
-  request.duration_seconds = 0.25;
-  request.primaries = AVCOL_PRI_BT2020;
-  request.transfer = AVCOL_TRC_ARIB_STD_B67;
-  request.matrix = AVCOL_SPC_BT2020_NCL;
-  request.range = AVCOL_RANGE_JPEG;
-  request.has_audio = request.has_duration = request.overwrite = request.ten_bit = true;
+  request.range.start = 1.5;
+  request.range.duration = 0.25;
+  request.colors.primaries = AVCOL_PRI_BT2020;
+  request.colors.transfer = AVCOL_TRC_ARIB_STD_B67;
+  request.colors.matrix = AVCOL_SPC_BT2020_NCL;
+  request.colors.range = AVCOL_RANGE_JPEG;
+  request.has_audio = request.overwrite = true;
+  request.depth = BitDepth::ten;
   EXPECT_EQ(
       joined(packaged_encode_arguments(request)),
       "-hide_banner|-loglevel|warning|-f|rawvideo|-pixel_format|p010le|-video_size|1280x480|-framerate|"
@@ -75,20 +75,19 @@ TEST(PackagedEncodeArguments, AudioFromTheBeginningIsNotSought) {
   SoftwareEncodeRequest request = plain_request();
   request.has_audio = true;
   EXPECT_EQ(value_of(request, "-ss"), "(absent)");
-  request.start_seconds = 0.000001;
+  request.range.start = 0.000001;
   EXPECT_EQ(value_of(request, "-ss"), "0.000001");
 }
 
 TEST(PackagedEncodeArguments, WithoutAudioTheStartIsNotMentioned) {
   SoftwareEncodeRequest request = plain_request();
-  request.start_seconds = 2.0;
+  request.range.start = 2.0;
   EXPECT_EQ(value_of(request, "-ss"), "(absent)");
   EXPECT_EQ(value_of(request, "-c:a"), "(absent)");
 }
 
 TEST(PackagedEncodeArguments, SecondsHaveSixDigitsInEveryRange) {
   SoftwareEncodeRequest request = plain_request();
-  request.has_duration = true;
   struct SecondsCase {
     double seconds;
     const char* text;
@@ -97,23 +96,23 @@ TEST(PackagedEncodeArguments, SecondsHaveSixDigitsInEveryRange) {
                                    {2.0 / 3.0, "0.666667"}, {86400.5, "86400.500000"},
                                    {1e-9, "0.000000"},      {1e15, "1000000000000000.000000"}};
   for (const SecondsCase& item : cases) {
-    request.duration_seconds = item.seconds;
+    request.range.duration = item.seconds;
     EXPECT_EQ(value_of(request, "-t"), item.text);
   }
-  request.duration_seconds = 1.7976931348623157e308;
+  request.range.duration = 1.7976931348623157e308;
   EXPECT_EQ(value_of(request, "-t").size(), 309U + 7U);
 }
 
 TEST(PackagedEncodeArguments, EveryOtherColorIsNamedAfterTheWideGamut) {
   SoftwareEncodeRequest request = plain_request();
-  request.primaries = AVCOL_PRI_SMPTE170M;
+  request.colors.primaries = AVCOL_PRI_SMPTE170M;
   EXPECT_EQ(value_of(request, "-color_primaries"), "bt2020");
   EXPECT_EQ(value_of(request, "-color_trc"), "bt709");
-  request.transfer = AVCOL_TRC_SMPTE2084;
+  request.colors.transfer = AVCOL_TRC_SMPTE2084;
   EXPECT_EQ(value_of(request, "-color_trc"), "arib-std-b67");
-  request.matrix = AVCOL_SPC_BT470BG;
+  request.colors.matrix = AVCOL_SPC_BT470BG;
   EXPECT_EQ(value_of(request, "-colorspace"), "bt2020nc");
-  request.range = AVCOL_RANGE_UNSPECIFIED;
+  request.colors.range = AVCOL_RANGE_UNSPECIFIED;
   EXPECT_EQ(value_of(request, "-color_range"), "tv");
   EXPECT_EQ(value_of(request, "-x265-params"),
             "high-tier=0:colorprim=bt2020:transfer=arib-std-b67:colormatrix=bt2020nc:range=limited");

@@ -14,9 +14,9 @@ using test::file_text;
 
 class PackagedEncoderProbe : public testing::Test {
  protected:
-  std::string refusal(bool ten_bit) {
+  std::string refusal(BitDepth depth) {
     std::string error;
-    return PackagedSoftwareEncoder::check_availability(ten_bit, error) ? "" : error;
+    return PackagedSoftwareEncoder::check_availability(depth, error) ? "" : error;
   }
 
   test::FakePackagedEncoder fake_;
@@ -78,7 +78,7 @@ TEST_F(PackagedEncoderProbe, RunsInTheProgramsFolderWithItsArgumentsAndNullStrea
       "streams=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2)\n"
       "echo \"$streams\" > streams; echo \"$*\" > arguments; pwd > folder",
       "");
-  EXPECT_TRUE(probe_packaged_encoder(fake_.path(), /*ten_bit=*/true));
+  EXPECT_TRUE(probe_packaged_encoder(fake_.path(), BitDepth::ten));
   EXPECT_EQ(file_text(fake_.file("streams")), "/dev/null\n/dev/null\n/dev/null\n");
   EXPECT_EQ(
       file_text(fake_.file("arguments")),
@@ -96,7 +96,7 @@ TEST_F(PackagedEncoderProbe, ARelativeNameIsFoundFromTheConvertersFolder) {
 
 TEST_F(PackagedEncoderProbe, AProgramThatHangsIsKilledAtTheLimit) {
   fake_.write(std::string(test::leave_pid) + "exec sleep 100", "");
-  EXPECT_FALSE(probe_packaged_encoder(fake_.path(), /*ten_bit=*/false, 300ms));
+  EXPECT_FALSE(probe_packaged_encoder(fake_.path(), BitDepth::eight, 300ms));
   EXPECT_FALSE(test::process_exists(std::stoi(file_text(fake_.file("pid")))));
 }
 

@@ -12,15 +12,14 @@ namespace veyrin::test {
 /// Runs FFmpeg with the arguments of one encode and the test picture of 128x64 as its piped frames.
 /// `picture_seconds` is how long the picture lasts. Size, rates and depth of `request` are filled in.
 inline void make_packaged_movie(SoftwareEncodeRequest request, double picture_seconds) {
-  request.width = 128;
-  request.height = 64;
+  request.size = {128, 64};
   request.bit_rate = 400000;
   request.overwrite = true;
   const std::string rate =
       std::to_string(request.frame_rate.num) + "/" + std::to_string(request.frame_rate.den);
   std::string command = "ffmpeg -nostdin -v error -f lavfi -i testsrc2=size=128x64:rate=" + rate +
                         ":d=" + std::to_string(picture_seconds) + " -pix_fmt " +
-                        (request.ten_bit ? "p010le" : "yuv420p") + " -f rawvideo - | ffmpeg";
+                        (request.depth == BitDepth::ten ? "p010le" : "yuv420p") + " -f rawvideo - | ffmpeg";
   for (std::string argument : packaged_encode_arguments(request)) {
     if (argument == "warning") argument = "error";
     if (argument.starts_with("high-tier")) argument += ":log-level=error";
@@ -39,14 +38,13 @@ inline void make_trimmed_movie(const std::filesystem::path& movie) {
       quoted(request.input));
   request.output = movie;
   request.frame_rate = {30000, 1001};
-  request.start_seconds = 0.7;
-  request.duration_seconds = 1.5;
-  request.has_duration = true;
+  request.range.start = 0.7;
+  request.range.duration = 1.5;
   request.has_audio = true;
-  request.ten_bit = true;
-  request.primaries = AVCOL_PRI_BT2020;
-  request.transfer = AVCOL_TRC_ARIB_STD_B67;
-  request.matrix = AVCOL_SPC_BT2020_NCL;
+  request.depth = BitDepth::ten;
+  request.colors.primaries = AVCOL_PRI_BT2020;
+  request.colors.transfer = AVCOL_TRC_ARIB_STD_B67;
+  request.colors.matrix = AVCOL_SPC_BT2020_NCL;
   make_packaged_movie(request, 1.5);
   std::filesystem::remove(request.input);
 }
@@ -71,7 +69,7 @@ inline void make_chaptered_movie(const std::filesystem::path& movie) {
   request.output = movie;
   request.frame_rate = {25, 1};
   request.has_audio = true;
-  request.range = AVCOL_RANGE_JPEG;
+  request.colors.range = AVCOL_RANGE_JPEG;
   make_packaged_movie(request, 2.0);
   std::filesystem::remove(request.input);
   std::filesystem::remove(chapters);

@@ -87,8 +87,7 @@ class PackagedEncode : public testing::Test {
     unsetenv("VEYRIN_FFMPEG_GPL");
     request_.input = folder_ / "recording.mp4";
     request_.output = folder_ / "my movie.mp4";
-    request_.width = width;
-    request_.height = height;
+    request_.size = {width, height};
     request_.frame_rate = {24, 1};
     request_.bit_rate = 8000000;
   }
@@ -97,7 +96,7 @@ class PackagedEncode : public testing::Test {
     const auto encoder = PackagedSoftwareEncoder::create(request_, error_);
     if (!encoder) return false;
     for (int i = 0; i < frame_count; ++i) {
-      if (!encoder->write_frame(picture(request_.ten_bit, i).get(), error_)) return false;
+      if (!encoder->write_frame(picture(request_.depth == BitDepth::ten, i).get(), error_)) return false;
     }
     return encoder->finish(error_);
   }
@@ -132,8 +131,8 @@ class PackagedEncode : public testing::Test {
 };
 
 TEST_F(PackagedEncode, ThisMachinesProgramWorksInBothDepths) {
-  EXPECT_TRUE(PackagedSoftwareEncoder::check_availability(/*ten_bit=*/false, error_)) << error_;
-  EXPECT_TRUE(PackagedSoftwareEncoder::check_availability(/*ten_bit=*/true, error_)) << error_;
+  EXPECT_TRUE(PackagedSoftwareEncoder::check_availability(BitDepth::eight, error_)) << error_;
+  EXPECT_TRUE(PackagedSoftwareEncoder::check_availability(BitDepth::ten, error_)) << error_;
 }
 
 TEST_F(PackagedEncode, EightBitMovieIsAsPlannedAndShowsThePictures) {
@@ -152,12 +151,12 @@ TEST_F(PackagedEncode, EightBitMovieIsAsPlannedAndShowsThePictures) {
 }
 
 TEST_F(PackagedEncode, TenBitMovieIsAsPlannedAndShowsThePictures) {
-  request_.ten_bit = true;
+  request_.depth = BitDepth::ten;
   request_.frame_rate = {30000, 1001};
-  request_.primaries = AVCOL_PRI_BT2020;
-  request_.transfer = AVCOL_TRC_ARIB_STD_B67;
-  request_.matrix = AVCOL_SPC_BT2020_NCL;
-  request_.range = AVCOL_RANGE_JPEG;
+  request_.colors.primaries = AVCOL_PRI_BT2020;
+  request_.colors.transfer = AVCOL_TRC_ARIB_STD_B67;
+  request_.colors.matrix = AVCOL_SPC_BT2020_NCL;
+  request_.colors.range = AVCOL_RANGE_JPEG;
   ASSERT_TRUE(encode()) << error_;
   EXPECT_EQ(
       probed("stream=codec_name,profile,codec_tag_string,width,height,pix_fmt,color_range,color_space,"
@@ -188,9 +187,9 @@ TEST_F(PackagedEncode, AudioOfTheRecordingIsCopied) {
 
 TEST_F(PackagedEncode, TrimmedAudioHasTheTrimmedLength) {
   make_recording();
-  request_.has_audio = request_.has_duration = true;
-  request_.start_seconds = 1.0;
-  request_.duration_seconds = 0.5;
+  request_.has_audio = true;
+  request_.range.start = 1.0;
+  request_.range.duration = 0.5;
   ASSERT_TRUE(encode()) << error_;
   EXPECT_EQ(probed("stream=nb_frames", "-select_streams v"), "nb_frames=12\n");
   const double seconds = std::stod(probed("stream=duration", "-select_streams a").substr(9));

@@ -27,8 +27,7 @@ class PackagedEncoder : public testing::Test {
   PackagedEncoder() {
     request_.input = "/recordings/in.mp4";
     request_.output = "/movies/out.mp4";
-    request_.width = 64;
-    request_.height = 48;
+    request_.size = {64, 48};
     request_.bit_rate = 1000000;
   }
 
@@ -79,9 +78,9 @@ std::string plane_bytes(const AVFrame& frame, int plane, int row_bytes, int rows
 TEST_F(PackagedEncoder, RunsWithTheArgumentsInTheProgramsFolder) {
   request_.input = std::filesystem::relative("/recordings/in.mp4");
   request_.output = "some folder/out.mp4";
-  request_.has_audio = request_.has_duration = true;
-  request_.start_seconds = 0.5;
-  request_.duration_seconds = 2.0;
+  request_.has_audio = true;
+  request_.range.start = 0.5;
+  request_.range.duration = 2.0;
   const auto encoder = create(R"(printf '%s\n' "$@" > arguments; pwd > folder)");
   ASSERT_TRUE(encoder) << error_;
   EXPECT_TRUE(encoder->finish(error_)) << error_;
@@ -102,7 +101,7 @@ TEST_F(PackagedEncoder, RunsWithTheArgumentsInTheProgramsFolder) {
 
 TEST_F(PackagedEncoder, ChecksAvailabilityFirst) {
   fake_.write("exit 1", "exit 0");
-  request_.ten_bit = true;
+  request_.depth = BitDepth::ten;
   EXPECT_FALSE(PackagedSoftwareEncoder::create(request_, error_));
   EXPECT_EQ(error_, "packaged GPL FFmpeg does not provide a working 10-bit libx265 encoder");
 }
@@ -139,7 +138,7 @@ TEST_F(PackagedEncoder, PlanarFramesArriveWithoutTheirPadding) {
 }
 
 TEST_F(PackagedEncoder, SemiPlanarFramesArriveWithoutTheirPadding) {
-  request_.ten_bit = true;
+  request_.depth = BitDepth::ten;
   const auto encoder = create("cat > frames");
   ASSERT_TRUE(encoder) << error_;
   const FramePtr frame = padded_frame(AV_PIX_FMT_P010LE, 64, 48, 10);
@@ -162,8 +161,7 @@ TEST_F(PackagedEncoder, NegativeStridesAreFollowed) {
 }
 
 TEST_F(PackagedEncoder, OddSizesAreHalvedDownwards) {
-  request_.width = 63;
-  request_.height = 49;
+  request_.size = {63, 49};
   const auto encoder = create("cat > frames");
   ASSERT_TRUE(encoder) << error_;
   const FramePtr frame = padded_frame(AV_PIX_FMT_YUV420P, 63, 49, 5);

@@ -16,17 +16,15 @@ namespace {
 constexpr int width = 64;
 constexpr int height = 48;
 
-CodecContextPtr target_encoder(AVPixelFormat format, AVColorSpace matrix, AVColorRange range) {
-  CodecContextPtr encoder(avcodec_alloc_context3(nullptr));
-  encoder->width = width;
-  encoder->height = height;
-  encoder->pix_fmt = format;
-  encoder->colorspace = matrix;
-  encoder->color_range = range;
-  return encoder;
+/// A frame as an encoder of that format and those tags prepares it.
+FramePtr encoder_frame(AVPixelFormat format, AVColorSpace matrix, AVColorRange range) {
+  FramePtr frame = allocate_video_frame(format, {width, height});
+  frame->colorspace = matrix;
+  frame->color_range = range;
+  return frame;
 }
 
-std::unique_ptr<EyeConverter> converter_for(const AVCodecContext& encoder) {
+std::unique_ptr<EyeConverter> converter_for(const AVFrame& encoder) {
   std::string error;
   auto converter = EyeConverter::create(encoder, error);
   EXPECT_NE(converter, nullptr) << error;
@@ -49,7 +47,7 @@ std::vector<std::uint8_t> plane_bytes(const AVFrame& frame, int plane) {
 }
 
 FramePtr random_frame(AVPixelFormat format) {
-  FramePtr frame = allocate_video_frame(format, width, height);
+  FramePtr frame = allocate_video_frame(format, {width, height});
   std::mt19937 random(1);
   for (int plane = 0; plane < 2; ++plane) {
     for (int row = 0; row < plane_rows(plane); ++row) {
@@ -88,10 +86,10 @@ TEST(EyeConverter, EyesInTheEncodersFormatAreCopiedAsTheyAre) {
   for (const AVPixelFormat format : {AV_PIX_FMT_NV12, AV_PIX_FMT_P010LE}) {
     for (const AVColorSpace matrix : {AVCOL_SPC_BT709, AVCOL_SPC_BT2020_NCL, AVCOL_SPC_UNSPECIFIED}) {
       for (const AVColorRange range : {AVCOL_RANGE_JPEG, AVCOL_RANGE_MPEG}) {
-        const auto encoder = target_encoder(format, matrix, range);
+        const auto encoder = encoder_frame(format, matrix, range);
         const auto converter = converter_for(*encoder);
         const FramePtr eye = random_frame(format);
-        const FramePtr target = allocate_video_frame(format, width, height);
+        const FramePtr target = allocate_video_frame(format, {width, height});
         // As the writer sets up its frames and the processor does not.
         target->color_range = range;
         target->colorspace = matrix;
@@ -130,7 +128,7 @@ std::array<double, 3> yuv_codes(const ColorCase& c, const Color& color, bool ful
 }
 
 FramePtr packed_bgr(const Color& color, bool ten_bit) {
-  FramePtr frame = allocate_video_frame(ten_bit ? AV_PIX_FMT_BGR48LE : AV_PIX_FMT_BGR24, width, height);
+  FramePtr frame = allocate_video_frame(ten_bit ? AV_PIX_FMT_BGR48LE : AV_PIX_FMT_BGR24, {width, height});
   const double channels[3] = {color.blue, color.green, color.red};
   for (int row = 0; row < height; ++row) {
     std::uint8_t* begin = frame->data[0] + static_cast<std::ptrdiff_t>(row) * frame->linesize[0];
@@ -168,9 +166,9 @@ TEST(EyeConverter, PackedBgrIsConvertedByMatrixAndRange) {
        }) {
     for (const bool ten_bit : {false, true}) {
       for (const AVColorRange range : {AVCOL_RANGE_JPEG, AVCOL_RANGE_MPEG, AVCOL_RANGE_UNSPECIFIED}) {
-        const auto encoder = target_encoder(ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_NV12, c.matrix, range);
+        const auto encoder = encoder_frame(ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_NV12, c.matrix, range);
         const auto converter = converter_for(*encoder);
-        const FramePtr target = allocate_video_frame(encoder->pix_fmt, width, height);
+        const FramePtr target = allocate_video_frame(static_cast<AVPixelFormat>(encoder->format), {width, height});
         for (const Color& color : {Color{1, 1, 1}, Color{0, 0, 0}, Color{1, 0, 0}, Color{0, 1, 0},
                                    Color{0, 0, 1}, Color{0.8, 0.4, 0.2}}) {
           std::string error;
@@ -188,7 +186,7 @@ TEST(EyeConverter, PackedBgrIsConvertedByMatrixAndRange) {
 }
 
 TEST(EyeConverter, PicturesThatAreStillInUseAreLeftAlone) {
-  const auto encoder = target_encoder(AV_PIX_FMT_NV12, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG);
+  const auto encoder = encoder_frame(AV_PIX_FMT_NV12, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG);
   const auto converter = converter_for(*encoder);
   const FramePtr target = random_frame(AV_PIX_FMT_NV12);
   const FramePtr held(av_frame_clone(target.get()));
@@ -201,9 +199,9 @@ TEST(EyeConverter, PicturesThatAreStillInUseAreLeftAlone) {
 }
 
 TEST(EyeConverter, RefusesPicturesThatAreNotInMemory) {
-  const auto encoder = target_encoder(AV_PIX_FMT_NV12, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG);
+  const auto encoder = encoder_frame(AV_PIX_FMT_NV12, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG);
   const auto converter = converter_for(*encoder);
-  const FramePtr target = allocate_video_frame(AV_PIX_FMT_NV12, width, height);
+  const FramePtr target = allocate_video_frame(AV_PIX_FMT_NV12, {width, height});
   const FramePtr eye(av_frame_alloc());
   eye->format = AV_PIX_FMT_D3D11;
   eye->width = width;
@@ -214,9 +212,9 @@ TEST(EyeConverter, RefusesPicturesThatAreNotInMemory) {
 }
 
 TEST(EyeConverter, RefusesPicturesThatLackAPlane) {
-  const auto encoder = target_encoder(AV_PIX_FMT_NV12, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG);
+  const auto encoder = encoder_frame(AV_PIX_FMT_NV12, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG);
   const auto converter = converter_for(*encoder);
-  const FramePtr target = allocate_video_frame(AV_PIX_FMT_NV12, width, height);
+  const FramePtr target = allocate_video_frame(AV_PIX_FMT_NV12, {width, height});
   const FramePtr eye = random_frame(AV_PIX_FMT_NV12);
   eye->data[1] = nullptr;
   std::string error;
@@ -225,7 +223,7 @@ TEST(EyeConverter, RefusesPicturesThatLackAPlane) {
 }
 
 TEST(EyeConverter, CannotBeMadeForAnImpossibleSize) {
-  const auto encoder = target_encoder(AV_PIX_FMT_NV12, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG);
+  const auto encoder = encoder_frame(AV_PIX_FMT_NV12, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG);
   encoder->width = 0;
   std::string error;
   EXPECT_EQ(EyeConverter::create(*encoder, error), nullptr);

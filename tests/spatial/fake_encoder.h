@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "media/ffmpeg.h"
-#include "spatial/spatial_encoder_calls.h"
+#include "spatial/nvenc_two_view_encoder.h"
 
 namespace veyrin::test {
 

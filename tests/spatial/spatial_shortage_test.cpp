@@ -15,7 +15,6 @@ namespace veyrin::test {
 namespace {
 
 using test::FailingAllocation;
-using test::FakeEncoder;
 
 const std::string no_memory = ": Cannot allocate memory";
 
@@ -58,7 +57,7 @@ class SpatialWriterShortage : public test::SpatialVideoWriterFixture {
       return 0;
     };
     error.clear();
-    was_made_ = create_spatial_video_writer(config, error, calls) != nullptr;
+    was_made_ = create_nvenc_writer(config, error, calls) != nullptr;
     return error;
   }
 
@@ -111,7 +110,7 @@ TEST_F(SpatialWriterShortage, TheStepBehindTheHeaderIsNamed) {
 
 TEST_F(SpatialWriterShortage, FullDiskIsSaidAtTheEndAtTheLatest) {
   config.output_path = "/dev/full";
-  writer = create_spatial_video_writer(config, error, encoder.calls());
+  writer = create_nvenc_writer(config, error, encoder.calls());
   bool written = writer != nullptr;
   for (int pts = 0; written && pts < 3; ++pts) written = write(pts);
   EXPECT_FALSE(written && writer->finish(error));

@@ -10,13 +10,22 @@
 #include <vector>
 
 #include "media/ffmpeg.h"
-#include "spatial/spatial_encoder.h"
+#include "media/pixel_formats.h"
+#include "spatial/nvenc_two_view_encoder.h"
 #include "spatial/spatial_video_writer.h"
 #include "tests/spatial/fake_encoder.h"
 #include "tests/support/mp4_boxes.h"
 #include "tests/support/temporary_folder.h"
 
 namespace veyrin::test {
+
+/// A writer of the driver's encoder as `calls` answer for it; null with one message in `error` on failure.
+inline std::unique_ptr<SpatialVideoWriter> create_nvenc_writer(const SpatialWriterConfig& config,
+                                                               std::string& error,
+                                                               const SpatialEncoderCalls& calls) {
+  auto encoder = NvencTwoViewEncoder::create(config, error, calls);
+  return encoder ? SpatialVideoWriter::create(config, std::move(encoder), error) : nullptr;
+}
 
 class SpatialVideoWriterFixture : public testing::Test {
  public:
@@ -25,8 +34,8 @@ class SpatialVideoWriterFixture : public testing::Test {
   static constexpr std::size_t luma_samples = std::size_t{width} * height;
 
   /// A picture of one value.
-  static FramePtr eye_of(std::uint8_t luma, bool ten_bit = false) {
-    FramePtr eye = allocate_video_frame(spatial_pixel_format(ten_bit), width, height);
+  static FramePtr eye_of(std::uint8_t luma, BitDepth depth = BitDepth::eight) {
+    FramePtr eye = allocate_video_frame(semi_planar_format(depth), {width, height});
     for (int plane = 0; plane < 2; ++plane) {
       const int rows = plane == 0 ? height : height / 2;
       std::memset(eye->data[plane], luma, static_cast<std::size_t>(eye->linesize[plane]) * rows);
@@ -72,8 +81,7 @@ class SpatialVideoWriterFixture : public testing::Test {
   SpatialVideoWriterFixture() {
     av_log_set_level(AV_LOG_QUIET);
     config.output_path = folder / "out.mov";
-    config.width = width;
-    config.height = height;
+    config.eye = {width, height};
     config.frame_rate = {25, 1};
     config.bit_rate = 1'000'000;
     config.colors = {AVCOL_PRI_BT709, AVCOL_TRC_BT709, AVCOL_SPC_BT709, AVCOL_RANGE_MPEG};
@@ -86,7 +94,7 @@ class SpatialVideoWriterFixture : public testing::Test {
   }
 
   void create() {
-    writer = create_spatial_video_writer(config, error, encoder.calls());
+    writer = create_nvenc_writer(config, error, encoder.calls());
     ASSERT_NE(writer, nullptr) << error;
   }
 

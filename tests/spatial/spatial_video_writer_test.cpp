@@ -13,7 +13,6 @@ namespace veyrin::test {
 namespace {
 
 using test::AllocationLimit;
-using test::FakeEncoder;
 using test::no_memory;
 using SpatialVideoWriterTest = test::SpatialVideoWriterFixture;
 
@@ -38,9 +37,9 @@ TEST_F(SpatialVideoWriterTest, EncoderGetsBothEyesWithTheirViewNumbers) {
 }
 
 TEST_F(SpatialVideoWriterTest, TenBitEyesReachTheEncoderUnchanged) {
-  config.ten_bit = true;
+  config.depth = BitDepth::ten;
   create();
-  ASSERT_TRUE(writer->write_eye_pair(*eye_of(0x40, true), *eye_of(0x80, true), 0, error)) << error;
+  ASSERT_TRUE(writer->write_eye_pair(*eye_of(0x40, BitDepth::ten), *eye_of(0x80, BitDepth::ten), 0, error)) << error;
   ASSERT_EQ(encoder.sent.size(), 2U);
   EXPECT_EQ(encoder.sent[0].luma, std::vector<std::uint8_t>(2 * luma_samples, 0x40));
   EXPECT_EQ(encoder.sent[1].luma, std::vector<std::uint8_t>(2 * luma_samples, 0x80));
@@ -51,7 +50,7 @@ TEST_F(SpatialVideoWriterTest, ViewsMayComeInCallsOfTheirOwn) {
     FakeEncoder late;
     late.delay = delay;
     error.clear();
-    writer = create_spatial_video_writer(config, error, late.calls());
+    writer = create_nvenc_writer(config, error, late.calls());
     ASSERT_NE(writer, nullptr) << error;
     write_pairs(4);
     ASSERT_TRUE(writer->finish(error)) << delay << ": " << error;
@@ -156,7 +155,7 @@ TEST_F(SpatialVideoWriterTest, EyesOfAnotherSizeAreRefusedBeforeAnythingIsEncode
   create();
   const FramePtr whole = eye_of(1);
   for (const auto& [dx, dy] : {std::pair{-1, 0}, {0, -1}, {2, 0}, {0, 2}}) {
-    const FramePtr other = allocate_video_frame(AV_PIX_FMT_NV12, width + dx, height + dy);
+    const FramePtr other = allocate_video_frame(AV_PIX_FMT_NV12, {width + dx, height + dy});
     for (const bool left : {true, false}) {
       EXPECT_FALSE(writer->write_eye_pair(left ? *other : *whole, left ? *whole : *other, 0, error));
       EXPECT_EQ(error, "rectified eye frame does not match the spatial writer size");
@@ -210,7 +209,7 @@ TEST_F(SpatialVideoWriterTest, UnfinishedMovieStaysWithoutItsIndex) {
 
 TEST_F(SpatialVideoWriterTest, EncoderThatDoesNotOpenLeavesNoFile) {
   encoder.open_result = AVERROR(ENOSYS);
-  EXPECT_EQ(create_spatial_video_writer(config, error, encoder.calls()), nullptr);
+  EXPECT_EQ(create_nvenc_writer(config, error, encoder.calls()), nullptr);
   EXPECT_EQ(error,
             "could not start NVENC MV-HEVC; this requires Video Codec SDK 13 and compatible NVIDIA "
             "hardware/drivers: Function not implemented");
@@ -219,7 +218,7 @@ TEST_F(SpatialVideoWriterTest, EncoderThatDoesNotOpenLeavesNoFile) {
 
 TEST_F(SpatialVideoWriterTest, OutputThatCannotBeOpenedIsSaid) {
   config.output_path = folder / "missing" / "out.mov";
-  EXPECT_EQ(create_spatial_video_writer(config, error, encoder.calls()), nullptr);
+  EXPECT_EQ(create_nvenc_writer(config, error, encoder.calls()), nullptr);
   EXPECT_EQ(error, "could not open spatial output: No such file or directory");
 }
 
@@ -229,7 +228,7 @@ TEST_F(SpatialVideoWriterTest, SoundThatTheContainerCannotHoldIsSaid) {
   parameters->codec_id = AV_CODEC_ID_APE;
   config.audio_parameters = parameters.get();
   config.audio_time_base = {1, 48000};
-  EXPECT_EQ(create_spatial_video_writer(config, error, encoder.calls()), nullptr);
+  EXPECT_EQ(create_nvenc_writer(config, error, encoder.calls()), nullptr);
   EXPECT_EQ(error, "could not write spatial QuickTime header: Invalid argument");
 }
 
@@ -258,10 +257,10 @@ TEST_F(SpatialVideoWriterTest, NoMemoryForACopyOfTheSoundIsSaid) {
 }
 
 TEST_F(SpatialVideoWriterTest, NoMemoryForTheEyesIsSaid) {
-  config.width = config.height = 2048;
+  config.eye = {2048, 2048};
   // Everything but pictures is smaller.
   const AllocationLimit shortage(std::size_t{1} << 20);
-  EXPECT_EQ(create_spatial_video_writer(config, error, encoder.calls()), nullptr);
+  EXPECT_EQ(create_nvenc_writer(config, error, encoder.calls()), nullptr);
   EXPECT_EQ(error, "could not allocate MV-HEVC eye frame: Cannot allocate memory");
 }
 
@@ -272,7 +271,7 @@ TEST_F(SpatialVideoWriterTest, NoMemoryForAFrameThatTheEncoderHoldsIsSaid) {
     if (!held) held.reset(av_frame_clone(frame));
     return 0;
   };
-  writer = create_spatial_video_writer(config, error, calls);
+  writer = create_nvenc_writer(config, error, calls);
   ASSERT_NE(writer, nullptr) << error;
   ASSERT_TRUE(write(0)) << error;
   const FramePtr left = eye_of(1);

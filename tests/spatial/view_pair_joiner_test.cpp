@@ -43,7 +43,8 @@ std::string_view bytes_of(const AVPacket& packet) {
 }
 
 TEST(ViewPairJoiner, FirstViewWaitsForTheSecond) {
-  ViewPairJoiner joiner;
+  const auto owner = ViewPairJoiner::create();
+  ViewPairJoiner& joiner = *owner;
   ASSERT_TRUE(joiner.ready());
   EXPECT_FALSE(joiner.waiting());
   EXPECT_EQ(joiner.complete_unit(), nullptr);
@@ -53,7 +54,8 @@ TEST(ViewPairJoiner, FirstViewWaitsForTheSecond) {
 }
 
 TEST(ViewPairJoiner, SecondViewFollowsTheFirstWithNothingBetween) {
-  ViewPairJoiner joiner;
+  const auto owner = ViewPairJoiner::create();
+  ViewPairJoiner& joiner = *owner;
   add(joiner, {"base", 7, 5});
   add(joiner, {"dependent", 7, 5});
   ASSERT_NE(joiner.complete_unit(), nullptr);
@@ -88,7 +90,8 @@ TEST(ViewPairJoiner, SampleHasTheFirstTimesAllFlagsAndTheLongerDuration) {
            JoinCase{"longer first", {"a", 0, 0, 0, 3}, {"b", 0, 0, 0, 2}, 0, 0, 3},
            JoinCase{"longer second", {"a", 0, 0, 0, 0}, {"b", 0, 0, 0, 2}, 0, 0, 2},
        }) {
-    ViewPairJoiner joiner;
+    const auto owner = ViewPairJoiner::create();
+    ViewPairJoiner& joiner = *owner;
     add(joiner, c.first);
     add(joiner, c.second);
     const AVPacket* unit = joiner.complete_unit();
@@ -101,7 +104,8 @@ TEST(ViewPairJoiner, SampleHasTheFirstTimesAllFlagsAndTheLongerDuration) {
 }
 
 TEST(ViewPairJoiner, EmptySecondViewIsAView) {
-  ViewPairJoiner joiner;
+  const auto owner = ViewPairJoiner::create();
+  ViewPairJoiner& joiner = *owner;
   add(joiner, {"base"});
   add(joiner, {""});
   ASSERT_NE(joiner.complete_unit(), nullptr);
@@ -109,7 +113,8 @@ TEST(ViewPairJoiner, EmptySecondViewIsAView) {
 }
 
 TEST(ViewPairJoiner, ConsumedPairMakesRoomForTheNext) {
-  ViewPairJoiner joiner;
+  const auto owner = ViewPairJoiner::create();
+  ViewPairJoiner& joiner = *owner;
   for (int pair = 0; pair < 3; ++pair) {
     add(joiner, {"left", pair});
     EXPECT_TRUE(joiner.waiting()) << pair;
@@ -144,7 +149,8 @@ TEST(ViewPairJoiner, RefusesViewsOfDifferentTimes) {
                         "NVENC produced MV-HEVC views with mismatched timestamps (first pts/dts=0/0, second "
                         "pts/dts=-9223372036854775808/0)"},
        }) {
-    ViewPairJoiner joiner;
+    const auto owner = ViewPairJoiner::create();
+    ViewPairJoiner& joiner = *owner;
     add(joiner, c.first);
     const PacketPtr second = packet_of(c.second);
     std::string error;
@@ -157,7 +163,8 @@ TEST(ViewPairJoiner, RefusesViewsOfDifferentTimes) {
 TEST(ViewPairJoiner, RefusesASampleThatNoPacketCanHold) {
   constexpr int largest = std::numeric_limits<int>::max();
   for (const int first_size : {2, 1000}) {
-    ViewPairJoiner joiner;
+    const auto owner = ViewPairJoiner::create();
+    ViewPairJoiner& joiner = *owner;
     add(joiner, {std::string(static_cast<std::size_t>(first_size), 'a')});
     // Only the size is looked at, so the bytes need not be there.
     const PacketPtr second = packet_of({"b"});
@@ -171,7 +178,8 @@ TEST(ViewPairJoiner, RefusesASampleThatNoPacketCanHold) {
 }
 
 TEST(ViewPairJoiner, SaysWhenThereIsNoMemoryForBothViews) {
-  ViewPairJoiner joiner;
+  const auto owner = ViewPairJoiner::create();
+  ViewPairJoiner& joiner = *owner;
   add(joiner, {"base"});
   const PacketPtr second = packet_of({"b"});
   // Fits a packet's size by itself, but not together with the padding that the library adds.

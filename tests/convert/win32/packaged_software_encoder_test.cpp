@@ -29,8 +29,7 @@ class PackagedEncoderOnWindows : public testing::Test {
                                program_);
     request_.input = "in.mp4";
     request_.output = folder_ / "out.mp4";
-    request_.width = width;
-    request_.height = height;
+    request_.size = {width, height};
   }
 
   /// What the program does in its probe, and later.
@@ -39,8 +38,8 @@ class PackagedEncoderOnWindows : public testing::Test {
     std::ofstream(home_ / "encode") << encode;
   }
 
-  std::string refusal(bool ten_bit) {
-    return PackagedSoftwareEncoder::check_availability(ten_bit, error_) ? "" : error_;
+  std::string refusal(BitDepth depth) {
+    return PackagedSoftwareEncoder::check_availability(depth, error_) ? "" : error_;
   }
 
   std::unique_ptr<PackagedSoftwareEncoder> create(const std::string& encode, const std::string& probe = "0") {
@@ -81,7 +80,7 @@ TEST_F(PackagedEncoderOnWindows, IsLookedForBesideTheConverterWithoutASetting) {
 
 TEST_F(PackagedEncoderOnWindows, IsProbedInItsOwnFolder) {
   set_tasks("0", "1");
-  EXPECT_EQ(refusal(/*ten_bit=*/true), "");
+  EXPECT_EQ(refusal(BitDepth::ten), "");
   EXPECT_EQ(
       written("probe.arguments"),
       "-hide_banner\n-loglevel\nerror\n-f\nlavfi\n-i\ncolor=size=64x64:rate=1\n-frames:v\n1\n-c:v\nlibx265\n"
@@ -105,18 +104,18 @@ TEST_F(PackagedEncoderOnWindows, IsTerminatedWhenItsProbeHangs) {
   set_tasks("stay", "0");
   Handle process;
   std::thread watcher([&] { process = wait_for_process(); });
-  EXPECT_FALSE(probe_packaged_encoder(program_, /*ten_bit=*/false, 2000ms));
+  EXPECT_FALSE(probe_packaged_encoder(program_, BitDepth::eight, 2000ms));
   watcher.join();
   expect_terminated(process);
 }
 
 TEST_F(PackagedEncoderOnWindows, GetsTheSamplesOfEachFrameAndNothingElse) {
   for (const bool ten_bit : {false, true}) {
-    request_.ten_bit = ten_bit;
+    request_.depth = ten_bit ? BitDepth::ten : BitDepth::eight;
     const auto encoder = create("copy");
     ASSERT_TRUE(encoder) << error_;
     const FramePtr frame =
-        allocate_video_frame(ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_YUV420P, width, height);
+        allocate_video_frame(ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_YUV420P, {width, height});
     std::string expected;
     for (int plane = 0; plane < (ten_bit ? 2 : 3); ++plane) {
       const int row_bytes = ten_bit ? 2 * width : plane == 0 ? width : width / 2;
@@ -138,7 +137,7 @@ TEST_F(PackagedEncoderOnWindows, GetsTheSamplesOfEachFrameAndNothingElse) {
 TEST_F(PackagedEncoderOnWindows, ThatDiesFailsTheNextFrames) {
   const auto encoder = create("0");
   ASSERT_TRUE(encoder) << error_;
-  const FramePtr frame = allocate_video_frame(AV_PIX_FMT_YUV420P, width, height);
+  const FramePtr frame = allocate_video_frame(AV_PIX_FMT_YUV420P, {width, height});
   while (encoder->write_frame(frame.get(), error_)) {
   }
   EXPECT_EQ(error_, "packaged GPL FFmpeg stopped while receiving video frames");

@@ -21,11 +21,9 @@ extern "C" {
 namespace veyrin::test {
 namespace {
 
-using test::request_for;
-
 CodecContextPtr configured(const AVCodec& encoder, const EncoderRequest& request) {
   CodecContextPtr context(avcodec_alloc_context3(&encoder));
-  const AVPixelFormat format = choose_pixel_format(encoder, request.codec, request.ten_bit);
+  const AVPixelFormat format = choose_pixel_format(encoder, request.codec, request.depth);
   configure_encoder(request, format, /*bit_rate=*/55000000, *context);
   return context;
 }
@@ -39,23 +37,23 @@ std::int64_t private_option(const AVCodecContext& context, const char* name) {
 struct QsvCase {
   const char* encoder;
   SbsCodec codec;
-  bool ten_bit;
+  BitDepth depth;
   AVPixelFormat format;
   int profile;  ///< as the encoder's own library numbers it
 };
 
 TEST(QsvEncoder, IsInTheLibrariesAndUnderstandsItsSettings) {
   const QsvCase cases[] = {
-      {"h264_qsv", SbsCodec::h264, false, AV_PIX_FMT_NV12, 100},
-      {"hevc_qsv", SbsCodec::hevc, false, AV_PIX_FMT_NV12, 1},
-      {"hevc_qsv", SbsCodec::hevc, true, AV_PIX_FMT_P010LE, 2},
+      {"h264_qsv", SbsCodec::h264, BitDepth::eight, AV_PIX_FMT_NV12, 100},
+      {"hevc_qsv", SbsCodec::hevc, BitDepth::eight, AV_PIX_FMT_NV12, 1},
+      {"hevc_qsv", SbsCodec::hevc, BitDepth::ten, AV_PIX_FMT_P010LE, 2},
   };
   constexpr std::int64_t main_tier = 0;  // the default is the high one, 0x100
   for (const QsvCase& wanted : cases) {
-    SCOPED_TRACE(testing::Message() << wanted.encoder << ", ten bit " << wanted.ten_bit);
+    SCOPED_TRACE(testing::Message() << wanted.encoder << ", bits " << static_cast<int>(wanted.depth));
     const AVCodec* encoder = avcodec_find_encoder_by_name(wanted.encoder);
     ASSERT_NE(encoder, nullptr);
-    const CodecContextPtr context = configured(*encoder, request_for(wanted.codec, wanted.ten_bit));
+    const CodecContextPtr context = configured(*encoder, request_for(wanted.codec, wanted.depth));
     EXPECT_STREQ(pixel_format_name(context->pix_fmt), pixel_format_name(wanted.format));
     EXPECT_EQ(private_option(*context, "profile"), wanted.profile);
     if (wanted.codec == SbsCodec::hevc) {
@@ -79,11 +77,10 @@ class QsvLibrarySearch : public testing::Test {
 
   // What the log of attempts says when every other way is barred.
   static std::string attempts() {
-    EncoderServices services = system_encoder_services();
-    services.packaged_available = [](bool, std::string& error) { return fail(error, "barred"); };
-    SelectedEncoder selected;
+    EncoderCalls calls = system_encoder_calls();
+    calls.packaged_available = [](BitDepth, std::string& error) { return fail(error, "barred"); };
     std::string error;
-    EXPECT_FALSE(select_encoder(request_for(SbsCodec::hevc, /*ten_bit=*/true), services, selected, error));
+    EXPECT_FALSE(select_encoder(request_for(SbsCodec::hevc, BitDepth::ten), error, calls).has_value());
     return error;
   }
 

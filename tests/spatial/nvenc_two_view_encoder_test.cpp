@@ -1,4 +1,4 @@
-#include "spatial/spatial_encoder.h"
+#include "spatial/nvenc_two_view_encoder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,13 +11,11 @@
 namespace veyrin::test {
 namespace {
 
-using test::FakeEncoder;
 using testing::ElementsAre;
 
 SpatialWriterConfig plain_config() {
   SpatialWriterConfig config;
-  config.width = 640;
-  config.height = 480;
+  config.eye = {640, 480};
   config.frame_rate = {30000, 1001};
   config.bit_rate = 55'000'000;
   config.camera_distance_mm = 64.0;
@@ -67,7 +65,7 @@ TEST(SpatialEncoder, SetsItsPrivateOptionsInOrder) {
 
 TEST(SpatialEncoder, TenBitTakesP010) {
   SpatialWriterConfig config = plain_config();
-  config.ten_bit = true;
+  config.depth = BitDepth::ten;
   FakeEncoder encoder;
   EXPECT_EQ(opened(encoder, config)->pix_fmt, AV_PIX_FMT_P010LE);
 }
@@ -136,7 +134,7 @@ TEST(SpatialEncoder, SaysWhatIsMissing) {
     FakeEncoder encoder;
     c.prepare(encoder);
     SpatialWriterConfig config = plain_config();
-    config.ten_bit = c.ten_bit;
+    config.depth = c.ten_bit ? BitDepth::ten : BitDepth::eight;
     std::string error;
     EXPECT_EQ(open_spatial_encoder(config, encoder.calls(), error), nullptr) << c.name;
     EXPECT_EQ(error, c.error);

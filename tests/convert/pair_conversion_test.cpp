@@ -1,0 +1,228 @@
+#include "convert/pair_conversion.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "common/console.h"
+#include "tests/convert/fake_movie.h"
+#include "tests/support/captured_output.h"
+
+namespace veyrin::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TimingPlan timing_of(FrameRate output, FrameRate input, TimeRange range = {}) {
+  return {.range = range, .input_rate = input, .output_rate = output, .span_seconds = 1.0};
+}
+
+/// Runs pairs at the given times through a conversion; the result holds, per written frame, the number of its pair.
+std::vector<int> written_pairs(const TimingPlan& timing, const std::vector<double>& times) {
+  const ConsoleSilence silence;
+  FakeMovie movie;
+  Processors processors;
+  processors.push_back(std::make_unique<MarkingProcessor>(/*factor=*/0));
+  Progress progress(timing.span_seconds);
+  PairConversion pairs(timing, processors, movie, progress);
+  DecodedFrame left = marked_frame(0, 0.0);
+  DecodedFrame right = marked_frame(0, 0.0);
+  std::string error;
+  for (std::size_t pair = 0; pair < times.size() && !pairs.finished(); ++pair) {
+    left.time_seconds = right.time_seconds = times[pair];
+    right.frame->pts = static_cast<std::int64_t>(pair);
+    EXPECT_TRUE(pairs.convert(left, right, error)) << error;
+  }
+  std::vector<int> written;
+  for (std::size_t frame = 0; frame < movie.indices.size(); ++frame) {
+    EXPECT_EQ(movie.indices[frame], static_cast<std::int64_t>(frame)) << "indices rise by one";
+    written.push_back(static_cast<int>(movie.pictures[frame].front()));
+  }
+  EXPECT_EQ(pairs.frames_written(), static_cast<std::int64_t>(written.size()));
+  return written;
+}
+
+/// Frame times as a container of the given time base stores them.
+std::vector<double> times_at(FrameRate rate, int count, double time_base_hz) {
+  std::vector<double> times;
+  for (int i = 0; i < count; ++i)
+    times.push_back(std::round(i * frame_seconds(rate) * time_base_hz) / time_base_hz);
+  return times;
+}
+
+struct RateCase {
+  FrameRate input;
+  FrameRate output;
+  double time_base_hz;
+};
+
+class EqualRates : public testing::TestWithParam<RateCase> {};
+
+TEST_P(EqualRates, WriteEveryPairOnce) {
+  const RateCase& rates = GetParam();
+  constexpr int count = 20000;
+  const std::vector<int> written = written_pairs(timing_of(rates.output, rates.input),
+                                                 times_at(rates.input, count, rates.time_base_hz));
+  ASSERT_EQ(written.size(), static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) ASSERT_EQ(written[static_cast<std::size_t>(i)], i);
+}
+
+INSTANTIATE_TEST_SUITE_P(FramePacing, EqualRates,
+                         testing::Values(RateCase{{24, 1}, {24, 1}, 12288}, RateCase{{30, 1}, {30, 1}, 90000},
+                                         RateCase{{60, 1}, {60, 1}, 600},
+                                         RateCase{{30000, 1001}, {30000, 1001}, 30000},
+                                         RateCase{{30000, 1001}, {2997, 100}, 90000},
+                                         RateCase{{24000, 1001}, {24000, 1001}, 90000}));
+
+TEST(FramePacing, DoublesEveryPairFrom24To48OverHours) {
+  constexpr int count = 200000;
+  const std::vector<int> written =
+      written_pairs(timing_of({48, 1}, {24, 1}), times_at({24, 1}, count, 12288));
+  ASSERT_EQ(written.size(), static_cast<std::size_t>(2 * count));
+  for (int i = 0; i < 2 * count; ++i) ASSERT_EQ(written[static_cast<std::size_t>(i)], i / 2);
+}
+
+TEST(FramePacing, KeepsEverySecondPairFrom60To30OverHours) {
+  constexpr int count = 200000;
+  const std::vector<int> written =
+      written_pairs(timing_of({30, 1}, {60, 1}), times_at({60, 1}, count, 90000));
+  ASSERT_EQ(written.size(), static_cast<std::size_t>(count / 2));
+  for (int i = 0; i < count / 2; ++i) ASSERT_EQ(written[static_cast<std::size_t>(i)], 2 * i);
+}
+
+TEST(FramePacing, KeepsTiesThoughTheTimeBaseRoundsThem) {
+  const std::vector<int> written =
+      written_pairs(timing_of({48000, 1001}, {24000, 1001}), times_at({24000, 1001}, 5000, 90000));
+  ASSERT_EQ(written.size(), 10000U);
+  for (int i = 0; i < 10000; ++i) ASSERT_EQ(written[static_cast<std::size_t>(i)], i / 2);
+}
+
+TEST(FramePacing, NeverDriftsAtUnrelatedRates) {
+  constexpr int count = 50000;
+  const std::vector<int> written =
+      written_pairs(timing_of({25, 1}, {30, 1}), times_at({30, 1}, count, 90000));
+  ASSERT_NEAR(static_cast<double>(written.size()), count * 25.0 / 30.0, 1.0);
+  for (std::size_t i = 0; i < written.size(); ++i) {
+    ASSERT_LE(std::abs(written[i] / 30.0 - static_cast<double>(i) / 25.0), 0.5 / 25.0 + 1e-9)
+        << "frame " << i;
+  }
+}
+
+TEST(FramePacing, FillsAGapInTheInputWithTheNextPair) {
+  const std::vector<int> written = written_pairs(timing_of({10, 1}, {10, 1}), {0.0, 0.1, 0.5, 0.6});
+  EXPECT_EQ(written, (std::vector<int>{0, 1, 2, 2, 2, 2, 3}));
+}
+
+TEST(Trimming, ARangeShorterThanTheTieToleranceHoldsTheFrameAtItsStart) {
+  for (const double duration : {1e-6, 1e-4, 0.0003}) {
+    const TimingPlan timing = timing_of({30, 1}, {30, 1}, {0.5, duration});
+    const FramePacer pacer(timing.range, timing.output_rate, timing.input_rate);
+    EXPECT_EQ(pacer.decide(0.5), PairDecision::encode) << duration;
+    EXPECT_EQ(written_pairs(timing, times_at({30, 1}, 60, 90000)), std::vector<int>{15}) << duration;
+  }
+}
+
+TEST(Trimming, WritesDurationTimesRateFrames) {
+  const std::vector<double> times = times_at({30, 1}, 300, 90000);
+  for (const double start : {0.0, 1.0, 2.5, 3.0 + 1.0 / 30}) {
+    const std::vector<int> written =
+        written_pairs(timing_of({30, 1}, {30, 1}, {start, 2.0}), times);
+    ASSERT_EQ(written.size(), 60U) << "start " << start;
+    EXPECT_EQ(written.front(), static_cast<int>(std::lround(start * 30)));
+  }
+}
+
+TEST(Trimming, RepeatsStopAtTheEnd) {
+  const std::vector<int> written =
+      written_pairs(timing_of({100, 1}, {10, 1}, {0.0, 0.25}), times_at({10, 1}, 20, 1000));
+  EXPECT_EQ(written.size(), 25U);
+}
+
+class OnePair : public testing::Test {
+ protected:
+  OnePair() { processors_.push_back(std::make_unique<MarkingProcessor>()); }
+
+  bool convert(const TimingPlan& timing, const DecodedFrame& left, const DecodedFrame& right) {
+    capture_output();
+    Progress progress(timing.span_seconds);
+    PairConversion pairs(timing, processors_, movie_, progress);
+    const bool converted = pairs.convert(left, right, error_);
+    finished_ = pairs.finished();
+    printed_ = captured_output();
+    return converted;
+  }
+
+  FakeMovie movie_;
+  Processors processors_;
+  std::string error_;
+  std::string printed_;
+  bool finished_ = false;
+};
+
+TEST_F(OnePair, CountsAtTheLaterOfItsTwoTimes) {
+  const TimingPlan timing = timing_of({10, 1}, {10, 1}, {1.0, std::nullopt});
+  EXPECT_TRUE(convert(timing, marked_frame(1, 0.9), marked_frame(2, 0.2))) << error_;
+  EXPECT_THAT(movie_.indices, IsEmpty()) << "more than half a frame before the start";
+  EXPECT_TRUE(convert(timing, marked_frame(1, 0.2), marked_frame(2, 0.96))) << error_;
+  EXPECT_THAT(movie_.pictures, ElementsAre(ElementsAre(1002)));
+}
+
+TEST_F(OnePair, IsProcessedOnceAndWrittenAsOftenAsTheRateNeeds) {
+  EXPECT_TRUE(convert(timing_of({30, 1}, {10, 1}), marked_frame(1, 0.0), marked_frame(2, 0.0))) << error_;
+  EXPECT_EQ(movie_.asked_for_canvases, 1);
+  EXPECT_THAT(movie_.indices, ElementsAre(0, 1));
+  EXPECT_EQ(printed_, "  progress_percent: 6\n") << "once for the pair";
+}
+
+TEST_F(OnePair, AtTheEndFinishesAndWritesNothing) {
+  EXPECT_TRUE(convert(timing_of({10, 1}, {10, 1}, {0.0, 0.5}), marked_frame(1, 0.5), marked_frame(2, 0.5)));
+  EXPECT_TRUE(finished_);
+  EXPECT_EQ(movie_.asked_for_canvases, 0);
+  EXPECT_EQ(printed_, "");
+}
+
+TEST_F(OnePair, WithAFrameMissingIsRefused) {
+  EXPECT_FALSE(convert(timing_of({10, 1}, {10, 1}), marked_frame(1, 0.0), DecodedFrame{}));
+  EXPECT_EQ(error_, "decoded frames were not available to the YUV pipeline");
+}
+
+TEST_F(OnePair, BehindAGapOfMoreThanAMinuteIsRefused) {
+  EXPECT_FALSE(convert(timing_of({10, 1}, {10, 1}), marked_frame(1, 61.2), marked_frame(2, 61.2)));
+  EXPECT_EQ(error_, "the recording has no picture for 61 seconds");
+  EXPECT_TRUE(convert(timing_of({10, 1}, {10, 1}), marked_frame(1, 60.0), marked_frame(2, 60.0)));
+  EXPECT_EQ(movie_.indices.size(), 601U);
+}
+
+TEST_F(OnePair, FailuresOfMovieAndProcessorAreItsOwn) {
+  const TimingPlan timing = timing_of({10, 1}, {10, 1});
+  movie_.canvas_failure = "no canvas";
+  EXPECT_FALSE(convert(timing, marked_frame(1, 0.0), marked_frame(2, 0.0)));
+  EXPECT_EQ(error_, "no canvas");
+  movie_.canvas_failure.clear();
+  movie_.fail_at = 0;
+  EXPECT_FALSE(convert(timing, marked_frame(1, 0.0), marked_frame(2, 0.0)));
+  EXPECT_EQ(error_, "could not write");
+  processors_.front() = std::make_unique<RefusingProcessor>();
+  EXPECT_FALSE(convert(timing, marked_frame(1, 0.0), marked_frame(2, 0.0)));
+  EXPECT_EQ(error_, "cannot process");
+  EXPECT_THAT(movie_.indices, IsEmpty());
+}
+
+TEST(PairConversion, GivesEachCanvasToItsOwnProcessor) {
+  const ConsoleSilence silence;
+  FakeMovie movie(/*canvas_count=*/2);
+  Processors processors;
+  processors.push_back(std::make_unique<MarkingProcessor>(10));
+  processors.push_back(std::make_unique<MarkingProcessor>(100));
+  Progress progress(1.0);
+  PairConversion pairs(timing_of({10, 1}, {10, 1}), processors, movie, progress);
+  std::string error;
+  ASSERT_TRUE(pairs.convert(marked_frame(3, 0.0), marked_frame(4, 0.0), error)) << error;
+  EXPECT_THAT(movie.pictures, ElementsAre(ElementsAre(34, 304)));
+}
+
+}  // namespace
+}  // namespace veyrin::test
