@@ -16,10 +16,10 @@ constexpr auto recognised = ColorTagStatus::recognised;
 constexpr auto absent = ColorTagStatus::absent;
 constexpr auto unsupported = ColorTagStatus::unsupported;
 
-/// A tag value that has a name of its own here.
+/// A tag value that the messages have a name for.
 template <typename Kind>
 struct KnownValue {
-  std::int32_t raw;
+  int raw;
   const char* name;
   ColorTagStatus status;
   Kind kind;
@@ -55,16 +55,16 @@ constexpr KnownValue<ColorRange> ranges[] = {
 };
 
 // Null where FFmpeg has no name either.
-const char* library_name(ColorMatrix, std::int32_t raw) {
+const char* library_name(ColorMatrix, int raw) {
   return av_color_space_name(static_cast<AVColorSpace>(raw));
 }
-const char* library_name(ColorPrimaries, std::int32_t raw) {
+const char* library_name(ColorPrimaries, int raw) {
   return av_color_primaries_name(static_cast<AVColorPrimaries>(raw));
 }
-const char* library_name(ColorTransfer, std::int32_t raw) {
+const char* library_name(ColorTransfer, int raw) {
   return av_color_transfer_name(static_cast<AVColorTransferCharacteristic>(raw));
 }
-const char* library_name(ColorRange, std::int32_t raw) {
+const char* library_name(ColorRange, int raw) {
   return av_color_range_name(static_cast<AVColorRange>(raw));
 }
 
@@ -74,12 +74,12 @@ std::string upper_case(std::string text) {
   return text;
 }
 
-/// A classified tag with the words for its messages.
+/// A classified tag and the texts of its messages.
 template <typename Kind>
 struct NamedTag {
   const char* subject;   ///< what the messages call the tag
   const char* fallback;  ///< name of kind 0
-  std::int32_t raw;
+  int raw;
   std::string value_name;
   ColorTag<Kind> tag;
 
@@ -90,7 +90,7 @@ struct NamedTag {
 
 template <typename Kind>
 NamedTag<Kind> classify(std::span<const KnownValue<Kind>> known, const char* subject, const char* fallback,
-                        std::int32_t raw) {
+                        int raw) {
   const auto match = std::ranges::find(known, raw, &KnownValue<Kind>::raw);
   if (match != known.end()) return {subject, fallback, raw, match->name, {match->kind, match->status}};
   const char* name = library_name(Kind{}, raw);
@@ -119,22 +119,25 @@ void report_unrecognised(const NamedTag<Kind>& named, const std::string& label, 
 
 }  // namespace
 
-ColorDescription describe_color(const RawColorTags& tags, const std::string& stream_label) {
-  const auto matrix = classify<ColorMatrix>(matrices, "YCbCr matrix", "BT.601", tags.matrix);
-  const auto primaries = classify<ColorPrimaries>(primary_sets, "color primaries", "BT.709", tags.primaries);
-  const auto transfer = classify<ColorTransfer>(transfers, "transfer", "sRGB", tags.transfer);
-  const auto range = classify<ColorRange>(ranges, "range", "FULL", tags.range);
+ColorDescription describe_color(const ColorTags& tags, const std::string& label) {
+  const auto matrix =
+      classify<ColorMatrix>(matrices, "YCbCr matrix", "BT.601", static_cast<int>(tags.matrix));
+  const auto primaries =
+      classify<ColorPrimaries>(primary_sets, "color primaries", "BT.709", static_cast<int>(tags.primaries));
+  const auto transfer =
+      classify<ColorTransfer>(transfers, "transfer", "sRGB", static_cast<int>(tags.transfer));
+  const auto range = classify<ColorRange>(ranges, "range", "FULL", static_cast<int>(tags.range));
 
   const bool hlg = transfer.tag.status == recognised && transfer.tag.kind == ColorTransfer::hlg;
-  report_unrecognised(matrix, stream_label, hlg);
-  report_unrecognised(primaries, stream_label, hlg);
-  report_unrecognised(transfer, stream_label, hlg);
-  report_unrecognised(range, stream_label, hlg);
+  report_unrecognised(matrix, label, hlg);
+  report_unrecognised(primaries, label, hlg);
+  report_unrecognised(transfer, label, hlg);
+  report_unrecognised(range, label, hlg);
   console_line(
       "[VideoReader] %s playback color: matrix=%s primaries=%s transfer=%s range=%s "
       "rawTags(matrix=%d primaries=%d transfer=%d range=%d)",
-      stream_label.c_str(), matrix.outcome(), primaries.outcome(), transfer.outcome(), range.outcome(),
-      tags.matrix, tags.primaries, tags.transfer, tags.range);
+      label.c_str(), matrix.outcome(), primaries.outcome(), transfer.outcome(), range.outcome(), matrix.raw,
+      primaries.raw, transfer.raw, range.raw);
   return {tags, matrix.tag, primaries.tag, transfer.tag, range.tag};
 }
 

@@ -23,59 +23,64 @@ double presentation_seconds(const AVFrame& frame, AVRational time_base) {
   return static_cast<double>(frame.best_effort_timestamp) * av_q2d(time_base);
 }
 
-/// What the texts call the kind of decoder that could not be made.
-struct DecoderWording {
+/// The messages of a decoder that could not be made.
+struct ContextFailures {
   const char* allocation;
   const char* parameters;
 };
 
-CodecContextPtr make_context(const AVCodec& decoder, const AVStream& stream, const DecoderWording& wording,
+CodecContextPtr make_context(const AVCodec& decoder, const AVStream& stream, const ContextFailures& failures,
                              std::string& error) {
   CodecContextPtr context(avcodec_alloc_context3(&decoder));
   if (context == nullptr) {
-    error = wording.allocation;
+    error = failures.allocation;
     return nullptr;
   }
   const int status = avcodec_parameters_to_context(context.get(), stream.codecpar);
   if (status < 0) {
-    error = with_library_error(wording.parameters, status);
+    error = with_library_error(failures.parameters, status);
     return nullptr;
   }
   context->pkt_timebase = stream.time_base;
   return context;
 }
 
-// The hardware decodes in its own order; only software gains from threads of ours.
+// Threads are for software: the hardware does not decode faster with them.
 void use_all_threads(AVCodecContext& context) {
   context.thread_count = 0;
 }
 
 }  // namespace
 
-void EyeDecoder::set_stream(AVStream& stream) {
-  stream_ = &stream;
-  ten_bit_ = stream_is_ten_bit(*stream.codecpar);
+EyeDecoder::EyeDecoder(AVStream& stream, const DecoderCalls& calls)
+    : calls_(calls), stream_(stream), bit_depth_(stream_bit_depth(*stream.codecpar)) {}
+
+std::unique_ptr<EyeDecoder> EyeDecoder::create(AVStream& stream, DecoderPreference preference,
+                                               AVBufferRef* shared_device, std::string& error,
+                                               const DecoderCalls& calls) {
+  std::unique_ptr<EyeDecoder> eye(new EyeDecoder(stream, calls));
+  return eye->open(preference, shared_device, error) ? std::move(eye) : nullptr;
 }
 
-bool EyeDecoder::open(AVStream& stream, bool software_only, AVBufferRef* shared_device, std::string& error) {
-  set_stream(stream);
-  const AVCodec* decoder = avcodec_find_decoder(stream.codecpar->codec_id);
+bool EyeDecoder::open(DecoderPreference preference, AVBufferRef* shared_device, std::string& error) {
+  const AVCodec* decoder = avcodec_find_decoder(stream_.codecpar->codec_id);
   if (decoder == nullptr) {
-    return fail(error, "no decoder is available for video stream " + std::to_string(stream.index));
+    return fail(error, "no decoder is available for video stream " + std::to_string(stream_.index));
   }
   context_ =
-      make_context(*decoder, stream,
+      make_context(*decoder, stream_,
                    {"could not allocate a video decoder", "could not initialize a video decoder"}, error);
   if (context_ == nullptr) return false;
   received_frame_.reset(av_frame_alloc());
   if (received_frame_ == nullptr) return fail(error, "could not allocate a video decoder");
 
-  const bool want_hardware = !software_only && !platform::environment_switch("VEYRIN_DISABLE_D3D11VA_DECODE");
-  hardware_active_ = want_hardware && set_up_hardware(*decoder, shared_device);
-  if (!hardware_active_) use_all_threads(*context_);
+  const bool want_hardware = preference == DecoderPreference::hardware &&
+                             !platform::environment_switch("VEYRIN_DISABLE_D3D11VA_DECODE");
+  const bool with_device = want_hardware && set_up_hardware(*decoder, shared_device);
+  if (!with_device) use_all_threads(*context_);
   const int status = calls_.open(context_.get(), decoder);
-  if (status < 0 && hardware_active_) {
-    console_line("  hardware decoder could not open stream %d: %s; retrying software decode", stream.index,
+  if (status < 0 && with_device) {
+    console_line("  hardware decoder could not open stream %d: %s; retrying software decode", stream_.index,
                  library_error_text(status).c_str());
     return open_software(*decoder, error);
   }
@@ -83,11 +88,11 @@ bool EyeDecoder::open(AVStream& stream, bool software_only, AVBufferRef* shared_
   return true;
 }
 
-// In the place of a decoder that was set up for the hardware.
+// Replaces a decoder that was set up for the hardware.
 bool EyeDecoder::open_software(const AVCodec& decoder, std::string& error) {
-  hardware_active_ = false;
+  hardware_ = Hardware::unused;
   context_ = make_context(
-      decoder, *stream_,
+      decoder, stream_,
       {"could not allocate a software video decoder", "could not initialize a software video decoder"},
       error);
   if (context_ == nullptr) return false;
@@ -108,7 +113,7 @@ bool EyeDecoder::set_up_hardware(const AVCodec& decoder, AVBufferRef* shared_dev
     status = calls_.create_d3d11va_device(&device);
   }
   if (status < 0) {
-    console_line("  D3D11VA decoder unavailable for stream %d: %s; using software decode", stream_->index,
+    console_line("  D3D11VA decoder unavailable for stream %d: %s; using software decode", stream_.index,
                  library_error_text(status).c_str());
     return false;
   }
@@ -116,25 +121,28 @@ bool EyeDecoder::set_up_hardware(const AVCodec& decoder, AVBufferRef* shared_dev
   context_->get_format = choose_format;
   context_->opaque = this;
   context_->extra_hw_frames = extra_hardware_frames;
+  hardware_ = Hardware::untested;
   return true;
 }
 
 AVPixelFormat EyeDecoder::choose_format(AVCodecContext* context, const AVPixelFormat* offered) {
   auto* eye = static_cast<EyeDecoder*>(context->opaque);
   const AVPixelFormat chosen = preferred_decoder_format(offered);
-  eye->format_asked_ = true;
-  // The library asks again for every other hardware format that does not work out.
-  if (chosen != AV_PIX_FMT_D3D11 && eye->hardware_active_ && !eye->software_announced_) {
-    eye->software_announced_ = true;
+  // FFmpeg asks again for every other hardware format that does not work out.
+  if (eye->hardware_ == Hardware::refused) return chosen;
+  if (chosen == AV_PIX_FMT_D3D11) {
+    eye->hardware_ = Hardware::accepted;
+  } else {
+    eye->hardware_ = Hardware::refused;
     console_line("  D3D11VA pixel format unavailable for stream %d; using software decode",
-                 eye->stream_->index);
+                 eye->stream_.index);
   }
   return chosen;
 }
 
 bool EyeDecoder::pump(std::string& error) {
   if (!receive_frames(error)) return false;
-  // With room left in the frame queue the decoder was received empty, so it takes the next packet.
+  // With room left in the frame queue the decoder was received empty.
   while (frames_.size() < frame_queue_bound && !end_of_stream_) {
     if (!packets_.empty()) {
       const PacketPtr packet = std::move(packets_.front());
@@ -149,17 +157,18 @@ bool EyeDecoder::pump(std::string& error) {
   return true;
 }
 
+// Sends one packet, or, with null, the end of the stream, and receives what is ready. The decoder must have
+// been received empty, so that it takes the packet.
 bool EyeDecoder::send_packet(const AVPacket* packet, std::string& error) {
-  const bool first_picture = !format_asked_;
+  const bool first_picture = hardware_ == Hardware::untested;
   int status = avcodec_send_packet(context_.get(), packet);
-  if (first_picture && software_announced_) {
+  if (first_picture && hardware_ == Hardware::refused) {
     // A decoder for the hardware works on one thread. Nothing has come out of it yet.
     const AVCodec& decoder = *context_->codec;
     if (!open_software(decoder, error)) return false;
     status = avcodec_send_packet(context_.get(), packet);
   }
-  const bool flushed_before = packet == nullptr && status == AVERROR_EOF;
-  if (status < 0 && !flushed_before) {
+  if (status < 0) {
     return fail_with_library_error(error, "could not submit a packet to the video decoder", status);
   }
   if (packet == nullptr) flush_sent_ = true;
@@ -188,7 +197,8 @@ bool EyeDecoder::accept_frame(const AVFrame& received, std::string& error) {
   if (received.format == AV_PIX_FMT_D3D11) {
     if (keep_frames_on_gpu_) {
       if (!push_frame(received, "could not retain a D3D11VA frame", error)) return false;
-      announce("D3D11VA", "GPU-resident", ten_bit_ ? "p010le" : "nv12", received.color_range);
+      announce("D3D11VA", "GPU-resident", pixel_format_name(semi_planar_format(bit_depth_)),
+               received.color_range);
       return true;
     }
     if (!download_frame(received, error)) return false;
@@ -199,7 +209,7 @@ bool EyeDecoder::accept_frame(const AVFrame& received, std::string& error) {
     picture = scratch_frame_.get();
     announce("VideoToolbox", "mapped", pixel_format_name(picture->format), picture->color_range);
   }
-  if (!is_yuv_pipeline_format(static_cast<AVPixelFormat>(picture->format))) {
+  if (!describe_yuv_format(picture->format)) {
     return fail(error, std::string("decoded pixel format is not supported by the YUV pipeline: ") +
                            pixel_format_name(picture->format));
   }
@@ -230,7 +240,7 @@ bool EyeDecoder::make_scratch_frame() {
 bool EyeDecoder::push_frame(const AVFrame& frame, const char* failure, std::string& error) {
   FramePtr clone(av_frame_clone(&frame));
   if (clone == nullptr) return fail(error, failure);
-  const double seconds = presentation_seconds(frame, stream_->time_base);
+  const double seconds = presentation_seconds(frame, stream_.time_base);
   frames_.push_back({std::move(clone), seconds});
   return true;
 }
@@ -239,7 +249,7 @@ void EyeDecoder::announce(const char* hardware, const char* handling, const char
   if (announced_) return;
   announced_ = true;
   console_line("  decoder: %s hardware (%s, stream %d, %s %s, range %d)", hardware, context_->codec->name,
-               stream_->index, handling, format, color_range);
+               stream_.index, handling, format, color_range);
 }
 
 DecodedFrame EyeDecoder::take_frame() {

@@ -4,38 +4,51 @@
 
 #include <cstddef>
 #include <deque>
+#include <memory>
 #include <string>
+#include <utility>
 
-#include "decode/decoded_frame.h"
 #include "decode/decoder_calls.h"
 #include "media/ffmpeg.h"
+#include "media/video_types.h"
 
 namespace veyrin {
+
+/// A decoded picture and when it is shown.
+struct DecodedFrame {
+  /// Holds its own references to the picture buffers. Either a system-memory frame in one of the pipeline's
+  /// formats (`describe_yuv_format`) or, while frames stay on the GPU, an AV_PIX_FMT_D3D11 frame (data[0]
+  /// texture array, data[1] slice).
+  FramePtr frame;
+  double time_seconds = 0.0;  ///< presentation time on the stream's clock; 0 when the frame carries none
+};
+
+/// Whether the hardware is tried first or not at all.
+enum class DecoderPreference { hardware, software };
 
 /// Packets wait in one queue, frames in another that never holds more than `frame_queue_bound`. The packet
 /// queue is what absorbs bad interleaving, so that decoded pictures do not pile up. All calls come from one
 /// thread.
 ///
-/// Use: `open`, then for each demuxed packet `queue_packet` and `pump`; at the end of the input `finish`.
-/// Whenever frames were taken, `pump` again, until `ended`.
+/// Use: for each demuxed packet `queue_packet` and `pump`; at the end of the input `finish`. Whenever frames
+/// were taken, `pump` again, until `ended`.
 class EyeDecoder {
  public:
   static constexpr std::size_t frame_queue_bound = 4;
 
-  /// `calls` must outlive the decoder.
-  explicit EyeDecoder(const DecoderCalls& calls = ffmpeg_decoder_calls()) : calls_(calls) {}
+  /// Opens a decoder for the stream, which is borrowed; null with one message in `error` when there is none.
+  /// `shared_device` (may be null) is the hardware device to decode on; the decoder takes a reference of its
+  /// own. Falling back to software is not an error but a notice on the console. `calls` must outlive the
+  /// decoder.
+  [[nodiscard]] static std::unique_ptr<EyeDecoder> create(AVStream& stream, DecoderPreference preference,
+                                                          AVBufferRef* shared_device, std::string& error,
+                                                          const DecoderCalls& calls = ffmpeg_decoder_calls());
   // The codec context points back to this object.
   EyeDecoder(const EyeDecoder&) = delete;
   EyeDecoder& operator=(const EyeDecoder&) = delete;
 
-  /// Names the stream without decoding it. Borrows the stream.
-  void set_stream(AVStream& stream);
-
-  /// Opens a decoder for the stream, which is borrowed. `shared_device` (may be null) is the hardware device
-  /// to decode on; the decoder takes a reference of its own. Falling back to software is not an error but a
-  /// notice on the console.
-  [[nodiscard]] bool open(AVStream& stream, bool software_only, AVBufferRef* shared_device,
-                          std::string& error);
+  /// Leaves D3D11 frames where they are instead of downloading them. To be called before the first packet.
+  void keep_frames_on_gpu() { keep_frames_on_gpu_ = true; }
 
   /// Puts a packet behind the waiting ones.
   void queue_packet(PacketPtr packet) { packets_.push_back(std::move(packet)); }
@@ -43,41 +56,42 @@ class EyeDecoder {
   /// Says that no packet will follow: the next `pump` calls drain the decoder.
   void finish() { finishing_ = true; }
 
-  /// Decodes waiting packets while the frame queue has room.
+  /// Decodes waiting packets while the frame queue has room; false with one message in `error`.
   [[nodiscard]] bool pump(std::string& error);
-
-  /// Sends one packet, or, with null, the end of the stream, and receives what is ready. Only for a decoder
-  /// that was received empty (the frame queue has room); others go through `queue_packet` and `pump`.
-  [[nodiscard]] bool send_packet(const AVPacket* packet, std::string& error);
-
-  /// Moves ready frames into the frame queue, up to its bound.
-  [[nodiscard]] bool receive_frames(std::string& error);
 
   [[nodiscard]] bool has_frame() const { return !frames_.empty(); }
   [[nodiscard]] std::size_t queued_frames() const { return frames_.size(); }
   [[nodiscard]] std::size_t queued_packets() const { return packets_.size(); }
-  /// The oldest frame, for a look; only while `has_frame`.
-  [[nodiscard]] const DecodedFrame& next_frame() const { return frames_.front(); }
   /// Hands the oldest frame over; only while `has_frame`.
-  DecodedFrame take_frame();
+  [[nodiscard]] DecodedFrame take_frame();
 
   /// True when every frame of the stream has been taken.
   [[nodiscard]] bool ended() const { return end_of_stream_ && frames_.empty(); }
 
-  /// Only after `open` or `set_stream`.
-  [[nodiscard]] AVStream& stream() const { return *stream_; }
-  /// The open decoder; null before `open`.
-  [[nodiscard]] const AVCodecContext* context() const { return context_.get(); }
-  [[nodiscard]] bool ten_bit() const { return ten_bit_; }
-  /// True while the decoder is one that was set up with a D3D11VA device.
-  [[nodiscard]] bool hardware_active() const { return hardware_active_; }
-  /// Leaves D3D11 frames where they are instead of downloading them.
-  void keep_frames_on_gpu(bool keep) { keep_frames_on_gpu_ = keep; }
+  [[nodiscard]] AVStream& stream() const { return stream_; }
+  /// The size of the decoder's frames.
+  [[nodiscard]] Size size() const { return {context_->width, context_->height}; }
+  [[nodiscard]] BitDepth bit_depth() const { return bit_depth_; }
+  /// The device that the decoder was set up with, owned by the decoder; null for a software decoder.
+  [[nodiscard]] AVBufferRef* hardware_device() const { return context_->hw_device_ctx; }
 
  private:
+  /// How far the hardware got. A decoder with a device learns whether the device can decode the stream when
+  /// FFmpeg asks for its pixel format, usually at the first picture.
+  enum class Hardware {
+    unused,    ///< a software decoder
+    untested,  ///< the format was not asked for yet
+    accepted,  ///< D3D11 frames were agreed on
+    refused,   ///< they were not; the notice has been printed
+  };
+
+  EyeDecoder(AVStream& stream, const DecoderCalls& calls);
   static AVPixelFormat choose_format(AVCodecContext* context, const AVPixelFormat* offered);
+  [[nodiscard]] bool open(DecoderPreference preference, AVBufferRef* shared_device, std::string& error);
   [[nodiscard]] bool open_software(const AVCodec& decoder, std::string& error);
   [[nodiscard]] bool set_up_hardware(const AVCodec& decoder, AVBufferRef* shared_device);
+  [[nodiscard]] bool send_packet(const AVPacket* packet, std::string& error);
+  [[nodiscard]] bool receive_frames(std::string& error);
   [[nodiscard]] bool accept_frame(const AVFrame& received, std::string& error);
   [[nodiscard]] bool download_frame(const AVFrame& received, std::string& error);
   [[nodiscard]] bool map_frame(const AVFrame& received, std::string& error);
@@ -86,16 +100,14 @@ class EyeDecoder {
   void announce(const char* hardware, const char* handling, const char* format, int color_range);
 
   const DecoderCalls& calls_;
-  AVStream* stream_ = nullptr;
-  bool ten_bit_ = false;
+  AVStream& stream_;
+  BitDepth bit_depth_;
   CodecContextPtr context_;
   FramePtr received_frame_;
   FramePtr scratch_frame_;  // target of downloads and mappings, made on first need
-  bool hardware_active_ = false;
+  Hardware hardware_ = Hardware::unused;
   bool keep_frames_on_gpu_ = false;
-  bool announced_ = false;
-  bool format_asked_ = false;        // by a decoder with hardware, which does so at its first picture
-  bool software_announced_ = false;  // that a hardware decoder works in software after all
+  bool announced_ = false;  // which hardware the frames come from
 
   std::deque<PacketPtr> packets_;
   std::deque<DecodedFrame> frames_;

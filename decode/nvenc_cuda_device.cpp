@@ -2,7 +2,7 @@
 #include <utility>
 
 #include "common/platform/shared_library.h"
-#include "decode/nvenc_device.h"
+#include "decode/nvenc_probe.h"
 
 namespace veyrin {
 namespace {
@@ -15,7 +15,7 @@ using CudaContextDestroy = int(void* context);
 
 class CudaDevice : public NvencDevice {
  public:
-  CudaDevice(platform::SharedLibrary library, void* context, CudaContextDestroy* destroy)
+  CudaDevice(std::unique_ptr<platform::SharedLibrary> library, void* context, CudaContextDestroy* destroy)
       : library_(std::move(library)), context_(context), destroy_(destroy) {}
   ~CudaDevice() override { destroy_(context_); }
   CudaDevice(const CudaDevice&) = delete;
@@ -25,7 +25,7 @@ class CudaDevice : public NvencDevice {
   [[nodiscard]] void* handle() const override { return context_; }
 
  private:
-  platform::SharedLibrary library_;
+  std::unique_ptr<platform::SharedLibrary> library_;
   void* context_;
   CudaContextDestroy* destroy_;
 };
@@ -37,12 +37,13 @@ NvencLibraries installed_nvenc_libraries() {
 }
 
 std::unique_ptr<NvencDevice> open_nvenc_device(const NvencLibraries& libraries) {
-  platform::SharedLibrary library(libraries.device);
-  auto* init = library.function<CudaInit>("cuInit");
-  auto* device_count = library.function<CudaDeviceGetCount>("cuDeviceGetCount");
-  auto* get_device = library.function<CudaDeviceGet>("cuDeviceGet");
-  auto* create_context = library.function<CudaContextCreate>("cuCtxCreate_v2");
-  auto* destroy_context = library.function<CudaContextDestroy>("cuCtxDestroy_v2");
+  auto library = platform::SharedLibrary::load(libraries.device);
+  if (library == nullptr) return nullptr;
+  auto* init = library->function<CudaInit>("cuInit");
+  auto* device_count = library->function<CudaDeviceGetCount>("cuDeviceGetCount");
+  auto* get_device = library->function<CudaDeviceGet>("cuDeviceGet");
+  auto* create_context = library->function<CudaContextCreate>("cuCtxCreate_v2");
+  auto* destroy_context = library->function<CudaContextDestroy>("cuCtxDestroy_v2");
   if (init == nullptr || device_count == nullptr || get_device == nullptr || create_context == nullptr ||
       destroy_context == nullptr) {
     return nullptr;

@@ -7,7 +7,7 @@
 
 #include "common/platform/shared_library.h"
 #include "common/platform/win32/owners.h"
-#include "decode/nvenc_device.h"
+#include "decode/nvenc_probe.h"
 
 namespace veyrin {
 namespace {
@@ -41,7 +41,7 @@ ComPtr<IDXGIAdapter1> find_nvidia_gpu(const platform::SharedLibrary& adapters) {
 
 class D3D11Device : public NvencDevice {
  public:
-  D3D11Device(platform::SharedLibrary library, ComPtr<ID3D11Device> device,
+  D3D11Device(std::unique_ptr<platform::SharedLibrary> library, ComPtr<ID3D11Device> device,
               ComPtr<ID3D11DeviceContext> context)
       : library_(std::move(library)), device_(std::move(device)), context_(std::move(context)) {}
 
@@ -49,7 +49,7 @@ class D3D11Device : public NvencDevice {
   [[nodiscard]] void* handle() const override { return device_.get(); }
 
  private:
-  platform::SharedLibrary library_;
+  std::unique_ptr<platform::SharedLibrary> library_;
   ComPtr<ID3D11Device> device_;
   ComPtr<ID3D11DeviceContext> context_;
 };
@@ -61,11 +61,12 @@ NvencLibraries installed_nvenc_libraries() {
 }
 
 std::unique_ptr<NvencDevice> open_nvenc_device(const NvencLibraries& libraries) {
-  const platform::SharedLibrary adapters(libraries.adapters);
-  const auto adapter = find_nvidia_gpu(adapters);
+  const auto adapters = platform::SharedLibrary::load(libraries.adapters);
+  const auto adapter = adapters != nullptr ? find_nvidia_gpu(*adapters) : nullptr;
   if (adapter == nullptr) return nullptr;
-  platform::SharedLibrary library(libraries.device);
-  auto* create_device = library.function<CreateDevice>("D3D11CreateDevice");
+  auto library = platform::SharedLibrary::load(libraries.device);
+  if (library == nullptr) return nullptr;
+  auto* create_device = library->function<CreateDevice>("D3D11CreateDevice");
   if (create_device == nullptr) return nullptr;
   ID3D11Device* device = nullptr;
   ID3D11DeviceContext* context = nullptr;

@@ -1,27 +1,42 @@
 // Whether the NVIDIA GPU and its driver can encode two views in one HEVC stream.
 #pragma once
 
-#include <cstdint>
+#include <memory>
+#include <string>
 
-#include "decode/nvenc_device.h"
+#include "decode/nvenc_interface.h"
+#include "media/video_types.h"
 
 namespace veyrin {
 
-/// One view's picture, in pixels and sample depth.
-struct StereoEncodeRequest {
-  std::int32_t width = 0;
-  std::int32_t height = 0;
-  bool ten_bit = false;
+/// Where the NVIDIA driver's libraries are: file names for the system's search, or paths.
+struct NvencLibraries {
+  std::string device;
+  std::string encoder;
+  std::string adapters = {};  ///< lists the GPUs, on systems with a separate library for that
 };
 
-/// Asks the installed driver; false when it is missing, too old or says no. Width and height are one view's.
-bool probe_stereo_mv_hevc_support(std::int32_t width, std::int32_t height, bool ten_bit);
+/// The names under which the driver installs its libraries.
+NvencLibraries installed_nvenc_libraries();
+
+/// A device of an NVIDIA GPU that encode sessions are opened on, released with the object. Each driver
+/// interface has an implementation of its own.
+class NvencDevice {
+ public:
+  virtual ~NvencDevice() = default;
+  [[nodiscard]] virtual nvenc::DeviceType type() const = 0;
+  /// What the encode session takes as its device; owned by this object.
+  [[nodiscard]] virtual void* handle() const = 0;
+};
+
+/// Opens the first NVIDIA GPU; null when there is no driver or no GPU.
+[[nodiscard]] std::unique_ptr<NvencDevice> open_nvenc_device(const NvencLibraries& libraries);
+
+/// Asks the installed driver about views of this size and depth; false when it is missing, too old or says
+/// no.
+bool probe_stereo_mv_hevc_support(Size view, BitDepth depth);
 
 /// Asks the driver in these libraries.
-bool probe_stereo_mv_hevc_support(const StereoEncodeRequest& request, const NvencLibraries& libraries);
-
-/// Asks a driver's entry point, on a session that is opened on `device` and destroyed again.
-bool encoder_supports_stereo(nvenc::CreateInstance& create_instance, const NvencDevice& device,
-                             const StereoEncodeRequest& request);
+bool probe_stereo_mv_hevc_support(Size view, BitDepth depth, const NvencLibraries& libraries);
 
 }  // namespace veyrin

@@ -6,29 +6,25 @@
 
 namespace veyrin {
 
-void StereoDecoder::set_streams(AVFormatContext& input, int left_index, int right_index) {
-  left_.set_stream(*input.streams[left_index]);
-  right_.set_stream(*input.streams[right_index]);
-}
-
-bool StereoDecoder::open(AVFormatContext& input, int left_index, int right_index, bool software_only,
-                         std::string& error) {
-  if (!left_.open(*input.streams[left_index], software_only, /*shared_device=*/nullptr, error)) return false;
-  AVBufferRef* device = left_.context()->hw_device_ctx;
-  return right_.open(*input.streams[right_index], software_only, device, error);
+std::unique_ptr<StereoDecoder> StereoDecoder::create(AVFormatContext& input, int left_index, int right_index,
+                                                     DecoderPreference preference, std::string& error,
+                                                     const DecoderCalls& calls) {
+  auto left =
+      EyeDecoder::create(*input.streams[left_index], preference, /*shared_device=*/nullptr, error, calls);
+  if (left == nullptr) return nullptr;
+  auto right =
+      EyeDecoder::create(*input.streams[right_index], preference, left->hardware_device(), error, calls);
+  if (right == nullptr) return nullptr;
+  return std::unique_ptr<StereoDecoder>(new StereoDecoder(std::move(left), std::move(right)));
 }
 
 void StereoDecoder::keep_frames_on_gpu() {
-  left_.keep_frames_on_gpu(true);
-  right_.keep_frames_on_gpu(true);
-}
-
-bool StereoDecoder::uses_stream(int stream_index) const {
-  return stream_index == left_.stream().index || stream_index == right_.stream().index;
+  left_->keep_frames_on_gpu();
+  right_->keep_frames_on_gpu();
 }
 
 bool StereoDecoder::queue_packet(const AVPacket& packet, std::string& error) {
-  for (EyeDecoder* eye : {&left_, &right_}) {
+  for (EyeDecoder* eye : {left_.get(), right_.get()}) {
     if (packet.stream_index != eye->stream().index) continue;
     PacketPtr reference(av_packet_clone(&packet));
     if (reference == nullptr) return fail(error, "could not retain a video packet");
@@ -39,13 +35,13 @@ bool StereoDecoder::queue_packet(const AVPacket& packet, std::string& error) {
 }
 
 bool StereoDecoder::finish(std::string& error) {
-  left_.finish();
-  right_.finish();
+  left_->finish();
+  right_->finish();
   return pump(error);
 }
 
 bool StereoDecoder::pump(std::string& error) {
-  return left_.pump(error) && right_.pump(error);
+  return left_->pump(error) && right_->pump(error);
 }
 
 }  // namespace veyrin

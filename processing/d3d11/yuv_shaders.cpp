@@ -39,12 +39,14 @@ bool create_shader(ID3D11Device& device, const ShaderCompiler& compiler, const c
 
 }  // namespace
 
-ShaderCompiler::ShaderCompiler(const std::string& library) : name_(library), library_(library) {}
+ShaderCompiler::ShaderCompiler(const std::string& library)
+    : name_(library), library_(platform::SharedLibrary::load(library)) {}
 
 ComPtr<ID3D10Blob> ShaderCompiler::compile(const std::string& source, const char* entry_point,
                                            std::string& error) const {
   error = compile_failure;
-  auto* compile = library_.function<std::remove_pointer_t<pD3DCompile>>("D3DCompile");
+  auto* compile =
+      library_ != nullptr ? library_->function<std::remove_pointer_t<pD3DCompile>>("D3DCompile") : nullptr;
   if (compile == nullptr) {
     error += ": " + name_ + " could not be loaded";
     return nullptr;

@@ -3,6 +3,7 @@
 
 #include <d3d11.h>
 
+#include <memory>
 #include <string>
 
 #include "common/platform/shared_library.h"
@@ -38,7 +39,7 @@ class ShaderCompiler {
 
  private:
   std::string name_;
-  platform::SharedLibrary library_;
+  std::unique_ptr<platform::SharedLibrary> library_;  // null when it could not be loaded
 };
 
 }  // namespace veyrin

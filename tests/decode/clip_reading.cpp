@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "common/platform/files.h"
+#include "media/recording_input.h"
 #include "tests/decode/clips.h"
 
 extern "C" {
@@ -12,13 +13,9 @@ namespace veyrin::test {
 
 InputContextPtr open_clip(const std::filesystem::path& clip) {
   av_log_set_level(AV_LOG_QUIET);  // as in the program: damaged clips are judged by our messages
-  AVFormatContext* context = nullptr;
-  if (avformat_open_input(&context, platform::path_to_utf8(clip).c_str(), nullptr, nullptr) < 0) {
-    throw std::runtime_error("could not open " + platform::path_to_utf8(clip));
-  }
-  InputContextPtr input(context);
-  if (avformat_find_stream_info(context, nullptr) < 0)
-    throw std::runtime_error("no streams in " + platform::path_to_utf8(clip));
+  std::string error;
+  InputContextPtr input = open_recording(clip, {}, {"could not open", "no streams"}, error);
+  if (!input) throw std::runtime_error(platform::path_to_utf8(clip) + ": " + error);
   return input;
 }
 

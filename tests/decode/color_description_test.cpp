@@ -1,5 +1,4 @@
 #include "decode/color_description.h"
-#include "tests/support/captured_output.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,6 +6,8 @@
 #include <limits>
 #include <string>
 #include <vector>
+
+#include "tests/support/captured_output.h"
 
 namespace veyrin::test {
 namespace {
@@ -18,7 +19,13 @@ struct Described {
   std::vector<std::string> lines;
 };
 
-Described describe(const RawColorTags& tags, const std::string& label = "clip") {
+/// The tags by their numbers, those without a name included.
+ColorTags numbered(int matrix, int primaries, int transfer, int range) {
+  return {static_cast<AVColorPrimaries>(primaries), static_cast<AVColorTransferCharacteristic>(transfer),
+          static_cast<AVColorSpace>(matrix), static_cast<AVColorRange>(range)};
+}
+
+Described describe(const ColorTags& tags, const std::string& label = "clip") {
   capture_output();
   Described result;
   result.description = describe_color(tags, label);
@@ -31,8 +38,8 @@ Described describe(const RawColorTags& tags, const std::string& label = "clip") 
   return result;
 }
 
-constexpr RawColorTags sdr{1, 1, 1, 1};
-constexpr RawColorTags hlg{9, 9, 18, 1};
+const ColorTags sdr = numbered(1, 1, 1, 1);
+const ColorTags hlg = numbered(9, 9, 18, 1);
 
 TEST(ColorDescription, WithAllTagsRecognisedPrintsOnlyTheSummary) {
   EXPECT_THAT(describe(sdr).lines,
@@ -45,7 +52,7 @@ TEST(ColorDescription, WithAllTagsRecognisedPrintsOnlyTheSummary) {
 }
 
 TEST(ColorDescription, WithAllTagsUnspecifiedGivesFourNoticesInOrder) {
-  const Described result = describe({2, 2, 2, 0});
+  const Described result = describe(numbered(2, 2, 2, 0));
   EXPECT_THAT(result.lines,
               ElementsAre("[VideoReader] clip stream has absent YCbCr matrix tag (2); using BT.601",
                           "[VideoReader] clip stream has absent color primaries tag (2); using BT.709",
@@ -60,7 +67,7 @@ TEST(ColorDescription, WithAllTagsUnspecifiedGivesFourNoticesInOrder) {
 }
 
 TEST(ColorDescription, OfAnHlgStreamWarnsOfWhatIsAbsent) {
-  EXPECT_THAT(describe({2, 2, 18, 0}).lines,
+  EXPECT_THAT(describe(numbered(2, 2, 18, 0)).lines,
               ElementsAre("[VideoReader] WARNING: clip HLG stream has absent YCbCr matrix tag (2); using "
                           "BT.601; HDR description is incomplete",
                           "[VideoReader] WARNING: clip HLG stream has absent color primaries tag (2); using "
@@ -72,7 +79,7 @@ TEST(ColorDescription, OfAnHlgStreamWarnsOfWhatIsAbsent) {
 }
 
 TEST(ColorDescription, OfConstantLuminanceFallsBackToBt601) {
-  const Described result = describe({10, 9, 18, 1});
+  const Described result = describe(numbered(10, 9, 18, 1));
   EXPECT_THAT(result.lines,
               ElementsAre("[VideoReader] WARNING: clip stream has unsupported YCbCr matrix tag BT.2020 CL "
                           "(10); using BT.601",
@@ -84,7 +91,7 @@ TEST(ColorDescription, OfConstantLuminanceFallsBackToBt601) {
 
 TEST(ColorDescription, OfEveryTagUnsupportedNamesThemAsFFmpegDoes) {
   EXPECT_THAT(
-      describe({0, 12, 16, 3}).lines,
+      describe(numbered(0, 12, 16, 3)).lines,
       ElementsAre("[VideoReader] WARNING: clip stream has unsupported YCbCr matrix tag GBR (0); using "
                   "BT.601",
                   "[VideoReader] WARNING: clip stream has unsupported color primaries tag SMPTE432 "
@@ -100,7 +107,7 @@ TEST(ColorDescription, OfEveryTagUnsupportedNamesThemAsFFmpegDoes) {
 TEST(ColorDescription, OfValuesWithoutAnyNamePrintsTheirNumbers) {
   constexpr std::int32_t largest = std::numeric_limits<std::int32_t>::max();
   EXPECT_THAT(
-      describe({-3, 99, largest, -1}).lines,
+      describe(numbered(-3, 99, largest, -1)).lines,
       ElementsAre("[VideoReader] WARNING: clip stream has unsupported YCbCr matrix tag FFMPEG -3 "
                   "(-3); using BT.601",
                   "[VideoReader] WARNING: clip stream has unsupported color primaries tag FFMPEG 99 "
@@ -114,7 +121,7 @@ TEST(ColorDescription, OfValuesWithoutAnyNamePrintsTheirNumbers) {
 }
 
 TEST(ColorDescription, OfAnAbsentTransferIsNoHlgStream) {
-  EXPECT_THAT(describe({2, 9, 2, 1}).lines,
+  EXPECT_THAT(describe(numbered(2, 9, 2, 1)).lines,
               ElementsAre("[VideoReader] clip stream has absent YCbCr matrix tag (2); using BT.601",
                           "[VideoReader] clip stream has absent transfer tag (2); using sRGB",
                           "[VideoReader] clip playback color: matrix=BT.601 primaries=BT.2020 transfer=sRGB "
@@ -123,7 +130,7 @@ TEST(ColorDescription, OfAnAbsentTransferIsNoHlgStream) {
 
 /// One tag value, the others being those of an ordinary stream.
 struct KindCase {
-  RawColorTags tags;
+  ColorTags tags;
   ColorMatrix matrix;
   ColorPrimaries primaries;
   ColorTransfer transfer;
@@ -133,30 +140,14 @@ struct KindCase {
 
 TEST(ColorDescription, MapsEveryRecognisedValue) {
   const std::vector<KindCase> cases{
-      {{1, 1, 1, 1},
-       ColorMatrix::bt709,
-       ColorPrimaries::bt709,
-       ColorTransfer::bt709,
-       ColorRange::limited,
-       "matrix=BT.709 primaries=BT.709 transfer=BT.709 range=LIMITED"},
-      {{5, 1, 13, 2},
-       ColorMatrix::bt601,
-       ColorPrimaries::bt709,
-       ColorTransfer::srgb,
-       ColorRange::full,
-       "matrix=BT.470 BG primaries=BT.709 transfer=sRGB range=FULL"},
-      {{6, 9, 18, 2},
-       ColorMatrix::bt601,
-       ColorPrimaries::bt2020,
-       ColorTransfer::hlg,
-       ColorRange::full,
-       "matrix=SMPTE 170M primaries=BT.2020 transfer=HLG range=FULL"},
-      {{9, 9, 1, 1},
-       ColorMatrix::bt2020,
-       ColorPrimaries::bt2020,
-       ColorTransfer::bt709,
-       ColorRange::limited,
-       "matrix=BT.2020 NCL primaries=BT.2020 transfer=BT.709 range=LIMITED"},
+      {numbered(1, 1, 1, 1), ColorMatrix::bt709, ColorPrimaries::bt709, ColorTransfer::bt709,
+       ColorRange::limited, "matrix=BT.709 primaries=BT.709 transfer=BT.709 range=LIMITED"},
+      {numbered(5, 1, 13, 2), ColorMatrix::bt601, ColorPrimaries::bt709, ColorTransfer::srgb,
+       ColorRange::full, "matrix=BT.470 BG primaries=BT.709 transfer=sRGB range=FULL"},
+      {numbered(6, 9, 18, 2), ColorMatrix::bt601, ColorPrimaries::bt2020, ColorTransfer::hlg,
+       ColorRange::full, "matrix=SMPTE 170M primaries=BT.2020 transfer=HLG range=FULL"},
+      {numbered(9, 9, 1, 1), ColorMatrix::bt2020, ColorPrimaries::bt2020, ColorTransfer::bt709,
+       ColorRange::limited, "matrix=BT.2020 NCL primaries=BT.2020 transfer=BT.709 range=LIMITED"},
   };
   for (const KindCase& expected : cases) {
     SCOPED_TRACE(expected.summary);
@@ -170,7 +161,7 @@ TEST(ColorDescription, MapsEveryRecognisedValue) {
     EXPECT_EQ(description.primaries.status, ColorTagStatus::recognised);
     EXPECT_EQ(description.transfer.status, ColorTagStatus::recognised);
     EXPECT_EQ(description.range.status, ColorTagStatus::recognised);
-    EXPECT_EQ(description.raw.transfer, expected.tags.transfer);
+    EXPECT_EQ(description.tags, expected.tags);
     ASSERT_EQ(result.lines.size(), 1U);
     EXPECT_THAT(result.lines[0], testing::HasSubstr(expected.summary));
   }
@@ -185,29 +176,13 @@ TEST(ColorDescription, RecognisesNoOtherValues) {
     }
     return values;
   };
-  EXPECT_THAT(counted(
-                  [](int v) {
-                    return RawColorTags{v, 1, 1, 1};
-                  },
-                  [](const auto& d) { return d.matrix; }),
+  EXPECT_THAT(counted([](int v) { return numbered(v, 1, 1, 1); }, [](const auto& d) { return d.matrix; }),
               ElementsAre(1, 5, 6, 9));
-  EXPECT_THAT(counted(
-                  [](int v) {
-                    return RawColorTags{1, v, 1, 1};
-                  },
-                  [](const auto& d) { return d.primaries; }),
+  EXPECT_THAT(counted([](int v) { return numbered(1, v, 1, 1); }, [](const auto& d) { return d.primaries; }),
               ElementsAre(1, 9));
-  EXPECT_THAT(counted(
-                  [](int v) {
-                    return RawColorTags{1, 1, v, 1};
-                  },
-                  [](const auto& d) { return d.transfer; }),
+  EXPECT_THAT(counted([](int v) { return numbered(1, 1, v, 1); }, [](const auto& d) { return d.transfer; }),
               ElementsAre(1, 13, 18));
-  EXPECT_THAT(counted(
-                  [](int v) {
-                    return RawColorTags{1, 1, 1, v};
-                  },
-                  [](const auto& d) { return d.range; }),
+  EXPECT_THAT(counted([](int v) { return numbered(1, 1, 1, v); }, [](const auto& d) { return d.range; }),
               ElementsAre(1, 2));
 }
 

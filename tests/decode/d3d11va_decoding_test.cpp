@@ -18,7 +18,6 @@ extern "C" {
 namespace veyrin::test {
 namespace {
 
-
 constexpr int frames = 8;  // of the clip that the build makes
 
 bool machine_has_d3d11() {
@@ -54,10 +53,9 @@ TEST_F(D3D11vaDecoding, IsOfferedForTheCodecsOfTheCameras) {
 
 TEST_F(D3D11vaDecoding, SharesOneDeviceBetweenTheEyes) {
   if (!machine_has_d3d11()) GTEST_SKIP() << "this machine has no D3D11";
-  StereoDecoder decoder;
-  ASSERT_TRUE(decoder.open(*input_, 0, 1, /*software_only=*/false, error_)) << error_;
-  const AVBufferRef* left = decoder.left().context()->hw_device_ctx;
-  const AVBufferRef* right = decoder.right().context()->hw_device_ctx;
+  const auto eyes = open_eyes(*input_, 0, 1, DecoderPreference::hardware);
+  const AVBufferRef* left = eyes->left().hardware_device();
+  const AVBufferRef* right = eyes->right().hardware_device();
   ASSERT_NE(left, nullptr);
   ASSERT_NE(right, nullptr);
   EXPECT_EQ(left->data, right->data);
@@ -67,14 +65,13 @@ TEST_F(D3D11vaDecoding, SharesOneDeviceBetweenTheEyes) {
 TEST_F(D3D11vaDecoding, GivesEveryFrameWhateverTheMachineHas) {
   const bool has_d3d11 = machine_has_d3d11();
   for (const bool keep_on_gpu : {false, true}) {
-    StereoDecoder decoder;
-    if (keep_on_gpu) decoder.keep_frames_on_gpu();
     capture_output();
-    const bool opened = decoder.open(*input_, 0, 1, /*software_only=*/false, error_);
-    const PairRun run = opened ? this->run(decoder) : PairRun{};
+    const auto eyes = StereoDecoder::create(*input_, 0, 1, DecoderPreference::hardware, error_);
+    if (eyes && keep_on_gpu) eyes->keep_frames_on_gpu();
+    const PairRun run = eyes ? this->run(*eyes) : PairRun{};
     const std::string printed = captured_output();
     std::printf("%s", printed.c_str());
-    ASSERT_TRUE(opened) << error_;
+    ASSERT_TRUE(eyes) << error_;
     ASSERT_TRUE(run.succeeded) << run.error;
     EXPECT_EQ(run.left_times.size(), static_cast<std::size_t>(frames));
     EXPECT_EQ(run.right_times, run.left_times);
@@ -93,12 +90,11 @@ TEST_F(D3D11vaDecoding, GivesEveryFrameWhateverTheMachineHas) {
 }
 
 TEST_F(D3D11vaDecoding, IsSilentInSoftware) {
-  StereoDecoder decoder;
   capture_output();
-  const bool opened = decoder.open(*input_, 0, 1, /*software_only=*/true, error_);
-  const PairRun run = opened ? this->run(decoder) : PairRun{};
+  const auto eyes = StereoDecoder::create(*input_, 0, 1, DecoderPreference::software, error_);
+  const PairRun run = eyes ? this->run(*eyes) : PairRun{};
   EXPECT_EQ(captured_output(), "");
-  ASSERT_TRUE(opened) << error_;
+  ASSERT_TRUE(eyes) << error_;
   EXPECT_EQ(run.left_times.size(), static_cast<std::size_t>(frames));
 }
 

@@ -60,20 +60,20 @@ class DamagedRecording : public testing::TestWithParam<Recording> {
         input->streams[1]->codecpar->codec_type != AVMEDIA_TYPE_VIDEO) {
       return 0;
     }
-    StereoDecoder decoder;
     std::string error;
-    if (!decoder.open(*input, 0, 1, /*software_only=*/true, error)) {
+    const auto decoder = StereoDecoder::create(*input, 0, 1, DecoderPreference::software, error);
+    if (!decoder) {
       EXPECT_NE(error, "");
       return 0;
     }
     const auto packets = read_packets(*input);
     std::vector<const AVPacket*> order;
     for (const PacketPtr& packet : packets) order.push_back(packet.get());
-    const PairRun run = run_pairs(decoder, order);
+    const PairRun run = run_pairs(*decoder, order);
     EXPECT_EQ(run.succeeded, run.error.empty()) << run.error;
     EXPECT_EQ(run.error.find("temporarily unavailable"), std::string::npos)
         << "the decoder was sent too much";
-    EXPECT_TRUE(decoder.ended() || !run.succeeded);
+    EXPECT_TRUE(decoder->ended() || !run.succeeded);
     EXPECT_LE(run.most_queued_frames, EyeDecoder::frame_queue_bound);
     return run.left_times.size();
   }

@@ -15,8 +15,6 @@
 namespace veyrin::test {
 namespace {
 
-using test::no_memory;
-
 /// Enough for a decoder and its context, not for parameters with `large_extradata`.
 constexpr std::size_t room_for_a_context = 1 << 18;
 constexpr int large_extradata = 1 << 20;
@@ -42,13 +40,13 @@ class DecoderShortage : public testing::Test {
 
   /// Opens the decoder and gives its message.
   std::string open_error(AVBufferRef* shared_device = nullptr) {
-    EyeDecoder eye(machine_.calls);
     std::string error;
     capture_output();
-    const bool opened = eye.open(stream(), /*software_only=*/false, shared_device, error);
+    const auto eye =
+        EyeDecoder::create(stream(), DecoderPreference::hardware, shared_device, error, machine_.calls);
     shortage_.reset();
     printed_ = captured_output();
-    EXPECT_EQ(opened, error.empty());
+    EXPECT_EQ(eye != nullptr, error.empty());
     return error;
   }
 
@@ -64,15 +62,15 @@ class DecoderShortage : public testing::Test {
       return status;
     };
     input_ = open_clip(clip_);
-    EyeDecoder eye(machine_.calls);
-    eye.keep_frames_on_gpu(keep_on_gpu);
     std::string error;
     capture_output();
-    const bool opened = eye.open(stream(), /*software_only=*/false, nullptr, error);
-    const EyeRun run = opened ? run_eye(eye, read_packets(*input_)) : EyeRun{};
+    const auto eye =
+        EyeDecoder::create(stream(), DecoderPreference::hardware, nullptr, error, machine_.calls);
+    if (eye && keep_on_gpu) eye->keep_frames_on_gpu();
+    const EyeRun run = eye ? run_eye(*eye, read_packets(*input_)) : EyeRun{};
     shortage_.reset();
     captured_output();
-    EXPECT_TRUE(opened) << error;
+    EXPECT_TRUE(eye) << error;
     EXPECT_FALSE(run.succeeded);
     return run.error;
   }
@@ -81,7 +79,7 @@ class DecoderShortage : public testing::Test {
   std::filesystem::path clip_;
   InputContextPtr input_;
   SimulatedHardware machine_;
-  std::optional<test::AllocationLimit> shortage_;
+  std::optional<AllocationLimit> shortage_;
   bool short_at_download_ = false;
   std::string printed_;
 };

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <algorithm>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -9,6 +11,26 @@
 #include "decode/stereo_decoder.h"
 
 namespace veyrin::test {
+
+/// A decoder for the stream on the machine of `calls`; throws its message when there is none.
+inline std::unique_ptr<EyeDecoder> open_eye(AVStream& stream,
+                                            DecoderPreference preference = DecoderPreference::software,
+                                            const DecoderCalls& calls = ffmpeg_decoder_calls()) {
+  std::string error;
+  auto eye = EyeDecoder::create(stream, preference, /*shared_device=*/nullptr, error, calls);
+  if (!eye) throw std::runtime_error(error);
+  return eye;
+}
+
+/// The same for both eyes.
+inline std::unique_ptr<StereoDecoder> open_eyes(AVFormatContext& input, int left, int right,
+                                                DecoderPreference preference = DecoderPreference::software,
+                                                const DecoderCalls& calls = ffmpeg_decoder_calls()) {
+  std::string error;
+  auto eyes = StereoDecoder::create(input, left, right, preference, error, calls);
+  if (!eyes) throw std::runtime_error(error);
+  return eyes;
+}
 
 struct EyeRun {
   bool succeeded = true;
@@ -27,7 +49,7 @@ struct EyeRun {
   }
 };
 
-/// Gives the packets of the eye's stream to an opened decoder one by one and takes every frame, to the end.
+/// Gives the packets of the eye's stream to the decoder one by one and takes every frame, to the end.
 /// Stops at the first error, and, as a guard against a decoder that never ends, after a number of rounds
 /// without progress.
 inline EyeRun run_eye(EyeDecoder& eye, const std::vector<PacketPtr>& packets) {
@@ -48,7 +70,6 @@ inline EyeRun run_eye(EyeDecoder& eye, const std::vector<PacketPtr>& packets) {
   return run;
 }
 
-/// Does the same for both eyes, taking frames in pairs only, as a conversion does.
 struct PairRun {
   bool succeeded = true;
   std::string error;
@@ -58,6 +79,7 @@ struct PairRun {
   std::size_t most_queued_packets = 0;
 };
 
+/// Does the same for both eyes, taking frames in pairs only, as a conversion does.
 inline PairRun run_pairs(StereoDecoder& decoder, const std::vector<const AVPacket*>& packets) {
   PairRun run;
   const auto take_pairs = [&] {

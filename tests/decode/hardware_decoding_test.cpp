@@ -1,6 +1,7 @@
 // Setting up hardware decoding and giving way to software.
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -8,14 +9,11 @@
 #include "tests/decode/clips.h"
 #include "tests/decode/decoding.h"
 #include "tests/decode/simulated_hardware.h"
-#include "tests/support/environment.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/environment.h"
 
 namespace veyrin::test {
 namespace {
-
-
-using test::EnvironmentVariable;
 
 class HardwareDecoding : public testing::Test {
  protected:
@@ -28,19 +26,26 @@ class HardwareDecoding : public testing::Test {
 
   AVStream& stream(int index) { return *input_->streams[index]; }
 
-  /// Opens stream 1 on the simulated machine and gives what was printed.
-  std::string open_and_listen(EyeDecoder& eye, bool software_only = false) {
+  /// Opens stream 1 on the simulated machine and keeps what was printed.
+  std::unique_ptr<EyeDecoder> open_and_listen(DecoderPreference preference = DecoderPreference::hardware) {
     capture_output();
-    const bool opened = eye.open(stream(1), software_only, nullptr, error_);
-    std::string printed = captured_output();
-    EXPECT_TRUE(opened) << error_;
-    return printed;
+    auto eye = EyeDecoder::create(stream(1), preference, nullptr, error_, machine_.calls);
+    printed_ = captured_output();
+    return eye;
   }
 
-  EyeRun run_and_listen(EyeDecoder& eye, std::string& printed) {
+  /// Does the same with both streams.
+  std::unique_ptr<StereoDecoder> open_both_and_listen() {
+    capture_output();
+    auto eyes = StereoDecoder::create(*input_, 0, 1, DecoderPreference::hardware, error_, machine_.calls);
+    printed_ = captured_output();
+    return eyes;
+  }
+
+  EyeRun run_and_listen(EyeDecoder& eye) {
     capture_output();
     EyeRun run = run_eye(eye, packets_);
-    printed = captured_output();
+    printed_ = captured_output();
     return run;
   }
 
@@ -51,34 +56,36 @@ class HardwareDecoding : public testing::Test {
   std::vector<PacketPtr> packets_;
   SimulatedHardware machine_;
   std::string error_;
+  std::string printed_;
 };
 
 TEST_F(HardwareDecoding, SetsTheContextUpForADevice) {
-  EyeDecoder eye(machine_.calls);
-  EXPECT_EQ(open_and_listen(eye), "");
-  EXPECT_TRUE(eye.hardware_active());
+  const auto eye = open_and_listen();
+  ASSERT_TRUE(eye) << error_;
+  EXPECT_EQ(printed_, "");
   EXPECT_EQ(machine_.devices_made, 1);
-  EXPECT_NE(eye.context()->hw_device_ctx, nullptr);
-  EXPECT_EQ(eye.context()->extra_hw_frames, 16);
-  EXPECT_EQ(eye.context()->opaque, &eye);
+  EXPECT_NE(eye->hardware_device(), nullptr);
+  ASSERT_EQ(machine_.contexts.size(), 1U);
+  EXPECT_EQ(machine_.contexts[0]->hw_device_ctx, eye->hardware_device());
+  EXPECT_EQ(machine_.contexts[0]->extra_hw_frames, 16);
+  EXPECT_EQ(machine_.contexts[0]->opaque, eye.get());
 }
 
 TEST_F(HardwareDecoding, IsNotTriedForSoftwareOnly) {
-  EyeDecoder eye(machine_.calls);
-  EXPECT_EQ(open_and_listen(eye, /*software_only=*/true), "");
-  EXPECT_FALSE(eye.hardware_active());
+  const auto eye = open_and_listen(DecoderPreference::software);
+  ASSERT_TRUE(eye) << error_;
+  EXPECT_EQ(printed_, "");
+  EXPECT_EQ(eye->hardware_device(), nullptr);
   EXPECT_EQ(machine_.devices_made, 0);
 }
 
 TEST_F(HardwareDecoding, IsSwitchedOffByExactlyOne) {
   const EnvironmentVariable disabled("VEYRIN_DISABLE_D3D11VA_DECODE", "1");
-  StereoDecoder decoder(machine_.calls);
-  capture_output();
-  const bool opened = decoder.open(*input_, 0, 1, /*software_only=*/false, error_);
-  EXPECT_EQ(captured_output(), "");
-  ASSERT_TRUE(opened) << error_;
-  EXPECT_FALSE(decoder.left().hardware_active());
-  EXPECT_FALSE(decoder.right().hardware_active());
+  const auto eyes = open_both_and_listen();
+  EXPECT_EQ(printed_, "");
+  ASSERT_TRUE(eyes) << error_;
+  EXPECT_EQ(eyes->left().hardware_device(), nullptr);
+  EXPECT_EQ(eyes->right().hardware_device(), nullptr);
   EXPECT_EQ(machine_.devices_made, 0);
 }
 
@@ -86,79 +93,72 @@ TEST_F(HardwareDecoding, StaysOnWithOtherValuesOfTheSwitch) {
   for (const char* value : {"", "0", "true", "01", "1 ", "yes"}) {
     SCOPED_TRACE(value);
     const EnvironmentVariable variable("VEYRIN_DISABLE_D3D11VA_DECODE", value);
-    EyeDecoder eye(machine_.calls);
-    open_and_listen(eye);
-    EXPECT_TRUE(eye.hardware_active());
+    const auto eye = open_and_listen();
+    ASSERT_TRUE(eye) << error_;
+    EXPECT_NE(eye->hardware_device(), nullptr);
   }
 }
 
 TEST_F(HardwareDecoding, IsSkippedSilentlyWhenTheDecoderHasNone) {
   machine_.offered = false;
-  EyeDecoder eye(machine_.calls);
-  EXPECT_EQ(open_and_listen(eye), "");
-  EXPECT_FALSE(eye.hardware_active());
+  const auto eye = open_and_listen();
+  ASSERT_TRUE(eye) << error_;
+  EXPECT_EQ(printed_, "");
+  EXPECT_EQ(eye->hardware_device(), nullptr);
   EXPECT_EQ(machine_.devices_made, 0);
-  EXPECT_EQ(run_eye(eye, packets_).times.size(), static_cast<std::size_t>(frames));
+  EXPECT_EQ(run_eye(*eye, packets_).times.size(), static_cast<std::size_t>(frames));
 }
 
 TEST_F(HardwareDecoding, GivesWayToSoftwareWithANoticeWhenThereIsNoDevice) {
   machine_.device_status = AVERROR(ENODEV);
-  EyeDecoder eye(machine_.calls);
-  EXPECT_EQ(open_and_listen(eye),
-            "  D3D11VA decoder unavailable for stream 1: No such device; using software decode\n");
-  EXPECT_FALSE(eye.hardware_active());
-  EXPECT_EQ(eye.context()->hw_device_ctx, nullptr);
-  std::string printed;
-  EXPECT_EQ(run_and_listen(eye, printed).times.size(), static_cast<std::size_t>(frames));
-  EXPECT_EQ(printed, "");
+  const auto eye = open_and_listen();
+  ASSERT_TRUE(eye) << error_;
+  EXPECT_EQ(printed_, "  D3D11VA decoder unavailable for stream 1: No such device; using software decode\n");
+  EXPECT_EQ(eye->hardware_device(), nullptr);
+  EXPECT_EQ(run_and_listen(*eye).times.size(), static_cast<std::size_t>(frames));
+  EXPECT_EQ(printed_, "");
 }
 
 TEST_F(HardwareDecoding, IsRetriedInSoftwareWhenTheDecoderDoesNotOpen) {
   machine_.hardware_open_status = AVERROR(ENOSYS);
-  EyeDecoder eye(machine_.calls);
+  const auto eye = open_and_listen();
+  ASSERT_TRUE(eye) << error_;
   EXPECT_EQ(
-      open_and_listen(eye),
+      printed_,
       "  hardware decoder could not open stream 1: Function not implemented; retrying software decode\n");
-  EXPECT_FALSE(eye.hardware_active());
+  EXPECT_EQ(eye->hardware_device(), nullptr);
   ASSERT_EQ(machine_.devices_seen.size(), 2U);
   EXPECT_NE(machine_.devices_seen[0], nullptr);
   EXPECT_EQ(machine_.devices_seen[1], nullptr) << "the second try has no device";
-  std::string printed;
-  EXPECT_EQ(run_and_listen(eye, printed).times.size(), static_cast<std::size_t>(frames));
-  EXPECT_EQ(printed, "");
+  EXPECT_EQ(run_and_listen(*eye).times.size(), static_cast<std::size_t>(frames));
+  EXPECT_EQ(printed_, "");
 }
 
 TEST_F(HardwareDecoding, FailsWhenSoftwareDoesNotOpenEither) {
   machine_.calls.open = [](AVCodecContext* context, const AVCodec*) {
     return context->hw_device_ctx != nullptr ? AVERROR(ENOSYS) : AVERROR(ENOMEM);
   };
-  EyeDecoder eye(machine_.calls);
-  capture_output();
-  const bool opened = eye.open(stream(1), /*software_only=*/false, nullptr, error_);
+  EXPECT_FALSE(open_and_listen());
   EXPECT_EQ(
-      captured_output(),
+      printed_,
       "  hardware decoder could not open stream 1: Function not implemented; retrying software decode\n");
-  EXPECT_FALSE(opened);
   EXPECT_EQ(error_, "could not open a video decoder: Cannot allocate memory");
 }
 
 TEST_F(HardwareDecoding, IsNotBlamedWhenSoftwareDoesNotOpen) {
   machine_.offered = false;
   machine_.calls.open = [](AVCodecContext*, const AVCodec*) { return AVERROR(ENOMEM); };
-  EyeDecoder eye(machine_.calls);
-  capture_output();
-  const bool opened = eye.open(stream(1), /*software_only=*/false, nullptr, error_);
-  EXPECT_EQ(captured_output(), "");
-  EXPECT_FALSE(opened);
+  EXPECT_FALSE(open_and_listen());
+  EXPECT_EQ(printed_, "");
   EXPECT_EQ(error_, "could not open a video decoder: Cannot allocate memory");
 }
 
 TEST_F(HardwareDecoding, SharesTheLeftEyesDevice) {
-  StereoDecoder decoder(machine_.calls);
-  ASSERT_TRUE(decoder.open(*input_, 0, 1, /*software_only=*/false, error_)) << error_;
+  const auto eyes = open_both_and_listen();
+  ASSERT_TRUE(eyes) << error_;
   EXPECT_EQ(machine_.devices_made, 1);
-  const AVBufferRef* left = decoder.left().context()->hw_device_ctx;
-  const AVBufferRef* right = decoder.right().context()->hw_device_ctx;
+  const AVBufferRef* left = eyes->left().hardware_device();
+  const AVBufferRef* right = eyes->right().hardware_device();
   ASSERT_NE(left, nullptr);
   ASSERT_NE(right, nullptr);
   EXPECT_EQ(left->data, right->data);
@@ -167,41 +167,39 @@ TEST_F(HardwareDecoding, SharesTheLeftEyesDevice) {
 
 TEST_F(HardwareDecoding, MakesADeviceForTheRightEyeWhenTheLeftOneFellBack) {
   machine_.opens_before_hardware_works = 1;
-  StereoDecoder decoder(machine_.calls);
-  capture_output();
-  const bool opened = decoder.open(*input_, 0, 1, /*software_only=*/false, error_);
+  const auto eyes = open_both_and_listen();
   EXPECT_EQ(
-      captured_output(),
+      printed_,
       "  hardware decoder could not open stream 0: Function not implemented; retrying software decode\n");
-  ASSERT_TRUE(opened) << error_;
-  EXPECT_FALSE(decoder.left().hardware_active());
-  EXPECT_TRUE(decoder.right().hardware_active());
+  ASSERT_TRUE(eyes) << error_;
+  EXPECT_EQ(eyes->left().hardware_device(), nullptr);
+  EXPECT_NE(eyes->right().hardware_device(), nullptr);
   EXPECT_EQ(machine_.devices_made, 2);
 }
 
 TEST_F(HardwareDecoding, NoticesThatTheStreamHasNoHardwareFormat) {
-  EyeDecoder eye(machine_.calls);
-  open_and_listen(eye);
-  std::string printed;
-  const EyeRun run = run_and_listen(eye, printed);
+  const auto eye = open_and_listen();
+  ASSERT_TRUE(eye) << error_;
+  const EyeRun run = run_and_listen(*eye);
   ASSERT_TRUE(run.succeeded) << run.error;
-  EXPECT_EQ(printed, "  D3D11VA pixel format unavailable for stream 1; using software decode\n");
+  EXPECT_EQ(printed_, "  D3D11VA pixel format unavailable for stream 1; using software decode\n");
   EXPECT_EQ(run.formats, std::vector<int>(frames, AV_PIX_FMT_YUV420P));
 }
 
 TEST_F(HardwareDecoding, GivesWayToADecoderWithAllThreads) {
-  EyeDecoder software;
-  open_and_listen(software, /*software_only=*/true);
-  const std::vector<double> times = run_eye(software, packets_).times;
-  EyeDecoder eye(machine_.calls);
-  open_and_listen(eye);
-  EXPECT_EQ(eye.context()->thread_count, 1) << "as long as the hardware may decode";
-  std::string printed;
-  const EyeRun run = run_and_listen(eye, printed);
+  const auto software = open_and_listen(DecoderPreference::software);
+  ASSERT_TRUE(software) << error_;
+  const std::vector<double> times = run_eye(*software, packets_).times;
+  const int software_threads = machine_.contexts.back()->thread_count;
+  const auto eye = open_and_listen();
+  ASSERT_TRUE(eye) << error_;
+  EXPECT_EQ(machine_.contexts.back()->thread_count, 1) << "as long as the hardware may decode";
+  const EyeRun run = run_and_listen(*eye);
   ASSERT_TRUE(run.succeeded) << run.error;
-  EXPECT_FALSE(eye.hardware_active());
-  EXPECT_EQ(eye.context()->hw_device_ctx, nullptr);
-  EXPECT_EQ(eye.context()->thread_count, software.context()->thread_count);
+  EXPECT_EQ(eye->hardware_device(), nullptr);
+  ASSERT_EQ(machine_.contexts.size(), 3U);
+  EXPECT_EQ(machine_.contexts.back()->hw_device_ctx, nullptr);
+  EXPECT_EQ(machine_.contexts.back()->thread_count, software_threads);
   EXPECT_EQ(run.times, times);
 }
 
@@ -209,10 +207,9 @@ TEST_F(HardwareDecoding, FailsWhenNoOtherDecoderOpens) {
   machine_.calls.open = [open = machine_.calls.open](AVCodecContext* context, const AVCodec* decoder) {
     return context->hw_device_ctx != nullptr ? open(context, decoder) : AVERROR(ENOMEM);
   };
-  EyeDecoder eye(machine_.calls);
-  open_and_listen(eye);
-  std::string printed;
-  const EyeRun run = run_and_listen(eye, printed);
+  const auto eye = open_and_listen();
+  ASSERT_TRUE(eye) << error_;
+  const EyeRun run = run_and_listen(*eye);
   EXPECT_FALSE(run.succeeded);
   EXPECT_EQ(run.error, "could not open a video decoder: Cannot allocate memory");
 }

@@ -13,7 +13,6 @@
 namespace veyrin::test {
 namespace {
 
-
 /// Decodes uncompressed pictures, whose decoder asks no format question, as stream 1 of a clip.
 class HardwareFrames : public testing::Test {
  protected:
@@ -22,12 +21,13 @@ class HardwareFrames : public testing::Test {
                                                            "-map 0 -map 1 -c:v rawvideo -pix_fmt " + format));
     AVStream& stream = *input->streams[1];
     stream.codecpar->color_range = AVCOL_RANGE_MPEG;
-    EyeDecoder eye(machine_.calls);
-    eye.keep_frames_on_gpu(keep_on_gpu);
     EyeRun run;
     capture_output();
-    run.succeeded = eye.open(stream, /*software_only=*/false, nullptr, run.error);
-    if (run.succeeded) run = run_eye(eye, read_packets(*input));
+    const auto eye =
+        EyeDecoder::create(stream, DecoderPreference::hardware, nullptr, run.error, machine_.calls);
+    run.succeeded = eye != nullptr;
+    if (eye && keep_on_gpu) eye->keep_frames_on_gpu();
+    if (eye) run = run_eye(*eye, read_packets(*input));
     printed_ = captured_output();
     return run;
   }
@@ -58,16 +58,15 @@ TEST_F(HardwareFrames, KeepTheirOwnPicturesWhileSeveralWait) {
     machine_.transfers = 0;
     const auto input =
         open_clip(folder_.make("a.nut", test_picture(frames) + "-c:v rawvideo -pix_fmt yuv420p"));
-    EyeDecoder eye(machine_.calls);
+    const auto eye = open_eye(*input->streams[0], DecoderPreference::hardware, machine_.calls);
+    for (PacketPtr& packet : read_packets(*input)) eye->queue_packet(std::move(packet));
     std::string error;
-    ASSERT_TRUE(eye.open(*input->streams[0], /*software_only=*/false, nullptr, error)) << error;
-    for (PacketPtr& packet : read_packets(*input)) eye.queue_packet(std::move(packet));
     capture_output();
-    const bool pumped = eye.pump(error);
+    const bool pumped = eye->pump(error);
     captured_output();
     ASSERT_TRUE(pumped) << error;
-    ASSERT_EQ(eye.queued_frames(), 4U);
-    for (int mark = 1; mark <= 4; ++mark) EXPECT_EQ(eye.take_frame().frame->data[0][0], mark);
+    ASSERT_EQ(eye->queued_frames(), 4U);
+    for (int mark = 1; mark <= 4; ++mark) EXPECT_EQ(eye->take_frame().frame->data[0][0], mark);
   }
 }
 
@@ -145,12 +144,11 @@ TEST_F(HardwareFrames, ThatTheDecoderFailsToGiveAreAFailure) {
 TEST_F(HardwareFrames, MayStayAwayAfterTheFlushWithoutHoldingTheCallerUp) {
   machine_.calls.receive = [](AVCodecContext*, AVFrame*) { return AVERROR(EAGAIN); };
   const auto input = open_clip(folder_.make("a.nut", test_picture(1) + "-c:v rawvideo -pix_fmt yuv420p"));
-  EyeDecoder eye(machine_.calls);
+  const auto eye = open_eye(*input->streams[0], DecoderPreference::hardware, machine_.calls);
+  eye->finish();
   std::string error;
-  ASSERT_TRUE(eye.open(*input->streams[0], /*software_only=*/false, nullptr, error)) << error;
-  eye.finish();
-  EXPECT_TRUE(eye.pump(error)) << error;
-  EXPECT_FALSE(eye.has_frame());
+  EXPECT_TRUE(eye->pump(error)) << error;
+  EXPECT_FALSE(eye->has_frame());
 }
 
 TEST(HardwareFormat, IsTakenWhereverItStandsInTheList) {

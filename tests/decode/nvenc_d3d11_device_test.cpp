@@ -39,23 +39,23 @@ class NvencAdapters : public NvencProbe {};
 
 TEST_F(NvencAdapters, AreSearchedForTheFirstRealOneOfNvidia) {
   state().adapters = {{other_vendor}, {nvidia, true}, {nvidia, false, failure}, {nvidia}, {nvidia}};
-  EXPECT_TRUE(probe_stereo_mv_hevc_support(1920, 1080, /*ten_bit=*/true));
+  EXPECT_TRUE(probe_stereo_mv_hevc_support({1920, 1080}, BitDepth::ten));
   EXPECT_EQ(state().adapters_used, std::vector<std::size_t>{3});
 }
 
 TEST_F(NvencAdapters, AreNotTriedOneAfterAnother) {
   state().adapters = {{nvidia}, {nvidia}};
   state().create_device_result = failure;
-  EXPECT_FALSE(probe_stereo_mv_hevc_support(1920, 1080, /*ten_bit=*/false));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080}, BitDepth::eight));
   EXPECT_EQ(state().adapters_used, std::vector<std::size_t>{0});
 }
 
 TEST_F(NvencAdapters, AreUnknownWithoutTheirLibrary) {
   NvencLibraries libraries = installed_nvenc_libraries();
   libraries.adapters = "/nonexistent/dxgi.dll";
-  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, libraries));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080}, BitDepth::eight, libraries));
   libraries.adapters = libraries.encoder;
-  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, libraries));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080}, BitDepth::eight, libraries));
   EXPECT_EQ(state().contexts_created, 0);
 }
 

@@ -46,7 +46,7 @@ int library_count() {
 }
 
 TEST_F(NvencProbe, FindsTheInstalledDriverAndAsksIt) {
-  EXPECT_TRUE(probe_stereo_mv_hevc_support(1920, 1920, /*ten_bit=*/true));
+  EXPECT_TRUE(probe_stereo_mv_hevc_support({1920, 1920}, BitDepth::ten));
   EXPECT_EQ(state().libraries_loaded, library_count());
   EXPECT_EQ(state().contexts_created, 1);
   EXPECT_EQ(state().sessions_opened, 1);
@@ -55,15 +55,21 @@ TEST_F(NvencProbe, FindsTheInstalledDriverAndAsksIt) {
 }
 
 TEST_F(NvencProbe, DoesNotAskForTenBitsWhenEightAreWanted) {
-  EXPECT_TRUE(probe_stereo_mv_hevc_support(1920, 1920, /*ten_bit=*/false));
+  EXPECT_TRUE(probe_stereo_mv_hevc_support({1920, 1920}, BitDepth::eight));
   EXPECT_EQ(state().questions, (std::vector<std::uint32_t>{mv_hevc_encode, width_max, height_max}));
 }
+
+/// What is to be encoded of one view.
+struct Picture {
+  Size size;
+  BitDepth depth;
+};
 
 struct CapabilityCase {
   const char* name;
   std::map<std::uint32_t, int> changes;
   std::map<std::uint32_t, int> failing;
-  StereoEncodeRequest request;
+  Picture picture;
   bool supported;
 };
 
@@ -76,14 +82,13 @@ class NvencCapability : public NvencProbe, public testing::WithParamInterface<Ca
 TEST_P(NvencCapability, DecidesTheAnswer) {
   for (const auto& [number, value] : GetParam().changes) state().capabilities[number] = value;
   state().failing_capabilities = GetParam().failing;
-  const StereoEncodeRequest& request = GetParam().request;
-  EXPECT_EQ(probe_stereo_mv_hevc_support(request.width, request.height, request.ten_bit),
+  EXPECT_EQ(probe_stereo_mv_hevc_support(GetParam().picture.size, GetParam().picture.depth),
             GetParam().supported);
   EXPECT_EQ(state().sessions_opened, 1);
 }
 
-constexpr StereoEncodeRequest small{1920, 1080, false};
-constexpr StereoEncodeRequest small_ten_bit{1920, 1080, true};
+constexpr Picture small{{1920, 1080}, BitDepth::eight};
+constexpr Picture small_ten_bit{{1920, 1080}, BitDepth::ten};
 constexpr int generic_failure = 20;
 INSTANTIATE_TEST_SUITE_P(
     Answers, NvencCapability,
@@ -93,10 +98,10 @@ INSTANTIATE_TEST_SUITE_P(
         CapabilityCase{"NoTwoViews", {{mv_hevc_encode, 0}}, {}, small, false},
         CapabilityCase{
             "AnyNonZeroIsYes", {{mv_hevc_encode, 2}, {ten_bit_encode, -1}}, {}, small_ten_bit, true},
-        CapabilityCase{"ExactlyTheLargestSize", {}, {}, {8192, 4096, false}, true},
-        CapabilityCase{"OnePixelTooWide", {}, {}, {8193, 4096, false}, false},
-        CapabilityCase{"OnePixelTooHigh", {}, {}, {8192, 4097, false}, false},
-        CapabilityCase{"WidthAndHeightAreNotMixedUp", {}, {}, {4096, 8192, false}, false},
+        CapabilityCase{"ExactlyTheLargestSize", {}, {}, {{8192, 4096}, BitDepth::eight}, true},
+        CapabilityCase{"OnePixelTooWide", {}, {}, {{8193, 4096}, BitDepth::eight}, false},
+        CapabilityCase{"OnePixelTooHigh", {}, {}, {{8192, 4097}, BitDepth::eight}, false},
+        CapabilityCase{"WidthAndHeightAreNotMixedUp", {}, {}, {{4096, 8192}, BitDepth::eight}, false},
         CapabilityCase{"NoTenBits", {{ten_bit_encode, 0}}, {}, small_ten_bit, false},
         CapabilityCase{"NoTenBitsWhenEightAreWanted", {{ten_bit_encode, 0}}, {}, small, true},
         CapabilityCase{"TwoViewsQuestionFails", {}, {{mv_hevc_encode, generic_failure}}, small, false},
@@ -107,7 +112,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_P(NvencDriver, ThatFailsMeansNoSupport) {
   GetParam().spoil();
-  EXPECT_FALSE(probe_stereo_mv_hevc_support(1920, 1080, /*ten_bit=*/false));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080}, BitDepth::eight));
   EXPECT_EQ(state().contexts_created, GetParam().contexts);
   EXPECT_EQ(state().sessions_opened, GetParam().sessions);
   EXPECT_TRUE(state().questions.empty());
@@ -131,40 +136,39 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& instance) { return instance.param.name; });
 
 TEST_F(NvencProbe, AnswersNoWithoutTheDeviceLibrary) {
-  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, missing_device_library()));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080}, BitDepth::eight, missing_device_library()));
   EXPECT_EQ(state().contexts_created, 0);
 }
 
 TEST_F(NvencProbe, AnswersNoWithoutTheEncoderLibrary) {
-  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, missing_encoder_library()));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080}, BitDepth::eight, missing_encoder_library()));
   EXPECT_EQ(state().contexts_created, 1);
 }
 
 TEST_F(NvencProbe, AnswersNoWhenALibraryHasNoEntryPoint) {
-  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, foreign_device_library()));
-  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080, false}, foreign_encoder_library()));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080}, BitDepth::eight, foreign_device_library()));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({1920, 1080}, BitDepth::eight, foreign_encoder_library()));
   EXPECT_EQ(state().sessions_opened, 0);
 }
 
 TEST_F(NvencProbe, CanBeAskedAgain) {
-  for (int time = 0; time < 3; ++time) EXPECT_TRUE(probe_stereo_mv_hevc_support(1920, 1080, false));
+  for (int time = 0; time < 3; ++time)
+    EXPECT_TRUE(probe_stereo_mv_hevc_support({1920, 1080}, BitDepth::eight));
   EXPECT_EQ(state().libraries_loaded, 3 * library_count());
 }
 
-TEST(SharedLibrary, GivesNothingWhenItDoesNotExist) {
-  const platform::SharedLibrary library("no-such-library");
-  EXPECT_FALSE(library.is_open());
-  EXPECT_EQ(library.function<int()>("main"), nullptr);
+TEST(SharedLibrary, IsNullWhenItDoesNotExist) {
+  EXPECT_EQ(platform::SharedLibrary::load("no-such-library"), nullptr);
 }
 
-TEST(SharedLibrary, IsClosedOnceWhenItWasMoved) {
+TEST(SharedLibrary, IsUnloadedWithItsOwner) {
   state() = {};
   {
-    platform::SharedLibrary library(installed_nvenc_libraries().encoder);
-    ASSERT_TRUE(library.is_open());
-    const platform::SharedLibrary moved(std::move(library));
-    EXPECT_NE(moved.function<nvenc::CreateInstance>(nvenc::create_instance_name), nullptr);
-    EXPECT_EQ(moved.function<int(unsigned)>("NvEncodeNoSuchFunction"), nullptr);
+    auto library = platform::SharedLibrary::load(installed_nvenc_libraries().encoder);
+    ASSERT_NE(library, nullptr);
+    const auto owner = std::move(library);
+    EXPECT_NE(owner->function<nvenc::CreateInstance>(nvenc::create_instance_name), nullptr);
+    EXPECT_EQ(owner->function<int(unsigned)>("NvEncodeNoSuchFunction"), nullptr);
     EXPECT_EQ(state().libraries_unloaded, 0);
   }
   EXPECT_EQ(state().libraries_loaded, 1);

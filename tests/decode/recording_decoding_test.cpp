@@ -17,7 +17,7 @@ using recordings::VideoCodec;
 struct RecordingCase {
   const char* name;
   void (*change)(RecordingPlan& plan);
-  bool ten_bit;
+  BitDepth depth;
 };
 
 std::ostream& operator<<(std::ostream& out, const RecordingCase& recording) {
@@ -44,15 +44,16 @@ TEST_P(DecodedRecording, GivesBothEyesAsFfprobeListsThem) {
       tracks.push_back(static_cast<int>(index));
   }
   ASSERT_EQ(tracks.size(), plan.single_camera ? 1U : 2U);
-  StereoDecoder decoder;
-  ASSERT_TRUE(decoder.open(*input, tracks.front(), tracks.back(), /*software_only=*/true, error)) << error;
-  EXPECT_EQ(decoder.left().ten_bit(), GetParam().ten_bit);
-  EXPECT_EQ(decoder.right().ten_bit(), GetParam().ten_bit);
+  const auto decoder =
+      StereoDecoder::create(*input, tracks.front(), tracks.back(), DecoderPreference::software, error);
+  ASSERT_TRUE(decoder) << error;
+  EXPECT_EQ(decoder->left().bit_depth(), GetParam().depth);
+  EXPECT_EQ(decoder->right().bit_depth(), GetParam().depth);
 
   const auto packets = read_packets(*input);
   std::vector<const AVPacket*> order;
   for (const PacketPtr& packet : packets) order.push_back(packet.get());
-  const PairRun run = run_pairs(decoder, order);
+  const PairRun run = run_pairs(*decoder, order);
   ASSERT_TRUE(run.succeeded) << run.error;
   EXPECT_LE(run.most_queued_frames, EyeDecoder::frame_queue_bound);
 
@@ -70,24 +71,27 @@ TEST_P(DecodedRecording, GivesBothEyesAsFfprobeListsThem) {
 INSTANTIATE_TEST_SUITE_P(
     Kinds, DecodedRecording,
     testing::Values(
-        RecordingCase{"H264", [](RecordingPlan&) {}, false},
-        RecordingCase{"H264WithBFrames", [](RecordingPlan& plan) { plan.b_frames = 3; }, false},
-        RecordingCase{"FullRange", [](RecordingPlan& plan) { plan.full_range = true; }, false},
-        RecordingCase{"Hevc", [](RecordingPlan& plan) { plan.codec = VideoCodec::hevc; }, false},
-        RecordingCase{"HevcTenBit", [](RecordingPlan& plan) { plan.codec = VideoCodec::hevc10; }, true},
+        RecordingCase{"H264", [](RecordingPlan&) {}, BitDepth::eight},
+        RecordingCase{"H264WithBFrames", [](RecordingPlan& plan) { plan.b_frames = 3; }, BitDepth::eight},
+        RecordingCase{"FullRange", [](RecordingPlan& plan) { plan.full_range = true; }, BitDepth::eight},
+        RecordingCase{"Hevc", [](RecordingPlan& plan) { plan.codec = VideoCodec::hevc; }, BitDepth::eight},
+        RecordingCase{"HevcTenBit", [](RecordingPlan& plan) { plan.codec = VideoCodec::hevc10; },
+                      BitDepth::ten},
         RecordingCase{"UnevenRate",
                       [](RecordingPlan& plan) {
                         plan.rate = {30000, 1001};
                       },
-                      false},
-        RecordingCase{"WithSound", [](RecordingPlan& plan) { plan.audio = true; }, false},
+                      BitDepth::eight},
+        RecordingCase{"WithSound", [](RecordingPlan& plan) { plan.audio = true; }, BitDepth::eight},
         RecordingCase{"OneEyeAfterTheOther", [](RecordingPlan& plan) { plan.bad_interleaving = true; },
-                      false},
-        RecordingCase{"IndexFirst", [](RecordingPlan& plan) { plan.index_first = true; }, false},
-        RecordingCase{"SingleCamera", [](RecordingPlan& plan) { plan.single_camera = true; }, false},
-        RecordingCase{"RightEyeLater", [](RecordingPlan& plan) { plan.right_offset = 0.25; }, false},
-        RecordingCase{"BothEyesLater", [](RecordingPlan& plan) { plan.start_offset = 2.0; }, false},
-        RecordingCase{"Turned", [](RecordingPlan& plan) { plan.quarter_turns = 1; }, false}),
+                      BitDepth::eight},
+        RecordingCase{"IndexFirst", [](RecordingPlan& plan) { plan.index_first = true; }, BitDepth::eight},
+        RecordingCase{"SingleCamera", [](RecordingPlan& plan) { plan.single_camera = true; },
+                      BitDepth::eight},
+        RecordingCase{"RightEyeLater", [](RecordingPlan& plan) { plan.right_offset = 0.25; },
+                      BitDepth::eight},
+        RecordingCase{"BothEyesLater", [](RecordingPlan& plan) { plan.start_offset = 2.0; }, BitDepth::eight},
+        RecordingCase{"Turned", [](RecordingPlan& plan) { plan.quarter_turns = 1; }, BitDepth::eight}),
     [](const auto& instance) { return instance.param.name; });
 
 }  // namespace

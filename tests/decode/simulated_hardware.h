@@ -41,6 +41,7 @@ struct SimulatedHardware {
   int devices_made = 0;
   int transfers = 0;                             // also the mark of the latest transferred picture
   std::vector<const AVBufferRef*> devices_seen;  // by the open calls; null for software
+  std::vector<const AVCodecContext*> contexts;   // that were opened; the latest of an eye is its own
   DecoderCalls calls;
 
   SimulatedHardware() {
@@ -56,7 +57,9 @@ struct SimulatedHardware {
       const bool works = static_cast<int>(devices_seen.size()) > opens_before_hardware_works;
       if (context->hw_device_ctx != nullptr && !works) return AVERROR(ENOSYS);
       if (context->hw_device_ctx != nullptr && hardware_open_status < 0) return hardware_open_status;
-      return real.open(context, decoder);
+      const int status = real.open(context, decoder);
+      if (status >= 0) contexts.push_back(context);
+      return status;
     };
     calls.receive = [this, &real](AVCodecContext* context, AVFrame* frame) {
       const int status = real.receive(context, frame);

@@ -8,6 +8,7 @@
 
 #include "tests/decode/clips.h"
 #include "tests/decode/decoding.h"
+#include "tests/decode/simulated_hardware.h"
 
 namespace veyrin::test {
 namespace {
@@ -43,11 +44,6 @@ class TwoTracks : public testing::Test {
     packets_ = read_packets(*input_);
   }
 
-  void open(StereoDecoder& decoder, int left, int right) {
-    std::string error;
-    ASSERT_TRUE(decoder.open(*input_, left, right, /*software_only=*/true, error)) << error;
-  }
-
   static constexpr int frames = 50;
   static constexpr int left_stream = 0;
   static constexpr int sound_stream = 1;
@@ -59,11 +55,10 @@ class TwoTracks : public testing::Test {
 };
 
 TEST_F(TwoTracks, PairUpInFileOrder) {
-  StereoDecoder decoder;
-  open(decoder, left_stream, right_stream);
-  const PairRun run = run_pairs(decoder, in_file_order(packets_));
+  const auto decoder = open_eyes(*input_, left_stream, right_stream);
+  const PairRun run = run_pairs(*decoder, in_file_order(packets_));
   ASSERT_TRUE(run.succeeded) << run.error;
-  EXPECT_TRUE(decoder.ended());
+  EXPECT_TRUE(decoder->ended());
   expect_times(run.left_times, folder_.probe_times(clip_, 0));
   expect_times(run.right_times, folder_.probe_times(clip_, 1));
   EXPECT_LE(run.most_queued_frames, 4U);
@@ -72,11 +67,10 @@ TEST_F(TwoTracks, PairUpInFileOrder) {
 TEST_F(TwoTracks, PairUpWhenAllPacketsOfOneEyeComeFirst) {
   for (const bool right_first : {false, true}) {
     SCOPED_TRACE(right_first);
-    StereoDecoder decoder;
-    open(decoder, left_stream, right_stream);
+    const auto decoder = open_eyes(*input_, left_stream, right_stream);
     auto order = stream_by_stream(packets_);
     if (right_first) std::ranges::stable_sort(order, std::greater<>(), &AVPacket::stream_index);
-    const PairRun run = run_pairs(decoder, order);
+    const PairRun run = run_pairs(*decoder, order);
     ASSERT_TRUE(run.succeeded) << run.error;
     expect_times(run.left_times, folder_.probe_times(clip_, 0));
     expect_times(run.right_times, folder_.probe_times(clip_, 1));
@@ -86,82 +80,85 @@ TEST_F(TwoTracks, PairUpWhenAllPacketsOfOneEyeComeFirst) {
 }
 
 TEST_F(TwoTracks, AreServedBySwappedCameras) {
-  StereoDecoder decoder;
-  open(decoder, right_stream, left_stream);
-  EXPECT_STREQ(decoder.left().context()->codec->name, "hevc");
-  EXPECT_STREQ(decoder.right().context()->codec->name, "h264");
-  const PairRun run = run_pairs(decoder, in_file_order(packets_));
+  SimulatedHardware machine;
+  machine.offered = false;
+  const auto decoder =
+      open_eyes(*input_, right_stream, left_stream, DecoderPreference::hardware, machine.calls);
+  ASSERT_EQ(machine.contexts.size(), 2U);
+  EXPECT_STREQ(machine.contexts[0]->codec->name, "hevc");
+  EXPECT_STREQ(machine.contexts[1]->codec->name, "h264");
+  EXPECT_EQ(decoder->left().stream().index, right_stream);
+  EXPECT_EQ(decoder->right().stream().index, left_stream);
+  const PairRun run = run_pairs(*decoder, in_file_order(packets_));
   ASSERT_TRUE(run.succeeded) << run.error;
   EXPECT_EQ(run.left_times.size(), static_cast<std::size_t>(frames));
 }
 
 TEST_F(TwoTracks, LetOneCameraServeBothEyes) {
-  StereoDecoder decoder;
-  open(decoder, left_stream, left_stream);
-  const PairRun run = run_pairs(decoder, in_file_order(packets_));
+  const auto decoder = open_eyes(*input_, left_stream, left_stream);
+  const PairRun run = run_pairs(*decoder, in_file_order(packets_));
   ASSERT_TRUE(run.succeeded) << run.error;
   expect_times(run.left_times, folder_.probe_times(clip_, 0));
   EXPECT_EQ(run.left_times, run.right_times);
 }
 
 TEST_F(TwoTracks, EndWithTheShorterEye) {
-  StereoDecoder decoder;
-  open(decoder, left_stream, right_stream);
+  const auto decoder = open_eyes(*input_, left_stream, right_stream);
   std::vector<const AVPacket*> order;
   int right_packets = 0;
   for (const PacketPtr& packet : packets_) {
     if (packet->stream_index == right_stream && ++right_packets > 20) continue;
     order.push_back(packet.get());
   }
-  const PairRun run = run_pairs(decoder, order);
+  const PairRun run = run_pairs(*decoder, order);
   ASSERT_TRUE(run.succeeded) << run.error;
-  EXPECT_TRUE(decoder.ended());
+  EXPECT_TRUE(decoder->ended());
   EXPECT_EQ(run.right_times.size(), 20U);
   EXPECT_EQ(run.left_times.size(), 20U);
 }
 
 TEST_F(TwoTracks, GiveNoPairWhenOneEyeIsEmpty) {
-  StereoDecoder decoder;
-  open(decoder, left_stream, right_stream);
+  const auto decoder = open_eyes(*input_, left_stream, right_stream);
   std::vector<const AVPacket*> order;
   for (const PacketPtr& packet : packets_) {
     if (packet->stream_index != right_stream) order.push_back(packet.get());
   }
-  const PairRun run = run_pairs(decoder, order);
+  const PairRun run = run_pairs(*decoder, order);
   ASSERT_TRUE(run.succeeded) << run.error;
   EXPECT_TRUE(run.left_times.empty());
-  EXPECT_TRUE(decoder.ended());
+  EXPECT_TRUE(decoder->ended());
   EXPECT_LE(run.most_queued_frames, 4U);
 }
 
-TEST_F(TwoTracks, KnowTheStreamsOfTheEyes) {
-  StereoDecoder decoder;
-  decoder.set_streams(*input_, left_stream, right_stream);
-  EXPECT_TRUE(decoder.uses_stream(left_stream));
-  EXPECT_FALSE(decoder.uses_stream(sound_stream));
-  EXPECT_TRUE(decoder.uses_stream(right_stream));
-  EXPECT_EQ(decoder.left().context(), nullptr);
-  EXPECT_EQ(decoder.right().context(), nullptr);
+TEST_F(TwoTracks, PassOverPacketsOfOtherStreams) {
+  const auto decoder = open_eyes(*input_, left_stream, right_stream);
+  std::string error;
+  for (const PacketPtr& packet : packets_) {
+    if (packet->stream_index != sound_stream) continue;
+    ASSERT_TRUE(decoder->queue_packet(*packet, error)) << error;
+  }
+  EXPECT_EQ(decoder->left().queued_packets(), 0U);
+  EXPECT_EQ(decoder->right().queued_packets(), 0U);
+  EXPECT_FALSE(decoder->left().has_frame());
+  EXPECT_FALSE(decoder->right().has_frame());
 }
 
 TEST_F(TwoTracks, FailOnTheRightEyeWithItsStreamNumber) {
   input_->streams[right_stream]->codecpar->codec_id = AV_CODEC_ID_NONE;
-  StereoDecoder decoder;
   std::string error;
-  EXPECT_FALSE(decoder.open(*input_, left_stream, right_stream, /*software_only=*/true, error));
+  EXPECT_FALSE(StereoDecoder::create(*input_, left_stream, right_stream, DecoderPreference::software, error));
   EXPECT_EQ(error, "no decoder is available for video stream 2");
 }
 
 TEST_F(TwoTracks, ReportTheFailureOfEitherEye) {
   for (const int spoiled : {left_stream, right_stream}) {
     SCOPED_TRACE(spoiled);
-    StereoDecoder decoder;
-    open(decoder, left_stream, right_stream);
+    const auto decoder = open_eyes(*input_, left_stream, right_stream);
     const auto packets = read_packets(*open_clip(clip_));
     for (const PacketPtr& packet : packets) {
       if (packet->stream_index == spoiled) std::fill_n(packet->data, packet->size, std::uint8_t{0xa5});
     }
-    const PairRun run = run_pairs(decoder, in_file_order(packets));
+    const PairRun run = run_pairs(*decoder, in_file_order(packets));
     EXPECT_FALSE(run.succeeded);
     EXPECT_NE(run.error, "");
   }

@@ -4,9 +4,10 @@
 #include <ffnvcodec/nvEncodeAPI.h>
 
 #include <cstdint>
+#include <memory>
 
 #include "common/platform/shared_library.h"
-#include "decode/nvenc_device.h"
+#include "decode/nvenc_probe.h"
 #include "tests/simulated_nvenc/driver_test.h"
 
 namespace veyrin::test {
@@ -23,7 +24,7 @@ class EncoderSession : public SimulatedDriver {
   }
 
   NVENCSTATUS create_instance(NV_ENCODE_API_FUNCTION_LIST& functions) {
-    return library_.function<NVENCSTATUS(NV_ENCODE_API_FUNCTION_LIST*)>("NvEncodeAPICreateInstance")(
+    return library_->function<NVENCSTATUS(NV_ENCODE_API_FUNCTION_LIST*)>("NvEncodeAPICreateInstance")(
         &functions);
   }
 
@@ -67,7 +68,8 @@ class EncoderSession : public SimulatedDriver {
 
   static constexpr std::uint32_t width = 64;
   static constexpr std::uint32_t height = 64;
-  platform::SharedLibrary library_{installed_nvenc_libraries().encoder};
+  std::unique_ptr<platform::SharedLibrary> library_ =
+      platform::SharedLibrary::load(installed_nvenc_libraries().encoder);
   NV_ENCODE_API_FUNCTION_LIST api_{};
   void* session_ = nullptr;
   void (*change_)(NV_ENC_INITIALIZE_PARAMS&, NV_ENC_CONFIG&) = nullptr;

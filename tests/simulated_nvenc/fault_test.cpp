@@ -40,14 +40,14 @@ TEST_F(SimulatedDriver, WithoutFaultsOpensEverything) {
   EXPECT_EQ(encode(spatial(AV_PIX_FMT_P010)).open_result, 0);
   EXPECT_EQ(encode(single("h264_nvenc")).open_result, 0);
   EXPECT_EQ(encode(single("hevc_nvenc", AV_PIX_FMT_P010)).open_result, 0);
-  EXPECT_TRUE(probe_stereo_mv_hevc_support(8192, 8192, /*ten_bit=*/true));
+  EXPECT_TRUE(probe_stereo_mv_hevc_support({8192, 8192}, BitDepth::ten));
 }
 
 TEST_F(SimulatedDriver, MayRefuseSessions) {
   set("OPEN_SESSION_STATUS", "10");
   EXPECT_LT(encode(spatial()).open_result, 0);
   EXPECT_LT(encode(single("h264_nvenc")).open_result, 0);
-  EXPECT_FALSE(probe_stereo_mv_hevc_support(128, 96, /*ten_bit=*/false));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({128, 96}, BitDepth::eight));
   EXPECT_THAT(log(), HasSubstr("refused to open a session"));
 }
 
@@ -55,7 +55,7 @@ TEST_F(SimulatedDriver, MayLackTwoViews) {
   set("MV_HEVC", "0");
   EXPECT_LT(encode(spatial()).open_result, 0);
   EXPECT_EQ(encode(single("hevc_nvenc")).open_result, 0);
-  EXPECT_FALSE(probe_stereo_mv_hevc_support(128, 96, /*ten_bit=*/false));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({128, 96}, BitDepth::eight));
 }
 
 TEST_F(SimulatedDriver, MayLackTenBits) {
@@ -63,8 +63,8 @@ TEST_F(SimulatedDriver, MayLackTenBits) {
   EXPECT_LT(encode(single("hevc_nvenc", AV_PIX_FMT_P010)).open_result, 0);
   EXPECT_LT(encode(spatial(AV_PIX_FMT_P010)).open_result, 0);
   EXPECT_EQ(encode(spatial()).open_result, 0);
-  EXPECT_FALSE(probe_stereo_mv_hevc_support(128, 96, /*ten_bit=*/true));
-  EXPECT_TRUE(probe_stereo_mv_hevc_support(128, 96, /*ten_bit=*/false));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({128, 96}, BitDepth::ten));
+  EXPECT_TRUE(probe_stereo_mv_hevc_support({128, 96}, BitDepth::eight));
 }
 
 TEST_F(SimulatedDriver, MayLackTenBitsForTwoViewsAlone) {
@@ -79,7 +79,7 @@ TEST_F(SimulatedDriver, MayHaveSmallPicturesOnly) {
   set("WIDTH_MAX", "127");
   EXPECT_LT(encode(spatial()).open_result, 0);
   EXPECT_LT(encode(single("h264_nvenc")).open_result, 0);
-  EXPECT_FALSE(probe_stereo_mv_hevc_support(128, 96, /*ten_bit=*/false));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({128, 96}, BitDepth::eight));
   set("WIDTH_MAX", "128");
   set("HEIGHT_MAX", "96");
   EXPECT_EQ(encode(spatial()).open_result, 0);
@@ -95,7 +95,7 @@ TEST_F(SimulatedDriver, MayLackACodec) {
   set("HEVC", "0");
   EXPECT_EQ(encode(single("h264_nvenc")).open_result, 0);
   EXPECT_LT(encode(single("hevc_nvenc")).open_result, 0);
-  EXPECT_FALSE(probe_stereo_mv_hevc_support(128, 96, /*ten_bit=*/false));
+  EXPECT_FALSE(probe_stereo_mv_hevc_support({128, 96}, BitDepth::eight));
 }
 
 TEST_F(SimulatedDriver, MayFailInTheMiddle) {

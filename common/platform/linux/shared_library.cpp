@@ -4,15 +4,17 @@
 
 namespace veyrin::platform {
 
-SharedLibrary::SharedLibrary(const std::string& name)
-    : handle_(dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL)) {}
+std::unique_ptr<SharedLibrary> SharedLibrary::load(const std::string& name) {
+  void* handle = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
+  return handle != nullptr ? std::unique_ptr<SharedLibrary>(new SharedLibrary(handle)) : nullptr;
+}
 
 SharedLibrary::~SharedLibrary() {
-  if (handle_ != nullptr) dlclose(handle_);
+  dlclose(handle_);
 }
 
 void* SharedLibrary::address_of(const char* name) const {
-  return handle_ != nullptr ? dlsym(handle_, name) : nullptr;
+  return dlsym(handle_, name);
 }
 
 }  // namespace veyrin::platform

@@ -10,8 +10,8 @@ namespace veyrin::platform {
 namespace {
 
 // A plain name is looked for beside the program and in the system's folders, never in the current folder,
-// where a library of that name may be anyone's.
-HMODULE load(const std::string& name) {
+// where anyone may have put a library of that name.
+HMODULE load_module(const std::string& name) {
   const std::filesystem::path path = path_from_utf8(name);
   if (!path.has_parent_path()) {
     return LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
@@ -22,14 +22,16 @@ HMODULE load(const std::string& name) {
 
 }  // namespace
 
-SharedLibrary::SharedLibrary(const std::string& name) : handle_(load(name)) {}
+std::unique_ptr<SharedLibrary> SharedLibrary::load(const std::string& name) {
+  HMODULE module = load_module(name);
+  return module != nullptr ? std::unique_ptr<SharedLibrary>(new SharedLibrary(module)) : nullptr;
+}
 
 SharedLibrary::~SharedLibrary() {
-  if (handle_ != nullptr) FreeLibrary(static_cast<HMODULE>(handle_));
+  FreeLibrary(static_cast<HMODULE>(handle_));
 }
 
 void* SharedLibrary::address_of(const char* name) const {
-  if (handle_ == nullptr) return nullptr;
   return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle_), name));
 }
 
