@@ -1,5 +1,6 @@
 // Any bytes as a sample of the timed-metadata track, from the records to the remap tables.
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <new>
@@ -7,13 +8,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/console.h"
 #include "media/ffmpeg.h"
+#include "metadata/calibration.h"
 #include "metadata/calibration_document.h"
-#include "metadata/gpmf_record.h"
-#include "metadata/legacy_keys.h"
-#include "metadata/raw_calibration.h"
+#include "metadata/timed_metadata.h"
 #include "rectification/rectification_maps.h"
 #include "tests/recordings/gpmf_sample.h"
 
@@ -42,7 +43,7 @@ void read_sample(std::string_view bytes) {
   const veyrin::RawDualTrackCalibration condensed = veyrin::condense_calibration(calibration, "fuzzed");
   veyrin::RectificationMaps maps;
   std::string error;
-  const bool built = veyrin::build_rectification_maps(condensed, 9, 7, maps, error);
+  const bool built = veyrin::build_rectification_maps(condensed, {9, 7}, maps, error);
   if (built != error.empty()) std::abort();
 }
 
@@ -55,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     read_sample({reinterpret_cast<const char*>(data), size});
   } catch (const std::exception&) {
-    // How malformed samples are reported.
+    // Malformed samples are reported by exceptions.
   }
   return 0;
 }

@@ -15,10 +15,9 @@ namespace veyrin::test {
 namespace {
 
 using nlohmann::json;
-using test::complete_document;
 
 std::string message_for(const json& document) {
-  return test::thrown_message([&] { (void)read_stereo_calibration(document, 0.0); });
+  return thrown_message([&] { (void)read_stereo_calibration(document, 0.0); });
 }
 
 /// A document whose cameras carry the given tags and nothing else.
@@ -246,6 +245,54 @@ TEST(CalibrationDocument, ReadsKeysInOrderSoThatTheFirstFailureWins) {
   EXPECT_EQ(message_for(document), "invalid cameras[].sourceCamera assignment");
   document.erase("pts");
   EXPECT_EQ(message_for(document), "[json.exception.out_of_range.403] key 'pts' not found");
+}
+
+struct ModeName {
+  const char* text;
+  RecordingMode mode;
+};
+
+TEST(RecordingMode, RecognisesEachText) {
+  const ModeName cases[] = {
+      {"raw", RecordingMode::raw_dual_track},
+      {"raw-dual", RecordingMode::raw_dual_track},
+      {"raw-dual-track", RecordingMode::raw_dual_track},
+      {"dual-track", RecordingMode::raw_dual_track},
+      {"undistorted", RecordingMode::undistorted},
+      {"sbs", RecordingMode::sbs},
+      {"RAW-DUAL-TRACK-v1", RecordingMode::raw_dual_track},
+      {"raw-v1", RecordingMode::raw_dual_track},
+      {"  sbs\t\r\n\v\f", RecordingMode::sbs},
+      {"Undistorted", RecordingMode::undistorted},
+      {" sbs -v1", RecordingMode::sbs},
+  };
+  for (const ModeName& c : cases) {
+    EXPECT_EQ(parse_recording_mode({{"recordingMode", c.text}}), c.mode) << c.text;
+  }
+}
+
+TEST(RecordingMode, RefusesEveryOtherText) {
+  for (const char* text :
+       {"", " ", "-v1", "sbs-V1", "sbs-v1 ", "sbs-v2", "sbs-v1-v1", "raw dual", "mono", "\xC2\xA0sbs"}) {
+    EXPECT_EQ(thrown_message([&] {
+                (void)parse_recording_mode({{"recordingMode", text}});
+              }),
+              "unrecognized timed metadata recording mode")
+        << text;
+  }
+}
+
+TEST(RecordingMode, IsNothingWithoutTheKey) {
+  EXPECT_EQ(parse_recording_mode(json::object()), std::nullopt);
+  EXPECT_EQ(parse_recording_mode(json::array({"recordingMode"})), std::nullopt);
+  EXPECT_EQ(parse_recording_mode("recordingMode"), std::nullopt);
+}
+
+TEST(RecordingMode, AsksForText) {
+  EXPECT_EQ(thrown_message([] {
+              (void)parse_recording_mode({{"recordingMode", 2}});
+            }),
+            "[json.exception.type_error.302] type must be string, but is number");
 }
 
 }  // namespace

@@ -1,11 +1,10 @@
-#include "metadata/lens_models.h"
-
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "metadata/calibration_json.h"
 #include "tests/metadata/sample_document.h"
 #include "tests/metadata/thrown_message.h"
 
@@ -13,7 +12,6 @@ namespace veyrin::test {
 namespace {
 
 using nlohmann::json;
-using test::spline_entry;
 
 json fisheye_entry(int width) {
   return {{"cameraModel", "kb"}, {"width", width}, {"height", 480}, {"fx", 100.5},
@@ -44,7 +42,7 @@ StereoCalibration read(const json& left, const json& right) {
 }
 
 std::string message_for(const json& left, const json& right) {
-  return test::thrown_message([&] { (void)read(left, right); });
+  return thrown_message([&] { (void)read(left, right); });
 }
 
 TEST(LensModels, ReadsFisheyeIntrinsicsOfBothCameras) {

@@ -35,23 +35,23 @@ class ReadAmount : public testing::TestWithParam<Layout> {};
 
 TEST_P(ReadAmount, StaysSmallWhateverTheLengthOfTheRecording) {
   const Layout& layout = GetParam();
-  const recordings::MediaTrack video = test::megabyte_video_track(layout.samples);
-  std::vector<test::Bytes> metadata(static_cast<std::size_t>(layout.samples),
-                                    recordings::gpmf_sample("{}", {.schema = "other/v1"}));
+  const recordings::MediaTrack video = megabyte_video_track(layout.samples);
+  std::vector<Bytes> metadata(static_cast<std::size_t>(layout.samples),
+                              recordings::gpmf_sample("{}", {.schema = "other/v1"}));
   metadata[static_cast<std::size_t>(layout.document_sample)] =
-      recordings::gpmf_sample(test::complete_document().dump());
-  const test::TemporaryFolder folder;
+      recordings::gpmf_sample(complete_document().dump());
+  const TemporaryFolder folder;
   const std::filesystem::path path = folder / "recording.mp4";
   std::string error;
-  ASSERT_TRUE(
-      recordings::write_movie(path, {video, video, test::data_track(metadata, "Kaleth Timed Metadata")},
-                              {.index_first = layout.index_first, .hole_bytes = layout.hole_bytes}, error))
+  ASSERT_TRUE(recordings::write_movie(path, {video, video, data_track(metadata, "Kaleth Timed Metadata")},
+                                      {.index_first = layout.index_first, .hole_bytes = layout.hole_bytes},
+                                      error))
       << error;
 
-  const std::optional<std::uint64_t> before = test::bytes_read();
+  const std::optional<std::uint64_t> before = bytes_read();
   RecordingMetadata recording;
   const bool read = read_recording_metadata(path, recording, error);
-  const std::optional<std::uint64_t> after = test::bytes_read();
+  const std::optional<std::uint64_t> after = bytes_read();
   ASSERT_TRUE(read) << error;
   if (!before || !after) GTEST_SKIP() << "this system does not count the bytes that a process reads";
   std::printf("%s: %ju of %ju bytes read\n", layout.name, std::uintmax_t{*after - *before},

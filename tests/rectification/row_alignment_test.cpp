@@ -1,4 +1,4 @@
-// Known points in space must come to lie in one row of both rectified eyes.
+// Both rectified eyes show a point in space in the same row.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -45,13 +45,13 @@ Point seen_from_right(const Pose& right_in_left, const Point& p) {
 /// Where the rectified eye shows a source position: the map's inverse, refined between its pixels.
 std::optional<Position> rectified_position(const EyeMap& map, const Position& source) {
   const auto at = [&](int column, int row) {
-    const auto index = static_cast<std::size_t>(row) * map.width + column;
+    const auto index = static_cast<std::size_t>(row) * map.size.width + column;
     return Position{map.map_x[index], map.map_y[index]};
   };
   int best_column = 0, best_row = 0;
   double best = 1e30;  // squared distance
-  for (int row = 1; row + 1 < map.height; ++row) {
-    for (int column = 1; column + 1 < map.width; ++column) {
+  for (int row = 1; row + 1 < map.size.height; ++row) {
+    for (int column = 1; column + 1 < map.size.width; ++column) {
       const Position p = at(column, row);
       const double dx = p.x - source.x, dy = p.y - source.y;
       const double distance = p.x < 0.0 ? 1e30 : dx * dx + dy * dy;
@@ -77,7 +77,7 @@ std::optional<Position> rectified_position(const EyeMap& map, const Position& so
 struct Rig {
   const char* name;
   Pose right_in_left;
-  std::int32_t eye_width, eye_height;
+  Size eye;
 };
 
 void PrintTo(const Rig& rig, std::ostream* out) {
@@ -88,11 +88,11 @@ class RowAlignment : public testing::TestWithParam<Rig> {};
 
 TEST_P(RowAlignment, PutsKnownPointsIntoOneRowOfBothEyes) {
   const Rig& rig = GetParam();
-  RawDualTrackCalibration calibration = test::sample_calibration();
+  RawDualTrackCalibration calibration = sample_calibration();
   calibration.stereo_extrinsic = rig.right_in_left;
   RectificationMaps maps;
   std::string error;
-  ASSERT_TRUE(build_rectification_maps(calibration, rig.eye_width, rig.eye_height, maps, error)) << error;
+  ASSERT_TRUE(build_rectification_maps(calibration, rig.eye, maps, error)) << error;
 
   std::mt19937 random(5);
   std::uniform_real_distribution<double> slope(-0.75, 0.75);
@@ -108,11 +108,11 @@ TEST_P(RowAlignment, PutsKnownPointsIntoOneRowOfBothEyes) {
     if (!left || !right) continue;
     ++seen;
     largest = std::max(largest, std::abs(left->y - right->y));
-    EXPECT_NEAR(left->y, right->y, 0.1) << "point " << point[0] << ", " << point[1] << ", " << point[2];
-    // Near things stand further left in the right eye, by focal length x baseline / depth of the rectified
+    EXPECT_NEAR(left->y, right->y, 0.02) << "point " << point[0] << ", " << point[1] << ", " << point[2];
+    // Near points are further left in the right eye, by focal length x baseline / depth of the rectified
     // frame.
     const double focal = (calibration.left_intrinsics.fx + calibration.right_intrinsics.fx) / 2.0;
-    const double scale = (rig.eye_width - 1.0) / (calibration.left_intrinsics.width - 1.0);
+    const double scale = (rig.eye.width - 1.0) / (calibration.left_intrinsics.width - 1.0);
     const double disparity = left->x - right->x;
     EXPECT_GT(disparity, 0.0);
     const double rectified_depth = focal * scale *
@@ -128,11 +128,11 @@ TEST_P(RowAlignment, PutsKnownPointsIntoOneRowOfBothEyes) {
 INSTANTIATE_TEST_SUITE_P(
     Rigs, RowAlignment,
     testing::Values(
-        Rig{"parallel", test::turned_pose(0, 0, 0, {0.064F, 0, 0}), 640, 480},
-        Rig{"turned", test::turned_pose(0.021, -0.013, 0.017, {0.0638F, 0.0012F, -0.0021F}), 640, 480},
-        Rig{"rolled", test::turned_pose(0, 0, -0.04, {0.064F, 0.003F, 0.001F}), 640, 480},
-        Rig{"toed_in", test::turned_pose(-0.05, 0.01, 0.0, {0.12F, -0.002F, 0.004F}), 640, 480},
-        Rig{"other_size", test::turned_pose(0.021, -0.013, 0.017, {0.0638F, 0.0012F, -0.0021F}), 533, 401}),
+        Rig{"parallel", turned_pose(0, 0, 0, {0.064F, 0, 0}), {160, 120}},
+        Rig{"turned", turned_pose(0.021, -0.013, 0.017, {0.0638F, 0.0012F, -0.0021F}), {160, 120}},
+        Rig{"rolled", turned_pose(0, 0, -0.04, {0.064F, 0.003F, 0.001F}), {160, 120}},
+        Rig{"toed_in", turned_pose(-0.05, 0.01, 0.0, {0.12F, -0.002F, 0.004F}), {160, 120}},
+        Rig{"other_size", turned_pose(0.021, -0.013, 0.017, {0.0638F, 0.0012F, -0.0021F}), {133, 101}}),
     [](const auto& rig) { return std::string(rig.param.name); });
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "metadata/recording_metadata.h"
+#include "metadata/calibration.h"
 
 namespace veyrin::test {
 

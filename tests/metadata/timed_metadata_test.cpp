@@ -1,4 +1,4 @@
-#include "metadata/gpmf_record.h"
+#include "metadata/timed_metadata.h"
 
 #include <gtest/gtest.h>
 
@@ -29,7 +29,7 @@ std::optional<nlohmann::json> parse(const std::string& sample) {
 }
 
 std::string message_for(const std::string& sample) {
-  return test::thrown_message([&] { (void)parse(sample); });
+  return thrown_message([&] { (void)parse(sample); });
 }
 
 std::string with_byte(std::string sample, std::size_t position, char value) {
@@ -74,7 +74,7 @@ TEST(GpmfRecord, IgnoresWhatIsNoDocument) {
 
 TEST(GpmfRecord, IgnoresOtherSchemasUpToSixtyFourBytes) {
   EXPECT_FALSE(parse(gpmf_sample("{}", std::string(64, 's'))));
-  // The payload's record is not looked at.
+  // The record of the payload is not read.
   EXPECT_FALSE(parse("AVmfc\1\0\1x\0\0\0"s));
 }
 
@@ -138,6 +138,22 @@ TEST(GpmfRecord, ParsesDeepNestingWithoutExhaustingTheStack) {
             "json/v1 AVmd payload is not an object");
   EXPECT_NE(message_for(gpmf_sample(std::string(65535, '['))), "nothing thrown");
   EXPECT_TRUE(parse(gpmf_sample("{\"a\":" + deep + std::string(30000, ']') + "}")));
+}
+
+TEST(LegacyKeys, BecomeTheCurrentOnes) {
+  nlohmann::json document{{"playbackTimestampSec", 4.5}, {"cameras", {{{"videoTrackIndex", 2}}, 5}}};
+  adopt_legacy_keys(document);
+  EXPECT_EQ(document.at("pts"), 4.5);
+  EXPECT_EQ(document.at("cameras").at(0).at("track"), 2);
+  EXPECT_EQ(document.at("cameras").at(1), 5);
+}
+
+TEST(LegacyKeys, YieldToTheCurrentOnes) {
+  nlohmann::json document{{"pts", 12.5}, {"playbackTimestampSec", 4.5}};
+  document["cameras"] = {{{"track", 1}, {"videoTrackIndex", 5}}};
+  adopt_legacy_keys(document);
+  EXPECT_EQ(document.at("pts"), 12.5);
+  EXPECT_EQ(document.at("cameras").at(0).at("track"), 1);
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
-#include "metadata/recording_streams.h"
-
+// Which stream of a container holds the timed metadata.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <initializer_list>
 
 #include "media/ffmpeg.h"
+#include "metadata/recording_metadata.h"
 
 namespace veyrin::test {
 namespace {
@@ -27,20 +28,6 @@ InputContextPtr container_of(std::initializer_list<Stream> streams) {
       av_dict_set(&stream->metadata, "handler_name", wanted.handler_name, 0);
   }
   return input;
-}
-
-TEST(VideoTrackNumber, CountsVideoStreamsOnly) {
-  const InputContextPtr input = container_of({{AVMEDIA_TYPE_AUDIO},
-                                              {AVMEDIA_TYPE_VIDEO},
-                                              {AVMEDIA_TYPE_DATA},
-                                              {AVMEDIA_TYPE_VIDEO},
-                                              {AVMEDIA_TYPE_VIDEO}});
-  EXPECT_EQ(stream_index_of_video_track(*input, 0), 1);
-  EXPECT_EQ(stream_index_of_video_track(*input, 1), 3);
-  EXPECT_EQ(stream_index_of_video_track(*input, 2), 4);
-  EXPECT_EQ(stream_index_of_video_track(*input, 3), -1);
-  EXPECT_EQ(stream_index_of_video_track(*input, -1), -1);
-  EXPECT_EQ(stream_index_of_video_track(*container_of({}), 0), -1);
 }
 
 TEST(MetadataStream, IsFoundByItsNameAnywhereInTheHandler) {
@@ -72,15 +59,6 @@ TEST(MetadataStream, IsADataStreamOnly) {
                                               {AVMEDIA_TYPE_UNKNOWN, nullptr, gpmd}});
   EXPECT_EQ(find_metadata_stream(*input), -1);
   EXPECT_EQ(find_metadata_stream(*container_of({})), -1);
-}
-
-TEST(DiscardOtherStreams, KeepsTheOneStream) {
-  const InputContextPtr input =
-      container_of({{AVMEDIA_TYPE_VIDEO}, {AVMEDIA_TYPE_DATA}, {AVMEDIA_TYPE_AUDIO}});
-  discard_other_streams(*input, 1);
-  EXPECT_EQ(input->streams[0]->discard, AVDISCARD_ALL);
-  EXPECT_EQ(input->streams[1]->discard, AVDISCARD_DEFAULT);
-  EXPECT_EQ(input->streams[2]->discard, AVDISCARD_ALL);
 }
 
 }  // namespace

@@ -1,6 +1,4 @@
-// The poses of a document, checked by the points that they take from one frame into another.
-#include "metadata/camera_frames.h"
-
+// The poses of the two cameras, checked by the points that they take from one frame into another.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -66,14 +64,14 @@ json all_poses() {
 }
 
 StereoCalibration read(const json& extrinsics, int left_camera) {
-  StereoCalibration calibration;
-  calibration.left_camera = left_camera;
-  const auto pose = read_eye_poses(extrinsics, calibration);
-  read_world_poses(extrinsics, pose, calibration);
-  return calibration;
+  json document{{"pts", 0}, {"extrinsics", extrinsics}};
+  for (const int camera : {0, 1}) {
+    document["cameras"].push_back({{"sourceCamera", camera == left_camera ? "left" : "right"}});
+  }
+  return read_stereo_calibration(document, 0.0);
 }
 
-TEST(CameraFrames, TakesTheLeftCamerasFrameAsThatOfCamera0) {
+TEST(CameraPoses, TakesTheLeftCamerasFrameAsThatOfCamera0) {
   const StereoCalibration calibration = read(all_poses(), 0);
   ASSERT_TRUE(calibration.has_stereo_extrinsic);
   expect_near(taken(calibration.stereo_extrinsic, point), taken(camera1_in_camera0, point));
@@ -85,7 +83,7 @@ TEST(CameraFrames, TakesTheLeftCamerasFrameAsThatOfCamera0) {
               taken(camera0_in_world, taken(camera1_in_camera0, point)));
 }
 
-TEST(CameraFrames, TurnsEverythingRoundWhenTheLeftCameraIsCamera1) {
+TEST(CameraPoses, TurnsEverythingRoundWhenTheLeftCameraIsCamera1) {
   const StereoCalibration calibration = read(all_poses(), 1);
   ASSERT_TRUE(calibration.has_stereo_extrinsic);
   expect_near(taken(camera1_in_camera0, taken(calibration.stereo_extrinsic, point)), point);
@@ -98,7 +96,7 @@ TEST(CameraFrames, TurnsEverythingRoundWhenTheLeftCameraIsCamera1) {
   expect_near(taken(calibration.right_in_world, point), taken(camera0_in_world, point));
 }
 
-TEST(CameraFrames, NeedsThePoseOfCamera1OnlyWhenThatIsTheLeftOne) {
+TEST(CameraPoses, NeedsThePoseOfCamera1OnlyWhenThatIsTheLeftOne) {
   json extrinsics = all_poses();
   extrinsics.erase("avcam1InAvcam0");
   const StereoCalibration left_first = read(extrinsics, 0);
@@ -111,7 +109,7 @@ TEST(CameraFrames, NeedsThePoseOfCamera1OnlyWhenThatIsTheLeftOne) {
   EXPECT_EQ(swapped.left_in_world, swapped.right_in_world);
 }
 
-TEST(CameraFrames, NeedsBothPosesForTheHeadChain) {
+TEST(CameraPoses, NeedsBothPosesForTheHeadChain) {
   for (const char* key : {"headliveInFrontcam0", "avcam0InFrontcam0"}) {
     json extrinsics = all_poses();
     extrinsics.erase(key);
@@ -120,7 +118,7 @@ TEST(CameraFrames, NeedsBothPosesForTheHeadChain) {
   }
 }
 
-TEST(CameraFrames, ReadsNothingFromWhatIsNoObject) {
+TEST(CameraPoses, ReadsNothingFromWhatIsNoObject) {
   for (const json& extrinsics : {json(1), json::array({"avcam1InAvcam0"}), json(nullptr), json::object()}) {
     const StereoCalibration calibration = read(extrinsics, 0);
     EXPECT_FALSE(calibration.has_stereo_extrinsic) << extrinsics;
@@ -129,21 +127,21 @@ TEST(CameraFrames, ReadsNothingFromWhatIsNoObject) {
   }
 }
 
-TEST(CameraFrames, DerivesTheThirdAxisWithoutNormalising) {
+TEST(CameraPoses, DerivesTheThirdAxisWithoutNormalising) {
   const json extrinsics = {
       {"avcam1InAvcam0", {{"plus_x", {1, 2, 3}}, {"plus_z", {4, 5, 7}}, {"position", {0, 0, 0}}}}};
   const Pose pose = read(extrinsics, 0).stereo_extrinsic;
   EXPECT_EQ(pose.plus_x, (std::array{1.0F, 2.0F, 3.0F}));
-  EXPECT_EQ(pose.y, (std::array{5.0F * 3 - 7 * 2, 7.0F * 1 - 4 * 3, 4.0F * 2 - 5 * 1}));
+  EXPECT_EQ(pose.y, (std::array{1.0F, -5.0F, 3.0F}));
   EXPECT_EQ(pose.plus_z, (std::array{4.0F, 5.0F, 7.0F}));
 }
 
-TEST(CameraFrames, RefusesMalformedPoses) {
+TEST(CameraPoses, RefusesMalformedPoses) {
   for (const char* pose : {"avcam1InAvcam0", "headliveInFrontcam0", "avcam0InFrontcam0", "avcam0InWorld"}) {
     const auto message_with = [&](const char* key, const json& value) {
-      json document = test::complete_document();
+      json document = complete_document();
       document["extrinsics"][pose][key] = value;
-      return test::thrown_message([&] { (void)read_stereo_calibration(document, 0.0); });
+      return thrown_message([&] { (void)read_stereo_calibration(document, 0.0); });
     };
     EXPECT_EQ(message_with("plus_x", {1, 2}),
               "[json.exception.out_of_range.401] array index 2 is out of range")
@@ -153,9 +151,9 @@ TEST(CameraFrames, RefusesMalformedPoses) {
     EXPECT_EQ(message_with("position", {1, "2", 3}),
               "[json.exception.type_error.302] type must be number, but is string")
         << pose;
-    json document = test::complete_document();
+    json document = complete_document();
     document["extrinsics"][pose].erase("position");
-    EXPECT_EQ(test::thrown_message([&] { (void)read_stereo_calibration(document, 0.0); }),
+    EXPECT_EQ(thrown_message([&] { (void)read_stereo_calibration(document, 0.0); }),
               "[json.exception.out_of_range.403] key 'position' not found")
         << pose;
   }
@@ -168,6 +166,15 @@ TEST(Pose, BecomesAColumnMajorMatrix) {
   pose.plus_z = {7, 8, 9};
   pose.position = {10, 11, 12};
   EXPECT_EQ(to_matrix(pose), (Matrix4{1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0, 10, 11, 12, 1}));
+}
+
+TEST(Vector, HasTheSameAlgebraInBothPrecisions) {
+  EXPECT_EQ(length(std::array{2.0F, -3.0F, 6.0F}), 7.0F);
+  EXPECT_EQ(length(std::array{2.0, -3.0, 6.0}), 7.0);
+  EXPECT_EQ(cross_product(std::array{1.0F, 2.0F, 3.0F}, std::array{4.0F, 5.0F, 7.0F}),
+            (std::array{-1.0F, 5.0F, -3.0F}));
+  EXPECT_EQ(cross_product(std::array{1.0, 2.0, 3.0}, std::array{4.0, 5.0, 7.0}),
+            (std::array{-1.0, 5.0, -3.0}));
 }
 
 }  // namespace
