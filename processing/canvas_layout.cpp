@@ -1,6 +1,9 @@
 #include "processing/canvas_layout.h"
 
 #include <algorithm>
+#include <cstddef>
+
+#include "common/error_text.h"
 
 namespace veyrin {
 namespace {
@@ -11,15 +14,15 @@ struct PlaneScale {
 
 PlaneLayout plane_layout(const ProcessorGeometry& geometry, Size rectified, PlaneScale scale) {
   const std::int32_t divisor = scale.divisor;
-  const std::int32_t width = canvas_width(geometry) / divisor;
+  const std::int32_t width = canvas_size(geometry.layout, geometry.eye_box).width / divisor;
   const std::int32_t image_width = rectified.width / divisor;
-  const std::int32_t pad = even_pad(geometry.eye_box_width, rectified.width) / divisor;
+  const std::int32_t pad = even_pad(geometry.eye_box.width, rectified.width) / divisor;
   const bool half = geometry.layout == OutputLayout::half_sbs;
   const std::int32_t step = half ? 2 : 1;
 
   PlaneLayout layout;
-  layout.rows = geometry.eye_box_height / divisor;
-  layout.first_image_row = even_pad(geometry.eye_box_height, rectified.height) / divisor;
+  layout.rows = geometry.eye_box.height / divisor;
+  layout.first_image_row = even_pad(geometry.eye_box.height, rectified.height) / divisor;
   layout.table_columns_per_column = step;
 
   const auto add_eye = [&](Eye eye, std::int32_t begin, std::int32_t end) {
@@ -32,7 +35,7 @@ PlaneLayout plane_layout(const ProcessorGeometry& geometry, Size rectified, Plan
     region.image_end = std::min(begin + first_column_at_or_after(pad + image_width), end);
     layout.eyes.push_back(region);
   };
-  const std::int32_t eye_span = geometry.eye_box_width / step / divisor;
+  const std::int32_t eye_span = geometry.eye_box.width / step / divisor;
   switch (geometry.layout) {
     case OutputLayout::mono_left:
       add_eye(Eye::left, 0, width);
@@ -49,14 +52,21 @@ PlaneLayout plane_layout(const ProcessorGeometry& geometry, Size rectified, Plan
   return layout;
 }
 
+bool map_is_filled(const EyeMap& map) {
+  if (map.size.width <= 0 || map.size.height <= 0) return false;
+  const std::size_t entries =
+      static_cast<std::size_t>(map.size.width) * static_cast<std::size_t>(map.size.height);
+  return map.map_x.size() == entries && map.map_y.size() == entries;
+}
+
+bool is_even(Size size) {
+  return size.width % 2 == 0 && size.height % 2 == 0;
+}
+
 }  // namespace
 
 std::int32_t even_pad(std::int32_t box, std::int32_t image) {
   return (box - image) / 2 / 2 * 2;
-}
-
-std::int32_t canvas_width(const ProcessorGeometry& geometry) {
-  return geometry.layout == OutputLayout::full_sbs ? 2 * geometry.eye_box_width : geometry.eye_box_width;
 }
 
 PlaneLayout luma_layout(const ProcessorGeometry& geometry, Size rectified) {
@@ -65,6 +75,19 @@ PlaneLayout luma_layout(const ProcessorGeometry& geometry, Size rectified) {
 
 PlaneLayout chroma_layout(const ProcessorGeometry& geometry, Size rectified) {
   return plane_layout(geometry, rectified, {.divisor = 2});
+}
+
+bool check_sizes(const RectificationMaps& maps, const ProcessorGeometry& geometry,
+                 const SizeMessages& messages, std::string& error) {
+  const Size rectified = maps.left.size;
+  if (!map_is_filled(maps.left) || !map_is_filled(maps.right) || rectified != maps.right.size)
+    return fail(error, messages.invalid_maps);
+  if (!is_even(rectified) || !is_even(canvas_size(geometry.layout, geometry.eye_box)) ||
+      !is_even(geometry.source) || !is_even(geometry.eye_box))
+    return fail(error, messages.odd_size);
+  if (geometry.eye_box.width < rectified.width || geometry.eye_box.height < rectified.height)
+    return fail(error, messages.canvas_too_small);
+  return true;
 }
 
 }  // namespace veyrin

@@ -1,11 +1,13 @@
-// Where the rectified eyes land on the canvas, plane by plane.
+// Where the rectified eyes land on the canvas, plane by plane, and which sizes a processor takes.
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
-#include "processing/plane_remap_table.h"
+#include "media/video_types.h"
 #include "processing/yuv_processor.h"
+#include "rectification/rectification_maps.h"
 
 namespace veyrin {
 
@@ -31,11 +33,20 @@ struct PlaneLayout {
 /// Luma samples from the edge of an eye box to the image that is centred in it; even, so that chroma follows.
 std::int32_t even_pad(std::int32_t box, std::int32_t image);
 
-/// Luma samples across the canvas.
-std::int32_t canvas_width(const ProcessorGeometry& geometry);
-
 /// Layouts of an image of `rectified` luma size, centred in each eye box with even pads.
 PlaneLayout luma_layout(const ProcessorGeometry& geometry, Size rectified);
 PlaneLayout chroma_layout(const ProcessorGeometry& geometry, Size rectified);
+
+/// What a processor says of maps and sizes that do not fit together.
+struct SizeMessages {
+  const char* invalid_maps;  ///< an eye's map is empty, incomplete or unlike the other eye's
+  const char* odd_size;
+  const char* canvas_too_small;  ///< the eye box does not hold the rectified image
+};
+
+/// Every processor asks before it builds its tables; false with the first problem's message in `error`, in
+/// the order of the record.
+[[nodiscard]] bool check_sizes(const RectificationMaps& maps, const ProcessorGeometry& geometry,
+                               const SizeMessages& messages, std::string& error);
 
 }  // namespace veyrin

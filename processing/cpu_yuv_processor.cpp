@@ -7,10 +7,8 @@
 #include "media/pixel_formats.h"
 #include "processing/canvas_layout.h"
 #include "processing/cpu_worker_pool.h"
-#include "processing/kernel_choice.h"
-#include "processing/lanczos_weights.h"
+#include "processing/kernels.h"
 #include "processing/plane_pass.h"
-#include "processing/processor_sizes.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -19,22 +17,19 @@ extern "C" {
 namespace veyrin {
 namespace {
 
-bool check_sizes(const RectificationMaps& maps, const ProcessorGeometry& geometry, std::string& error) {
-  switch (find_size_problem(maps, geometry)) {
-    case SizeProblem::invalid_maps:
-      return fail(error, "invalid CPU YUV rectification maps");
-    case SizeProblem::odd_size:
-      return fail(error, "CPU YUV processing requires even dimensions");
-    case SizeProblem::canvas_too_small:
-      return fail(error, "CPU YUV canvas is smaller than the rectified image");
-    case SizeProblem::none:
-      break;
-  }
-  return true;
-}
+constexpr SizeMessages size_messages{
+    .invalid_maps = "invalid CPU YUV rectification maps",
+    .odd_size = "CPU YUV processing requires even dimensions",
+    .canvas_too_small = "CPU YUV canvas is smaller than the rectified image",
+};
 
 Size half(Size luma) {
   return {luma.width / 2, luma.height / 2};
+}
+
+SampleStorage sample_storage(const YuvFormat& format) {
+  if (format.depth == BitDepth::eight) return SampleStorage::bits_8;
+  return format.shift == 0 ? SampleStorage::bits_16 : SampleStorage::bits_16_high;
 }
 
 ChannelLayout chroma_channels(const YuvFormat& format) {
@@ -61,10 +56,10 @@ std::array<PlaneRemapTable, 2> tables_of_shown_eyes(const PlaneLayout& layout, c
 
 struct CpuYuvProcessor::State {
   State(const RectificationMaps& maps, const ProcessorGeometry& given, const ProcessorTuning& tuning)
-      : source{given.source_width, given.source_height},
-        canvas{canvas_width(given), given.eye_box_height},
-        luma(luma_layout(given, {maps.left.width, maps.left.height})),
-        chroma(chroma_layout(given, {maps.left.width, maps.left.height})),
+      : source(given.source),
+        canvas(canvas_size(given.layout, given.eye_box)),
+        luma(luma_layout(given, maps.left.size)),
+        chroma(chroma_layout(given, maps.left.size)),
         luma_tables(tables_of_shown_eyes(
             luma, maps, [this](const EyeMap& map) { return PlaneRemapTable::for_luma(map, source); })),
         chroma_tables(tables_of_shown_eyes(
@@ -96,10 +91,10 @@ PlanePass CpuYuvProcessor::State::luma_pass(const AVFrame* const (&eyes)[2], con
                                             AVFrame& output, const YuvFormat& to) const {
   PlanePass pass{.tools = {kernels, weights}, .layout = luma};
   for (std::size_t eye = 0; eye < 2; ++eye)
-    pass.eyes[eye] = {&luma_tables[eye], {plane_view(*eyes[eye], 0, source, from.storage)}};
+    pass.eyes[eye] = {&luma_tables[eye], {plane_view(*eyes[eye], 0, source, sample_storage(from))}};
   pass.canvas = {{output.data[0]}, {output.linesize[0]}};
   pass.bytes_per_code = to.bytes_per_sample();
-  pass.store = {to.max_code(), from.max_code(), to.shift()};
+  pass.store = {to.max_code(), from.max_code(), to.shift};
   pass.fill = 0.0F;
   return pass;
 }
@@ -109,13 +104,13 @@ PlanePass CpuYuvProcessor::State::chroma_pass(const AVFrame* const (&eyes)[2], c
   PlanePass pass{.tools = {kernels, weights}, .layout = chroma};
   for (std::size_t eye = 0; eye < 2; ++eye)
     pass.eyes[eye] = {&chroma_tables[eye],
-                      {plane_view(*eyes[eye], 1, half(source), from.storage),
-                       plane_view(*eyes[eye], 2, half(source), from.storage)}};
+                      {plane_view(*eyes[eye], 1, half(source), sample_storage(from)),
+                       plane_view(*eyes[eye], 2, half(source), sample_storage(from))}};
   pass.source_channels = chroma_channels(from);
   pass.canvas = {{output.data[1], output.data[2]}, {output.linesize[1], output.linesize[2]}};
   pass.canvas_channels = chroma_channels(to);
   pass.bytes_per_code = to.bytes_per_sample();
-  pass.store = {to.max_code(), from.max_code(), to.shift()};
+  pass.store = {to.max_code(), from.max_code(), to.shift};
   pass.fill = from.neutral_chroma();
   return pass;
 }
@@ -127,7 +122,7 @@ CpuYuvProcessor::~CpuYuvProcessor() = default;
 std::unique_ptr<CpuYuvProcessor> CpuYuvProcessor::create(const RectificationMaps& maps,
                                                          const ProcessorGeometry& geometry,
                                                          std::string& error, const ProcessorTuning& tuning) {
-  if (!check_sizes(maps, geometry, error)) return nullptr;
+  if (!check_sizes(maps, geometry, size_messages, error)) return nullptr;
   return std::unique_ptr<CpuYuvProcessor>(
       new CpuYuvProcessor(std::make_unique<State>(maps, geometry, tuning)));
 }
@@ -135,15 +130,14 @@ std::unique_ptr<CpuYuvProcessor> CpuYuvProcessor::create(const RectificationMaps
 bool CpuYuvProcessor::process(const AVFrame* left, const AVFrame* right, AVFrame* output,
                               std::string& error) const {
   const auto readable = [this](const AVFrame* frame) {
-    return frame != nullptr && frame->width == state_->source.width &&
-           frame->height == state_->source.height && describe_yuv_format(frame->format).has_value();
+    return frame != nullptr && Size{frame->width, frame->height} == state_->source &&
+           describe_yuv_format(frame->format).has_value();
   };
   if (!readable(left) || !readable(right) || output == nullptr || !describe_yuv_format(output->format))
     return fail(error, "CPU YUV processing received an unsupported pixel format");
   const YuvFormat from = *describe_yuv_format(left->format);
   const YuvFormat to = *describe_yuv_format(output->format);
-  if (from != *describe_yuv_format(right->format) || output->width != state_->canvas.width ||
-      output->height != state_->canvas.height)
+  if (from != *describe_yuv_format(right->format) || Size{output->width, output->height} != state_->canvas)
     return fail(error, "CPU YUV processing received incompatible frame dimensions");
   if (av_frame_make_writable(output) < 0)
     return fail(error, "could not make the CPU YUV encoder frame writable");

@@ -5,13 +5,11 @@
 #include <memory>
 #include <string>
 
+#include "processing/kernels.h"
 #include "processing/yuv_processor.h"
 #include "rectification/rectification_maps.h"
 
 namespace veyrin {
-
-/// Which kernels a processor uses.
-enum class KernelChoice : std::int32_t { best_for_cpu, scalar_only };
 
 /// How a processor works; never what it computes. The defaults are for conversions, the rest for tests and
 /// benchmarks.
@@ -24,9 +22,10 @@ class CpuYuvProcessor final : public YuvProcessor {
  public:
   /// Builds the tables and starts the workers; null with one message in `error` when the sizes do not fit.
   /// The maps are read only during the call.
-  static std::unique_ptr<CpuYuvProcessor> create(const RectificationMaps& maps,
-                                                 const ProcessorGeometry& geometry, std::string& error,
-                                                 const ProcessorTuning& tuning = {});
+  [[nodiscard]] static std::unique_ptr<CpuYuvProcessor> create(const RectificationMaps& maps,
+                                                               const ProcessorGeometry& geometry,
+                                                               std::string& error,
+                                                               const ProcessorTuning& tuning = {});
   ~CpuYuvProcessor() override;
 
   /// Writes the packed canvas into `output` (canvas size, one of the five 4:2:0 formats). Both inputs have

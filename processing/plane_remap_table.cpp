@@ -46,13 +46,13 @@ PlaneRemapTable PlaneRemapTable::for_chroma(const EyeMap& map, Size source) {
 }
 
 PlaneRemapTable::PlaneRemapTable(const EyeMap& map, std::int32_t map_step, Size source)
-    : width_(map.width / map_step), height_(map.height / map_step) {
+    : width_(map.size.width / map_step), height_(map.size.height / map_step) {
   const float scale = 1.0F / static_cast<float>(map_step);
   positions_.reserve(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_));
   row_begins_.reserve(static_cast<std::size_t>(height_) + 1);
   for (std::int32_t row = 0; row < height_; ++row) {
     row_begins_.push_back(runs_.size());
-    const std::size_t map_row = static_cast<std::size_t>(row) * map_step * map.width;
+    const std::size_t map_row = static_cast<std::size_t>(row) * map_step * map.size.width;
     for (std::int32_t column = 0; column < width_; ++column) {
       const std::size_t entry = map_row + static_cast<std::size_t>(column) * map_step;
       const RemapPosition position{to_phase_steps(scale * map.map_x[entry]),
@@ -75,6 +75,32 @@ std::span<const RemapPosition> PlaneRemapTable::positions(std::int32_t row) cons
 std::span<const RemapRun> PlaneRemapTable::runs(std::int32_t row) const {
   const std::size_t begin = row_begins_[static_cast<std::size_t>(row)];
   return std::span(runs_).subspan(begin, row_begins_[static_cast<std::size_t>(row) + 1] - begin);
+}
+
+ShaderTable make_shader_table(const PlaneRemapTable& table) {
+  constexpr std::int32_t phase_mask = phase_count - 1;
+  ShaderTable shader;
+  const std::size_t entries =
+      static_cast<std::size_t>(table.width()) * static_cast<std::size_t>(table.height());
+  shader.positions.reserve(entries);
+  shader.phases.reserve(entries);
+  for (std::int32_t row = 0; row < table.height(); ++row)
+    for (const RemapPosition& position : table.positions(row)) {
+      shader.positions.push_back({position.x >> phase_bits, position.y >> phase_bits});
+      shader.phases.push_back(
+          static_cast<std::uint32_t>((position.y & phase_mask) * phase_count + (position.x & phase_mask)));
+    }
+  return shader;
+}
+
+std::vector<float> make_shader_weights(const LanczosWeights& weights) {
+  std::vector<float> products;
+  products.reserve(std::size_t{phase_count} * phase_count * lanczos_taps * lanczos_taps);
+  for (const auto& rows : weights.taps)
+    for (const auto& columns : weights.taps)
+      for (const float row : rows)
+        for (const float column : columns) products.push_back(row * column);
+  return products;
 }
 
 }  // namespace veyrin

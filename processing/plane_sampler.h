@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "processing/kernel_choice.h"
+#include "media/video_types.h"
+#include "processing/kernels.h"
 #include "processing/plane_remap_table.h"
 
 namespace veyrin {
@@ -14,7 +15,7 @@ namespace veyrin {
 struct PlaneView {
   const std::uint8_t* data = nullptr;
   std::ptrdiff_t stride = 0;  ///< bytes from row to row
-  Size size;             ///< in samples, or in pairs for an interleaved plane
+  Size size;                  ///< in samples, or in pairs for an interleaved plane
   SampleStorage storage = SampleStorage::bits_8;
 };
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "media/ffmpeg.h"
+#include "media/pixel_formats.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -11,23 +11,23 @@ extern "C" {
 namespace veyrin {
 namespace {
 
-BufferRefPtr make_surfaces(AVBufferRef* device, const ProcessorGeometry& geometry, bool ten_bit) {
+BufferRefPtr make_surfaces(AVBufferRef* device, Size source, BitDepth depth) {
   BufferRefPtr surfaces(av_hwframe_ctx_alloc(device));
   if (!surfaces) return nullptr;
   auto& frames = *reinterpret_cast<AVHWFramesContext*>(surfaces->data);
   frames.format = AV_PIX_FMT_D3D11;
-  frames.sw_format = ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_NV12;
-  frames.width = geometry.source_width;
-  frames.height = geometry.source_height;
-  // No texture is made before the first upload, which most conversions never see.
+  frames.sw_format = semi_planar_format(depth);
+  frames.width = source.width;
+  frames.height = source.height;
+  // No texture is made before the first upload; most conversions need none.
   return av_hwframe_ctx_init(surfaces.get()) < 0 ? nullptr : std::move(surfaces);
 }
 
-// The same codes in the other arrangement of planes; the range is not ours to change.
+// The same codes with the planes in another arrangement, whatever their range.
 FramePtr rearrange(const AVFrame& frame, AVPixelFormat format) {
   const auto from =
       frame.format == AV_PIX_FMT_YUVJ420P ? AV_PIX_FMT_YUV420P : static_cast<AVPixelFormat>(frame.format);
-  FramePtr arranged = allocate_video_frame(format, frame.width, frame.height);
+  FramePtr arranged = allocate_video_frame(format, {frame.width, frame.height});
   const ScalerPtr scaler(sws_getContext(frame.width, frame.height, from, frame.width, frame.height, format,
                                         SWS_POINT, nullptr, nullptr, nullptr));
   if (!arranged || !scaler ||
@@ -39,9 +39,9 @@ FramePtr rearrange(const AVFrame& frame, AVPixelFormat format) {
 
 }  // namespace
 
-UploadingProcessor::UploadingProcessor(AVBufferRef* device, const ProcessorGeometry& geometry, bool ten_bit,
+UploadingProcessor::UploadingProcessor(AVBufferRef* device, Size source, BitDepth depth,
                                        std::unique_ptr<GpuYuvProcessor> processor)
-    : surfaces_(make_surfaces(device, geometry, ten_bit)), processor_(std::move(processor)) {}
+    : surfaces_(make_surfaces(device, source, depth)), processor_(std::move(processor)) {}
 
 bool UploadingProcessor::process(const AVFrame* left, const AVFrame* right, AVFrame* output,
                                  std::string& error) const {

@@ -1,19 +1,22 @@
-// The GPU processor for decoders that may give frames in memory all the same.
+// The GPU processor behind decoders that may fall back to frames in memory.
 #pragma once
 
 #include <memory>
 #include <string>
 
 #include "media/ffmpeg.h"
-#include "processing/gpu_yuv_processor.h"
+#include "media/video_types.h"
+#include "processing/yuv_processor.h"
 
 namespace veyrin {
 
-/// Puts frames that are in memory onto the device before the processor behind it sees them; others pass
+/// Uploads frames that are in memory before it hands them to the GPU processor; those on the device pass
 /// through.
 class UploadingProcessor final : public YuvProcessor {
  public:
-  UploadingProcessor(AVBufferRef* device, const ProcessorGeometry& geometry, bool ten_bit,
+  /// For frames of size `source`, uploaded as surfaces of this depth. Never fails: surfaces that cannot be
+  /// made are an error of the first frame that needs one.
+  UploadingProcessor(AVBufferRef* device, Size source, BitDepth depth,
                      std::unique_ptr<GpuYuvProcessor> processor);
 
   [[nodiscard]] bool process(const AVFrame* left, const AVFrame* right, AVFrame* output,
@@ -21,7 +24,7 @@ class UploadingProcessor final : public YuvProcessor {
 
  private:
   /// The frame itself when it needs no upload, else the surface now held by `surface`; null with a message.
-  const AVFrame* on_gpu(const AVFrame* frame, FramePtr& surface, std::string& error) const;
+  [[nodiscard]] const AVFrame* on_gpu(const AVFrame* frame, FramePtr& surface, std::string& error) const;
   [[nodiscard]] int upload(const AVFrame& frame, AVFrame& surface) const;
 
   BufferRefPtr surfaces_;

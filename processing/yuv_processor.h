@@ -1,9 +1,16 @@
 // What every processor does: rectifies a pair of decoded frames and packs both eyes into the encoder's frame.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
+#include <memory>
 #include <string>
 
+#include "media/video_types.h"
+#include "rectification/rectification_maps.h"
+
+struct AVBufferRef;
 struct AVFrame;
 
 namespace veyrin {
@@ -11,12 +18,20 @@ namespace veyrin {
 /// How the eyes are placed on the canvas. The shaders of the GPU processor know the values.
 enum class OutputLayout : std::int32_t { mono_left = 0, mono_right = 1, full_sbs = 2, half_sbs = 3 };
 
-/// Sizes of one processor; all even. The canvas is the eye box, twice as wide for full side by side.
+/// The canvas of eye boxes of this size: the box itself, twice as wide for full side by side, clipped to what
+/// 32 bits hold.
+[[nodiscard]] constexpr Size canvas_size(OutputLayout layout, Size eye_box) {
+  if (layout != OutputLayout::full_sbs) return eye_box;
+  using Limits = std::numeric_limits<std::int32_t>;
+  const std::int64_t width = 2 * std::int64_t{eye_box.width};
+  return {static_cast<std::int32_t>(std::clamp<std::int64_t>(width, Limits::min(), Limits::max())),
+          eye_box.height};
+}
+
+/// Luma sizes of one processor; all even.
 struct ProcessorGeometry {
-  std::int32_t source_width = 0;
-  std::int32_t source_height = 0;
-  std::int32_t eye_box_width = 0;
-  std::int32_t eye_box_height = 0;
+  Size source;   ///< of a decoded eye
+  Size eye_box;  ///< of an eye's place on the canvas, before half side by side squeezes it
   OutputLayout layout = OutputLayout::full_sbs;
 };
 
@@ -31,6 +46,21 @@ class YuvProcessor {
   /// not fit the processor. One call at a time.
   [[nodiscard]] virtual bool process(const AVFrame* left, const AVFrame* right, AVFrame* output,
                                      std::string& error) const = 0;
+};
+
+/// The processor for frames that stay on the GPU from the decoder to the encoder, where the system has one.
+class GpuYuvProcessor : public YuvProcessor {
+ public:
+  /// Makes the system's GPU processor on the decoders' hardware device, which it takes a reference to, for
+  /// surfaces of this depth; null with one message in `error` on failure. The maps are read only during the
+  /// call.
+  [[nodiscard]] static std::unique_ptr<GpuYuvProcessor> create(AVBufferRef* device,
+                                                               const RectificationMaps& maps,
+                                                               const ProcessorGeometry& geometry,
+                                                               BitDepth depth, std::string& error);
+
+  /// The frames context of the surfaces that `process` writes into, for the encoder; owned by the processor.
+  [[nodiscard]] virtual AVBufferRef* encoder_frames() const = 0;
 };
 
 }  // namespace veyrin

@@ -8,13 +8,11 @@
 
 #include "common/error_text.h"
 #include "media/ffmpeg.h"
+#include "media/pixel_formats.h"
 #include "processing/canvas_layout.h"
 #include "processing/d3d11/gpu_resources.h"
-#include "processing/d3d11/result_text.h"
-#include "processing/lanczos_weights.h"
+#include "processing/kernels.h"
 #include "processing/plane_remap_table.h"
-#include "processing/processor_sizes.h"
-#include "processing/shader_tables.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -52,59 +50,38 @@ class DeviceLock {
   const AVD3D11VADeviceContext& device_;
 };
 
-ID3D11Texture2D* frame_texture(const AVFrame& frame) {
-  return reinterpret_cast<ID3D11Texture2D*>(frame.data[0]);
-}
-
-D3D11_TEXTURE2D_DESC describe(ID3D11Texture2D& texture) {
-  D3D11_TEXTURE2D_DESC description{};
-  texture.GetDesc(&description);
-  return description;
-}
-
-// A D3D11 frame carries the slice of its texture array where others have a plane's address.
-UINT frame_subresource(const AVFrame& frame, const D3D11_TEXTURE2D_DESC& description) {
-  return D3D11CalcSubresource(0, static_cast<UINT>(reinterpret_cast<std::uintptr_t>(frame.data[1])),
-                              description.MipLevels);
+Size texture_size(const D3D11_TEXTURE2D_DESC& description) {
+  return {static_cast<std::int32_t>(description.Width), static_cast<std::int32_t>(description.Height)};
 }
 
 bool is_gpu_frame(const AVFrame* frame) {
   return frame != nullptr && frame->format == AV_PIX_FMT_D3D11 && frame->data[0] != nullptr;
 }
 
-UINT group_count(UINT threads) {
-  return (threads + shader_group_size - 1) / shader_group_size;
+UINT group_count(std::int32_t threads) {
+  return (static_cast<UINT>(threads) + shader_group_size - 1) / shader_group_size;
 }
 
-bool check_sizes(const RectificationMaps& maps, const ProcessorGeometry& geometry, std::string& error) {
-  switch (find_size_problem(maps, geometry)) {
-    case SizeProblem::invalid_maps:
-      return fail(error, "invalid D3D11 YUV rectification maps");
-    case SizeProblem::odd_size:
-      return fail(error, "D3D11 YUV GPU path requires even dimensions");
-    case SizeProblem::canvas_too_small:
-      return fail(error, "D3D11 YUV canvas is smaller than the rectified image");
-    case SizeProblem::none:
-      break;
-  }
-  return true;
-}
+constexpr SizeMessages size_messages{
+    .invalid_maps = "invalid D3D11 YUV rectification maps",
+    .odd_size = "D3D11 YUV GPU path requires even dimensions",
+    .canvas_too_small = "D3D11 YUV canvas is smaller than the rectified image",
+};
 
 }  // namespace
 
 struct D3D11YuvProcessor::State {
   State(BufferRefPtr hardware_device, const RectificationMaps& maps, const ProcessorGeometry& given,
-        bool ten_bit_frames)
+        BitDepth frames_depth)
       : device_reference(std::move(hardware_device)),
         hardware(*static_cast<AVD3D11VADeviceContext*>(
             reinterpret_cast<AVHWDeviceContext*>(device_reference->data)->hwctx)),
         device(*hardware.device),
         context(*hardware.device_context),
-        rectified{maps.left.width, maps.left.height},
+        rectified(maps.left.size),
         geometry(given),
-        ten_bit(ten_bit_frames),
-        source_size{static_cast<UINT>(given.source_width), static_cast<UINT>(given.source_height)},
-        output_size{static_cast<UINT>(canvas_width(given)), static_cast<UINT>(given.eye_box_height)} {}
+        depth(frames_depth),
+        canvas(canvas_size(given.layout, given.eye_box)) {}
 
   [[nodiscard]] bool upload_tables(const RectificationMaps& maps, std::string& error);
   [[nodiscard]] bool upload_table(const PlaneRemapTable& table, std::size_t slot, std::string& error);
@@ -117,7 +94,7 @@ struct D3D11YuvProcessor::State {
   [[nodiscard]] bool copy_eyes(const AVFrame& left, const AVFrame& right, std::string& error) const;
   [[nodiscard]] bool check_output(const AVFrame& output, std::string& error) const;
   void run_shaders() const;
-  void run(ID3D11ComputeShader& shader, UINT slot, ID3D11UnorderedAccessView* target, SurfaceSize size) const;
+  void run(ID3D11ComputeShader& shader, UINT slot, ID3D11UnorderedAccessView* target, Size size) const;
 
   // Slots of the shaders' resources.
   static constexpr std::size_t table_slots = 8;       // positions and phases: both lumas, then both chromas
@@ -138,9 +115,8 @@ struct D3D11YuvProcessor::State {
   WritableSurface output_surface;
   Size rectified;
   ProcessorGeometry geometry;
-  bool ten_bit;
-  SurfaceSize source_size;
-  SurfaceSize output_size;
+  BitDepth depth;
+  Size canvas;
 };
 
 bool D3D11YuvProcessor::State::upload_table(const PlaneRemapTable& table, std::size_t slot,
@@ -151,7 +127,7 @@ bool D3D11YuvProcessor::State::upload_table(const PlaneRemapTable& table, std::s
 }
 
 bool D3D11YuvProcessor::State::upload_tables(const RectificationMaps& maps, std::string& error) {
-  const Size luma{geometry.source_width, geometry.source_height};
+  const Size luma = geometry.source;
   const Size chroma{luma.width / 2, luma.height / 2};
   const std::vector<float> products = make_shader_weights(make_lanczos_weights());
   return upload_table(PlaneRemapTable::for_luma(maps.left, luma), 0, error) &&
@@ -162,36 +138,27 @@ bool D3D11YuvProcessor::State::upload_tables(const RectificationMaps& maps, std:
 }
 
 bool D3D11YuvProcessor::State::create_parameters(std::string& error) {
+  const auto unsigned_value = [](std::int32_t value) { return static_cast<std::uint32_t>(value); };
   ShaderParameters values{};
-  values.rectified_width = static_cast<std::uint32_t>(rectified.width);
-  values.rectified_height = static_cast<std::uint32_t>(rectified.height);
-  values.source_width = source_size.width;
-  values.source_height = source_size.height;
-  values.canvas_width = static_cast<std::uint32_t>(geometry.eye_box_width);
-  values.canvas_height = static_cast<std::uint32_t>(geometry.eye_box_height);
-  values.output_width = output_size.width;
-  values.output_height = output_size.height;
+  values.rectified_width = unsigned_value(rectified.width);
+  values.rectified_height = unsigned_value(rectified.height);
+  values.source_width = unsigned_value(geometry.source.width);
+  values.source_height = unsigned_value(geometry.source.height);
+  values.canvas_width = unsigned_value(geometry.eye_box.width);
+  values.canvas_height = unsigned_value(geometry.eye_box.height);
+  values.output_width = unsigned_value(canvas.width);
+  values.output_height = unsigned_value(canvas.height);
   values.layout = static_cast<std::uint32_t>(geometry.layout);
-  values.offset_x = static_cast<std::uint32_t>(even_pad(geometry.eye_box_width, rectified.width));
-  values.offset_y = static_cast<std::uint32_t>(even_pad(geometry.eye_box_height, rectified.height));
-
-  D3D11_BUFFER_DESC description{};
-  description.ByteWidth = sizeof values;
-  description.Usage = D3D11_USAGE_IMMUTABLE;
-  description.BindFlags = D3D11_BIND_CONSTANT_BUFFER;
-  D3D11_SUBRESOURCE_DATA data{};
-  data.pSysMem = &values;
-  ID3D11Buffer* created = nullptr;
-  const HRESULT result = device.CreateBuffer(&description, &data, &created);
-  if (FAILED(result)) return fail_with_result(error, "D3D11 YUV parameters", result);
-  parameters.reset(created);
-  return true;
+  values.offset_x = unsigned_value(even_pad(geometry.eye_box.width, rectified.width));
+  values.offset_y = unsigned_value(even_pad(geometry.eye_box.height, rectified.height));
+  parameters = create_constants(device, std::as_bytes(std::span(&values, 1)), error);
+  return parameters != nullptr;
 }
 
 bool D3D11YuvProcessor::State::create_surfaces(std::string& error) {
-  return create_readable_surface(device, source_size, ten_bit, left_surface, error) &&
-         create_readable_surface(device, source_size, ten_bit, right_surface, error) &&
-         create_writable_surface(device, output_size, ten_bit, output_surface, error);
+  return create_readable_surface(device, geometry.source, depth, left_surface, error) &&
+         create_readable_surface(device, geometry.source, depth, right_surface, error) &&
+         create_writable_surface(device, canvas, depth, output_surface, error);
 }
 
 bool D3D11YuvProcessor::State::create_encoder_frames(std::string& error) {
@@ -199,9 +166,9 @@ bool D3D11YuvProcessor::State::create_encoder_frames(std::string& error) {
   if (!encoder_frames) return fail(error, "could not allocate NVENC D3D11 frame context");
   auto& frames = *reinterpret_cast<AVHWFramesContext*>(encoder_frames->data);
   frames.format = AV_PIX_FMT_D3D11;
-  frames.sw_format = ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_NV12;
-  frames.width = static_cast<int>(output_size.width);
-  frames.height = static_cast<int>(output_size.height);
+  frames.sw_format = semi_planar_format(depth);
+  frames.width = canvas.width;
+  frames.height = canvas.height;
   frames.initial_pool_size = 0;
   static_cast<AVD3D11VAFramesContext*>(frames.hwctx)->BindFlags = 0;
   const int status = av_hwframe_ctx_init(encoder_frames.get());
@@ -215,17 +182,17 @@ bool D3D11YuvProcessor::State::check_encoder_surface(std::string& error) const {
   const int status = probe ? av_hwframe_get_buffer(encoder_frames.get(), probe.get(), 0) : AVERROR(ENOMEM);
   if (status < 0)
     return fail_with_library_error(error, "could not allocate a probe D3D11 encoder surface", status);
-  if (describe(*frame_texture(*probe)).Format != surface_format(ten_bit))
+  if (describe(*frame_texture(*probe)).Format != surface_format(depth))
     return fail_with_result(error, "D3D11 encoder surface validation", E_INVALIDARG);
   return true;
 }
 
-// The tables are those of one size; of a larger picture a corner would be taken for the whole.
+// The tables fit one size; a larger picture would lose all but a corner.
 bool D3D11YuvProcessor::State::is_source(const AVFrame& frame) const {
   const D3D11_TEXTURE2D_DESC description = describe(*frame_texture(frame));
-  return description.Format == surface_format(ten_bit) && frame.width == geometry.source_width &&
-         frame.height == geometry.source_height && description.Width >= source_size.width &&
-         description.Height >= source_size.height;
+  const Size texture = texture_size(description);
+  return description.Format == surface_format(depth) && Size{frame.width, frame.height} == geometry.source &&
+         texture.width >= geometry.source.width && texture.height >= geometry.source.height;
 }
 
 bool D3D11YuvProcessor::State::copy_eyes(const AVFrame& left, const AVFrame& right,
@@ -234,8 +201,9 @@ bool D3D11YuvProcessor::State::copy_eyes(const AVFrame& left, const AVFrame& rig
       {{left, left_surface}, {right, right_surface}}};
   for (const auto& [frame, surface] : eyes)
     if (!is_source(frame)) return fail(error, "D3D11 decoder surfaces have an unexpected YUV format");
-  // Decoders round the size of their surfaces up; what is beyond the picture stays behind.
-  const D3D11_BOX picture{0, 0, 0, source_size.width, source_size.height, 1};
+  // Decoders round the size of their surfaces up; only the picture is copied.
+  const D3D11_BOX picture{
+      0, 0, 0, static_cast<UINT>(geometry.source.width), static_cast<UINT>(geometry.source.height), 1};
   for (const auto& [frame, surface] : eyes) {
     ID3D11Texture2D* decoded = frame_texture(frame);
     context.CopySubresourceRegion(surface.texture.get(), 0, 0, 0, 0, decoded,
@@ -247,8 +215,7 @@ bool D3D11YuvProcessor::State::copy_eyes(const AVFrame& left, const AVFrame& rig
 bool D3D11YuvProcessor::State::check_output(const AVFrame& output, std::string& error) const {
   if (frame_texture(output) == nullptr) return fail(error, "D3D11 encoder frame has no texture");
   const D3D11_TEXTURE2D_DESC description = describe(*frame_texture(output));
-  if (description.Format != surface_format(ten_bit) || description.Width != output_size.width ||
-      description.Height != output_size.height)
+  if (description.Format != surface_format(depth) || texture_size(description) != canvas)
     return fail(error, "D3D11 encoder surface has an unexpected format or size");
   return true;
 }
@@ -264,8 +231,8 @@ void D3D11YuvProcessor::State::run_shaders() const {
   ID3D11Buffer* constants = parameters.get();
   context.CSSetConstantBuffers(0, 1, &constants);
 
-  run(*shaders.luma, 0, output_surface.luma.get(), output_size);
-  run(*shaders.chroma, 1, output_surface.chroma.get(), {output_size.width / 2, output_size.height / 2});
+  run(*shaders.luma, 0, output_surface.luma.get(), canvas);
+  run(*shaders.chroma, 1, output_surface.chroma.get(), {canvas.width / 2, canvas.height / 2});
 
   // The decoders write into what these views show.
   resources.fill(nullptr);
@@ -273,7 +240,7 @@ void D3D11YuvProcessor::State::run_shaders() const {
 }
 
 void D3D11YuvProcessor::State::run(ID3D11ComputeShader& shader, UINT slot, ID3D11UnorderedAccessView* target,
-                                   SurfaceSize size) const {
+                                   Size size) const {
   context.CSSetShader(&shader, nullptr, 0);
   context.CSSetUnorderedAccessViews(slot, 1, &target, nullptr);
   context.Dispatch(group_count(size.width), group_count(size.height), 1);
@@ -287,16 +254,16 @@ D3D11YuvProcessor::~D3D11YuvProcessor() = default;
 
 std::unique_ptr<D3D11YuvProcessor> D3D11YuvProcessor::create(AVBufferRef* device,
                                                              const RectificationMaps& maps,
-                                                             const ProcessorGeometry& geometry, bool ten_bit,
-                                                             std::string& error,
+                                                             const ProcessorGeometry& geometry,
+                                                             BitDepth depth, std::string& error,
                                                              const std::string& compiler_library) {
   BufferRefPtr reference(device != nullptr ? av_buffer_ref(device) : nullptr);
   if (!reference) {
     error = "could not retain D3D11 device";
     return nullptr;
   }
-  if (!check_sizes(maps, geometry, error)) return nullptr;
-  auto state = std::make_unique<State>(std::move(reference), maps, geometry, ten_bit);
+  if (!check_sizes(maps, geometry, size_messages, error)) return nullptr;
+  auto state = std::make_unique<State>(std::move(reference), maps, geometry, depth);
   if (!create_yuv_shaders(state->device, compiler_library, state->shaders, error) ||
       !state->upload_tables(maps, error) || !state->create_parameters(error) ||
       !state->create_surfaces(error) || !state->create_encoder_frames(error) ||
@@ -322,10 +289,10 @@ AVBufferRef* D3D11YuvProcessor::encoder_frames() const {
   return state_->encoder_frames.get();
 }
 
-std::unique_ptr<GpuYuvProcessor> create_gpu_yuv_processor(AVBufferRef* device, const RectificationMaps& maps,
-                                                          const ProcessorGeometry& geometry, bool ten_bit,
-                                                          std::string& error) {
-  return D3D11YuvProcessor::create(device, maps, geometry, ten_bit, error);
+std::unique_ptr<GpuYuvProcessor> GpuYuvProcessor::create(AVBufferRef* device, const RectificationMaps& maps,
+                                                         const ProcessorGeometry& geometry, BitDepth depth,
+                                                         std::string& error) {
+  return D3D11YuvProcessor::create(device, maps, geometry, depth, error);
 }
 
 }  // namespace veyrin

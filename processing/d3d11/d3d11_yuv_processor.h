@@ -5,16 +5,16 @@
 #include <string>
 
 #include "processing/d3d11/yuv_shaders.h"
-#include "processing/gpu_yuv_processor.h"
+#include "processing/yuv_processor.h"
 
 namespace veyrin {
 
 class D3D11YuvProcessor final : public GpuYuvProcessor {
  public:
   /// Uploads the tables and makes everything that frames need; null with one message in `error` on failure.
-  /// `device` is a D3D11VA hardware device context, `ten_bit` chooses P010 instead of NV12 for all surfaces.
-  static std::unique_ptr<D3D11YuvProcessor> create(
-      AVBufferRef* device, const RectificationMaps& maps, const ProcessorGeometry& geometry, bool ten_bit,
+  /// `device` is a D3D11VA hardware device context; all surfaces are NV12, or P010 for ten bits.
+  [[nodiscard]] static std::unique_ptr<D3D11YuvProcessor> create(
+      AVBufferRef* device, const RectificationMaps& maps, const ProcessorGeometry& geometry, BitDepth depth,
       std::string& error, const std::string& compiler_library = shader_compiler_library);
   ~D3D11YuvProcessor() override;
 

@@ -1,7 +1,14 @@
 #include "processing/d3d11/gpu_resources.h"
 
+#include <array>
+#include <cstdint>
+#include <cstdio>
+
 #include "common/error_text.h"
-#include "processing/d3d11/result_text.h"
+
+extern "C" {
+#include <libavutil/frame.h>
+}
 
 namespace veyrin {
 namespace {
@@ -9,22 +16,22 @@ namespace {
 using platform::ComPtr;
 
 // The format of a view selects the plane that it shows.
-DXGI_FORMAT luma_view_format(bool ten_bit) {
-  return ten_bit ? DXGI_FORMAT_R16_UNORM : DXGI_FORMAT_R8_UNORM;
+DXGI_FORMAT luma_view_format(BitDepth depth) {
+  return depth == BitDepth::ten ? DXGI_FORMAT_R16_UNORM : DXGI_FORMAT_R8_UNORM;
 }
 
-DXGI_FORMAT chroma_view_format(bool ten_bit) {
-  return ten_bit ? DXGI_FORMAT_R16G16_UNORM : DXGI_FORMAT_R8G8_UNORM;
+DXGI_FORMAT chroma_view_format(BitDepth depth) {
+  return depth == BitDepth::ten ? DXGI_FORMAT_R16G16_UNORM : DXGI_FORMAT_R8G8_UNORM;
 }
 
-HRESULT create_texture(ID3D11Device& device, SurfaceSize size, bool ten_bit, UINT bind_flags,
+HRESULT create_texture(ID3D11Device& device, Size size, BitDepth depth, UINT bind_flags,
                        ComPtr<ID3D11Texture2D>& texture) {
   D3D11_TEXTURE2D_DESC description{};
-  description.Width = size.width;
-  description.Height = size.height;
+  description.Width = static_cast<UINT>(size.width);
+  description.Height = static_cast<UINT>(size.height);
   description.MipLevels = 1;
   description.ArraySize = 1;
-  description.Format = surface_format(ten_bit);
+  description.Format = surface_format(depth);
   description.SampleDesc.Count = 1;
   description.Usage = D3D11_USAGE_DEFAULT;
   description.BindFlags = bind_flags;
@@ -59,8 +66,15 @@ HRESULT create_write_view(ID3D11Device& device, ID3D11Texture2D& texture, DXGI_F
 
 }  // namespace
 
-DXGI_FORMAT surface_format(bool ten_bit) {
-  return ten_bit ? DXGI_FORMAT_P010 : DXGI_FORMAT_NV12;
+bool fail_with_result(std::string& error, const char* step, HRESULT result) {
+  std::array<char, 160> text{};
+  std::snprintf(text.data(), text.size(), "%s failed (HRESULT 0x%08lx)", step,
+                static_cast<unsigned long>(result));
+  return fail(error, text.data());
+}
+
+DXGI_FORMAT surface_format(BitDepth depth) {
+  return depth == BitDepth::ten ? DXGI_FORMAT_P010 : DXGI_FORMAT_NV12;
 }
 
 bool upload_bytes(ID3D11Device& device, std::span<const std::byte> bytes, UINT stride, ShaderBuffer& buffer,
@@ -89,25 +103,56 @@ bool upload_bytes(ID3D11Device& device, std::span<const std::byte> bytes, UINT s
   return true;
 }
 
-bool create_readable_surface(ID3D11Device& device, SurfaceSize size, bool ten_bit, ReadableSurface& surface,
+ComPtr<ID3D11Buffer> create_constants(ID3D11Device& device, std::span<const std::byte> bytes,
+                                      std::string& error) {
+  D3D11_BUFFER_DESC description{};
+  description.ByteWidth = static_cast<UINT>(bytes.size());
+  description.Usage = D3D11_USAGE_IMMUTABLE;
+  description.BindFlags = D3D11_BIND_CONSTANT_BUFFER;
+  D3D11_SUBRESOURCE_DATA data{};
+  data.pSysMem = bytes.data();
+  ID3D11Buffer* created = nullptr;
+  const HRESULT result = device.CreateBuffer(&description, &data, &created);
+  if (SUCCEEDED(result)) return ComPtr<ID3D11Buffer>(created);
+  static_cast<void>(fail_with_result(error, "D3D11 YUV parameters", result));
+  return nullptr;
+}
+
+bool create_readable_surface(ID3D11Device& device, Size size, BitDepth depth, ReadableSurface& surface,
                              std::string& error) {
-  if (FAILED(create_texture(device, size, ten_bit, D3D11_BIND_SHADER_RESOURCE, surface.texture)))
+  if (FAILED(create_texture(device, size, depth, D3D11_BIND_SHADER_RESOURCE, surface.texture)))
     return fail(error, "could not create shader-readable D3D11 YUV textures");
-  if (FAILED(create_read_view(device, *surface.texture, luma_view_format(ten_bit), surface.luma)) ||
-      FAILED(create_read_view(device, *surface.texture, chroma_view_format(ten_bit), surface.chroma)))
+  if (FAILED(create_read_view(device, *surface.texture, luma_view_format(depth), surface.luma)) ||
+      FAILED(create_read_view(device, *surface.texture, chroma_view_format(depth), surface.chroma)))
     return fail(error, "could not create D3D11 YUV plane views");
   return true;
 }
 
-bool create_writable_surface(ID3D11Device& device, SurfaceSize size, bool ten_bit, WritableSurface& surface,
+bool create_writable_surface(ID3D11Device& device, Size size, BitDepth depth, WritableSurface& surface,
                              std::string& error) {
-  if (FAILED(create_texture(device, size, ten_bit, D3D11_BIND_UNORDERED_ACCESS, surface.texture)))
+  if (FAILED(create_texture(device, size, depth, D3D11_BIND_UNORDERED_ACCESS, surface.texture)))
     return fail(error, "could not create the D3D11 YUV shader output texture");
-  HRESULT result = create_write_view(device, *surface.texture, luma_view_format(ten_bit), surface.luma);
+  HRESULT result = create_write_view(device, *surface.texture, luma_view_format(depth), surface.luma);
   if (SUCCEEDED(result))
-    result = create_write_view(device, *surface.texture, chroma_view_format(ten_bit), surface.chroma);
+    result = create_write_view(device, *surface.texture, chroma_view_format(depth), surface.chroma);
   if (FAILED(result)) return fail_with_result(error, "D3D11 YUV shader output plane views", result);
   return true;
+}
+
+ID3D11Texture2D* frame_texture(const AVFrame& frame) {
+  return reinterpret_cast<ID3D11Texture2D*>(frame.data[0]);
+}
+
+D3D11_TEXTURE2D_DESC describe(ID3D11Texture2D& texture) {
+  D3D11_TEXTURE2D_DESC description{};
+  texture.GetDesc(&description);
+  return description;
+}
+
+// A D3D11 frame carries the slice of its texture array where others have a plane's address.
+UINT frame_subresource(const AVFrame& frame, const D3D11_TEXTURE2D_DESC& description) {
+  return D3D11CalcSubresource(0, static_cast<UINT>(reinterpret_cast<std::uintptr_t>(frame.data[1])),
+                              description.MipLevels);
 }
 
 }  // namespace veyrin

@@ -1,15 +1,22 @@
-// What the shaders read and write: buffers and textures together with their views.
+// What the shaders read and write: buffers and textures together with their views, and the textures of
+// frames.
 #pragma once
 
 #include <d3d11.h>
 
-#include <cstdint>
+#include <cstddef>
 #include <span>
 #include <string>
 
 #include "common/platform/win32/owners.h"
+#include "media/video_types.h"
+
+struct AVFrame;
 
 namespace veyrin {
+
+/// Stores the message of the Direct3D step that failed with `result` in `error` and returns false.
+[[nodiscard]] bool fail_with_result(std::string& error, const char* step, HRESULT result);
 
 /// An immutable buffer of equal elements.
 struct ShaderBuffer {
@@ -28,13 +35,13 @@ template <typename Element>
   return upload_bytes(device, std::as_bytes(elements), sizeof(Element), buffer, error);
 }
 
-/// NV12, or P010 for ten bits: the layout of decoder and encoder surfaces.
-DXGI_FORMAT surface_format(bool ten_bit);
+/// Makes a buffer of constants that never change; null with one message in `error`.
+[[nodiscard]] platform::ComPtr<ID3D11Buffer> create_constants(ID3D11Device& device,
+                                                              std::span<const std::byte> bytes,
+                                                              std::string& error);
 
-struct SurfaceSize {
-  UINT width = 0;
-  UINT height = 0;
-};
+/// NV12, or P010 for ten bits: the layout of decoder and encoder surfaces.
+DXGI_FORMAT surface_format(BitDepth depth);
 
 /// A copy of a decoded picture that shaders may read.
 struct ReadableSurface {
@@ -43,7 +50,7 @@ struct ReadableSurface {
   platform::ComPtr<ID3D11ShaderResourceView> chroma;
 };
 
-[[nodiscard]] bool create_readable_surface(ID3D11Device& device, SurfaceSize size, bool ten_bit,
+[[nodiscard]] bool create_readable_surface(ID3D11Device& device, Size size, BitDepth depth,
                                            ReadableSurface& surface, std::string& error);
 
 /// A canvas that shaders may write.
@@ -53,7 +60,15 @@ struct WritableSurface {
   platform::ComPtr<ID3D11UnorderedAccessView> chroma;
 };
 
-[[nodiscard]] bool create_writable_surface(ID3D11Device& device, SurfaceSize size, bool ten_bit,
+[[nodiscard]] bool create_writable_surface(ID3D11Device& device, Size size, BitDepth depth,
                                            WritableSurface& surface, std::string& error);
+
+/// The texture of a D3D11 frame, borrowed; null when it has none.
+ID3D11Texture2D* frame_texture(const AVFrame& frame);
+
+D3D11_TEXTURE2D_DESC describe(ID3D11Texture2D& texture);
+
+/// The frame's slice of its texture, as the copying calls count.
+UINT frame_subresource(const AVFrame& frame, const D3D11_TEXTURE2D_DESC& description);
 
 }  // namespace veyrin

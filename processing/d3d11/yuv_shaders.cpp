@@ -5,7 +5,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "processing/d3d11/result_text.h"
+#include "processing/d3d11/gpu_resources.h"
 
 namespace veyrin {
 

@@ -6,7 +6,7 @@ namespace veyrin::test {
 namespace {
 
 ProcessorGeometry geometry(OutputLayout layout, int box_width, int box_height) {
-  return {/*source_width=*/100, /*source_height=*/100, box_width, box_height, layout};
+  return {.source = {100, 100}, .eye_box = {box_width, box_height}, .layout = layout};
 }
 
 void expect_region(const EyeRegion& region, const EyeRegion& expected) {
@@ -19,10 +19,18 @@ void expect_region(const EyeRegion& region, const EyeRegion& expected) {
 }
 
 TEST(CanvasLayout, OnlyFullSideBySideIsTwiceAsWide) {
-  EXPECT_EQ(canvas_width(geometry(OutputLayout::mono_left, 64, 48)), 64);
-  EXPECT_EQ(canvas_width(geometry(OutputLayout::mono_right, 64, 48)), 64);
-  EXPECT_EQ(canvas_width(geometry(OutputLayout::full_sbs, 64, 48)), 128);
-  EXPECT_EQ(canvas_width(geometry(OutputLayout::half_sbs, 64, 48)), 64);
+  const Size box{64, 48};
+  EXPECT_EQ(canvas_size(OutputLayout::mono_left, box), box);
+  EXPECT_EQ(canvas_size(OutputLayout::mono_right, box), box);
+  EXPECT_EQ(canvas_size(OutputLayout::full_sbs, box), (Size{128, 48}));
+  EXPECT_EQ(canvas_size(OutputLayout::half_sbs, box), box);
+}
+
+TEST(CanvasLayout, AWidthOfTwoEyesBeyond32BitsIsClipped) {
+  EXPECT_EQ(canvas_size(OutputLayout::full_sbs, {1073741823, 2}), (Size{2147483646, 2}));
+  EXPECT_EQ(canvas_size(OutputLayout::full_sbs, {1073741824, 2}), (Size{2147483647, 2}));
+  EXPECT_EQ(canvas_size(OutputLayout::full_sbs, {2147483647, 2}), (Size{2147483647, 2}));
+  EXPECT_EQ(canvas_size(OutputLayout::full_sbs, {-2147483647, 2}), (Size{-2147483647 - 1, 2}));
 }
 
 TEST(CanvasLayout, EyeOfTheBoxsSizeHasNoPad) {

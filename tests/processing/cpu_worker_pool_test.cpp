@@ -2,10 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <future>
 #include <map>
 #include <mutex>
 #include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace veyrin::test {
@@ -83,16 +89,22 @@ TEST(CpuWorkerPool, RowsWrittenByAJobAreSeenByTheCallerAndTheNextJob) {
 }
 
 TEST(CpuWorkerPool, EndsWithoutEverHavingRun) {
-  const CpuWorkerPool pool(8);
+  std::promise<void> ended;
+  std::future<void> end = ended.get_future();
+  std::thread([promise = std::move(ended)]() mutable {
+    { const CpuWorkerPool pool(8); }
+    promise.set_value();
+  }).detach();
+  EXPECT_EQ(end.wait_for(std::chrono::minutes(1)), std::future_status::ready);
 }
 
 TEST(CpuWorkerPool, HasOneWorkerPerHardwareThreadByDefault) {
-  const auto hardware = static_cast<std::int32_t>(std::thread::hardware_concurrency());
-  EXPECT_EQ(CpuWorkerPool::default_worker_count(), std::max(1, hardware));
+  const std::size_t hardware = std::thread::hardware_concurrency();
+  ASSERT_GT(hardware, 0U) << "this system does not tell";
   CpuWorkerPool pool;
   // More rows than workers, so every worker shows up.
-  EXPECT_EQ(rows_by_thread(pool, 64 * CpuWorkerPool::default_worker_count()).size(),
-            static_cast<std::size_t>(CpuWorkerPool::default_worker_count()));
+  EXPECT_EQ(rows_by_thread(pool, static_cast<std::int32_t>(64 * hardware)).size(), hardware);
+  EXPECT_EQ(CpuWorkerPool::default_worker_count(), static_cast<std::int32_t>(hardware));
 }
 
 }  // namespace

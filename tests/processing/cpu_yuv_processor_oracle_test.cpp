@@ -25,30 +25,28 @@ class CpuYuvProcessorFormats : public ::testing::TestWithParam<FormatsAndLayout>
 TEST_P(CpuYuvProcessorFormats, MatchesTheDoublePrecisionOracle) {
   const auto& [input_format, output_format, layout, kernels] = GetParam();
   struct Sizes {
-    int source_width, source_height, rectified_width, rectified_height, box_width, box_height;
+    Size source, rectified, box;
   };
   // Without pad, with uneven pads, with a chroma pad that is odd, and with an odd half eye box.
-  for (const Sizes& size :
-       {Sizes{62, 40, 46, 36, 46, 36}, Sizes{48, 54, 50, 30, 64, 40}, Sizes{40, 40, 34, 22, 38, 26}}) {
-    const RectificationMaps maps =
-        random_maps(size.rectified_width, size.rectified_height, size.source_width, size.source_height, 7);
-    const ProcessorGeometry geometry{size.source_width, size.source_height, size.box_width, size.box_height,
-                                     layout};
+  for (const Sizes& size : {Sizes{{62, 40}, {46, 36}, {46, 36}}, Sizes{{48, 54}, {50, 30}, {64, 40}},
+                            Sizes{{40, 40}, {34, 22}, {38, 26}}}) {
+    const RectificationMaps maps = random_maps(size.rectified, size.source, 7);
+    const ProcessorGeometry geometry{size.source, size.box, layout};
     std::string error;
     const auto processor = CpuYuvProcessor::create(maps, geometry, error, {kernels, /*worker_count=*/2});
     ASSERT_NE(processor, nullptr) << error;
 
-    const FramePtr left = make_frame(input_format, size.source_width, size.source_height, 3);
-    const FramePtr right = make_frame(input_format, size.source_width, size.source_height, 7);
+    const FramePtr left = make_frame(input_format, size.source.width, size.source.height, 3);
+    const FramePtr right = make_frame(input_format, size.source.width, size.source.height, 7);
     fill_random(*left, 1);
     fill_random(*right, 2);
-    const int canvas = layout == OutputLayout::full_sbs ? 2 * size.box_width : size.box_width;
-    const FramePtr output = make_frame(output_format, canvas, size.box_height, 5);
+    const int canvas = layout == OutputLayout::full_sbs ? 2 * size.box.width : size.box.width;
+    const FramePtr output = make_frame(output_format, canvas, size.box.height, 5);
     fill_random(*output, 3);
     ASSERT_TRUE(processor->process(left.get(), right.get(), output.get(), error)) << error;
 
     EXPECT_EQ(compare_with_oracle(maps, geometry, *left, *right, *output, float_rounding), "")
-        << "box " << size.box_width << "x" << size.box_height;
+        << "box " << size.box.width << "x" << size.box.height;
     EXPECT_TRUE(guards_intact(*output));
   }
 }

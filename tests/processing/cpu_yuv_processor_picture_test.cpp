@@ -19,8 +19,8 @@ FramePtr process(const RectificationMaps& maps, const ProcessorGeometry& geometr
   const auto processor = CpuYuvProcessor::create(maps, geometry, error, tuning);
   EXPECT_NE(processor, nullptr) << error;
   const int width =
-      geometry.layout == OutputLayout::full_sbs ? 2 * geometry.eye_box_width : geometry.eye_box_width;
-  FramePtr output = make_frame(output_format, width, geometry.eye_box_height);
+      geometry.layout == OutputLayout::full_sbs ? 2 * geometry.eye_box.width : geometry.eye_box.width;
+  FramePtr output = make_frame(output_format, width, geometry.eye_box.height);
   fill_random(*output, 99);
   EXPECT_TRUE(processor->process(&left, &right, output.get(), error)) << error;
   return output;
@@ -39,7 +39,8 @@ std::vector<int> samples(const AVFrame& frame) {
 TEST(CpuYuvProcessorPicture, IdentityMapsCopySamplesExactlyInEveryFormatAndPlaceThemInTheBox) {
   constexpr int size = 24;
   constexpr int pad = 4;
-  const ProcessorGeometry geometry{size, size, size + 2 * pad + 2, size + 2 * pad, OutputLayout::full_sbs};
+  const ProcessorGeometry geometry{
+      {size, size}, {size + 2 * pad + 2, size + 2 * pad}, OutputLayout::full_sbs};
   for (const AVPixelFormat input : all_formats)
     for (const AVPixelFormat output_format : all_formats) {
       if (sample_bits(input) != sample_bits(output_format)) continue;
@@ -47,13 +48,13 @@ TEST(CpuYuvProcessorPicture, IdentityMapsCopySamplesExactlyInEveryFormatAndPlace
       const FramePtr right = make_frame(input, size, size, 4);
       fill_random(*left, 1);
       fill_random(*right, 2);
-      const FramePtr output = process(identity_maps(size, size), geometry, *left, *right, output_format);
+      const FramePtr output = process(identity_maps({size, size}), geometry, *left, *right, output_format);
       for (const Channel channel : {Channel::y, Channel::u, Channel::v}) {
         const int divisor = channel == Channel::y ? 1 : 2;
         const int neutral = channel == Channel::y ? 0 : 1 << (sample_bits(input) - 1);
         for (int y = 0; y < channel_height(*output, channel); ++y)
           for (int x = 0; x < channel_width(*output, channel); ++x) {
-            const int box_width = geometry.eye_box_width / divisor;
+            const int box_width = geometry.eye_box.width / divisor;
             const AVFrame& source = x < box_width ? *left : *right;
             const int column = x % box_width - pad / divisor;
             const int row = y - pad / divisor;
@@ -70,8 +71,8 @@ TEST(CpuYuvProcessorPicture, IdentityMapsCopySamplesExactlyInEveryFormatAndPlace
 TEST(CpuYuvProcessorPicture, HighAlignedOutputKeepsItsLowBitsClear) {
   const FramePtr source = make_frame(AV_PIX_FMT_YUV420P10LE, 16, 16);
   fill_constant(*source, 1023, 1, 700);
-  const FramePtr output = process(identity_maps(16, 16), {16, 16, 16, 16, OutputLayout::mono_left}, *source,
-                                  *source, AV_PIX_FMT_P010LE);
+  const FramePtr output = process(identity_maps({16, 16}), {{16, 16}, {16, 16}, OutputLayout::mono_left},
+                                  *source, *source, AV_PIX_FMT_P010LE);
   EXPECT_EQ(get_stored(*output, Channel::y, 5, 5), 1023 * 64);
   EXPECT_EQ(get_stored(*output, Channel::u, 5, 5), 64);
   EXPECT_EQ(get_stored(*output, Channel::v, 5, 5), 700 * 64);
@@ -92,7 +93,7 @@ TEST(CpuYuvProcessorPicture, PadHoldsZeroLumaAndTheSourceDepthsNeutralChroma) {
       const FramePtr source = make_frame(input, 16, 16);
       fill_constant(*source, 200, 60, 70);
       const FramePtr output =
-          process(identity_maps(16, 16), {16, 16, 32, 24, layout}, *source, *source, output_format);
+          process(identity_maps({16, 16}), {{16, 16}, {32, 24}, layout}, *source, *source, output_format);
       // The corners and a place in the middle of each side of the left eye's box.
       const int box_width = layout == OutputLayout::half_sbs ? 16 : 32;
       for (const auto& [x, y] :
@@ -108,8 +109,8 @@ TEST(CpuYuvProcessorPicture, PadHoldsZeroLumaAndTheSourceDepthsNeutralChroma) {
 TEST(CpuYuvProcessorPicture, BoxWiderByTwoHasNoPadOnTheLeft) {
   const FramePtr source = make_frame(AV_PIX_FMT_NV12, 16, 16);
   fill_constant(*source, 77, 60, 70);
-  const FramePtr output = process(identity_maps(16, 16), {16, 16, 18, 18, OutputLayout::mono_right}, *source,
-                                  *source, AV_PIX_FMT_NV12);
+  const FramePtr output = process(identity_maps({16, 16}), {{16, 16}, {18, 18}, OutputLayout::mono_right},
+                                  *source, *source, AV_PIX_FMT_NV12);
   EXPECT_EQ(get_sample(*output, Channel::y, 0, 0), 77);
   EXPECT_EQ(get_sample(*output, Channel::y, 15, 15), 77);
   EXPECT_EQ(get_sample(*output, Channel::y, 16, 0), 0);
@@ -133,8 +134,8 @@ TEST(CpuYuvProcessorPicture, HalfWidthTakesTheMeanOfNeighboursWithHalvesUp) {
       set_sample(*right, Channel::u, x, y, 7 * x);
       set_sample(*right, Channel::v, x, y, 200 + x);
     }
-  const FramePtr output = process(identity_maps(16, 8), {16, 8, 16, 8, OutputLayout::half_sbs}, *left, *right,
-                                  AV_PIX_FMT_YUV420P);
+  const FramePtr output = process(identity_maps({16, 8}), {{16, 8}, {16, 8}, OutputLayout::half_sbs}, *left,
+                                  *right, AV_PIX_FMT_YUV420P);
   for (const Channel channel : {Channel::y, Channel::u, Channel::v}) {
     const int span = channel_width(*output, channel) / 2;
     for (int y = 0; y < channel_height(*output, channel); ++y)
@@ -148,33 +149,33 @@ TEST(CpuYuvProcessorPicture, HalfWidthTakesTheMeanOfNeighboursWithHalvesUp) {
 }
 
 TEST(CpuYuvProcessorPicture, MonoLayoutsUseOneEyeOnly) {
-  const RectificationMaps maps = random_maps(32, 24, 30, 28, 4);
+  const RectificationMaps maps = random_maps({32, 24}, {30, 28}, 4);
   FramePtr eyes[2] = {make_frame(AV_PIX_FMT_NV12, 30, 28), make_frame(AV_PIX_FMT_NV12, 30, 28)};
   fill_random(*eyes[0], 1);
   fill_random(*eyes[1], 2);
   const FramePtr noise = make_frame(AV_PIX_FMT_NV12, 30, 28);
   fill_random(*noise, 3);
   RectificationMaps only_left = maps;
-  only_left.right = identity_maps(32, 24).right;
+  only_left.right = identity_maps({32, 24}).right;
   RectificationMaps only_right = maps;
-  only_right.left = identity_maps(32, 24).left;
+  only_right.left = identity_maps({32, 24}).left;
 
-  const ProcessorGeometry left_only{30, 28, 32, 24, OutputLayout::mono_left};
+  const ProcessorGeometry left_only{{30, 28}, {32, 24}, OutputLayout::mono_left};
   EXPECT_EQ(samples(*process(maps, left_only, *eyes[0], *eyes[1], AV_PIX_FMT_NV12)),
             samples(*process(only_left, left_only, *eyes[0], *noise, AV_PIX_FMT_NV12)));
-  const ProcessorGeometry right_only{30, 28, 32, 24, OutputLayout::mono_right};
+  const ProcessorGeometry right_only{{30, 28}, {32, 24}, OutputLayout::mono_right};
   EXPECT_EQ(samples(*process(maps, right_only, *eyes[0], *eyes[1], AV_PIX_FMT_NV12)),
             samples(*process(only_right, right_only, *noise, *eyes[1], AV_PIX_FMT_NV12)));
 }
 
 TEST(CpuYuvProcessorPicture, FullSideBySideIsTheTwoMonoPicturesNextToEachOther) {
-  const RectificationMaps maps = random_maps(32, 24, 30, 28, 5);
+  const RectificationMaps maps = random_maps({32, 24}, {30, 28}, 5);
   const FramePtr left = make_frame(AV_PIX_FMT_P010LE, 30, 28);
   const FramePtr right = make_frame(AV_PIX_FMT_P010LE, 30, 28);
   fill_random(*left, 1);
   fill_random(*right, 2);
   const auto with_layout = [&](OutputLayout layout) {
-    return process(maps, {30, 28, 40, 28, layout}, *left, *right, AV_PIX_FMT_P010LE);
+    return process(maps, {{30, 28}, {40, 28}, layout}, *left, *right, AV_PIX_FMT_P010LE);
   };
   const FramePtr both = with_layout(OutputLayout::full_sbs);
   const FramePtr eyes[2] = {with_layout(OutputLayout::mono_left), with_layout(OutputLayout::mono_right)};
@@ -192,12 +193,12 @@ TEST(CpuYuvProcessorPicture, UnusableMapEntriesGiveZeroLumaAndChromaAtTheTablesP
   for (const float value :
        {-1.0F, std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
         -std::numeric_limits<float>::infinity(), 1e30F, -1e30F}) {
-    RectificationMaps maps = identity_maps(16, 16);
+    RectificationMaps maps = identity_maps({16, 16});
     for (EyeMap* map : {&maps.left, &maps.right}) {
       map->map_x.assign(map->map_x.size(), value);
       map->map_y.assign(map->map_y.size(), value);
     }
-    const ProcessorGeometry geometry{16, 16, 16, 16, OutputLayout::mono_left};
+    const ProcessorGeometry geometry{{16, 16}, {16, 16}, OutputLayout::mono_left};
     const FramePtr output = process(maps, geometry, *source, *source, AV_PIX_FMT_YUV420P);
     EXPECT_EQ(get_sample(*output, Channel::y, 3, 3), 0) << value;
     // An invalid entry lies half a chroma sample outside and still sees a little of the picture's corner; the
@@ -212,21 +213,21 @@ TEST(CpuYuvProcessorPicture, UnusableMapEntriesGiveZeroLumaAndChromaAtTheTablesP
 TEST(CpuYuvProcessorPicture, DegenerateMapsGiveAnEmptyPicture) {
   const FramePtr source = make_frame(AV_PIX_FMT_P010LE, 6, 4);  // smaller than the kernel
   fill_constant(*source, 1000, 100, 900);
-  RectificationMaps maps = identity_maps(2, 2);
+  RectificationMaps maps = identity_maps({2, 2});
   maps.left.map_x.assign(4, std::numeric_limits<float>::quiet_NaN());
   const FramePtr output =
-      process(maps, {6, 4, 2, 2, OutputLayout::mono_left}, *source, *source, AV_PIX_FMT_P010LE);
+      process(maps, {{6, 4}, {2, 2}, OutputLayout::mono_left}, *source, *source, AV_PIX_FMT_P010LE);
   EXPECT_EQ(samples(*output), (std::vector<int>{0, 0, 0, 0, 512 * 64, 512 * 64}));
 }
 
 TEST(CpuYuvProcessorPicture, AnyNumberOfWorkersGivesIdenticalBytes) {
-  const RectificationMaps maps = random_maps(70, 62, 64, 60, 6);
+  const RectificationMaps maps = random_maps({70, 62}, {64, 60}, 6);
   for (const AVPixelFormat format : {AV_PIX_FMT_NV12, AV_PIX_FMT_YUV420P10LE}) {
     const FramePtr left = make_frame(format, 64, 60);
     const FramePtr right = make_frame(format, 64, 60);
     fill_random(*left, 1);
     fill_random(*right, 2);
-    const ProcessorGeometry geometry{64, 60, 80, 70, OutputLayout::half_sbs};
+    const ProcessorGeometry geometry{{64, 60}, {80, 70}, OutputLayout::half_sbs};
     const auto expected = samples(*process(maps, geometry, *left, *right, format, {.worker_count = 1}));
     for (const std::int32_t workers : {0, 2, 3, 7, 100})
       EXPECT_EQ(samples(*process(maps, geometry, *left, *right, format, {.worker_count = workers})), expected)
@@ -235,13 +236,13 @@ TEST(CpuYuvProcessorPicture, AnyNumberOfWorkersGivesIdenticalBytes) {
 }
 
 TEST(CpuYuvProcessorPicture, ScalarAndFastKernelsDifferByAtMostOneCode) {
-  const RectificationMaps maps = random_maps(120, 80, 110, 90, 8);
+  const RectificationMaps maps = random_maps({120, 80}, {110, 90}, 8);
   for (const AVPixelFormat format : all_formats) {
     const FramePtr left = make_frame(format, 110, 90);
     const FramePtr right = make_frame(format, 110, 90);
     fill_random(*left, 1);
     fill_random(*right, 2);
-    const ProcessorGeometry geometry{110, 90, 120, 80, OutputLayout::full_sbs};
+    const ProcessorGeometry geometry{{110, 90}, {120, 80}, OutputLayout::full_sbs};
     const FramePtr scalar =
         process(maps, geometry, *left, *right, format, {.kernels = KernelChoice::scalar_only});
     const FramePtr fast = process(maps, geometry, *left, *right, format);
@@ -259,21 +260,21 @@ TEST(CpuYuvProcessorPicture, ScalarAndFastKernelsDifferByAtMostOneCode) {
 }
 
 TEST(CpuYuvProcessorPicture, RowsLongerThanOneChunkAreSeamless) {
-  const RectificationMaps maps = random_maps(2106, 4, 300, 40, 10);
+  const RectificationMaps maps = random_maps({2106, 4}, {300, 40}, 10);
   const FramePtr left = make_frame(AV_PIX_FMT_NV12, 300, 40);
   const FramePtr right = make_frame(AV_PIX_FMT_NV12, 300, 40);
   fill_random(*left, 1);
   fill_random(*right, 2);
   for (const OutputLayout layout : {OutputLayout::full_sbs, OutputLayout::half_sbs}) {
-    const ProcessorGeometry geometry{300, 40, 2114, 8, layout};
+    const ProcessorGeometry geometry{{300, 40}, {2114, 8}, layout};
     const FramePtr output = process(maps, geometry, *left, *right, AV_PIX_FMT_NV12);
     EXPECT_EQ(compare_with_oracle(maps, geometry, *left, *right, *output, 1e-3), "");
   }
 }
 
 TEST(CpuYuvProcessorPicture, ConsecutiveFramesDoNotInfluenceEachOther) {
-  const RectificationMaps maps = random_maps(32, 24, 30, 28, 9);
-  const ProcessorGeometry geometry{30, 28, 36, 28, OutputLayout::full_sbs};
+  const RectificationMaps maps = random_maps({32, 24}, {30, 28}, 9);
+  const ProcessorGeometry geometry{{30, 28}, {36, 28}, OutputLayout::full_sbs};
   std::string error;
   const auto processor = CpuYuvProcessor::create(maps, geometry, error);
   ASSERT_NE(processor, nullptr) << error;

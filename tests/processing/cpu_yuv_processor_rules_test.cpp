@@ -22,8 +22,8 @@ std::string creation_error(const RectificationMaps& maps, const ProcessorGeometr
 }
 
 TEST(CpuYuvProcessorCreation, RefusesMapsThatAreMissingOrDiffer) {
-  const ProcessorGeometry geometry{20, 20, 16, 12, OutputLayout::full_sbs};
-  EXPECT_EQ(creation_error(identity_maps(16, 12), geometry), "");
+  const ProcessorGeometry geometry{{20, 20}, {16, 12}, OutputLayout::full_sbs};
+  EXPECT_EQ(creation_error(identity_maps({16, 12}), geometry), "");
   const struct {
     const char* name;
     void (*damage)(RectificationMaps&);
@@ -32,15 +32,21 @@ TEST(CpuYuvProcessorCreation, RefusesMapsThatAreMissingOrDiffer) {
       {"no left y", [](RectificationMaps& maps) { maps.left.map_y.clear(); }},
       {"no right x", [](RectificationMaps& maps) { maps.right.map_x.clear(); }},
       {"no right y", [](RectificationMaps& maps) { maps.right.map_y.clear(); }},
-      {"zero width", [](RectificationMaps& maps) { maps.left.width = 0; }},
-      {"zero height", [](RectificationMaps& maps) { maps.right.height = 0; }},
-      {"negative size", [](RectificationMaps& maps) { maps.left.width = maps.right.width = -16; }},
+      {"zero width", [](RectificationMaps& maps) { maps.left.size.width = 0; }},
+      {"zero height", [](RectificationMaps& maps) { maps.right.size.height = 0; }},
+      {"negative size", [](RectificationMaps& maps) { maps.left.size.width = maps.right.size.width = -16; }},
       {"too few entries", [](RectificationMaps& maps) { maps.left.map_x.pop_back(); }},
-      {"other width", [](RectificationMaps& maps) { maps.right = identity_maps(14, 12).left; }},
-      {"other height", [](RectificationMaps& maps) { maps.right = identity_maps(16, 10).left; }},
+      {"other width",
+       [](RectificationMaps& maps) {
+         maps.right = identity_maps({14, 12}).left;
+       }},
+      {"other height",
+       [](RectificationMaps& maps) {
+         maps.right = identity_maps({16, 10}).left;
+       }},
   };
   for (const auto& [name, damage] : cases) {
-    RectificationMaps maps = identity_maps(16, 12);
+    RectificationMaps maps = identity_maps({16, 12});
     damage(maps);
     EXPECT_EQ(creation_error(maps, geometry), invalid_maps) << name;
   }
@@ -48,29 +54,27 @@ TEST(CpuYuvProcessorCreation, RefusesMapsThatAreMissingOrDiffer) {
 
 TEST(CpuYuvProcessorCreation, RefusesOddSizes) {
   const struct {
-    int map_width, map_height, source_width, source_height, box_width, box_height;
-  } cases[] = {{15, 12, 20, 20, 16, 12}, {16, 11, 20, 20, 16, 12}, {16, 12, 21, 20, 16, 12},
-               {16, 12, 20, 19, 16, 12}, {16, 12, 20, 20, 17, 12}, {16, 12, 20, 20, 16, 13}};
-  for (const auto& size : cases)
+    Size map, source, box;
+  } cases[] = {{{15, 12}, {20, 20}, {16, 12}}, {{16, 11}, {20, 20}, {16, 12}},
+               {{16, 12}, {21, 20}, {16, 12}}, {{16, 12}, {20, 19}, {16, 12}},
+               {{16, 12}, {20, 20}, {17, 12}}, {{16, 12}, {20, 20}, {16, 13}}};
+  for (const auto& [map, source, box] : cases)
     for (const OutputLayout layout :
          {OutputLayout::mono_left, OutputLayout::full_sbs, OutputLayout::half_sbs})
-      EXPECT_EQ(
-          creation_error(identity_maps(size.map_width, size.map_height),
-                         {size.source_width, size.source_height, size.box_width, size.box_height, layout}),
-          odd_sizes);
+      EXPECT_EQ(creation_error(identity_maps(map), {source, box, layout}), odd_sizes);
 }
 
 TEST(CpuYuvProcessorCreation, RefusesACanvasSmallerThanTheImage) {
-  const RectificationMaps maps = identity_maps(16, 12);
-  EXPECT_EQ(creation_error(maps, {20, 20, 14, 12, OutputLayout::full_sbs}), small_canvas);
-  EXPECT_EQ(creation_error(maps, {20, 20, 16, 10, OutputLayout::full_sbs}), small_canvas);
+  const RectificationMaps maps = identity_maps({16, 12});
+  EXPECT_EQ(creation_error(maps, {{20, 20}, {14, 12}, OutputLayout::full_sbs}), small_canvas);
+  EXPECT_EQ(creation_error(maps, {{20, 20}, {16, 10}, OutputLayout::full_sbs}), small_canvas);
 }
 
 TEST(CpuYuvProcessorCreation, ReportsTheFirstFailureInOrder) {
-  RectificationMaps maps = identity_maps(15, 12);
-  EXPECT_EQ(creation_error(maps, {21, 20, 13, 9, OutputLayout::mono_left}), odd_sizes);
+  RectificationMaps maps = identity_maps({15, 12});
+  EXPECT_EQ(creation_error(maps, {{21, 20}, {13, 9}, OutputLayout::mono_left}), odd_sizes);
   maps.left.map_x.clear();
-  EXPECT_EQ(creation_error(maps, {21, 20, 13, 9, OutputLayout::mono_left}), invalid_maps);
+  EXPECT_EQ(creation_error(maps, {{21, 20}, {13, 9}, OutputLayout::mono_left}), invalid_maps);
 }
 
 class CpuYuvProcessorRules : public ::testing::Test {
@@ -84,8 +88,8 @@ class CpuYuvProcessorRules : public ::testing::Test {
   }
 
   std::string unused_error;
-  std::unique_ptr<CpuYuvProcessor> processor =
-      CpuYuvProcessor::create(identity_maps(16, 12), {20, 18, 20, 14, OutputLayout::full_sbs}, unused_error);
+  std::unique_ptr<CpuYuvProcessor> processor = CpuYuvProcessor::create(
+      identity_maps({16, 12}), {{20, 18}, {20, 14}, OutputLayout::full_sbs}, unused_error);
   FramePtr left = make_frame(AV_PIX_FMT_NV12, 20, 18);
   FramePtr right = make_frame(AV_PIX_FMT_NV12, 20, 18);
   FramePtr output = make_frame(AV_PIX_FMT_YUV420P, 40, 14);
@@ -153,7 +157,7 @@ TEST_F(CpuYuvProcessorRules, ReportsAnOutputThatCannotBeMadeWritable) {
   const FramePtr held(av_frame_clone(output.get()));
   std::string error;
   {
-    const test::AllocationLimit shortage(test::no_memory);
+    const AllocationLimit shortage(no_memory);
     error = process_error(left.get(), right.get(), output.get());
   }
   EXPECT_EQ(error, "could not make the CPU YUV encoder frame writable");

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "processing/gpu_yuv_processor.h"
+#include "processing/yuv_processor.h"
 #include "tests/processing/random_maps.h"
 
 namespace veyrin::test {
@@ -8,7 +8,7 @@ namespace {
 
 TEST(GpuYuvProcessor, IsRefusedWithAReasonWhereTheSystemHasNone) {
   std::string error;
-  EXPECT_EQ(create_gpu_yuv_processor(nullptr, identity_maps(8, 8), {8, 8, 8, 8}, /*ten_bit=*/false, error),
+  EXPECT_EQ(GpuYuvProcessor::create(nullptr, identity_maps({8, 8}), {{8, 8}, {8, 8}}, BitDepth::eight, error),
             nullptr);
   EXPECT_EQ(error, "Direct3D 11 is not part of this system");
 }

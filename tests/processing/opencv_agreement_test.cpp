@@ -25,7 +25,7 @@ float between_no_phases(double position) {
 
 /// A magnified, turned and bent view whose neighbourhoods stay inside the source, chroma's included.
 EyeMap bent_map(double turn) {
-  EyeMap map{size, size, {}, {}};
+  EyeMap map{{size, size}, {}, {}};
   constexpr double centre = (size - 1) / 2.0;
   for (int y = 0; y < size; ++y)
     for (int x = 0; x < size; ++x) {
@@ -68,14 +68,14 @@ class OpenCvAgreement : public ::testing::TestWithParam<std::tuple<AVPixelFormat
 
 TEST_P(OpenCvAgreement, EveryCodeIsOpenCvsFloatRounded) {
   const auto& [format, kernels] = GetParam();
-  const RectificationMaps maps{bent_map(0.06), bent_map(-0.03), size, size};
+  const RectificationMaps maps{.left = bent_map(0.06), .right = bent_map(-0.03)};
   const FramePtr left = make_frame(format, size, size);
   const FramePtr right = make_frame(format, size, size);
   fill_random(*left, 21);
   fill_random(*right, 22);
   std::string error;
-  const auto processor =
-      CpuYuvProcessor::create(maps, {size, size, size, size, OutputLayout::full_sbs}, error, {kernels, 1});
+  const auto processor = CpuYuvProcessor::create(maps, {{size, size}, {size, size}, OutputLayout::full_sbs},
+                                                 error, {kernels, 1});
   ASSERT_NE(processor, nullptr) << error;
   const FramePtr output = make_frame(format, 2 * size, size);
   ASSERT_TRUE(processor->process(left.get(), right.get(), output.get(), error)) << error;

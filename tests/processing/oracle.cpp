@@ -68,14 +68,14 @@ double oracle_sample(const AVFrame& source, Channel channel, float map_x, float 
 
 double oracle_value(const RectificationMaps& maps, const ProcessorGeometry& geometry, const AVFrame& left,
                     const AVFrame& right, const AVFrame& output, Channel channel, int x, int y) {
-  const int rectified_width = maps.left.width;
-  const int rectified_height = maps.left.height;
-  const int horizontal_pad = (geometry.eye_box_width - rectified_width) / 2 & ~1;
-  const int vertical_pad = (geometry.eye_box_height - rectified_height) / 2 & ~1;
+  const int rectified_width = maps.left.size.width;
+  const int rectified_height = maps.left.size.height;
+  const int horizontal_pad = (geometry.eye_box.width - rectified_width) / 2 & ~1;
+  const int vertical_pad = (geometry.eye_box.height - rectified_height) / 2 & ~1;
   const bool half = geometry.layout == OutputLayout::half_sbs;
   const bool luma = channel == Channel::y;
 
-  int eye_span = half ? geometry.eye_box_width / 2 : geometry.eye_box_width;
+  int eye_span = half ? geometry.eye_box.width / 2 : geometry.eye_box.width;
   if (!luma) eye_span /= 2;
   bool right_eye = geometry.layout == OutputLayout::mono_right;
   if (geometry.layout == OutputLayout::full_sbs || half) {

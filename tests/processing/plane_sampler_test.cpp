@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-#include "processing/lanczos_weights.h"
+#include "processing/kernels.h"
 #include "tests/processing/oracle.h"
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"
@@ -21,7 +21,7 @@ class PlaneSampler : public ::testing::TestWithParam<KernelChoice> {
  public:
   PlaneSampler() : frame(make_frame(AV_PIX_FMT_NV12, source_width, source_height, 2)) {
     fill_random(*frame, 5);
-    maps = random_maps(150, 24, source_width, source_height, 11);
+    maps = random_maps({150, 24}, {source_width, source_height}, 11);
   }
 
   [[nodiscard]] SamplingTools tools() const { return {choose_kernels(GetParam()), weights}; }
@@ -91,7 +91,7 @@ TEST_P(PlaneSampler, GivesTheSameValuesForAnyStretchOfARow) {
 
 TEST_P(PlaneSampler, RepeatedBorderPositionsKeepTheirOwnValues) {
   // Runs of one position, as invalid map entries make them, between others.
-  EyeMap map{8, 1, {0.3F, -1.5F, -1.5F, 27.7F, 27.7F, 27.7F, 1.2F, 0.3F}, {}};
+  EyeMap map{{8, 1}, {0.3F, -1.5F, -1.5F, 27.7F, 27.7F, 27.7F, 1.2F, 0.3F}, {}};
   map.map_y.assign(8, 12.4F);
   map.map_y[5] = 13.0F;
   const PlaneRemapTable table = PlaneRemapTable::for_luma(map, {source_width, source_height});

@@ -20,7 +20,7 @@ namespace {
 
 using platform::share_com_object;
 
-constexpr ProcessorGeometry geometry{64, 64, 32, 32, OutputLayout::full_sbs};
+constexpr ProcessorGeometry geometry{{64, 64}, {32, 32}, OutputLayout::full_sbs};
 
 ID3D11Device* device_of(const AVBufferRef& device) {
   return static_cast<AVD3D11VADeviceContext*>(reinterpret_cast<AVHWDeviceContext*>(device.data)->hwctx)
@@ -46,13 +46,13 @@ class D3D11YuvProcessorCreation : public ::testing::Test {
                                   const ProcessorGeometry& sizes,
                                   const std::string& compiler = shader_compiler_library) {
     std::string error;
-    const auto processor = D3D11YuvProcessor::create(device, maps, sizes, /*ten_bit=*/true, error, compiler);
+    const auto processor = D3D11YuvProcessor::create(device, maps, sizes, BitDepth::ten, error, compiler);
     EXPECT_EQ(processor == nullptr, !error.empty());
     return error;
   }
 
   BufferRefPtr device_;
-  RectificationMaps maps_ = identity_maps(32, 32);
+  RectificationMaps maps_ = identity_maps({32, 32});
 };
 
 TEST_F(D3D11YuvProcessorCreation, SucceedsHere) {
@@ -66,14 +66,14 @@ TEST_F(D3D11YuvProcessorCreation, NeedsADevice) {
 TEST_F(D3D11YuvProcessorCreation, ChecksTheSizes) {
   const std::string odd = "D3D11 YUV GPU path requires even dimensions";
   const std::string small = "D3D11 YUV canvas is smaller than the rectified image";
-  EXPECT_EQ(create_error(device_.get(), identity_maps(31, 32), geometry), odd);
-  EXPECT_EQ(create_error(device_.get(), identity_maps(32, 31), geometry), odd);
-  EXPECT_EQ(create_error(device_.get(), maps_, {63, 64, 32, 32}), odd);
-  EXPECT_EQ(create_error(device_.get(), maps_, {64, 63, 32, 32}), odd);
-  EXPECT_EQ(create_error(device_.get(), maps_, {64, 64, 33, 32}), odd);
-  EXPECT_EQ(create_error(device_.get(), maps_, {64, 64, 32, 33}), odd);
-  EXPECT_EQ(create_error(device_.get(), maps_, {64, 64, 30, 32}), small);
-  EXPECT_EQ(create_error(device_.get(), maps_, {64, 64, 32, 30}), small);
+  EXPECT_EQ(create_error(device_.get(), identity_maps({31, 32}), geometry), odd);
+  EXPECT_EQ(create_error(device_.get(), identity_maps({32, 31}), geometry), odd);
+  EXPECT_EQ(create_error(device_.get(), maps_, {{63, 64}, {32, 32}}), odd);
+  EXPECT_EQ(create_error(device_.get(), maps_, {{64, 63}, {32, 32}}), odd);
+  EXPECT_EQ(create_error(device_.get(), maps_, {{64, 64}, {33, 32}}), odd);
+  EXPECT_EQ(create_error(device_.get(), maps_, {{64, 64}, {32, 33}}), odd);
+  EXPECT_EQ(create_error(device_.get(), maps_, {{64, 64}, {30, 32}}), small);
+  EXPECT_EQ(create_error(device_.get(), maps_, {{64, 64}, {32, 30}}), small);
   EXPECT_EQ(create_error(device_.get(), RectificationMaps{}, geometry),
             "invalid D3D11 YUV rectification maps");
 }
@@ -155,8 +155,8 @@ TEST_F(D3D11YuvProcessorCreation, SaysThatThereIsNoMemoryForTheEncodersFrames) {
   FaultyDevice faulty(share_com_object(device_of(*device_)));
   const BufferRefPtr device = wrap_gpu_device(faulty);
   // The last view is what comes before the frames.
-  std::optional<test::AllocationLimit> shortage;
-  faulty.act_at("CreateUnorderedAccessView", 2, [&shortage] { shortage.emplace(test::no_memory); });
+  std::optional<AllocationLimit> shortage;
+  faulty.act_at("CreateUnorderedAccessView", 2, [&shortage] { shortage.emplace(no_memory); });
   const std::string error = create_error(device.get());
   shortage.reset();
   EXPECT_EQ(error, "could not allocate NVENC D3D11 frame context");
@@ -167,13 +167,13 @@ TEST_F(D3D11YuvProcessorCreation, RepeatsWhyTheEncodersFramesCannotBeMade) {
   const BufferRefPtr device = wrap_gpu_device(faulty);
   // Larger than FFmpeg's frames may be, while no texture has to be.
   faulty.shrink_textures(64);
-  EXPECT_EQ(create_error(device.get(), maps_, {64, 64, 20000, 20000, OutputLayout::mono_left}),
+  EXPECT_EQ(create_error(device.get(), maps_, {{64, 64}, {20000, 20000}, OutputLayout::mono_left}),
             "could not initialize D3D11 NVENC surface pool: Invalid argument");
 }
 
 TEST_F(D3D11YuvProcessorCreation, IsWhatTheSystemsFactoryDoes) {
   std::string error;
-  const auto processor = create_gpu_yuv_processor(device_.get(), maps_, geometry, /*ten_bit=*/false, error);
+  const auto processor = GpuYuvProcessor::create(device_.get(), maps_, geometry, BitDepth::eight, error);
   ASSERT_NE(processor, nullptr) << error;
   const auto& frames = *reinterpret_cast<AVHWFramesContext*>(processor->encoder_frames()->data);
   EXPECT_EQ(frames.format, AV_PIX_FMT_D3D11);

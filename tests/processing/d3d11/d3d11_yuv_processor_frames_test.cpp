@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 
+#include "media/pixel_formats.h"
 #include "processing/d3d11/d3d11_yuv_processor.h"
 #include "tests/processing/d3d11/gpu_frames.h"
 #include "tests/processing/random_maps.h"
@@ -34,10 +35,9 @@ class D3D11YuvProcessorFrames : public ::testing::Test {
     device_ = make_gpu_device();
     ASSERT_NE(device_, nullptr) << "no D3D11 adapter";
     std::string error;
-    processor_ =
-        D3D11YuvProcessor::create(device_.get(), identity_maps(box_size, box_size),
-                                  {source_size, source_size, box_size, box_size, OutputLayout::full_sbs},
-                                  /*ten_bit=*/true, error);
+    processor_ = D3D11YuvProcessor::create(
+        device_.get(), identity_maps({box_size, box_size}),
+        {{source_size, source_size}, {box_size, box_size}, OutputLayout::full_sbs}, BitDepth::ten, error);
     ASSERT_NE(processor_, nullptr) << error;
   }
 
@@ -211,16 +211,16 @@ TEST(D3D11DebugLayer, HasNothingToSay) {
   if (queue == nullptr) GTEST_SKIP() << "this machine has no D3D11 debug layer";
   const platform::ComPtr<ID3D11InfoQueue> messages(queue);
   std::string error;
-  for (const bool ten_bit : {false, true}) {
-    const int format = ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_NV12;
+  for (const BitDepth depth : {BitDepth::eight, BitDepth::ten}) {
+    const AVPixelFormat format = semi_planar_format(depth);
     const FramePtr picture = make_frame(format, source_size, source_size);
     DecoderSurfaces surfaces(device.get(), format, source_size, source_size, 2);
     const FramePtr left = surfaces.upload(*picture);
     const FramePtr right = surfaces.upload(*picture);
     messages->ClearStoredMessages();
     const auto processor = D3D11YuvProcessor::create(
-        device.get(), identity_maps(box_size, box_size),
-        {source_size, source_size, box_size, box_size, OutputLayout::half_sbs}, ten_bit, error);
+        device.get(), identity_maps({box_size, box_size}),
+        {{source_size, source_size}, {box_size, box_size}, OutputLayout::half_sbs}, depth, error);
     ASSERT_NE(processor, nullptr) << error;
     const FramePtr canvas = take_surface(processor->encoder_frames());
     ASSERT_TRUE(processor->process(left.get(), right.get(), canvas.get(), error)) << error;

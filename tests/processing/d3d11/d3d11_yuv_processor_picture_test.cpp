@@ -20,7 +20,7 @@ namespace {
 constexpr int slices = 4;
 
 struct Sizes {
-  int source_width, source_height, rectified_width, rectified_height, box_width, box_height;
+  Size source, rectified, box;
 };
 
 /// How far the codes of two frames are apart, over all channels.
@@ -94,28 +94,26 @@ TEST_P(D3D11YuvProcessorPicture, IsThatOfTheCpuProcessor) {
   CodeDifference difference;
   // Without pad; with uneven pads; pads whose squeezed edge falls between two chroma samples; an odd half eye
   // box; one sample more than whole groups of threads; larger than any group.
-  for (const Sizes& size :
-       {Sizes{62, 40, 46, 36, 46, 36}, Sizes{48, 54, 50, 30, 64, 40}, Sizes{40, 40, 34, 22, 38, 26},
-        Sizes{64, 64, 32, 32, 34, 34}, Sizes{320, 240, 300, 200, 328, 222}}) {
-    SCOPED_TRACE(::testing::Message() << "box " << size.box_width << "x" << size.box_height);
-    const RectificationMaps maps =
-        random_maps(size.rectified_width, size.rectified_height, size.source_width, size.source_height, 7);
-    const ProcessorGeometry geometry{size.source_width, size.source_height, size.box_width, size.box_height,
-                                     layout};
+  for (const Sizes& size : {Sizes{{62, 40}, {46, 36}, {46, 36}}, Sizes{{48, 54}, {50, 30}, {64, 40}},
+                            Sizes{{40, 40}, {34, 22}, {38, 26}}, Sizes{{64, 64}, {32, 32}, {34, 34}},
+                            Sizes{{320, 240}, {300, 200}, {328, 222}}}) {
+    SCOPED_TRACE(::testing::Message() << "box " << size.box.width << "x" << size.box.height);
+    const RectificationMaps maps = random_maps(size.rectified, size.source, 7);
+    const ProcessorGeometry geometry{size.source, size.box, layout};
     std::string error;
-    const auto gpu =
-        D3D11YuvProcessor::create(device_.get(), maps, geometry, format == AV_PIX_FMT_P010LE, error);
+    const auto gpu = D3D11YuvProcessor::create(
+        device_.get(), maps, geometry, format == AV_PIX_FMT_P010LE ? BitDepth::ten : BitDepth::eight, error);
     ASSERT_NE(gpu, nullptr) << error;
     const auto cpu = CpuYuvProcessor::create(maps, geometry, error, {KernelChoice::scalar_only, 2});
     ASSERT_NE(cpu, nullptr) << error;
 
-    const FramePtr left = make_frame(format, size.source_width, size.source_height);
-    const FramePtr right = make_frame(format, size.source_width, size.source_height);
+    const FramePtr left = make_frame(format, size.source.width, size.source.height);
+    const FramePtr right = make_frame(format, size.source.width, size.source.height);
     fill_random(*left, 1);
     fill_random(*right, 2);
     // Both eyes' decoders have an array of their own, with surfaces that are rounded up.
-    const int surface_width = (size.source_width + 127) / 128 * 128;
-    const int surface_height = (size.source_height + 127) / 128 * 128;
+    const int surface_width = (size.source.width + 127) / 128 * 128;
+    const int surface_height = (size.source.height + 127) / 128 * 128;
     DecoderSurfaces left_surfaces(device_.get(), format, surface_width, surface_height, slices);
     DecoderSurfaces right_surfaces(device_.get(), format, surface_width, surface_height, slices);
     const FramePtr busy = left_surfaces.upload(*right);

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "media/pixel_formats.h"
 #include "processing/d3d11/d3d11_yuv_processor.h"
 #include "tests/processing/d3d11/gpu_frames.h"
 #include "tests/processing/random_maps.h"
@@ -15,24 +16,25 @@ namespace {
 
 constexpr int source_size = 64;
 constexpr int box_size = 48;
-constexpr ProcessorGeometry geometry{source_size, source_size, box_size, box_size, OutputLayout::full_sbs};
+constexpr ProcessorGeometry geometry{
+    {source_size, source_size}, {box_size, box_size}, OutputLayout::full_sbs};
 
 class UploadingProcessorFormats : public ::testing::TestWithParam<int> {};
 
 TEST_P(UploadingProcessorFormats, GivesThePictureOfGpuFrames) {
   const int memory_format = GetParam();
-  const bool ten_bit = sample_bits(memory_format) == 10;
-  const int surface_format = ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_NV12;
+  const BitDepth depth = sample_bits(memory_format) == 10 ? BitDepth::ten : BitDepth::eight;
+  const AVPixelFormat surface_format = semi_planar_format(depth);
   const BufferRefPtr device = make_gpu_device();
   ASSERT_NE(device, nullptr) << "no D3D11 adapter";
   std::string error;
   auto gpu = D3D11YuvProcessor::create(
-      device.get(), random_maps(box_size, box_size, source_size, source_size, 3), geometry, ten_bit, error);
+      device.get(), random_maps({box_size, box_size}, {source_size, source_size}, 3), geometry, depth, error);
   ASSERT_NE(gpu, nullptr) << error;
   const D3D11YuvProcessor& direct = *gpu;
   const FramePtr expected = take_surface(direct.encoder_frames());
   const FramePtr canvas = take_surface(direct.encoder_frames());
-  const UploadingProcessor uploading(device.get(), geometry, ten_bit, std::move(gpu));
+  const UploadingProcessor uploading(device.get(), geometry.source, depth, std::move(gpu));
 
   // The same codes in both formats.
   FramePtr memory[2];

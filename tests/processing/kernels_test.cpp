@@ -1,4 +1,4 @@
-#include "processing/lanczos_weights.h"
+#include "processing/kernels.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +8,12 @@
 
 namespace veyrin::test {
 namespace {
+
+TEST(KernelChoice, ForcesScalarOnRequest) {
+  const Kernels kernels = choose_kernels(KernelChoice::scalar_only);
+  EXPECT_EQ(&kernels.sampling, &scalar_sampling);
+  EXPECT_EQ(&kernels.storing, &scalar_storing);
+}
 
 TEST(LanczosWeights, AreTheNormalisedWindowedSinc) {
   const LanczosWeights weights = make_lanczos_weights();

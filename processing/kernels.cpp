@@ -1,4 +1,4 @@
-#include "processing/lanczos_weights.h"
+#include "processing/kernels.h"
 
 #include <cmath>
 #include <limits>
@@ -34,7 +34,17 @@ void fill_phase(float x, float (&weights)[lanczos_taps]) {
   for (int k = 0; k < lanczos_taps; ++k) weights[k] = static_cast<float>(values[k] / sum);
 }
 
+// The compiler's probe also asks whether the operating system saves the wide registers.
+bool cpu_runs_avx2() {
+  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+}
+
 }  // namespace
+
+Kernels choose_kernels(KernelChoice choice) {
+  if (choice == KernelChoice::best_for_cpu && cpu_runs_avx2()) return {"AVX2", avx2_sampling, avx2_storing};
+  return {"scalar", scalar_sampling, scalar_storing};
+}
 
 LanczosWeights make_lanczos_weights() {
   LanczosWeights weights{};
