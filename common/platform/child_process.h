@@ -35,7 +35,8 @@ struct ChildStartFailure {
 class ChildProcess {
  public:
   /// Null with the reason in `failure` when the child does not run.
-  static std::unique_ptr<ChildProcess> start(const ChildProcessRequest& request, ChildStartFailure& failure);
+  [[nodiscard]] static std::unique_ptr<ChildProcess> start(const ChildProcessRequest& request,
+                                                           ChildStartFailure& failure);
 
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;

@@ -25,7 +25,7 @@ using platform::path_from_utf8;
 using Words = std::vector<std::string>;
 
 int answer(const std::string& file, const std::string& text) {
-  leave_text(path_from_utf8(file), text);
+  leave_text(platform::path_from_utf8(file), text);
   return 0;
 }
 
@@ -41,7 +41,7 @@ int tell_arguments(const Words& words) {
 
 int copy_input(const Words& words) {
   make_input_binary();
-  std::ofstream file(path_from_utf8(words.at(1)), std::ios::binary);
+  std::ofstream file(platform::path_from_utf8(words.at(1)), std::ios::binary);
   file << std::cin.rdbuf();
   return 0;
 }
@@ -71,7 +71,7 @@ int run_task(const Words& words) {
   }
   if (task == "copy") return copy_input(words);
   if (task == "copy late") {
-    while (!std::filesystem::exists(path_from_utf8(words.at(2)))) std::this_thread::sleep_for(5ms);
+    while (!std::filesystem::exists(platform::path_from_utf8(words.at(2)))) std::this_thread::sleep_for(5ms);
     return copy_input(words);
   }
   if (task == "streams") return answer(words.at(1), streams_text());

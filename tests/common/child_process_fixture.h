@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "common/platform/child_process.h"
+#include "common/platform/files.h"
 #include "common/platform/program.h"
 #include "tests/support/temporary_folder.h"
 
@@ -46,13 +47,14 @@ class ChildProcessTest : public testing::Test {
  protected:
   void SetUp() override {
     std::filesystem::create_directory(home_);
-    place_child(module_path().parent_path() / executable_file_name("child_for_tests"), program_);
+    place_child(platform::module_path().parent_path() / platform::executable_file_name("child_for_tests"),
+                program_);
   }
 
   /// `arguments` are a task of the helper program and what that takes.
-  ChildProcessRequest request_for(std::vector<std::string> arguments,
-                                  ChildInput input = ChildInput::null_device) {
-    ChildProcessRequest request;
+  platform::ChildProcessRequest request_for(std::vector<std::string> arguments,
+                                            platform::ChildInput input = platform::ChildInput::null_device) {
+    platform::ChildProcessRequest request;
     request.executable = program_;
     request.arguments = std::move(arguments);
     request.working_directory = home_;
@@ -60,23 +62,23 @@ class ChildProcessTest : public testing::Test {
     return request;
   }
 
-  std::unique_ptr<ChildProcess> start_request(const ChildProcessRequest& request) {
-    return ChildProcess::start(request, failure_);
+  std::unique_ptr<platform::ChildProcess> start_request(const platform::ChildProcessRequest& request) {
+    return platform::ChildProcess::start(request, failure_);
   }
 
-  std::unique_ptr<ChildProcess> start(std::vector<std::string> arguments,
-                                      ChildInput input = ChildInput::null_device) {
+  std::unique_ptr<platform::ChildProcess> start(
+      std::vector<std::string> arguments, platform::ChildInput input = platform::ChildInput::null_device) {
     return start_request(request_for(std::move(arguments), input));
   }
 
   [[nodiscard]] std::string written(const std::string& name) const {
-    return test::file_text(home_ / path_from_utf8(name));
+    return file_text(home_ / platform::path_from_utf8(name));
   }
 
-  test::TemporaryFolder folder_;
+  TemporaryFolder folder_;
   std::filesystem::path home_ = folder_ / unicode_name;
-  std::filesystem::path program_ = home_ / executable_file_name("the child");
-  ChildStartFailure failure_;
+  std::filesystem::path program_ = home_ / platform::executable_file_name("the child");
+  platform::ChildStartFailure failure_;
 };
 
 }  // namespace veyrin::test

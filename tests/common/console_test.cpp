@@ -1,5 +1,4 @@
 #include "common/console.h"
-#include "tests/support/captured_output.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -9,6 +8,8 @@
 #include <cstdio>
 #include <string>
 #include <vector>
+
+#include "tests/support/captured_output.h"
 
 namespace veyrin::test {
 namespace {

@@ -39,14 +39,15 @@ TEST_F(ChildProcessTest, RunsInTheWorkingDirectory) {
   const auto child = start({"folder", "answer"});
   ASSERT_TRUE(child) << failure_.system_error;
   EXPECT_EQ(child->wait(), 0);
-  EXPECT_TRUE(std::filesystem::equivalent(path_from_utf8(written("answer")), home_)) << written("answer");
+  EXPECT_TRUE(std::filesystem::equivalent(platform::path_from_utf8(written("answer")), home_))
+      << written("answer");
 }
 
 TEST_F(ChildProcessTest, RelativeExecutableIsResolvedBeforeTheWorkingDirectoryChanges) {
   const auto before = std::filesystem::current_path();
   std::filesystem::current_path(folder_.path());
-  ChildProcessRequest request = request_for({"exit", "7"});
-  request.executable = path_from_utf8(unicode_name) / program_.filename();
+  platform::ChildProcessRequest request = request_for({"exit", "7"});
+  request.executable = platform::path_from_utf8(unicode_name) / program_.filename();
   request.working_directory = before.root_path();
   const auto child = start_request(request);
   std::filesystem::current_path(before);
@@ -55,8 +56,8 @@ TEST_F(ChildProcessTest, RelativeExecutableIsResolvedBeforeTheWorkingDirectoryCh
 }
 
 TEST_F(ChildProcessTest, NullDevicesAreEmptyAndSilent) {
-  ChildProcessRequest request = request_for({"streams", "answer"});
-  request.output = ChildOutput::null_device;
+  platform::ChildProcessRequest request = request_for({"streams", "answer"});
+  request.output = platform::ChildOutput::null_device;
   const auto child = start_request(request);
   ASSERT_TRUE(child) << failure_.system_error;
   EXPECT_EQ(child->wait(), 0);
@@ -66,7 +67,7 @@ TEST_F(ChildProcessTest, NullDevicesAreEmptyAndSilent) {
 TEST_F(ChildProcessTest, PipeCarriesEveryByteUntilItIsClosed) {
   std::string bytes(3000000, '\0');
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 2654435761U >> 13U);
-  const auto child = start({"copy", "copy"}, ChildInput::pipe);
+  const auto child = start({"copy", "copy"}, platform::ChildInput::pipe);
   ASSERT_TRUE(child) << failure_.system_error;
   EXPECT_TRUE(child->write(bytes.data(), 1000001));
   EXPECT_TRUE(child->write(bytes.data(), 0));
@@ -78,14 +79,14 @@ TEST_F(ChildProcessTest, PipeCarriesEveryByteUntilItIsClosed) {
 }
 
 TEST_F(ChildProcessTest, PipeTakesOneMebibyteThatNobodyReads) {
-  const auto child = start({"stay"}, ChildInput::pipe);
+  const auto child = start({"stay"}, platform::ChildInput::pipe);
   ASSERT_TRUE(child) << failure_.system_error;
   const std::string bytes(1048576, 'x');
   EXPECT_TRUE(child->write(bytes.data(), bytes.size()));
 }
 
 TEST_F(ChildProcessTest, WriteWaitsForASlowReader) {
-  const auto child = start({"copy late", "copy", "go"}, ChildInput::pipe);
+  const auto child = start({"copy late", "copy", "go"}, platform::ChildInput::pipe);
   ASSERT_TRUE(child) << failure_.system_error;
   std::atomic<bool> done{false};
   const std::string bytes(std::size_t{4} * 1048576, 'x');
@@ -101,7 +102,7 @@ TEST_F(ChildProcessTest, WriteWaitsForASlowReader) {
 }
 
 TEST_F(ChildProcessTest, WriteToADeadChildIsAnError) {
-  const auto child = start({"exit", "0"}, ChildInput::pipe);
+  const auto child = start({"exit", "0"}, platform::ChildInput::pipe);
   ASSERT_TRUE(child) << failure_.system_error;
   child->wait();
   EXPECT_FALSE(child->write("text", 4));
@@ -109,7 +110,7 @@ TEST_F(ChildProcessTest, WriteToADeadChildIsAnError) {
 }
 
 TEST_F(ChildProcessTest, AWriteThatWaitsFailsWhenTheChildDies) {
-  const auto child = start({"exit late"}, ChildInput::pipe);
+  const auto child = start({"exit late"}, platform::ChildInput::pipe);
   ASSERT_TRUE(child) << failure_.system_error;
   const std::string bytes(std::size_t{4} * 1048576, 'x');
   EXPECT_FALSE(child->write(bytes.data(), bytes.size()));
@@ -142,28 +143,28 @@ TEST_F(ChildProcessTest, TerminationAfterTheEndKeepsTheExitCode) {
 
 TEST_F(ChildProcessTest, StartFailureCarriesTheSystemsNumber) {
   const StartErrors errors = start_errors();
-  ChildProcessRequest missing = request_for({"exit", "0"});
-  missing.executable = home_ / executable_file_name("absent");
+  platform::ChildProcessRequest missing = request_for({"exit", "0"});
+  missing.executable = home_ / platform::executable_file_name("absent");
   EXPECT_FALSE(start_request(missing));
-  EXPECT_EQ(failure_.step, ChildStartFailure::Step::process);
+  EXPECT_EQ(failure_.step, platform::ChildStartFailure::Step::process);
   EXPECT_EQ(failure_.system_error, errors.missing_program);
 
-  ChildProcessRequest no_program = request_for({"exit", "0"});
-  no_program.executable = home_ / executable_file_name("text");
+  platform::ChildProcessRequest no_program = request_for({"exit", "0"});
+  no_program.executable = home_ / platform::executable_file_name("text");
   std::ofstream(no_program.executable) << "This is no program, whatever its name says.";
   EXPECT_FALSE(start_request(no_program));
   EXPECT_EQ(failure_.system_error, errors.no_program);
 
-  ChildProcessRequest no_folder = request_for({"exit", "0"});
+  platform::ChildProcessRequest no_folder = request_for({"exit", "0"});
   no_folder.working_directory = home_ / "absent";
   EXPECT_FALSE(start_request(no_folder));
   EXPECT_EQ(failure_.system_error, errors.missing_folder);
 }
 
 TEST_F(ChildProcessTest, NoHandleIsLost) {
-  const ChildProcessRequest works = request_for({"exit", "0"}, ChildInput::pipe);
-  ChildProcessRequest fails = works;
-  fails.executable = home_ / executable_file_name("absent");
+  const platform::ChildProcessRequest works = request_for({"exit", "0"}, platform::ChildInput::pipe);
+  platform::ChildProcessRequest fails = works;
+  fails.executable = home_ / platform::executable_file_name("absent");
   EXPECT_TRUE(start_request(works)) << "the first one may leave something behind in the system's libraries";
   const auto before = open_handles();
   for (int i = 0; i < 10; ++i) {
@@ -175,8 +176,8 @@ TEST_F(ChildProcessTest, NoHandleIsLost) {
 
 // The write end of the first pipe in the second child would keep the first child waiting for more input.
 TEST_F(ChildProcessTest, TwoChildrenDoNotHoldEachOthersPipes) {
-  const auto first = start({"copy", "first"}, ChildInput::pipe);
-  const auto second = start({"copy", "second"}, ChildInput::pipe);
+  const auto first = start({"copy", "first"}, platform::ChildInput::pipe);
+  const auto second = start({"copy", "second"}, platform::ChildInput::pipe);
   ASSERT_TRUE(first && second);
   first->close_input();
   EXPECT_EQ(first->wait(60s), 0);

@@ -38,15 +38,16 @@ constexpr QuotingCase quoting_cases[] = {
 
 TEST(WindowsCommandLine, QuotesItemsThatTheParserWouldSplit) {
   for (const QuotingCase& quoting : quoting_cases) {
-    EXPECT_EQ(quote_windows_argument(quoting.item), quoting.quoted) << "item <" << quoting.item << '>';
+    EXPECT_EQ(platform::quote_windows_argument(quoting.item), quoting.quoted)
+        << "item <" << quoting.item << '>';
   }
 }
 
 TEST(WindowsCommandLine, JoinsExecutableAndArgumentsWithOneBlank) {
-  EXPECT_EQ(
-      windows_command_line(R"(C:\Program Files\ffmpeg-gpl.exe)", {"-i", "pipe:0", R"(D:\my out\a.mp4)"}),
-      R"("C:\Program Files\ffmpeg-gpl.exe" -i pipe:0 "D:\my out\a.mp4")");
-  EXPECT_EQ(windows_command_line("ffmpeg-gpl.exe", {}), "ffmpeg-gpl.exe");
+  EXPECT_EQ(platform::windows_command_line(R"(C:\Program Files\ffmpeg-gpl.exe)",
+                                           {"-i", "pipe:0", R"(D:\my out\a.mp4)"}),
+            R"("C:\Program Files\ffmpeg-gpl.exe" -i pipe:0 "D:\my out\a.mp4")");
+  EXPECT_EQ(platform::windows_command_line("ffmpeg-gpl.exe", {}), "ffmpeg-gpl.exe");
 }
 
 // The documented rules of the Microsoft C run-time for taking a command line apart.
@@ -100,7 +101,7 @@ TEST(WindowsCommandLine, ParserReadsBackEveryItem) {
   for (const std::string& item : items) {
     if (item.empty()) continue;
     const std::vector<std::string> expected{"run.exe", "-i", item, "last"};
-    ASSERT_EQ(parsed_command_line(windows_command_line("run.exe", {"-i", item, "last"})), expected);
+    ASSERT_EQ(parsed_command_line(platform::windows_command_line("run.exe", {"-i", item, "last"})), expected);
   }
 }
 

@@ -74,7 +74,7 @@ Descriptor above_standard_streams(Descriptor descriptor) {
   return Descriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
-bool open_pipe(Pipe& result) {
+[[nodiscard]] bool open_pipe(Pipe& result) {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) return false;
   Descriptor read_end(ends[0]);
@@ -95,7 +95,7 @@ struct ChildPlan {
   pid_t parent = 0;
 };
 
-bool connect_streams(const ChildPlan& plan) {
+[[nodiscard]] bool connect_streams(const ChildPlan& plan) {
   if (dup2(plan.input, STDIN_FILENO) < 0) return false;
   if (plan.output < 0) return true;
   return dup2(plan.output, STDOUT_FILENO) >= 0 && dup2(plan.output, STDERR_FILENO) >= 0;

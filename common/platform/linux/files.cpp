@@ -10,11 +10,10 @@
 #include "common/platform/linux/descriptor.h"
 
 namespace veyrin::platform {
-
 namespace {
 
 // True once the content, or for a folder its entries, would survive a loss of power.
-bool write_through(const std::filesystem::path& path, int kind) {
+[[nodiscard]] bool write_through(const std::filesystem::path& path, int kind) {
   const Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | kind));
   return descriptor.valid() && fsync(descriptor.get()) == 0;
 }

@@ -25,7 +25,7 @@ class ProcessAttributes {
   [[nodiscard]] LPPROC_THREAD_ATTRIBUTE_LIST get() const { return complete_ ? list_ : nullptr; }
 
  private:
-  bool set(DWORD_PTR attribute, void* value, std::size_t size);
+  [[nodiscard]] bool set(DWORD_PTR attribute, void* value, std::size_t size);
 
   std::vector<std::byte> memory_;
   LPPROC_THREAD_ATTRIBUTE_LIST list_ = nullptr;
@@ -85,7 +85,7 @@ struct Streams {
 };
 
 /// `write_end` becomes the converter's end of the input. The pipe's own size is what the writer waits for.
-bool open_pipe(Handle& read_end, Handle& write_end) {
+[[nodiscard]] bool open_pipe(Handle& read_end, Handle& write_end) {
   SECURITY_ATTRIBUTES attributes = inheritable();
   HANDLE reader = nullptr;
   HANDLE writer = nullptr;

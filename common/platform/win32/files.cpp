@@ -8,11 +8,10 @@
 #include "common/platform/win32/wide_text.h"
 
 namespace veyrin::platform {
-
 namespace {
 
 // True once the content would survive a loss of power.
-bool write_through(const std::filesystem::path& path) {
+[[nodiscard]] bool write_through(const std::filesystem::path& path) {
   const Handle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                 OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   return file.valid() && FlushFileBuffers(file.get()) != 0;

@@ -8,7 +8,6 @@
 #include "common/platform/win32/wide_text.h"
 
 namespace veyrin::platform {
-
 namespace {
 
 /// The longest path that Windows has, its end mark included.

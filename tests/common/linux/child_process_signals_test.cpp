@@ -42,7 +42,7 @@ TEST_F(ChildProcessSignals, WriteToADeadChildIsAnErrorAndLeavesSignalsAsTheyWere
   struct sigaction before {};
   sigaction(SIGPIPE, nullptr, &before);
   ASSERT_EQ(before.sa_handler, SIG_DFL) << "the signal would end this program";
-  const auto child = start({"exit", "0"}, ChildInput::pipe);
+  const auto child = start({"exit", "0"}, platform::ChildInput::pipe);
   ASSERT_TRUE(child);
   child->wait();
   EXPECT_FALSE(child->write("text", 4));
@@ -61,7 +61,7 @@ TEST_F(ChildProcessSignals, ASignalThatWasPendingBeforeStaysPending) {
   sigaddset(&broken_pipe, SIGPIPE);
   pthread_sigmask(SIG_BLOCK, &broken_pipe, &previous);
   raise(SIGPIPE);
-  const auto child = start({"exit", "0"}, ChildInput::pipe);
+  const auto child = start({"exit", "0"}, platform::ChildInput::pipe);
   ASSERT_TRUE(child);
   child->wait();
   EXPECT_FALSE(child->write("text", 4));
@@ -75,7 +75,7 @@ TEST_F(ChildProcessSignals, ASignalThatWasPendingBeforeStaysPending) {
 TEST_F(ChildProcessSignals, ExitCodesArriveAlthoughChildrenWereIgnored) {
   EXPECT_EQ(status_of_process([this] {
               signal(SIGCHLD, SIG_IGN);
-              const auto child = start({"exit", "9"}, ChildInput::pipe);
+              const auto child = start({"exit", "9"}, platform::ChildInput::pipe);
               return child && child->wait() == 9;
             }),
             0);
@@ -84,7 +84,7 @@ TEST_F(ChildProcessSignals, ExitCodesArriveAlthoughChildrenWereIgnored) {
 TEST_F(ChildProcessSignals, WorksWithoutStandardStreams) {
   EXPECT_EQ(status_of_process([this] {
               for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(stream);
-              const auto child = start({"copy", "copy"}, ChildInput::pipe);
+              const auto child = start({"copy", "copy"}, platform::ChildInput::pipe);
               if (!child || !child->write("text", 4)) return false;
               child->close_input();
               return child->wait() == 0;
@@ -98,11 +98,11 @@ TEST_F(ChildProcessSignals, ChildDiesWithAKilledConverter) {
   ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
   const pid_t converter = fork();
   if (converter == 0) {
-    const auto child = start({"number", "answer"}, ChildInput::pipe);
+    const auto child = start({"number", "answer"}, platform::ChildInput::pipe);
     pause();
     _exit(0);
   }
-  const pid_t orphan = std::stoi(test::wait_for_text(home_ / "answer"));
+  const pid_t orphan = std::stoi(wait_for_text(home_ / "answer"));
   kill(converter, SIGKILL);
   int status = 0;
   ASSERT_EQ(waitpid(converter, &status, 0), converter);

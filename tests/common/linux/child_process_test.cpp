@@ -47,24 +47,24 @@ TEST_F(ChildProcessTest, InheritsTheOutputStreams) {
 
 TEST_F(ScriptChildTest, PipeHoldsOneMebibyte) {
   const auto child = start_script("/usr/bin/python3 -c 'import fcntl; print(fcntl.fcntl(0, 1032))' > size",
-                                  ChildInput::pipe);
+                                  platform::ChildInput::pipe);
   ASSERT_TRUE(child);
   EXPECT_EQ(child->wait(), 0);
   EXPECT_EQ(written("size"), "1048576\n");
 }
 
 TEST_F(ChildProcessTest, DestructionKillsAndReapsTheChild) {
-  auto child = start({"number", "answer"}, ChildInput::pipe);
+  auto child = start({"number", "answer"}, platform::ChildInput::pipe);
   ASSERT_TRUE(child);
-  const pid_t process = std::stoi(test::wait_for_text(home_ / "answer"));
-  EXPECT_TRUE(test::process_exists(process));
+  const pid_t process = std::stoi(wait_for_text(home_ / "answer"));
+  EXPECT_TRUE(process_exists(process));
   child.reset();
-  EXPECT_FALSE(test::process_exists(process));
+  EXPECT_FALSE(process_exists(process));
   EXPECT_TRUE(no_child_is_left());
 }
 
 TEST_F(ChildProcessTest, AFailedStartLeavesNoProcess) {
-  ChildProcessRequest request = request_for({"exit", "0"});
+  platform::ChildProcessRequest request = request_for({"exit", "0"});
   request.working_directory = home_ / "absent";
   EXPECT_FALSE(start_request(request));
   request.executable = home_ / "absent";
@@ -76,7 +76,7 @@ TEST_F(ScriptChildTest, OtherDescriptorsDoNotReachTheChild) {
   std::ofstream(home_ / "secret") << "text";
   const int open_file = open((home_ / "secret").c_str(), O_RDONLY);  // without close-on-exec
   const int high_number = fcntl(open_file, F_DUPFD, 200);
-  const auto child = start_script("ls -l /proc/$$/fd > descriptors", ChildInput::pipe);
+  const auto child = start_script("ls -l /proc/$$/fd > descriptors", platform::ChildInput::pipe);
   ASSERT_TRUE(child);
   EXPECT_EQ(child->wait(), 0);
   EXPECT_EQ(written("descriptors").find("secret"), std::string::npos) << written("descriptors");

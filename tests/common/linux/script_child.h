@@ -12,10 +12,10 @@ namespace veyrin::test {
 class ScriptChildTest : public ChildProcessTest {
  protected:
   /// Runs `body` in the test's folder.
-  std::unique_ptr<ChildProcess> start_script(const std::string& body,
-                                             ChildInput input = ChildInput::null_device) {
-    ChildProcessRequest request = request_for({}, input);
-    request.executable = test::write_script(home_ / "script", body);
+  std::unique_ptr<platform::ChildProcess> start_script(
+      const std::string& body, platform::ChildInput input = platform::ChildInput::null_device) {
+    platform::ChildProcessRequest request = request_for({}, input);
+    request.executable = write_script(home_ / "script", body);
     return start_request(request);
   }
 };

@@ -11,9 +11,6 @@
 namespace veyrin::test {
 namespace {
 
-using test::ends_within;
-using test::open_process;
-
 /// A file in the place of one of this process's standard streams as long as it lives.
 class StreamIntoFile {
  public:
@@ -30,7 +27,7 @@ class StreamIntoFile {
  private:
   DWORD number_;
   HANDLE previous_;
-  Handle file_;  ///< not inheritable, as the streams of some parents are not
+  platform::Handle file_;  ///< not inheritable, as the streams of some parents are not
 };
 
 TEST_F(ChildProcessTest, InheritsTheOutputStreams) {
@@ -63,21 +60,21 @@ TEST_F(ChildProcessTest, WorksWithoutStandardStreams) {
 }
 
 TEST_F(ChildProcessTest, DestructionEndsTheChild) {
-  auto child = start({"number", "answer"}, ChildInput::pipe);
+  auto child = start({"number", "answer"}, platform::ChildInput::pipe);
   ASSERT_TRUE(child) << failure_.system_error;
-  const Handle process = open_process(test::wait_for_text(home_ / "answer"));
+  const platform::Handle process = open_process(wait_for_text(home_ / "answer"));
   ASSERT_TRUE(process.valid());
   EXPECT_FALSE(ends_within(process, 0));
   child.reset();
   ASSERT_TRUE(ends_within(process, 0));
-  EXPECT_EQ(test::exit_code(process), 1U);
+  EXPECT_EQ(exit_code(process), 1U);
 }
 
 // The helper plays the converter here and is killed; its own child must go with it.
 TEST_F(ChildProcessTest, ChildDiesWithAKilledConverter) {
   const auto converter = start({"start a child", "answer"});
   ASSERT_TRUE(converter) << failure_.system_error;
-  const Handle orphan = open_process(test::wait_for_text(home_ / "answer"));
+  const platform::Handle orphan = open_process(wait_for_text(home_ / "answer"));
   ASSERT_TRUE(orphan.valid());
   EXPECT_FALSE(ends_within(orphan, 0));
   converter->terminate();
@@ -86,7 +83,7 @@ TEST_F(ChildProcessTest, ChildDiesWithAKilledConverter) {
 
 TEST_F(ChildProcessTest, OtherInheritableHandlesDoNotReachTheChild) {
   SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-  const Handle secret(
+  const platform::Handle secret(
       CreateFileW((home_ / "secret").c_str(), GENERIC_WRITE, 0, &inheritable, CREATE_NEW, 0, nullptr));
   ASSERT_TRUE(secret.valid());
   const auto number = std::to_string(reinterpret_cast<std::uintptr_t>(secret.get()));

@@ -13,7 +13,7 @@ namespace {
 
 // Windows moves nothing onto a file that someone reads.
 TEST(ReplaceFile, KeepsBothFilesWhileTheOldOneIsOpen) {
-  const test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const auto source = folder / "movie.tmp";
   const auto target = folder / "movie";
   std::ofstream(source) << "new";
@@ -21,12 +21,12 @@ TEST(ReplaceFile, KeepsBothFilesWhileTheOldOneIsOpen) {
   std::string reason;
   {
     const std::ifstream reader(target);
-    EXPECT_FALSE(replace_file(source, target, reason));
+    EXPECT_FALSE(platform::replace_file(source, target, reason));
   }
   EXPECT_EQ(reason, std::system_category().message(ERROR_ACCESS_DENIED));
-  EXPECT_EQ(test::file_text(target), "old");
-  EXPECT_TRUE(replace_file(source, target, reason)) << reason;
-  EXPECT_EQ(test::file_text(target), "new");
+  EXPECT_EQ(file_text(target), "old");
+  EXPECT_TRUE(platform::replace_file(source, target, reason)) << reason;
+  EXPECT_EQ(file_text(target), "new");
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ TEST(Utf8Console, SetsTheConsolesCodePageAndPutsTheOldOneBack) {
   if (before == 0) GTEST_SKIP() << "there is no console here";
   SetConsoleOutputCP(437);
   {
-    const Utf8Console console;
+    const platform::Utf8Console console;
     EXPECT_EQ(GetConsoleOutputCP(), static_cast<unsigned>(CP_UTF8));
   }
   EXPECT_EQ(GetConsoleOutputCP(), 437U);
