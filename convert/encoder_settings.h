@@ -11,12 +11,12 @@ namespace veyrin {
 
 struct EncoderRequest {
   SbsCodec codec = SbsCodec::hevc;
-  Size canvas;  ///< of the movie's pictures
+  Size canvas{};  ///< of the movie's pictures
   BitDepth depth = BitDepth::eight;
   FrameRate frame_rate{30, 1};
   bool software = false;       ///< hardware encoders are not wanted
-  std::string bitrate;         ///< as given by the user
-  ColorTags input_colors;      ///< of the left eye's stream
+  std::string bitrate{};       ///< as given by the user
+  ColorTags input_colors{};    ///< of the left eye's stream
   bool global_header = false;  ///< the container wants the parameter sets in its header
 };
 

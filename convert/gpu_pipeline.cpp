@@ -60,7 +60,7 @@ std::unique_ptr<YuvProcessor> use_gpu_pipeline(const GpuPipelineJob& job, AVBuff
   if (processor &&
       open_on_surfaces(job.encoder, *processor->encoder_frames(), calls, selected.context, reason)) {
     // A decoder may find out later that its device cannot decode the stream.
-    return std::make_unique<UploadingProcessor>(device, job.geometry, job.encoder.depth,
+    return std::make_unique<UploadingProcessor>(device, job.geometry.source, job.encoder.depth,
                                                 std::move(processor));
   }
   console_line("  D3D11 YUV GPU pipeline unavailable: %s; using CPU path", reason.c_str());

@@ -215,9 +215,9 @@ TEST_F(Plan, OnlySideBySideMoviesAreDescribedAsStereo) {
     SpatialMetadataKind kind;
     bool st3d, sei;
   };
-  for (const StereoCase& c : {StereoCase{SpatialMetadataKind::st3d, true, false},
-                              StereoCase{SpatialMetadataKind::sei, false, true},
-                              StereoCase{SpatialMetadataKind::both, true, true}}) {
+  for (const StereoCase& c :
+       {StereoCase{SpatialMetadataKind::st3d, true, false}, StereoCase{SpatialMetadataKind::sei, false, true},
+        StereoCase{SpatialMetadataKind::both, true, true}}) {
     options_.sbs_spatial_metadata = c.kind;
     options_.output_format = OutputFormat::sbs;
     EXPECT_EQ(canvas_movie().st3d, c.st3d);

@@ -1,9 +1,9 @@
-#include "convert/encoder_selection.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <vector>
+
+#include "convert/encoder_selection.h"
 
 namespace veyrin::test {
 namespace {
@@ -52,22 +52,26 @@ TEST(EncoderCandidates, SoftwareSkipsAllButProRes) {
 
 TEST(EncoderCandidates, TheEnvironmentForcesSoftwareForHevcOnly) {
   EXPECT_EQ(skip_reason("hevc_nvenc", SbsCodec::hevc, /*force_software_hevc=*/true), skipped);
-  EXPECT_EQ(skip_reason("h264_nvenc", SbsCodec::h264, /*force_software_hevc=*/true),
-            std::nullopt);
-  EXPECT_EQ(skip_reason("prores_ks", SbsCodec::prores, /*force_software_hevc=*/true),
-            std::nullopt);
+  EXPECT_EQ(skip_reason("h264_nvenc", SbsCodec::h264, /*force_software_hevc=*/true), std::nullopt);
+  EXPECT_EQ(skip_reason("prores_ks", SbsCodec::prores, /*force_software_hevc=*/true), std::nullopt);
 }
 
 TEST(EncoderCandidates, NothingIsSkippedUnasked) {
-  EXPECT_EQ(reason_to_skip(candidate("hevc_nvenc"), {.codec = SbsCodec::hevc, .depth = BitDepth::ten}, /*force_software_hevc=*/false), std::nullopt);
+  EXPECT_EQ(reason_to_skip(candidate("hevc_nvenc"), {.codec = SbsCodec::hevc, .depth = BitDepth::ten},
+                           /*force_software_hevc=*/false),
+            std::nullopt);
 }
 
 TEST(EncoderCandidates, MediaFoundationIsNeverOpenedForTenBitHevc) {
   constexpr const char* reason = "does not support 10-bit HEVC output";
-  EXPECT_EQ(reason_not_to_open(candidate("hevc_mf"), {.codec = SbsCodec::hevc, .depth = BitDepth::ten}), reason);
-  EXPECT_EQ(reason_not_to_open(candidate("hevc_mf"), {.codec = SbsCodec::hevc, .depth = BitDepth::eight}), std::nullopt);
-  EXPECT_EQ(reason_not_to_open(candidate("hevc_amf"), {.codec = SbsCodec::hevc, .depth = BitDepth::ten}), std::nullopt);
-  EXPECT_EQ(reason_not_to_open(candidate("h264_mf"), {.codec = SbsCodec::h264, .depth = BitDepth::ten}), std::nullopt);
+  EXPECT_EQ(reason_not_to_open(candidate("hevc_mf"), {.codec = SbsCodec::hevc, .depth = BitDepth::ten}),
+            reason);
+  EXPECT_EQ(reason_not_to_open(candidate("hevc_mf"), {.codec = SbsCodec::hevc, .depth = BitDepth::eight}),
+            std::nullopt);
+  EXPECT_EQ(reason_not_to_open(candidate("hevc_amf"), {.codec = SbsCodec::hevc, .depth = BitDepth::ten}),
+            std::nullopt);
+  EXPECT_EQ(reason_not_to_open(candidate("h264_mf"), {.codec = SbsCodec::h264, .depth = BitDepth::ten}),
+            std::nullopt);
 }
 
 TEST(EncoderCandidates, SayWhatKindsTheyAre) {
@@ -76,7 +80,8 @@ TEST(EncoderCandidates, SayWhatKindsTheyAre) {
   EXPECT_FALSE(candidate("hevc_amf").media_foundation);
   EXPECT_EQ(candidate("prores_ks").acceleration, Acceleration::software);
   EXPECT_EQ(candidate("hevc_mf").acceleration, Acceleration::hardware);
-  for (const char* name : {"hevc_nvenc", "h264_nvenc"}) EXPECT_TRUE(candidate(name).takes_gpu_surfaces) << name;
+  for (const char* name : {"hevc_nvenc", "h264_nvenc"})
+    EXPECT_TRUE(candidate(name).takes_gpu_surfaces) << name;
   for (const char* name : {"hevc_qsv", "hevc_amf", "hevc_mf", "h264_mf", "prores_ks"})
     EXPECT_FALSE(candidate(name).takes_gpu_surfaces) << name;
 }

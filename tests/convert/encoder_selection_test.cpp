@@ -356,12 +356,13 @@ TEST(EncoderReport, NamesEncoderFormatAndProcessing) {
        "  encoder: h264_nvenc (d3d11, GPU-resident NV12)"},
   };
   for (const ReportCase& report : cases) {
-    SelectedEncoder encoder;
-    encoder.context.reset(avcodec_alloc_context3(nullptr));
-    encoder.context->codec_id = report.codec;
-    encoder.context->pix_fmt = report.format;
-    encoder.context->sw_pix_fmt = report.software_format;
-    encoder.display_name = report.name;
+    CodecContextPtr context(avcodec_alloc_context3(nullptr));
+    context->codec_id = report.codec;
+    context->pix_fmt = report.format;
+    context->sw_pix_fmt = report.software_format;
+    const SelectedEncoder encoder =
+        report.name == nullptr ? SelectedEncoder(PackagedEncoder{std::move(context)})
+                               : SelectedEncoder(InProcessEncoder{std::move(context), {.name = report.name}});
     EXPECT_EQ(encoder_report_line(encoder), report.line);
   }
   EXPECT_STREQ(packaged_encoder_report_line, "  software_encoder: packaged GPL FFmpeg CLI with libx265");

@@ -162,9 +162,9 @@ TEST(EncoderPixelFormat, IsTheFirstPreferredOneThatTheEncoderLists) {
   for (const ChoiceCase& choice : cases) {
     const AVCodec* encoder = avcodec_find_encoder_by_name(choice.encoder);
     ASSERT_NE(encoder, nullptr) << choice.encoder;
-    EXPECT_STREQ(name_of(choose_pixel_format(*encoder, choice.codec, choice.depth)),
-                 name_of(choice.expected))
-        << choice.encoder << " codec " << static_cast<int>(choice.codec) << " bits " << static_cast<int>(choice.depth);
+    EXPECT_STREQ(name_of(choose_pixel_format(*encoder, choice.codec, choice.depth)), name_of(choice.expected))
+        << choice.encoder << " codec " << static_cast<int>(choice.codec) << " bits "
+        << static_cast<int>(choice.depth);
   }
 }
 

@@ -52,7 +52,7 @@ class FakeMovie final : public MovieSink {
 
   // What it was asked.
   int asked_for_canvases = 0;
-  std::vector<std::int64_t> indices;                 ///< of the output frames, in order
+  std::vector<std::int64_t> indices;                ///< of the output frames, in order
   std::vector<std::vector<std::int64_t>> pictures;  ///< per output frame, the mark of each canvas
 
  private:

@@ -1,11 +1,10 @@
-#include "convert/sbs_stereo_metadata.h"
-
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstring>
 #include <vector>
 
+#include "convert/sbs_stereo_metadata.h"
 #include "media/ffmpeg.h"
 
 namespace veyrin::test {

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "media/ffmpeg.h"
-#include "tests/support/environment.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/environment.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -14,7 +14,6 @@ extern "C" {
 
 namespace veyrin::test {
 namespace {
-
 
 /// A processor that only has surfaces to offer.
 class SurfaceOwner final : public GpuYuvProcessor {
@@ -35,8 +34,8 @@ class GpuPipeline : public testing::Test {
     surfaces_.reset(av_hwframe_ctx_alloc(device_.get()));
     reinterpret_cast<AVHWFramesContext*>(surfaces_->data)->sw_format = AV_PIX_FMT_P010LE;
     calls_.create_processor = [this](AVBufferRef* device, const RectificationMaps& maps,
-                                        const ProcessorGeometry& geometry, BitDepth depth,
-                                        std::string& error) -> std::unique_ptr<GpuYuvProcessor> {
+                                     const ProcessorGeometry& geometry, BitDepth depth,
+                                     std::string& error) -> std::unique_ptr<GpuYuvProcessor> {
       ++processors_wanted_;
       EXPECT_EQ(device, device_.get());
       EXPECT_EQ(&maps, &maps_);
@@ -67,9 +66,8 @@ class GpuPipeline : public testing::Test {
 
   bool use(bool hardware_decoders = true) {
     capture_output();
-    const auto processor =
-        use_gpu_pipeline({request_, maps_, {{64, 64}, {32, 32}, OutputLayout::half_sbs}},
-                         hardware_decoders ? device_.get() : nullptr, selected_, calls_);
+    const auto processor = use_gpu_pipeline({request_, maps_, {{64, 64}, {32, 32}, OutputLayout::half_sbs}},
+                                            hardware_decoders ? device_.get() : nullptr, selected_, calls_);
     printed_ = captured_output();
     return processor != nullptr;
   }

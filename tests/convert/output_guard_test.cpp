@@ -5,8 +5,6 @@
 
 #include <fstream>
 
-#include "convert/output_container.h"
-
 namespace veyrin::test {
 namespace {
 
@@ -65,30 +63,6 @@ TEST_F(OutputGuard, NeverLetsARecordingBeReplaced) {
     }
   }
 }
-
-struct ContainerCase {
-  const char* output;
-  AVCodecID codec;
-  const char* container;
-};
-
-class Container : public testing::TestWithParam<ContainerCase> {};
-
-TEST_P(Container, FollowsTheNameWhereItCanHoldTheCodec) {
-  const AVOutputFormat* chosen = choose_container(GetParam().output, GetParam().codec);
-  ASSERT_NE(chosen, nullptr);
-  EXPECT_STREQ(chosen->name, GetParam().container);
-}
-
-INSTANTIATE_TEST_SUITE_P(OutputNames, Container,
-                         testing::Values(ContainerCase{"a.mp4", AV_CODEC_ID_HEVC, "mp4"},
-                                         ContainerCase{"a.mov", AV_CODEC_ID_HEVC, "mov"},
-                                         ContainerCase{"a.mkv", AV_CODEC_ID_HEVC, "matroska"},
-                                         ContainerCase{"a.mkv", AV_CODEC_ID_PRORES, "matroska"},
-                                         ContainerCase{"a.mov", AV_CODEC_ID_PRORES, "mov"},
-                                         ContainerCase{"a.mp4", AV_CODEC_ID_PRORES, "mov"},
-                                         ContainerCase{"noextension", AV_CODEC_ID_H264, "mp4"},
-                                         ContainerCase{"a.xyz", AV_CODEC_ID_PRORES, "mov"}));
 
 }  // namespace
 }  // namespace veyrin::test

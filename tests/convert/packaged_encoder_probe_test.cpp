@@ -42,7 +42,7 @@ TEST_F(PackagedEncoderProbe, AnEmptyOrAbsentNameMeansBesideTheConverter) {
 TEST_F(PackagedEncoderProbe, AMissingProgramIsNamedWithItsSwitch) {
   setenv("VEYRIN_FFMPEG_GPL", "/nowhere/my ffmpeg", 1);
   EXPECT_EQ(
-      refusal(false),
+      refusal(BitDepth::eight),
       "packaged GPL FFmpeg executable not found (expected /nowhere/my ffmpeg; VEYRIN_FFMPEG_GPL may override "
       "the location)");
 }
@@ -50,27 +50,29 @@ TEST_F(PackagedEncoderProbe, AMissingProgramIsNamedWithItsSwitch) {
 TEST_F(PackagedEncoderProbe, AFolderIsNoProgram) {
   const std::string folder = fake_.path().parent_path();
   setenv("VEYRIN_FFMPEG_GPL", folder.c_str(), 1);
-  EXPECT_EQ(refusal(true), "packaged GPL FFmpeg executable not found (expected " + folder +
-                               "; VEYRIN_FFMPEG_GPL may override the location)");
+  EXPECT_EQ(refusal(BitDepth::ten), "packaged GPL FFmpeg executable not found (expected " + folder +
+                                        "; VEYRIN_FFMPEG_GPL may override the location)");
 }
 
 TEST_F(PackagedEncoderProbe, ExitCodeZeroPasses) {
   fake_.write("exit 0", "exit 1");
-  EXPECT_EQ(refusal(false), "");
-  EXPECT_EQ(refusal(true), "");
+  EXPECT_EQ(refusal(BitDepth::eight), "");
+  EXPECT_EQ(refusal(BitDepth::ten), "");
 }
 
 TEST_F(PackagedEncoderProbe, AnyOtherEndFails) {
   for (const char* end : {"exit 1", "exit 255", "kill -9 $$", "exec /nowhere/at/all"}) {
     fake_.write(end, "exit 0");
-    EXPECT_EQ(refusal(false), "packaged GPL FFmpeg does not provide a working libx265 encoder") << end;
-    EXPECT_EQ(refusal(true), "packaged GPL FFmpeg does not provide a working 10-bit libx265 encoder") << end;
+    EXPECT_EQ(refusal(BitDepth::eight), "packaged GPL FFmpeg does not provide a working libx265 encoder")
+        << end;
+    EXPECT_EQ(refusal(BitDepth::ten), "packaged GPL FFmpeg does not provide a working 10-bit libx265 encoder")
+        << end;
   }
 }
 
 TEST_F(PackagedEncoderProbe, AFileThatCannotRunFails) {
   std::ofstream(fake_.path()) << "no program";
-  EXPECT_EQ(refusal(false), "packaged GPL FFmpeg does not provide a working libx265 encoder");
+  EXPECT_EQ(refusal(BitDepth::eight), "packaged GPL FFmpeg does not provide a working libx265 encoder");
 }
 
 TEST_F(PackagedEncoderProbe, RunsInTheProgramsFolderWithItsArgumentsAndNullStreams) {
@@ -91,7 +93,7 @@ TEST_F(PackagedEncoderProbe, ARelativeNameIsFoundFromTheConvertersFolder) {
   fake_.write("exit 0", "");
   const auto relative = std::filesystem::relative(fake_.path());
   setenv("VEYRIN_FFMPEG_GPL", relative.c_str(), 1);
-  EXPECT_EQ(refusal(false), "");
+  EXPECT_EQ(refusal(BitDepth::eight), "");
 }
 
 TEST_F(PackagedEncoderProbe, AProgramThatHangsIsKilledAtTheLimit) {

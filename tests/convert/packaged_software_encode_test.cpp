@@ -8,9 +8,9 @@
 #include "convert/packaged_software_encoder.h"
 #include "media/ffmpeg.h"
 #include "tests/convert/fake_packaged_encoder.h"
+#include "tests/support/captured_output.h"
 #include "tests/support/command.h"
 #include "tests/support/temporary_folder.h"
-#include "tests/support/captured_output.h"
 
 namespace veyrin::test {
 namespace {

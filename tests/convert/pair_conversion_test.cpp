@@ -20,7 +20,8 @@ TimingPlan timing_of(FrameRate output, FrameRate input, TimeRange range = {}) {
   return {.range = range, .input_rate = input, .output_rate = output, .span_seconds = 1.0};
 }
 
-/// Runs pairs at the given times through a conversion; the result holds, per written frame, the number of its pair.
+/// Runs pairs at the given times through a conversion; the result holds, per written frame, the number of its
+/// pair.
 std::vector<int> written_pairs(const TimingPlan& timing, const std::vector<double>& times) {
   const ConsoleSilence silence;
   FakeMovie movie;
@@ -64,8 +65,8 @@ class EqualRates : public testing::TestWithParam<RateCase> {};
 TEST_P(EqualRates, WriteEveryPairOnce) {
   const RateCase& rates = GetParam();
   constexpr int count = 20000;
-  const std::vector<int> written = written_pairs(timing_of(rates.output, rates.input),
-                                                 times_at(rates.input, count, rates.time_base_hz));
+  const std::vector<int> written =
+      written_pairs(timing_of(rates.output, rates.input), times_at(rates.input, count, rates.time_base_hz));
   ASSERT_EQ(written.size(), static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) ASSERT_EQ(written[static_cast<std::size_t>(i)], i);
 }
@@ -128,8 +129,7 @@ TEST(Trimming, ARangeShorterThanTheTieToleranceHoldsTheFrameAtItsStart) {
 TEST(Trimming, WritesDurationTimesRateFrames) {
   const std::vector<double> times = times_at({30, 1}, 300, 90000);
   for (const double start : {0.0, 1.0, 2.5, 3.0 + 1.0 / 30}) {
-    const std::vector<int> written =
-        written_pairs(timing_of({30, 1}, {30, 1}, {start, 2.0}), times);
+    const std::vector<int> written = written_pairs(timing_of({30, 1}, {30, 1}, {start, 2.0}), times);
     ASSERT_EQ(written.size(), 60U) << "start " << start;
     EXPECT_EQ(written.front(), static_cast<int>(std::lround(start * 30)));
   }

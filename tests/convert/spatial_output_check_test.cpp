@@ -1,7 +1,6 @@
-#include "convert/output_guard.h"
-
 #include <gtest/gtest.h>
 
+#include "convert/output_guard.h"
 #include "tests/support/temporary_folder.h"
 
 namespace veyrin::test {

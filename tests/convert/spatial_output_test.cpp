@@ -71,7 +71,8 @@ TEST(SpatialWriterConfig, DepthDecidesColors) {
 
 TEST(SpatialWriterConfig, KeepsColorsThatAreSpecified) {
   ConversionPlan plan = plain_plan();
-  plan.picture.input_colors = {AVCOL_PRI_SMPTE170M, AVCOL_TRC_SMPTE170M, AVCOL_SPC_SMPTE170M, AVCOL_RANGE_MPEG};
+  plan.picture.input_colors = {AVCOL_PRI_SMPTE170M, AVCOL_TRC_SMPTE170M, AVCOL_SPC_SMPTE170M,
+                               AVCOL_RANGE_MPEG};
   EXPECT_EQ(config_of(plan).colors, plan.picture.input_colors);
 }
 

@@ -1,11 +1,10 @@
-#include "media/recording_input.h"
-
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstring>
 
 #include "media/ffmpeg.h"
+#include "media/recording_input.h"
 
 extern "C" {
 #include <libavutil/display.h>

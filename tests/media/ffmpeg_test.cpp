@@ -1,7 +1,8 @@
-#include "common/error_text.h"
 #include "media/ffmpeg.h"
 
 #include <gtest/gtest.h>
+
+#include "common/error_text.h"
 
 extern "C" {
 #include <libavutil/error.h>

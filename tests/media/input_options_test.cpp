@@ -1,8 +1,8 @@
-#include "media/recording_input.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "media/recording_input.h"
 
 namespace veyrin::test {
 namespace {

@@ -1,6 +1,6 @@
-#include "media/bitrate.h"
-
 #include <gtest/gtest.h>
+
+#include "media/bitrate.h"
 
 namespace veyrin::test {
 namespace {

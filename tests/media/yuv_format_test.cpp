@@ -1,6 +1,6 @@
-#include "media/pixel_formats.h"
-
 #include <gtest/gtest.h>
+
+#include "media/pixel_formats.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>

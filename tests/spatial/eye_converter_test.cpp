@@ -168,7 +168,8 @@ TEST(EyeConverter, PackedBgrIsConvertedByMatrixAndRange) {
       for (const AVColorRange range : {AVCOL_RANGE_JPEG, AVCOL_RANGE_MPEG, AVCOL_RANGE_UNSPECIFIED}) {
         const auto encoder = encoder_frame(ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_NV12, c.matrix, range);
         const auto converter = converter_for(*encoder);
-        const FramePtr target = allocate_video_frame(static_cast<AVPixelFormat>(encoder->format), {width, height});
+        const FramePtr target =
+            allocate_video_frame(static_cast<AVPixelFormat>(encoder->format), {width, height});
         for (const Color& color : {Color{1, 1, 1}, Color{0, 0, 0}, Color{1, 0, 0}, Color{0, 1, 0},
                                    Color{0, 0, 1}, Color{0.8, 0.4, 0.2}}) {
           std::string error;

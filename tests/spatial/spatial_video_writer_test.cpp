@@ -39,7 +39,8 @@ TEST_F(SpatialVideoWriterTest, EncoderGetsBothEyesWithTheirViewNumbers) {
 TEST_F(SpatialVideoWriterTest, TenBitEyesReachTheEncoderUnchanged) {
   config.depth = BitDepth::ten;
   create();
-  ASSERT_TRUE(writer->write_eye_pair(*eye_of(0x40, BitDepth::ten), *eye_of(0x80, BitDepth::ten), 0, error)) << error;
+  ASSERT_TRUE(writer->write_eye_pair(*eye_of(0x40, BitDepth::ten), *eye_of(0x80, BitDepth::ten), 0, error))
+      << error;
   ASSERT_EQ(encoder.sent.size(), 2U);
   EXPECT_EQ(encoder.sent[0].luma, std::vector<std::uint8_t>(2 * luma_samples, 0x40));
   EXPECT_EQ(encoder.sent[1].luma, std::vector<std::uint8_t>(2 * luma_samples, 0x80));
