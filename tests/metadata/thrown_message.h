@@ -1,4 +1,4 @@
-// What a call throws, as text.
+// The message of what a call throws.
 #pragma once
 
 #include <exception>
