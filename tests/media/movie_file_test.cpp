@@ -142,10 +142,11 @@ TEST_F(Movie, CopiesATrackWithAllThatItSays) {
   const auto source_file = folder_ / "source.mov";
   {
     const auto source = create(source_file);
+    picture_->sample_aspect_ratio = {4, 3};
     const auto video = source->add_video_track(*picture_, {1, 25}, {25, 1}, error_);
     ASSERT_TRUE(video) << error_;
     av_dict_set(&source->stream(*video).metadata, "language", "fin", 0);
-    source->stream(*video).sample_aspect_ratio = {4, 3};
+
     ASSERT_TRUE(source->write_header(no_options_, error_)) << error_;
     for (int i = 0; i < 3; ++i)
       ASSERT_TRUE(source->write(*video, *packet("picture", i, 1), write_failure, error_)) << error_;
