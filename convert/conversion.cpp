@@ -13,7 +13,6 @@
 #include "convert/output_guard.h"
 #include "convert/packet_conversion.h"
 #include "convert/pair_conversion.h"
-#include "convert/progress.h"
 #include "convert/sbs_mono_output.h"
 #include "convert/spatial_output.h"
 #include "decode/stereo_decoder.h"

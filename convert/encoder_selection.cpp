@@ -9,7 +9,7 @@
 #include "common/platform/program.h"
 #include "convert/packaged_software_encoder.h"
 #include "media/bitrate.h"
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 
 namespace veyrin {
 namespace {

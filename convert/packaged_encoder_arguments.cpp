@@ -5,7 +5,7 @@
 #include <initializer_list>
 
 #include "common/platform/files.h"
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 
 namespace veyrin {
 namespace {

@@ -8,8 +8,8 @@
 #include "common/error_text.h"
 #include "common/platform/files.h"
 #include "common/platform/program.h"
-#include "convert/movie_file_check.h"
 #include "convert/packaged_encoder_arguments.h"
+#include "media/movie_file.h"
 
 extern "C" {
 #include <libavutil/frame.h>

@@ -9,7 +9,7 @@
 #include "convert/encoder_selection.h"
 #include "convert/gpu_pipeline.h"
 #include "convert/packaged_software_encoder.h"
-#include "convert/st3d_remux.h"
+#include "convert/sbs_stereo_metadata.h"
 #include "media/movie_file.h"
 
 namespace veyrin {

@@ -2,9 +2,15 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
+#include <system_error>
+#include <vector>
 
 #include "common/error_text.h"
+#include "common/platform/files.h"
 #include "media/ffmpeg.h"
+#include "media/movie_file.h"
+#include "media/recording_input.h"
 
 extern "C" {
 #include <libavcodec/packet.h>
@@ -12,6 +18,78 @@ extern "C" {
 }
 
 namespace veyrin {
+namespace {
+
+constexpr std::string_view open_failure = "could not open the software output for SBS metadata";
+constexpr std::string_view copy_failure = "could not copy a stream while adding SBS metadata";
+constexpr FailureText write_failure{"could not write SBS metadata"};
+
+constexpr InputMessages input_messages{.open = open_failure, .read_streams = open_failure};
+constexpr MovieMessages output_messages{
+    .create = {open_failure},
+    .add_video = copy_failure,
+    .configure_video = {copy_failure, /*with_reason=*/false},
+    .add_copy = copy_failure,
+    .configure_copy = {copy_failure, /*with_reason=*/false},
+    .open = write_failure,
+    .write_header = write_failure,
+    .finish = write_failure,
+};
+
+/// Copies one movie into another file with the stereo description added. Both files are closed when the
+/// object is gone.
+class St3dRemux {
+ public:
+  [[nodiscard]] bool run(const std::filesystem::path& movie, const std::filesystem::path& temporary,
+                         std::string& error) {
+    input_ = open_recording(movie, {}, input_messages, error);
+    if (!input_) return false;
+    output_ = MovieFile::create(temporary, /*container=*/nullptr, output_messages, error);
+    if (!output_ || !copy_tracks(error)) return false;
+    Dictionary no_options;
+    return output_->write_header(no_options, error) && copy_packets(error) && output_->finish(error);
+  }
+
+  /// Whether the temporary file is now one that this object has written to.
+  [[nodiscard]] bool opened_temporary() const { return output_ && output_->opened_file(); }
+
+ private:
+  [[nodiscard]] bool copy_tracks(std::string& error) {
+    output_->allow_unofficial_boxes();
+    tracks_.resize(input_->nb_streams);
+    for (unsigned i = 0; i < input_->nb_streams; ++i) {
+      const AVStream& source = *input_->streams[i];
+      // The demuxer sets chapter tracks aside; the muxer makes its own from the chapters.
+      if (source.discard == AVDISCARD_ALL) continue;
+      tracks_[i] = output_->add_copied_track(source, error);
+      if (!tracks_[i]) return false;
+      if (source.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
+          !attach_sbs_stereo_metadata(*output_->stream(*tracks_[i]).codecpar, "could not attach SBS metadata",
+                                      error)) {
+        return false;
+      }
+    }
+    return output_->copy_description(*input_) >= 0 || fail(error, std::string(copy_failure));
+  }
+
+  [[nodiscard]] bool copy_packets(std::string& error) {
+    const PacketPtr packet(av_packet_alloc());
+    if (!packet) return fail_with_library_error(error, write_failure.text, AVERROR(ENOMEM));
+    while (av_read_frame(input_.get(), packet.get()) >= 0) {
+      const auto track = tracks_[static_cast<std::size_t>(packet->stream_index)];
+      const bool written = !track || output_->write(*track, *packet, write_failure, error);
+      av_packet_unref(packet.get());
+      if (!written) return false;
+    }
+    return true;
+  }
+
+  InputContextPtr input_;
+  std::unique_ptr<MovieFile> output_;
+  std::vector<std::optional<int>> tracks_;  ///< of the output, by input stream
+};
+
+}  // namespace
 
 bool wants_st3d(SpatialMetadataKind kind) {
   return kind != SpatialMetadataKind::sei;
@@ -48,6 +126,27 @@ bool add_frame_packing_sei(AVCodecID codec, AVPacket& packet, std::string& error
   std::copy_backward(packet.data, packet.data + old_size, packet.data + packet.size);
   std::copy(frame_packing_sei.begin(), frame_packing_sei.end(), packet.data);
   return true;
+}
+
+std::filesystem::path st3d_temporary_path(const std::filesystem::path& movie) {
+  return std::filesystem::path(movie).replace_extension(".st3d.tmp.mp4");
+}
+
+bool add_st3d_to_movie(const std::filesystem::path& movie, std::string& error) {
+  const std::filesystem::path temporary = st3d_temporary_path(movie);
+  bool opened_temporary = false;
+  bool written = false;
+  {
+    St3dRemux remux;
+    written = remux.run(movie, temporary, error);
+    opened_temporary = remux.opened_temporary();
+  }
+  std::string reason;
+  if (written && platform::replace_file(temporary, movie, reason)) return true;
+  if (written) error = "could not replace the software output after adding SBS metadata";
+  std::error_code ignored;
+  if (opened_temporary) std::filesystem::remove(temporary, ignored);
+  return false;
 }
 
 }  // namespace veyrin

@@ -1,9 +1,10 @@
-// What tells players that a picture holds both eyes side by side: the record of the video track and the
-// message in H.264 streams.
+// What tells players that a picture holds both eyes side by side: the record of the video track, the message
+// in H.264 streams, and the pass that adds the record to a finished movie of the packaged encoder.
 #pragma once
 
 #include <array>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -39,5 +40,15 @@ inline constexpr std::array<std::uint8_t, 16> frame_packing_sei{
 /// Puts the message in front of a key-frame packet of an H.264 encoder (Annex B); any other packet stays as
 /// it is. On failure the packet is unchanged.
 [[nodiscard]] bool add_frame_packing_sei(AVCodecID codec, AVPacket& packet, std::string& error);
+
+/// The file that the pass writes before it takes the movie's place: the movie's name with its extension
+/// replaced by ".st3d.tmp.mp4", in the same folder.
+std::filesystem::path st3d_temporary_path(const std::filesystem::path& movie);
+
+/// Copies the movie's streams packet by packet into a new file whose video tracks carry the stereo
+/// description and an st3d box, and puts that file in the movie's place. On failure, one message in `error`,
+/// the movie is as it was and the temporary file is gone; killed halfway, the pass leaves either the old or
+/// the complete new movie, and perhaps the temporary file.
+[[nodiscard]] bool add_st3d_to_movie(const std::filesystem::path& movie, std::string& error);
 
 }  // namespace veyrin

@@ -5,7 +5,7 @@
 
 #include "common/console.h"
 #include "media/bitrate.h"
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 #include "spatial/spatial_video_writer.h"
 #include "spatial/two_view_encoder.h"
 

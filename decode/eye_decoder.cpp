@@ -6,7 +6,7 @@
 #include "common/error_text.h"
 #include "common/platform/program.h"
 #include "media/ffmpeg.h"
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 
 extern "C" {
 #include <libavutil/rational.h>

@@ -1,4 +1,5 @@
-// A movie file being written: its container, its tracks, its header, its packets and its end.
+// A movie file being written: its container, its tracks, its header, its packets and its end; and whether a
+// finished one is all there.
 #pragma once
 
 #include <filesystem>
@@ -100,5 +101,10 @@ class MovieFile {
   std::vector<Source> sources_;  // by track
   bool opened_file_ = false;
 };
+
+/// True for an empty file and for one of the MP4 family (ISO/IEC 14496-12) whose boxes end beyond its end or
+/// that has no index ("moov"): what a full disk leaves. False for all others, files of other formats and
+/// absent ones included.
+bool is_cut_off_movie(const std::filesystem::path& file);
 
 }  // namespace veyrin

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "common/error_text.h"
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 #include "processing/canvas_layout.h"
 #include "processing/cpu_worker_pool.h"
 #include "processing/kernels.h"

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>

@@ -1,10 +1,13 @@
 #include "spatial/nvenc_two_view_encoder.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "common/error_text.h"
 #include "decode/nvenc_probe.h"
-#include "media/pixel_formats.h"
+#include "media/ffmpeg.h"
+#include "media/video_types.h"
 #include "spatial/spatial_metadata.h"
 
 extern "C" {
@@ -75,6 +78,10 @@ void configure(const SpatialWriterConfig& config, AVCodecContext& context) {
   if (record == nullptr) return fail(error, "could not attach MV-HEVC view ID");
   std::memcpy(record->data, &view, sizeof view);
   return true;
+}
+
+std::string times(const AVPacket& packet) {
+  return std::to_string(packet.pts) + "/" + std::to_string(packet.dts);
 }
 
 }  // namespace
@@ -171,6 +178,42 @@ TwoViewEncoderKind nvenc_two_view_encoder_kind() {
         return NvencTwoViewEncoder::create(config, error);
       },
   };
+}
+
+std::unique_ptr<ViewPairJoiner> ViewPairJoiner::create() {
+  PacketPtr unit(av_packet_alloc());
+  if (!unit) return nullptr;
+  return std::unique_ptr<ViewPairJoiner>(new ViewPairJoiner(std::move(unit)));
+}
+
+bool ViewPairJoiner::add(AVPacket& view, std::string& error) {
+  complete_ = false;
+  if (unit_->buf == nullptr) {
+    av_packet_move_ref(unit_.get(), &view);
+    return true;
+  }
+  complete_ = append(view, error);
+  av_packet_unref(&view);
+  return complete_;
+}
+
+bool ViewPairJoiner::append(const AVPacket& view, std::string& error) {
+  AVPacket& first = *unit_;
+  if (view.pts != first.pts) {
+    return fail(error, "NVENC produced MV-HEVC views with mismatched timestamps (first pts/dts=" +
+                           times(first) + ", second pts/dts=" + times(view) + ")");
+  }
+  const int first_size = first.size;
+  if (view.size > std::numeric_limits<int>::max() - first_size) {
+    return fail(error, "MV-HEVC access unit is too large");
+  }
+  const int result = av_grow_packet(&first, view.size);
+  if (result < 0) return fail_with_library_error(error, "could not combine MV-HEVC view packets", result);
+  if (view.size > 0) std::memcpy(first.data + first_size, view.data, static_cast<std::size_t>(view.size));
+  first.flags |= view.flags;
+  first.duration = std::max(first.duration, view.duration);
+  first.pos = -1;
+  return true;
 }
 
 }  // namespace veyrin

@@ -8,7 +8,7 @@
 
 #include "common/error_text.h"
 #include "media/ffmpeg.h"
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 #include "processing/canvas_layout.h"
 #include "processing/d3d11/gpu_resources.h"
 #include "processing/kernels.h"

@@ -1,4 +1,4 @@
-#include "convert/movie_file_check.h"
+#include "media/movie_file.h"
 
 #include <gtest/gtest.h>
 

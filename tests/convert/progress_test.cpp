@@ -1,4 +1,4 @@
-#include "convert/progress.h"
+#include "convert/pair_conversion.h"
 
 #include <gtest/gtest.h>
 

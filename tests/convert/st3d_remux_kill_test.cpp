@@ -17,7 +17,7 @@
 #include <iterator>
 #include <optional>
 
-#include "convert/st3d_remux.h"
+#include "convert/sbs_stereo_metadata.h"
 #include "tests/convert/packaged_movies.h"
 #include "tests/support/system_call_stops.h"
 #include "tests/support/temporary_folder.h"

@@ -1,5 +1,5 @@
 // What the stereo pass keeps and what it adds, read from the boxes of both files.
-#include "convert/st3d_remux.h"
+#include "convert/sbs_stereo_metadata.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 
 #include <gtest/gtest.h>
 

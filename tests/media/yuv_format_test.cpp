@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>

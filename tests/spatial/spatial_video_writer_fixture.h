@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "media/ffmpeg.h"
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 #include "spatial/nvenc_two_view_encoder.h"
 #include "spatial/spatial_video_writer.h"
 #include "tests/spatial/fake_encoder.h"

@@ -1,4 +1,4 @@
-#include "spatial/view_pair_joiner.h"
+#include "spatial/nvenc_two_view_encoder.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include "common/platform/program.h"
 #include "convert/encoder_selection.h"
 #include "convert/encoder_settings.h"
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 #include "tests/convert/encoder_request.h"
 #include "tests/support/environment.h"
 #include "tests/support/temporary_folder.h"

@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-#include "media/pixel_formats.h"
+#include "media/video_types.h"
 #include "processing/d3d11/d3d11_yuv_processor.h"
 #include "tests/processing/d3d11/gpu_frames.h"
 #include "tests/processing/random_maps.h"
