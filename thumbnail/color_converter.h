@@ -2,12 +2,21 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 
 #include "decode/color_description.h"
+#include "media/ffmpeg.h"
 #include "thumbnail/image.h"
-#include "thumbnail/transfer_curves.h"
 
 namespace veyrin {
+
+/// The curves between the stored signal and light. BT.709 material is read with a plain power, because it is
+/// made for screens that follow one, not for the inverse of its camera curve.
+enum class TransferCurve { srgb, gamma22, hlg };
+
+/// Linear light of a signal value, both 0..1: IEC 61966-2-1, a power of 2.2, or ARIB STD-B67, whose light is
+/// that of the scene.
+double linear_light(TransferCurve curve, double signal);
 
 /// How the pixels of one stream are read. Prepared once per stream.
 struct ColorConverter {
@@ -39,5 +48,10 @@ struct ColorConverter {
 };
 
 ColorConverter prepare_color_converter(const ColorDescription& description);
+
+/// The frame's RGB codes, opaque, in its own transfer and primaries and at its own size. Any system-memory
+/// format that libswscale reads; depths above 8 bits are rounded to 8, since the converter's tables are of
+/// 8-bit codes. Null for any other format or when memory is short.
+[[nodiscard]] ImagePtr image_of_frame(const AVFrame& frame, const ColorConverter& converter);
 
 }  // namespace veyrin

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 
 #include "thumbnail/color_converter.h"
 #include "thumbnail/image.h"
@@ -19,8 +20,7 @@ struct LinearColor {
 /// that is neither scaled nor of wide gamut comes out code by code as it went in.
 ///
 /// HLG material takes these steps:
-/// 1. The system curve of ITU-R BT.2100 for a display of 1000 cd/m2: each colour times Y^0.2 (gamma 1.2),
-/// with
+/// 1. The system curve of ITU-R BT.2100 for a display of 1000 cd/m2 (gamma 1.2): each colour times Y^0.2 with
 ///    Y the luminance in the recording's primaries.
 /// 2. A scale that brings reference white, which ITU-R BT.2408 puts at 75 % of the signal (203 of
 ///    1000 cd/m2), to 1. The signal's peak is then about 4.9.

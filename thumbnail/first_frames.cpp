@@ -1,20 +1,24 @@
 #include "thumbnail/first_frames.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <utility>
 
 #include "common/error_text.h"
-#include "media/ffmpeg.h"
+#include "media/recording_input.h"
 
 namespace veyrin {
 namespace {
 
+/// Decodes one stream up to its first frame.
 class TrackDecoder {
  public:
+  /// False with one message in `error`.
   [[nodiscard]] bool open(const AVStream& stream, std::string& error);
 
   /// Sends a packet, null for the end of the stream, and takes the frame if one is ready.
   void decode(const AVPacket* packet) {
-    // A packet that the decoder refuses is a damaged one; the next may do.
+    // A packet that the decoder refuses is damaged; the next one may be whole.
     static_cast<void>(avcodec_send_packet(context_.get(), packet));
     has_frame_ = avcodec_receive_frame(context_.get(), frame_.get()) >= 0;
   }
@@ -55,7 +59,7 @@ bool all_done(const std::vector<TrackDecoder>& decoders) {
   return std::ranges::all_of(decoders, &TrackDecoder::has_frame);
 }
 
-/// Hands one packet to its decoder; a stream that is done is read no further.
+/// Hands one packet to its decoder. A stream whose frame is there is read no further.
 void deliver(AVFormatContext& input, const AVPacket& packet, std::vector<TrackDecoder>& decoders) {
   const auto decoder = std::ranges::find(decoders, packet.stream_index, &TrackDecoder::stream);
   if (decoder == decoders.end() || decoder->has_frame()) return;
@@ -64,11 +68,6 @@ void deliver(AVFormatContext& input, const AVPacket& packet, std::vector<TrackDe
 }
 
 void read_frames(AVFormatContext& input, AVPacket& packet, std::vector<TrackDecoder>& decoders) {
-  for (unsigned index = 0; index < input.nb_streams; ++index) {
-    const bool chosen =
-        std::ranges::find(decoders, static_cast<int>(index), &TrackDecoder::stream) != decoders.end();
-    input.streams[index]->discard = chosen ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-  }
   while (!all_done(decoders) && av_read_frame(&input, &packet) >= 0) {
     deliver(input, packet, decoders);
     av_packet_unref(&packet);
@@ -88,6 +87,7 @@ bool decode_first_frames(AVFormatContext& input, const std::vector<int>& streams
   }
   const PacketPtr packet(av_packet_alloc());
   if (!packet) return fail(error, "Could not allocate a packet");
+  read_only_streams(input, streams);
   read_frames(input, *packet, decoders);
 
   frames.clear();

@@ -14,8 +14,8 @@ struct FirstFrame {
   FramePtr frame;     ///< null when nothing of the stream could be decoded
 };
 
-/// Decodes until every stream has its frame, reading no packets of other streams and none of a stream that
-/// is done. Damaged packets are passed over. False with one message in `error` when a decoder cannot be
+/// Decodes until every stream has its frame, reading no packets of other streams and none behind a stream's
+/// frame. Damaged packets are passed over. False with one message in `error` when a decoder cannot be
 /// opened.
 [[nodiscard]] bool decode_first_frames(AVFormatContext& input, const std::vector<int>& streams,
                                        std::vector<FirstFrame>& frames, std::string& error);

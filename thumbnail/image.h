@@ -1,8 +1,13 @@
-// Small RGBA images of previews.
+// Small RGBA images of previews and their PNG files.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
+#include <utility>
+
+#include "media/video_types.h"
 
 namespace veyrin {
 
@@ -13,45 +18,56 @@ struct Rgba {
 };
 static_assert(sizeof(Rgba) == 4);
 
-/// An RGBA image of fixed size in pixels, rows from the top.
+/// An RGBA image of fixed size, rows from the top.
 class Image {
  public:
   virtual ~Image() = default;
   Image(const Image&) = delete;
   Image& operator=(const Image&) = delete;
-  [[nodiscard]] int width() const { return width_; }
-  [[nodiscard]] int height() const { return height_; }
+  [[nodiscard]] Size size() const { return size_; }
+  [[nodiscard]] int width() const { return size_.width; }
+  [[nodiscard]] int height() const { return size_.height; }
   /// The `width` pixels of a row that exists.
   [[nodiscard]] virtual Rgba* row(int y) = 0;
   [[nodiscard]] virtual const Rgba* row(int y) const = 0;
 
  protected:
-  Image(int width, int height) : width_(width), height_(height) {}
+  explicit Image(Size size) : size_(size) {}
 
  private:
-  int width_;
-  int height_;
+  Size size_;
 };
 
-/// All pixels in one plane without gaps. Held by reference count: whoever holds it may change it, so it is
-/// handed on once it is finished.
+/// All pixels in one plane without gaps.
 class SinglePlaneImage final : public Image {
  public:
   /// An image of one colour; null when a side is below 1, the size is beyond what is ever asked for
   /// (2^28 pixels) or memory is short.
-  static std::shared_ptr<SinglePlaneImage> create(int width, int height, Rgba fill);
+  [[nodiscard]] static std::unique_ptr<SinglePlaneImage> create(Size size, Rgba fill);
 
   [[nodiscard]] Rgba* row(int y) override { return pixels_.get() + offset(y); }
   [[nodiscard]] const Rgba* row(int y) const override { return pixels_.get() + offset(y); }
 
  private:
-  SinglePlaneImage(int width, int height, std::unique_ptr<Rgba[]> pixels)
-      : Image(width, height), pixels_(std::move(pixels)) {}
+  SinglePlaneImage(Size size, std::unique_ptr<Rgba[]> pixels) : Image(size), pixels_(std::move(pixels)) {}
   [[nodiscard]] std::size_t offset(int y) const {
     return static_cast<std::size_t>(y) * static_cast<std::size_t>(width());
   }
 
   std::unique_ptr<Rgba[]> pixels_;
 };
+
+using ImagePtr = std::unique_ptr<SinglePlaneImage>;
+
+/// Writes the image to the output path followed by ".tmp", reads it back, and puts it in the place of the
+/// output, which may exist, in one step. Missing folders are made. False after one line on the console; the
+/// output is then as it was. The temporary file never remains.
+[[nodiscard]] bool write_png_atomically(const std::filesystem::path& output, const Image& image);
+
+/// The file in which `write_png_atomically` prepares its output.
+std::filesystem::path temporary_png_path(const std::filesystem::path& output);
+
+/// The decoded file; null when it is no complete PNG. Another library than the one that encodes reads it.
+[[nodiscard]] ImagePtr read_png(const std::filesystem::path& file);
 
 }  // namespace veyrin

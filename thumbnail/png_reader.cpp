@@ -1,6 +1,8 @@
+// Decodes PNG files. The header-only decoder is compiled here and nowhere else.
 #include <cstring>
 #include <fstream>
 #include <limits>
+#include <memory>
 #include <string>
 #include <system_error>
 
@@ -10,11 +12,11 @@
 #define STBI_NO_STDIO
 #include <stb/stb_image.h>
 
-#include "thumbnail/png_file.h"
+#include "thumbnail/image.h"
 
 namespace veyrin {
 
-std::shared_ptr<SinglePlaneImage> read_png(const std::filesystem::path& file) {
+ImagePtr read_png(const std::filesystem::path& file) {
   std::error_code reason;
   const std::uintmax_t size = std::filesystem::file_size(file, reason);
   if (reason || size > static_cast<std::uintmax_t>(std::numeric_limits<int>::max())) return nullptr;
@@ -28,7 +30,7 @@ std::shared_ptr<SinglePlaneImage> read_png(const std::filesystem::path& file) {
                             &width, &height, &stored_channels, channels),
       &stbi_image_free);
   if (!pixels) return nullptr;
-  auto image = SinglePlaneImage::create(width, height, {});
+  ImagePtr image = SinglePlaneImage::create({width, height}, {});
   if (!image) return nullptr;
   const std::size_t row_bytes = static_cast<std::size_t>(width) * channels;
   for (int y = 0; y < height; ++y) {

@@ -1,7 +1,6 @@
 #include "thumbnail/thumbnail_generator.h"
 
 #include <algorithm>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,24 +13,21 @@
 #include "media/ffmpeg.h"
 #include "media/recording_input.h"
 #include "thumbnail/first_frames.h"
-#include "thumbnail/png_file.h"
+#include "thumbnail/image.h"
 #include "thumbnail/preview_painter.h"
-#include "thumbnail/recording_layout.h"
 #include "thumbnail/video_input.h"
 
 namespace veyrin {
 namespace {
 
-using ImagePtr = std::shared_ptr<SinglePlaneImage>;
-
 /// The temporary file is written first, so it must not be the recording either.
-bool keep_recording(const std::filesystem::path& input, const std::filesystem::path& output,
-                    std::string& error) {
+[[nodiscard]] bool keep_recording(const std::filesystem::path& input, const std::filesystem::path& output,
+                                  std::string& error) {
   return keep_input_intact(input, output, error) &&
          keep_input_intact(input, temporary_png_path(output), error);
 }
 
-bool check_layout(const RecordingLayout& layout, const std::string& path, std::string& error) {
+[[nodiscard]] bool check_layout(const RecordingLayout& layout, const std::string& path, std::string& error) {
   if (!layout.declared_raw_dual_track) return true;
   if (!layout.calibration.valid) {
     return fail(error, "Declared raw dual-track thumbnail has invalid calibration: " + path);
@@ -47,12 +43,15 @@ void report_rotation(const AVStream& stream) {
                static_cast<unsigned>(turns.value_or(0)), turns ? "available" : "missing");
 }
 
-/// The frame's own tags count where it has them, else those of its stream.
-RawColorTags color_tags(const AVFrame& frame, const AVCodecParameters& stream) {
-  return {frame.colorspace != AVCOL_SPC_UNSPECIFIED ? frame.colorspace : stream.color_space,
-          frame.color_primaries != AVCOL_PRI_UNSPECIFIED ? frame.color_primaries : stream.color_primaries,
-          frame.color_trc != AVCOL_TRC_UNSPECIFIED ? frame.color_trc : stream.color_trc,
-          frame.color_range != AVCOL_RANGE_UNSPECIFIED ? frame.color_range : stream.color_range};
+/// The frame's own tags where it has them, else those of its stream.
+ColorTags picture_tags(const AVFrame& frame, const AVCodecParameters& stream) {
+  ColorTags tags = color_tags(frame);
+  const ColorTags others = color_tags(stream);
+  if (tags.primaries == AVCOL_PRI_UNSPECIFIED) tags.primaries = others.primaries;
+  if (tags.transfer == AVCOL_TRC_UNSPECIFIED) tags.transfer = others.transfer;
+  if (tags.matrix == AVCOL_SPC_UNSPECIFIED) tags.matrix = others.matrix;
+  if (tags.range == AVCOL_RANGE_UNSPECIFIED) tags.range = others.range;
+  return tags;
 }
 
 /// A first frame with its stream and the meaning of its colours.
@@ -67,21 +66,22 @@ std::vector<Track> colored_tracks(const AVFormatContext& input, const std::vecto
   for (const FirstFrame& first : frames) {
     if (!first.frame) continue;
     const AVStream* stream = input.streams[first.stream];
-    const ColorDescription colors = describe_color(color_tags(*first.frame, *stream->codecpar), first.label);
+    const ColorDescription colors =
+        describe_color(picture_tags(*first.frame, *stream->codecpar), first.label);
     tracks.push_back({stream, {first.frame.get(), prepare_color_converter(colors)}});
   }
   return tracks;
 }
 
-ImagePtr paint_dual(const RecordingLayout& layout, const StreamChoice& choice,
-                    const std::vector<Track>& tracks, int width) {
+[[nodiscard]] ImagePtr paint_dual(const RecordingLayout& layout, const StreamChoice& choice,
+                                  const std::vector<Track>& tracks, int width) {
   const auto picture = [&tracks](int stream) -> const ColoredFrame& {
     return std::ranges::find(tracks, stream, [](const Track& track) { return track.stream->index; })->picture;
   };
   return paint_eyes(layout.calibration, picture(choice.left), picture(choice.right), width);
 }
 
-/// Width over height of the picture's pixels; the container's word comes before the codec's.
+/// Width over height of the picture's pixels; the container's value goes before the codec's.
 double pixel_aspect(const Track& track) {
   for (const AVRational aspect :
        {track.stream->sample_aspect_ratio, track.picture.frame->sample_aspect_ratio}) {
@@ -90,15 +90,13 @@ double pixel_aspect(const Track& track) {
   return 1.0;
 }
 
-ImagePtr make_preview(const std::filesystem::path& input, int width, std::string& error) {
+[[nodiscard]] ImagePtr make_preview(const std::filesystem::path& input, int width, std::string& error) {
   const std::string path = platform::path_to_utf8(input);
   const RecordingLayout layout = read_recording_layout(input);
   if (!check_layout(layout, path, error)) return nullptr;
-  InputContextPtr context;
+  const InputContextPtr context = open_video(input, error);
   StreamChoice choice;
-  if (!open_video(input, context, error) || !choose_streams(*context, layout, path, choice, error)) {
-    return nullptr;
-  }
+  if (!context || !choose_streams(*context, layout, path, choice, error)) return nullptr;
   report_rotation(*context->streams[choice.streams.front()]);
   std::vector<FirstFrame> frames;
   if (!decode_first_frames(*context, choice.streams, frames, error)) return nullptr;

@@ -1,15 +1,58 @@
 #include "thumbnail/video_input.h"
 
 #include <algorithm>
+#include <exception>
+#include <optional>
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "media/ffmpeg.h"
+#include "common/platform/files.h"
 #include "media/recording_input.h"
+#include "metadata/calibration_document.h"
+#include "metadata/first_document.h"
+#include "metadata/raw_calibration.h"
+#include "metadata/recording_mode.h"
 #include "metadata/recording_streams.h"
 
 namespace veyrin {
 namespace {
+
+constexpr InputMessages open_messages{.open = "avformat_open_input failed",
+                                      .read_streams = "avformat_find_stream_info failed"};
+
+/// The first document; nothing when none is well-formed. The container's header names the metadata track, so
+/// the streams need no probing.
+std::optional<TimedDocument> find_document(const std::filesystem::path& input) {
+  std::string ignored;
+  const InputContextPtr context =
+      open_recording(input, {.probe_streams = false, .growing_recordings = true}, open_messages, ignored);
+  if (!context) return std::nullopt;
+  const int stream = find_metadata_stream(*context);
+  const PacketPtr packet(av_packet_alloc());
+  if (stream < 0 || !packet) return std::nullopt;
+  try {
+    return read_first_document(*context, stream, *packet);
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+bool declares_raw_dual_track(const nlohmann::json& document) {
+  try {
+    return parse_recording_mode(document) == RecordingMode::raw_dual_track;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+RawDualTrackCalibration calibration_in(const TimedDocument& sample, const std::filesystem::path& input) {
+  try {
+    return condense_calibration(read_stereo_calibration(sample.document, sample.time_seconds),
+                                platform::path_to_utf8(input));
+  } catch (const std::exception&) {
+    return {};
+  }
+}
 
 bool is_playable(const AVStream& stream) {
   return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
@@ -25,8 +68,8 @@ std::vector<int> playable_streams(const AVFormatContext& input) {
   return playable;
 }
 
-bool choose_eyes(const AVFormatContext& input, const RawDualTrackCalibration& calibration,
-                 const std::vector<int>& playable, StreamChoice& choice) {
+[[nodiscard]] bool choose_eyes(const AVFormatContext& input, const RawDualTrackCalibration& calibration,
+                               const std::vector<int>& playable, StreamChoice& choice) {
   const int left = stream_index_of_video_track(input, calibration.left_track);
   const int right = stream_index_of_video_track(input, calibration.right_track);
   const auto can_play = [&playable](int stream) {
@@ -37,8 +80,8 @@ bool choose_eyes(const AVFormatContext& input, const RawDualTrackCalibration& ca
   return true;
 }
 
-bool choose_best_stream(AVFormatContext& input, const std::string& path, StreamChoice& choice,
-                        std::string& error) {
+[[nodiscard]] bool choose_best_stream(AVFormatContext& input, const std::string& path, StreamChoice& choice,
+                                      std::string& error) {
   const AVCodec* decoder = nullptr;
   int best = av_find_best_stream(&input, AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
   // A stream without a decoder is named when the decoder is opened.
@@ -50,23 +93,17 @@ bool choose_best_stream(AVFormatContext& input, const std::string& path, StreamC
 
 }  // namespace
 
-bool open_demuxer(const std::filesystem::path& input, InputContextPtr& context, std::string& error) {
-  Dictionary options;
-  std::string reason;
-  if (!open_input_options(input, options, reason)) {
-    return fail(error, "avformat_open_input failed: " + reason);
-  }
-  AVFormatContext* opened = nullptr;
-  const int result = avformat_open_input(&opened, media_url(input).c_str(), nullptr, options.address());
-  if (result < 0) return fail_with_library_error(error, "avformat_open_input failed", result);
-  context.reset(opened);
-  return true;
+InputContextPtr open_video(const std::filesystem::path& input, std::string& error) {
+  return open_recording(input, {.growing_recordings = true}, open_messages, error);
 }
 
-bool open_video(const std::filesystem::path& input, InputContextPtr& context, std::string& error) {
-  if (!open_demuxer(input, context, error)) return false;
-  const int result = avformat_find_stream_info(context.get(), nullptr);
-  return result >= 0 || fail_with_library_error(error, "avformat_find_stream_info failed", result);
+RecordingLayout read_recording_layout(const std::filesystem::path& input) {
+  RecordingLayout layout;
+  const std::optional<TimedDocument> sample = find_document(input);
+  if (!sample) return layout;
+  layout.declared_raw_dual_track = declares_raw_dual_track(sample->document);
+  layout.calibration = calibration_in(*sample, input);
+  return layout;
 }
 
 bool choose_streams(AVFormatContext& input, const RecordingLayout& layout, const std::string& path,

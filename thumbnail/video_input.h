@@ -1,4 +1,4 @@
-// Opening a video and choosing the streams that its preview shows.
+// Opening a video, what it says of its eyes, and the streams that its preview shows.
 #pragma once
 
 #include <filesystem>
@@ -6,17 +6,29 @@
 #include <vector>
 
 #include "media/ffmpeg.h"
-#include "thumbnail/recording_layout.h"
+#include "metadata/recording_metadata.h"
 
 namespace veyrin {
 
-/// Opens the file without looking into its streams; false with one message in `error`.
-[[nodiscard]] bool open_demuxer(const std::filesystem::path& input, InputContextPtr& context,
-                                std::string& error);
+/// Opens the file and finds out what its streams hold; null with one message in `error`.
+[[nodiscard]] InputContextPtr open_video(const std::filesystem::path& input, std::string& error);
 
-/// Opens the file and finds out what its streams hold; false with one message in `error`.
-[[nodiscard]] bool open_video(const std::filesystem::path& input, InputContextPtr& context,
-                              std::string& error);
+/// What a recording says of its eyes, as far as a preview needs it.
+struct RecordingLayout {
+  bool declared_raw_dual_track = false;  ///< by its document's recording mode
+  /// Not valid when there is no document or when it lacks something.
+  RawDualTrackCalibration calibration;
+
+  /// True when the calibration puts the eyes on two video tracks.
+  [[nodiscard]] bool names_two_tracks() const {
+    return calibration.left_track >= 0 && calibration.right_track >= 0 &&
+           calibration.left_track != calibration.right_track;
+  }
+};
+
+/// Reads the first document of the timed metadata. A file that cannot be opened, has no such track or only
+/// malformed samples is one without a layout: an ordinary video.
+RecordingLayout read_recording_layout(const std::filesystem::path& input);
 
 /// The streams of one preview, by stream index.
 struct StreamChoice {

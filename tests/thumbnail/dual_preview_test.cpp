@@ -21,7 +21,6 @@ using recordings::Placement;
 using recordings::Rig;
 using recordings::Target;
 using recordings::Vector3;
-using test::PreviewRun;
 
 constexpr Rgba backdrop{16, 18, 21};
 
@@ -101,10 +100,9 @@ std::optional<ImagePoint> bright_centre(const Image& image, int x_offset, int si
 }
 
 TEST(DualPreview, ShowsEveryPointWhereTheMovieWillAndInTheSameRows) {
-  const test::TemporaryFolder folder;
-  const recordings::RecordingPlan plan = test::frame_plan(640);
-  const PreviewRun run =
-      test::run_preview(test::record(plan, folder / "clip.mp4"), folder / "preview.png", 960);
+  const TemporaryFolder folder;
+  const recordings::RecordingPlan plan = frame_plan(640);
+  const PreviewRun run = run_preview(record(plan, folder / "clip.mp4"), folder / "preview.png", 960);
   ASSERT_TRUE(run.written) << run.log;
   ASSERT_EQ(run.image->width(), 960);
   ASSERT_EQ(run.image->height(), 480);
@@ -130,11 +128,11 @@ TEST(DualPreview, ShowsEveryPointWhereTheMovieWillAndInTheSameRows) {
 }
 
 TEST(DualPreview, HasTheSizeThatTheWidthAsksFor) {
-  const test::TemporaryFolder folder;
-  const auto input = test::record(test::frame_plan(160), folder / "clip.mp4");
+  const TemporaryFolder folder;
+  const auto input = record(frame_plan(160), folder / "clip.mp4");
   for (const auto& [width, height] :
        {std::pair{1, 1}, {2, 1}, {3, 1}, {641, 320}, {960, 480}, {8000, 4000}}) {
-    const PreviewRun run = test::run_preview(input, folder / "preview.png", width);
+    const PreviewRun run = run_preview(input, folder / "preview.png", width);
     ASSERT_TRUE(run.written) << run.log;
     EXPECT_EQ(run.image->width(), width);
     EXPECT_EQ(run.image->height(), height);
@@ -142,9 +140,9 @@ TEST(DualPreview, HasTheSizeThatTheWidthAsksFor) {
 }
 
 TEST(DualPreview, KeepsTheFillColourInTheLastColumnOfAnOddWidth) {
-  const test::TemporaryFolder folder;
-  const auto input = test::record(test::frame_plan(160), folder / "clip.mp4");
-  const PreviewRun run = test::run_preview(input, folder / "preview.png", 641);
+  const TemporaryFolder folder;
+  const auto input = record(frame_plan(160), folder / "clip.mp4");
+  const PreviewRun run = run_preview(input, folder / "preview.png", 641);
   ASSERT_TRUE(run.written) << run.log;
   for (int y = 0; y < 320; ++y) {
     EXPECT_EQ(run.image->row(y)[640], backdrop);
@@ -153,10 +151,10 @@ TEST(DualPreview, KeepsTheFillColourInTheLastColumnOfAnOddWidth) {
 }
 
 TEST(DualPreview, OfOnePixelHasTheLeftEyesMeanLight) {
-  const test::TemporaryFolder folder;
-  const auto input = test::record(test::frame_plan(160), folder / "clip.mp4");
-  const PreviewRun large = test::run_preview(input, folder / "large.png", 320);
-  const PreviewRun small = test::run_preview(input, folder / "small.png", 1);
+  const TemporaryFolder folder;
+  const auto input = record(frame_plan(160), folder / "clip.mp4");
+  const PreviewRun large = run_preview(input, folder / "large.png", 320);
+  const PreviewRun small = run_preview(input, folder / "small.png", 1);
   ASSERT_TRUE(large.written && small.written);
   double green = 0.0;
   for (int y = 0; y < 160; ++y) {
@@ -168,11 +166,10 @@ TEST(DualPreview, OfOnePixelHasTheLeftEyesMeanLight) {
 
 TEST(DualPreview, ShowsTheFillColourWhereAnEyeSawNothing) {
   // Cameras that squint far outwards: a side of each rectified square lies beyond their pictures.
-  const test::TemporaryFolder folder;
-  recordings::RecordingPlan plan = test::frame_plan(160);
+  const TemporaryFolder folder;
+  recordings::RecordingPlan plan = frame_plan(160);
   plan.rig.twist = 40.0;
-  const PreviewRun run =
-      test::run_preview(test::record(plan, folder / "clip.mp4"), folder / "preview.png", 320);
+  const PreviewRun run = run_preview(record(plan, folder / "clip.mp4"), folder / "preview.png", 320);
   ASSERT_TRUE(run.written) << run.log;
   int filled = 0;
   for (int y = 0; y < 160; ++y) {
@@ -194,17 +191,14 @@ double mean_difference(const Image& a, const Image& b) {
 }
 
 TEST(DualPreview, PutsTheLeftEyeLeftWhateverTheOrderOfCamerasAndTracks) {
-  const test::TemporaryFolder folder;
-  recordings::RecordingPlan plan = test::frame_plan(320);
-  const PreviewRun plain =
-      test::run_preview(test::record(plan, folder / "plain.mp4"), folder / "plain.png", 640);
+  const TemporaryFolder folder;
+  recordings::RecordingPlan plan = frame_plan(320);
+  const PreviewRun plain = run_preview(record(plan, folder / "plain.mp4"), folder / "plain.png", 640);
   plan.swap_cameras = true;
-  const PreviewRun cameras =
-      test::run_preview(test::record(plan, folder / "cameras.mp4"), folder / "cameras.png", 640);
+  const PreviewRun cameras = run_preview(record(plan, folder / "cameras.mp4"), folder / "cameras.png", 640);
   plan.swap_cameras = false;
   plan.swap_tracks = true;
-  const PreviewRun tracks =
-      test::run_preview(test::record(plan, folder / "tracks.mp4"), folder / "tracks.png", 640);
+  const PreviewRun tracks = run_preview(record(plan, folder / "tracks.mp4"), folder / "tracks.png", 640);
   ASSERT_TRUE(plain.written && cameras.written && tracks.written);
   // Swapped cameras are rectified by the same geometry up to the rounding of their poses.
   EXPECT_LT(mean_difference(*plain.image, *cameras.image), 0.5);
@@ -212,23 +206,22 @@ TEST(DualPreview, PutsTheLeftEyeLeftWhateverTheOrderOfCamerasAndTracks) {
 }
 
 TEST(DualPreview, OfARecordingInProgressIgnoresItsEditLists) {
-  const test::TemporaryFolder folder;
-  recordings::RecordingPlan plan = test::frame_plan(160);
+  const TemporaryFolder folder;
+  recordings::RecordingPlan plan = frame_plan(160);
   plan.start_offset = 0.5;
-  const auto input = test::record(plan, folder / "recording.mp4");
+  const auto input = record(plan, folder / "recording.mp4");
   std::filesystem::rename(input, folder / "recording.mp4.partial");
-  const PreviewRun run = test::run_preview(folder / "recording.mp4.partial", folder / "preview.png", 320);
+  const PreviewRun run = run_preview(folder / "recording.mp4.partial", folder / "preview.png", 320);
   EXPECT_TRUE(run.written) << run.log;
 }
 
 TEST(DualPreview, OfBadlyInterleavedTracksIsTheSame) {
-  const test::TemporaryFolder folder;
-  recordings::RecordingPlan plan = test::frame_plan(160);
+  const TemporaryFolder folder;
+  recordings::RecordingPlan plan = frame_plan(160);
   plan.seconds = 0.5;
-  const PreviewRun good =
-      test::run_preview(test::record(plan, folder / "good.mp4"), folder / "good.png", 320);
+  const PreviewRun good = run_preview(record(plan, folder / "good.mp4"), folder / "good.png", 320);
   plan.bad_interleaving = true;
-  const PreviewRun bad = test::run_preview(test::record(plan, folder / "bad.mp4"), folder / "bad.png", 320);
+  const PreviewRun bad = run_preview(record(plan, folder / "bad.mp4"), folder / "bad.png", 320);
   ASSERT_TRUE(good.written && bad.written);
   EXPECT_EQ(mean_difference(*good.image, *bad.image), 0.0);
 }
@@ -255,12 +248,11 @@ double mean_green(const Image& image) {
 }
 
 TEST(DualPreview, OfAnHlgRecordingLooksLikeItsStandardRangeTwin) {
-  const test::TemporaryFolder folder;
-  recordings::RecordingPlan plan = test::frame_plan(320);
-  const PreviewRun standard =
-      test::run_preview(test::record(plan, folder / "sdr.mp4"), folder / "sdr.png", 640);
+  const TemporaryFolder folder;
+  recordings::RecordingPlan plan = frame_plan(320);
+  const PreviewRun standard = run_preview(record(plan, folder / "sdr.mp4"), folder / "sdr.png", 640);
   plan.codec = recordings::VideoCodec::hevc10;
-  const PreviewRun hlg = test::run_preview(test::record(plan, folder / "hlg.mp4"), folder / "hlg.png", 640);
+  const PreviewRun hlg = run_preview(record(plan, folder / "hlg.mp4"), folder / "hlg.png", 640);
   ASSERT_TRUE(standard.written && hlg.written) << standard.log << hlg.log;
   EXPECT_NE(hlg.log.find("transfer=HLG"), std::string::npos);
   const double difference = mean_difference(*standard.image, *hlg.image);

@@ -51,22 +51,21 @@ class ReadAmount : public testing::TestWithParam<Layout> {};
 
 TEST_P(ReadAmount, OfAPreviewStaysSmallWhateverTheLengthOfTheRecording) {
   // 100 frames of a megabyte in each eye.
-  const recordings::MediaTrack video = test::megabyte_video_track(100);
-  nlohmann::json document = test::complete_document();
+  const recordings::MediaTrack video = megabyte_video_track(100);
+  nlohmann::json document = complete_document();
   document["extrinsics"]["avcam1InAvcam0"] = {
       {"plus_x", {1, 0, 0}}, {"plus_z", {0, 0, 1}}, {"position", {0.064, 0, 0}}};
-  const test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const std::filesystem::path path = folder / "recording.mp4";
   std::string error;
   ASSERT_TRUE(recordings::write_movie(
-      path,
-      {video, video, test::data_track({recordings::gpmf_sample(document.dump())}, "Kaleth Timed Metadata")},
+      path, {video, video, data_track({recordings::gpmf_sample(document.dump())}, "Kaleth Timed Metadata")},
       GetParam().movie, error))
       << error;
 
-  const std::optional<std::uint64_t> before = test::bytes_read();
-  const test::PreviewRun run = test::run_preview(path, folder / "preview.png", 64);
-  const std::optional<std::uint64_t> after = test::bytes_read();
+  const std::optional<std::uint64_t> before = bytes_read();
+  const PreviewRun run = run_preview(path, folder / "preview.png", 64);
+  const std::optional<std::uint64_t> after = bytes_read();
   ASSERT_TRUE(run.written) << run.log;
   if (!before || !after) GTEST_SKIP() << "this system does not count the bytes that a process reads";
   std::printf("%s: %ju of %ju bytes read\n", GetParam().name, std::uintmax_t{*after - *before},

@@ -21,11 +21,10 @@ namespace {
 
 using nlohmann::json;
 using recordings::MediaTrack;
-using test::PreviewRun;
 
 /// A complete document whose cameras are parallel.
 json parallel_document() {
-  json document = test::complete_document();
+  json document = complete_document();
   json& pose = document["extrinsics"]["avcam1InAvcam0"];
   pose["plus_x"] = {1, 0, 0};
   pose["plus_z"] = {0, 0, 1};
@@ -33,13 +32,13 @@ json parallel_document() {
 }
 
 MediaTrack metadata_track(const std::string& payload) {
-  return test::data_track({recordings::gpmf_sample(payload)}, "Kaleth Timed Metadata");
+  return data_track({recordings::gpmf_sample(payload)}, "Kaleth Timed Metadata");
 }
 
 /// A track with a decoder whose samples are nothing that it knows.
 MediaTrack garbled_track() {
-  MediaTrack track = test::video_track();
-  for (recordings::MediaSample& sample : track.samples) sample.data = test::Bytes(40, 0xFF);
+  MediaTrack track = video_track();
+  for (recordings::MediaSample& sample : track.samples) sample.data = Bytes(40, 0xFF);
   return track;
 }
 
@@ -52,7 +51,7 @@ class GeneratorChoices : public testing::Test {
   }
 
   PreviewRun preview(const std::filesystem::path& input, int width = 64) {
-    return test::run_preview(input, folder_ / "preview.png", width);
+    return run_preview(input, folder_ / "preview.png", width);
   }
 
   /// Expects a failure with one line after those that are no failures.
@@ -72,7 +71,7 @@ class GeneratorChoices : public testing::Test {
     EXPECT_FALSE(std::filesystem::exists(folder_ / "preview.png.tmp"));
   }
 
-  test::TemporaryFolder folder_;
+  TemporaryFolder folder_;
 };
 
 const std::string missing_rotation = "Thumbnail rotation=0 quarter-turn(s), MP4 display matrix=missing\n";
@@ -80,7 +79,7 @@ const std::string one_playable =
     "Raw dual-track thumbnail has only 1 playable video stream(s); using rotated fallback\n";
 
 TEST_F(GeneratorChoices, RefusesWidthsBelowOne) {
-  const std::filesystem::path input = movie({test::video_track()});
+  const std::filesystem::path input = movie({video_track()});
   expect_failure(preview(input, 0), "Invalid target width 0\n");
   expect_failure(preview(input, -7), "Invalid target width -7\n");
   expect_failure(preview(folder_ / "missing.mp4", 0), "Invalid target width 0\n");
@@ -95,7 +94,7 @@ TEST_F(GeneratorChoices, SaysWhyAFileCannotBeOpened) {
 
 TEST_F(GeneratorChoices, ShowsBothEyesOfARecording) {
   const std::filesystem::path input =
-      movie({test::video_track(), test::video_track(), metadata_track(parallel_document().dump())});
+      movie({video_track(), video_track(), metadata_track(parallel_document().dump())});
   const PreviewRun run = preview(input, 64);
   expect_preview(run, missing_rotation, 64, 32);
   EXPECT_THAT(run.log, testing::HasSubstr("[RecordingMetadata] Raw dual-track calibration loaded from " +
@@ -107,13 +106,13 @@ TEST_F(GeneratorChoices, ShowsBothEyesOfARecording) {
 TEST_F(GeneratorChoices, NeedsNoDeclarationForBothEyes) {
   json document = parallel_document();
   document.erase("recordingMode");
-  const auto input = movie({test::video_track(), test::video_track(), metadata_track(document.dump())});
+  const auto input = movie({video_track(), video_track(), metadata_track(document.dump())});
   expect_preview(preview(input, 64), missing_rotation, 64, 32);
 }
 
 TEST_F(GeneratorChoices, CountsOnlyVideoStreamsForTheEyesTracks) {
-  const auto input = movie({metadata_track(parallel_document().dump()), test::video_track(),
-                            test::data_track({test::bytes_of("x")}, "Other", "abcd"), test::video_track()});
+  const auto input = movie({metadata_track(parallel_document().dump()), video_track(),
+                            data_track({bytes_of("x")}, "Other", "abcd"), video_track()});
   expect_preview(preview(input, 64), missing_rotation, 64, 32);
 }
 
@@ -129,7 +128,7 @@ TEST_F(GeneratorChoices, FailsForADeclaredRecordingWithAnInvalidCalibration) {
   for (const auto& fault : faults) {
     json document = parallel_document();
     fault(document);
-    const auto input = movie({test::video_track(), test::video_track(), metadata_track(document.dump())});
+    const auto input = movie({video_track(), video_track(), metadata_track(document.dump())});
     expect_failure(preview(input),
                    "Declared raw dual-track thumbnail has invalid calibration: " + input.string() + "\n");
   }
@@ -143,7 +142,7 @@ TEST_F(GeneratorChoices, FailsForADeclaredRecordingWithoutTwoTracks) {
   for (const auto& fault : faults) {
     json document = parallel_document();
     fault(document);
-    const auto input = movie({test::video_track(), test::video_track(), metadata_track(document.dump())});
+    const auto input = movie({video_track(), video_track(), metadata_track(document.dump())});
     expect_failure(preview(input),
                    "Declared raw dual-track thumbnail does not contain an embedded raw-dual-track layout: " +
                        input.string() + "\n");
@@ -152,20 +151,20 @@ TEST_F(GeneratorChoices, FailsForADeclaredRecordingWithoutTwoTracks) {
 
 TEST_F(GeneratorChoices, FailsForADeclaredRecordingWithFewerThanTwoPlayableStreams) {
   const MediaTrack metadata = metadata_track(parallel_document().dump());
-  expect_failure(preview(movie({test::video_track(), metadata})),
+  expect_failure(preview(movie({video_track(), metadata})),
                  "Declared raw dual-track thumbnail has only 1 playable video stream(s)\n");
   expect_failure(preview(movie({metadata})),
                  "Declared raw dual-track thumbnail has only 0 playable video stream(s)\n");
-  MediaTrack unknown = test::video_track();
+  MediaTrack unknown = video_track();
   unknown.codec_tag = "zzzz";
-  expect_failure(preview(movie({test::video_track(), unknown, metadata})),
+  expect_failure(preview(movie({video_track(), unknown, metadata})),
                  "Declared raw dual-track thumbnail has only 1 playable video stream(s)\n");
 }
 
 TEST_F(GeneratorChoices, FailsForADeclaredRecordingWhoseEyesTrackIsNotThere) {
   json document = parallel_document();
   document["cameras"][1]["track"] = 5;
-  const auto input = movie({test::video_track(), test::video_track(), metadata_track(document.dump())});
+  const auto input = movie({video_track(), video_track(), metadata_track(document.dump())});
   expect_failure(preview(input),
                  "Could not create a rectified raw dual-track thumbnail for " + input.string() + "\n");
 }
@@ -188,7 +187,7 @@ TEST_F(GeneratorChoices, FailsWhenAnEyeCannotBeRendered) {
   for (const auto& fault : faults) {
     json document = parallel_document();
     fault(document);
-    const auto input = movie({test::video_track(), test::video_track(), metadata_track(document.dump())});
+    const auto input = movie({video_track(), video_track(), metadata_track(document.dump())});
     expect_failure(preview(input), missing_rotation +
                                        "Could not create a rectified raw dual-track thumbnail for " +
                                        input.string() + "\n");
@@ -198,19 +197,19 @@ TEST_F(GeneratorChoices, FailsWhenAnEyeCannotBeRendered) {
 TEST_F(GeneratorChoices, AcceptsTheShortestBaseline) {
   json document = parallel_document();
   document["extrinsics"]["avcam1InAvcam0"]["position"] = {1e-6, 0, 0};
-  const auto input = movie({test::video_track(), test::video_track(), metadata_track(document.dump())});
+  const auto input = movie({video_track(), video_track(), metadata_track(document.dump())});
   expect_preview(preview(input, 64), missing_rotation, 64, 32);
 }
 
 TEST_F(GeneratorChoices, ShowsOnePictureOfAnyOtherVideo) {
-  const auto input = movie({test::video_track()});
+  const auto input = movie({video_track()});
   expect_preview(preview(input, 64), one_playable + missing_rotation, 64, 64);
 }
 
 TEST_F(GeneratorChoices, ShowsOnePictureOfOtherRecordingModes) {
   json document = parallel_document();
   document["recordingMode"] = "undistorted";
-  const auto input = movie({test::video_track(), metadata_track(document.dump())});
+  const auto input = movie({video_track(), metadata_track(document.dump())});
   expect_preview(preview(input, 64), one_playable + missing_rotation, 64, 64);
 }
 
@@ -219,25 +218,25 @@ TEST_F(GeneratorChoices, ShowsOnePictureOfTwoStreamsWithoutACalibration) {
   undeclared.erase("recordingMode");
   undeclared.erase("extrinsics");
   for (const std::string& payload : {std::string("{\"pts\": 1}"), std::string("[1, 2"), undeclared.dump()}) {
-    const auto input = movie({test::video_track(), test::video_track(), metadata_track(payload)});
+    const auto input = movie({video_track(), video_track(), metadata_track(payload)});
     expect_preview(preview(input, 64), missing_rotation, 64, 64);
   }
-  expect_preview(preview(movie({test::video_track(), test::video_track()}), 64), missing_rotation, 64, 64);
+  expect_preview(preview(movie({video_track(), video_track()}), 64), missing_rotation, 64, 64);
 }
 
 TEST_F(GeneratorChoices, ReadsTheOlderKeys) {
   json document = parallel_document();
   document["playbackTimestampSec"] = document["pts"];
   document.erase("pts");
-  const auto input = movie({test::video_track(), test::video_track(), metadata_track(document.dump())});
+  const auto input = movie({video_track(), video_track(), metadata_track(document.dump())});
   expect_preview(preview(input, 64), missing_rotation, 64, 32);
 }
 
 TEST_F(GeneratorChoices, TakesOneEyeWhenTheOtherTrackGivesNoFrame) {
-  MediaTrack empty = test::video_track();
+  MediaTrack empty = video_track();
   empty.samples.clear();
   for (const MediaTrack& other : {garbled_track(), empty}) {
-    const auto input = movie({other, test::video_track(), metadata_track(parallel_document().dump())});
+    const auto input = movie({other, video_track(), metadata_track(parallel_document().dump())});
     expect_preview(preview(input, 64), missing_rotation, 64, 64);
   }
 }
@@ -249,12 +248,12 @@ TEST_F(GeneratorChoices, SaysWhenNothingCanBeDecoded) {
 }
 
 TEST_F(GeneratorChoices, SaysWhenAStreamCannotBeUnderstood) {
-  expect_failure(preview(movie({test::unreadable_video_track()})),
+  expect_failure(preview(movie({unreadable_video_track()})),
                  "avformat_find_stream_info failed: Invalid data found when processing input\n");
 }
 
 TEST_F(GeneratorChoices, SaysWhenThereIsNoVideo) {
-  const auto input = movie({test::data_track({test::bytes_of("x")}, "Other")});
+  const auto input = movie({data_track({bytes_of("x")}, "Other")});
   expect_failure(preview(input),
                  "Raw dual-track thumbnail has only 0 playable video stream(s); using rotated fallback\n"
                  "No video stream found in " +
@@ -262,7 +261,7 @@ TEST_F(GeneratorChoices, SaysWhenThereIsNoVideo) {
 }
 
 TEST_F(GeneratorChoices, SaysWhenTheOnlyStreamHasNoDecoder) {
-  MediaTrack unknown = test::video_track();
+  MediaTrack unknown = video_track();
   unknown.codec_tag = "zzzz";
   expect_failure(preview(movie({unknown})),
                  "Raw dual-track thumbnail has only 0 playable video stream(s); using rotated fallback\n" +
@@ -270,31 +269,31 @@ TEST_F(GeneratorChoices, SaysWhenTheOnlyStreamHasNoDecoder) {
 }
 
 TEST_F(GeneratorChoices, NeverReplacesItsInput) {
-  const auto input = movie({test::video_track()});
-  const std::string bytes = test::file_text(input);
-  const PreviewRun run = test::run_preview(input, input, 64);
+  const auto input = movie({video_track()});
+  const std::string bytes = file_text(input);
+  const PreviewRun run = run_preview(input, input, 64);
   EXPECT_FALSE(run.written);
   EXPECT_EQ(run.own_lines(), "output would replace its own input: " + input.string() + "\n");
-  EXPECT_EQ(test::file_text(input), bytes);
+  EXPECT_EQ(file_text(input), bytes);
 }
 
 TEST_F(GeneratorChoices, NeverWritesItsTemporaryFileOverItsInput) {
-  const auto input = movie({test::video_track()}, "clip.png.tmp");
-  const std::string bytes = test::file_text(input);
-  const PreviewRun run = test::run_preview(input, folder_ / "clip.png", 64);
+  const auto input = movie({video_track()}, "clip.png.tmp");
+  const std::string bytes = file_text(input);
+  const PreviewRun run = run_preview(input, folder_ / "clip.png", 64);
   EXPECT_FALSE(run.written);
   EXPECT_EQ(run.own_lines(), "output would replace its own input: " + input.string() + "\n");
-  EXPECT_EQ(test::file_text(input), bytes);
+  EXPECT_EQ(file_text(input), bytes);
 }
 
 TEST_F(GeneratorChoices, KeepsAnOlderPreviewWhenItFails) {
   std::ofstream(folder_ / "preview.png") << "older";
   EXPECT_FALSE(preview(folder_ / "missing.mp4").written);
-  EXPECT_EQ(test::file_text(folder_ / "preview.png"), "older");
+  EXPECT_EQ(file_text(folder_ / "preview.png"), "older");
 }
 
 TEST_F(GeneratorChoices, FailsForSizesBeyondMemory) {
-  const auto input = movie({test::video_track()});
+  const auto input = movie({video_track()});
   expect_failure(
       preview(input, 2'000'000'000),
       one_playable + missing_rotation + "Could not create a thumbnail for " + input.string() + "\n");

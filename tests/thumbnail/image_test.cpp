@@ -9,7 +9,7 @@ namespace veyrin::test {
 namespace {
 
 TEST(SinglePlaneImage, IsFilledWithItsColourAtItsSize) {
-  const auto image = SinglePlaneImage::create(3, 2, {16, 18, 21, 255});
+  const auto image = SinglePlaneImage::create({3, 2}, {16, 18, 21, 255});
   ASSERT_TRUE(image);
   EXPECT_EQ(image->width(), 3);
   EXPECT_EQ(image->height(), 2);
@@ -19,7 +19,7 @@ TEST(SinglePlaneImage, IsFilledWithItsColourAtItsSize) {
 }
 
 TEST(SinglePlaneImage, StoresPixelsAsRedGreenBlueAlphaRowAfterRow) {
-  const auto image = SinglePlaneImage::create(2, 2, {});
+  const auto image = SinglePlaneImage::create({2, 2}, {});
   image->row(1)[0] = {1, 2, 3, 4};
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(image->row(0)) + 8;
   EXPECT_EQ(std::vector<int>(bytes, bytes + 4), (std::vector<int>{1, 2, 3, 4}));
@@ -27,10 +27,10 @@ TEST(SinglePlaneImage, StoresPixelsAsRedGreenBlueAlphaRowAfterRow) {
 
 TEST(SinglePlaneImage, IsRefusedForImpossibleSizes) {
   constexpr int largest = std::numeric_limits<int>::max();
-  EXPECT_FALSE(SinglePlaneImage::create(0, 1, {}));
-  EXPECT_FALSE(SinglePlaneImage::create(1, -1, {}));
-  EXPECT_FALSE(SinglePlaneImage::create(largest, largest, {}));
-  EXPECT_FALSE(SinglePlaneImage::create(1 << 20, 1 << 9, {}));
+  EXPECT_FALSE(SinglePlaneImage::create({0, 1}, {}));
+  EXPECT_FALSE(SinglePlaneImage::create({1, -1}, {}));
+  EXPECT_FALSE(SinglePlaneImage::create({largest, largest}, {}));
+  EXPECT_FALSE(SinglePlaneImage::create({1 << 20, 1 << 9}, {}));
 }
 
 }  // namespace

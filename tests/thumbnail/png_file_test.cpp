@@ -1,5 +1,3 @@
-#include "thumbnail/png_file.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,18 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/captured_output.h"
 #include "tests/support/command.h"
 #include "tests/support/temporary_folder.h"
-#include "tests/support/captured_output.h"
+#include "thumbnail/image.h"
 
 namespace veyrin::test {
 namespace {
 
-using test::file_text;
-using test::TemporaryFolder;
-
-std::shared_ptr<SinglePlaneImage> gradient(int width, int height) {
-  auto image = SinglePlaneImage::create(width, height, {});
+ImagePtr gradient(int width, int height) {
+  auto image = SinglePlaneImage::create({width, height}, {});
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
       image->row(y)[x] = {static_cast<std::uint8_t>(x * 7), static_cast<std::uint8_t>(y * 11),
@@ -62,7 +58,7 @@ TEST(PngFile, HoldsTheImageAsAnotherDecoderReadsIt) {
     EXPECT_EQ(result.log, "");
     EXPECT_EQ(names_in(folder.path()), Names{"preview.png"});
     const std::string pixels =
-        test::output_of("ffmpeg -v error -i '" + output.string() + "' -f rawvideo -pix_fmt rgba -");
+        output_of("ffmpeg -v error -i '" + output.string() + "' -f rawvideo -pix_fmt rgba -");
     const auto* first = reinterpret_cast<const char*>(image->row(0));
     EXPECT_EQ(pixels, std::string(first, static_cast<std::size_t>(width * height) * 4))
         << width << "x" << height;
@@ -127,7 +123,7 @@ TEST(PngFile, FailsOnAFullDisk) {
 /// Never gives the same pixels twice, so that what was written is not what is compared.
 class FlickeringImage final : public Image {
  public:
-  FlickeringImage() : Image(1, 1) {}
+  FlickeringImage() : Image({1, 1}) {}
   [[nodiscard]] Rgba* row(int) override { return &next(); }
   [[nodiscard]] const Rgba* row(int) const override { return &next(); }
 

@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
-#include "thumbnail/png_file.h"
-#include "thumbnail/thumbnail_generator.h"
 #include "tests/support/captured_output.h"
+#include "thumbnail/image.h"
+#include "thumbnail/thumbnail_generator.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -20,7 +20,7 @@ namespace veyrin::test {
 struct PreviewRun {
   bool written = false;
   std::string log;  ///< what the console got
-  std::shared_ptr<SinglePlaneImage> image;
+  ImagePtr image;
 
   /// The generator's own lines, without their tag.
   [[nodiscard]] std::string own_lines() const {

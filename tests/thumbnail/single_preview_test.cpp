@@ -13,13 +13,11 @@
 namespace veyrin::test {
 namespace {
 
-using test::PreviewRun;
-
 class SinglePreview : public testing::Test {
  protected:
   /// Runs the ffmpeg program; relative names are in the test's folder.
   void ffmpeg(const std::string& arguments) {
-    test::output_of("cd '" + folder_.path().string() + "' && ffmpeg -v error -y " + arguments);
+    output_of("cd '" + folder_.path().string() + "' && ffmpeg -v error -y " + arguments);
   }
 
   /// A picture of four quarters: red, green, blue and white, read from the upper left.
@@ -34,10 +32,10 @@ class SinglePreview : public testing::Test {
   }
 
   PreviewRun preview(const std::string& name, int width) {
-    return test::run_preview(folder_ / name, folder_ / (name + ".png"), width);
+    return run_preview(folder_ / name, folder_ / (name + ".png"), width);
   }
 
-  test::TemporaryFolder folder_;
+  TemporaryFolder folder_;
 };
 
 bool is_near(Rgba pixel, Rgba expected) {

@@ -1,4 +1,6 @@
 // Where the views look.
+#include "thumbnail/views.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -7,8 +9,6 @@
 #include <vector>
 
 #include "rectification/rectification_maps.h"
-#include "thumbnail/eye_view.h"
-#include "thumbnail/upright_view.h"
 
 namespace veyrin::test {
 namespace {
@@ -32,7 +32,7 @@ TEST(UprightView, FindsTheCornersAfterEachTurn) {
                                 {3, 4, 6, {5, 0}, {5, 3}, {0, 0}}};
   for (const Turn& turn : turns) {
     SCOPED_TRACE(turn.quarter_turns);
-    const UprightView view(6, 4, turn.quarter_turns);
+    const UprightView view({6, 4}, turn.quarter_turns);
     EXPECT_EQ(view.width(), turn.width);
     EXPECT_EQ(view.height(), turn.height);
     const auto expect_at = [&view](double u, double v, ImagePosition expected) {
@@ -98,10 +98,10 @@ TEST(EyeView, ShowsTheCentralSquareOfTheConvertedMovie) {
     std::string error;
     ASSERT_TRUE(derive_rectified_geometry(recording, geometry, error)) << error;
     ASSERT_TRUE(build_rectification_maps(recording, width, height, maps, error)) << error;
-    const EyeView left(recording.left_intrinsics, geometry.left_source_from_rectified, geometry, width,
-                       height);
-    const EyeView right(recording.right_intrinsics, geometry.right_source_from_rectified, geometry, width,
-                        height);
+    const EyeView left(recording.left_intrinsics, geometry.left_source_from_rectified, geometry,
+                       {width, height});
+    const EyeView right(recording.right_intrinsics, geometry.right_source_from_rectified, geometry,
+                        {width, height});
     EXPECT_EQ(left.width(), 480.0);
     EXPECT_EQ(left.height(), 480.0);
     expect_as_in_the_movie(left, maps.left, 480);
@@ -114,8 +114,8 @@ TEST(EyeView, ScalesToPicturesOfAnotherSizeThanTheCamera) {
   RectifiedGeometry geometry;
   std::string error;
   ASSERT_TRUE(derive_rectified_geometry(recording, geometry, error)) << error;
-  const EyeView native(recording.left_intrinsics, geometry.left_source_from_rectified, geometry, 480, 480);
-  const EyeView twice(recording.left_intrinsics, geometry.left_source_from_rectified, geometry, 960, 960);
+  const EyeView native(recording.left_intrinsics, geometry.left_source_from_rectified, geometry, {480, 480});
+  const EyeView twice(recording.left_intrinsics, geometry.left_source_from_rectified, geometry, {960, 960});
   EXPECT_EQ(twice.width(), 960.0);
   for (const auto& [u, v] : {std::pair{100.0, 50.0}, {239.5, 239.5}, {400.0, 333.0}}) {
     const ImagePosition small = located(native, u, v);
@@ -131,7 +131,7 @@ TEST(EyeView, ShowsNothingOutsideTheSource) {
   RectifiedGeometry geometry;
   std::string error;
   ASSERT_TRUE(derive_rectified_geometry(recording, geometry, error)) << error;
-  const EyeView view(recording.left_intrinsics, geometry.left_source_from_rectified, geometry, 480, 480);
+  const EyeView view(recording.left_intrinsics, geometry.left_source_from_rectified, geometry, {480, 480});
   for (const auto& [u, v] : {std::pair{0.0, 0.0}, {479.0, 479.0}}) {
     EXPECT_TRUE(std::isnan(located(view, u, v).x));
     EXPECT_TRUE(std::isnan(located(view, u, v).y));

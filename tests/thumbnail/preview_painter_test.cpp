@@ -1,4 +1,4 @@
-#include "thumbnail/view_painter.h"
+#include "thumbnail/preview_painter.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <limits>
 #include <memory>
 
-#include "thumbnail/upright_view.h"
+#include "thumbnail/views.h"
 
 namespace veyrin::test {
 namespace {
@@ -21,10 +21,8 @@ ColorConverter standard(ColorTransfer transfer = ColorTransfer::srgb) {
   return prepare_color_converter(description);
 }
 
-using ImagePtr = std::shared_ptr<SinglePlaneImage>;
-
 ImagePtr picture(int width, int height, const std::function<Rgba(int x, int y)>& color) {
-  ImagePtr image = SinglePlaneImage::create(width, height, {});
+  ImagePtr image = SinglePlaneImage::create({width, height}, {});
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) image->row(y)[x] = color(x, y);
   }
@@ -34,9 +32,8 @@ ImagePtr picture(int width, int height, const std::function<Rgba(int x, int y)>&
 /// The whole picture on a canvas of the given size.
 ImagePtr painted(const SinglePlaneImage& source, int quarter_turns, int width, int height,
                  const ColorConverter& colors = standard()) {
-  ImagePtr canvas = SinglePlaneImage::create(width, height, backdrop);
-  EXPECT_TRUE(
-      paint_view(UprightView(source.width(), source.height(), quarter_turns), source, colors, *canvas));
+  ImagePtr canvas = SinglePlaneImage::create({width, height}, backdrop);
+  EXPECT_TRUE(paint_view(UprightView(source.size(), quarter_turns), source, colors, *canvas));
   return canvas;
 }
 
@@ -144,20 +141,20 @@ class BorderedView final : public View {
 
 TEST(ViewPainter, LetsTheCanvasShineThroughWhereThereIsNothingToShow) {
   const ImagePtr source = picture(8, 8, [](int, int) { return white; });
-  const ImagePtr canvas = SinglePlaneImage::create(2, 2, backdrop);
+  const ImagePtr canvas = SinglePlaneImage::create({2, 2}, backdrop);
   ASSERT_TRUE(paint_view(BorderedView(5.4), *source, standard(), *canvas));
   EXPECT_EQ(canvas->row(0)[0], white);
   // Half of the right pixel's samples see white: half the light on top of half the backdrop's.
   EXPECT_NEAR(canvas->row(0)[1].red, 188, 2);
   EXPECT_LT(canvas->row(0)[1].red, 255);
-  const ImagePtr left_only = SinglePlaneImage::create(2, 2, backdrop);
+  const ImagePtr left_only = SinglePlaneImage::create({2, 2}, backdrop);
   ASSERT_TRUE(paint_view(BorderedView(3.5), *source, standard(), *left_only));
   EXPECT_EQ(left_only->row(1)[1], backdrop);
 }
 
 TEST(ViewPainter, SaysWhenNothingIsVisible) {
   const ImagePtr source = picture(8, 8, [](int, int) { return white; });
-  const ImagePtr canvas = SinglePlaneImage::create(3, 3, backdrop);
+  const ImagePtr canvas = SinglePlaneImage::create({3, 3}, backdrop);
   EXPECT_FALSE(paint_view(BorderedView(-10.0), *source, standard(), *canvas));
   for (int y = 0; y < 3; ++y) {
     for (int x = 0; x < 3; ++x) EXPECT_EQ(canvas->row(y)[x], backdrop);

@@ -1,6 +1,7 @@
-#include "thumbnail/eye_view.h"
+#include "thumbnail/views.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <limits>
 
 namespace veyrin {
@@ -10,30 +11,57 @@ namespace {
 // line by less than a hundredth of a pixel.
 constexpr std::size_t lens_interval = 4;
 
+/// Where the source camera sees the rectified position (u, v).
+ImagePosition source_position(const CameraIntrinsics& intrinsics, const Matrix3& m, double u, double v) {
+  const double w = m[6] * u + m[7] * v + m[8];
+  const double x = ((m[0] * u + m[1] * v + m[2]) / w - intrinsics.cx) / intrinsics.fx;
+  const double y = ((m[3] * u + m[4] * v + m[5]) / w - intrinsics.cy) / intrinsics.fy;
+  return project_ray(intrinsics, static_cast<float>(x), static_cast<float>(y));
+}
+
 ImagePosition mixed(ImagePosition a, ImagePosition b, float share) {
   return {a.x + share * (b.x - a.x), a.y + share * (b.y - a.y)};
 }
 
 }  // namespace
 
+void UprightView::locate(const Row& row, std::span<ImagePosition> positions) const {
+  const double last_x = picture_.width - 1.0, last_y = picture_.height - 1.0;
+  double index = 0.0;
+  for (ImagePosition& position : positions) {
+    const double u = row.u_start + index * row.u_step, v = row.v;
+    index += 1.0;
+    double x = u, y = v;
+    switch (quarter_turns_) {
+      case 1:
+        x = v, y = last_y - u;
+        break;
+      case 2:
+        x = last_x - u, y = last_y - v;
+        break;
+      case 3:
+        x = last_x - v, y = u;
+        break;
+      default:
+        break;
+    }
+    position = {static_cast<float>(x), static_cast<float>(y)};
+  }
+}
+
 EyeView::EyeView(const CameraIntrinsics& camera, const Matrix3& source_from_rectified,
-                 const RectifiedGeometry& geometry, int picture_width, int picture_height)
+                 const RectifiedGeometry& geometry, Size picture)
     : camera_(camera),
       source_from_rectified_(source_from_rectified),
-      view_side_(std::min(picture_width, picture_height)),
+      view_side_(std::min(picture.width, picture.height)),
       unit_(std::min(geometry.grid_width, geometry.grid_height) / view_side_),
       first_column_((geometry.grid_width - 1 - (view_side_ - 1) * unit_) * 0.5),
       first_row_((geometry.grid_height - 1 - (view_side_ - 1) * unit_) * 0.5),
-      x_scale_(static_cast<float>(picture_width) / static_cast<float>(camera.width)),
-      y_scale_(static_cast<float>(picture_height) / static_cast<float>(camera.height)) {}
+      x_scale_(static_cast<float>(picture.width) / static_cast<float>(camera.width)),
+      y_scale_(static_cast<float>(picture.height) / static_cast<float>(camera.height)) {}
 
 ImagePosition EyeView::camera_position(double u, double v) const {
-  const Matrix3& m = source_from_rectified_;
-  const double column = u * unit_ + first_column_, row = v * unit_ + first_row_;
-  const double w = m[6] * column + m[7] * row + m[8];
-  const double x = ((m[0] * column + m[1] * row + m[2]) / w - camera_.cx) / camera_.fx;
-  const double y = ((m[3] * column + m[4] * row + m[5]) / w - camera_.cy) / camera_.fy;
-  return project_ray(camera_, static_cast<float>(x), static_cast<float>(y));
+  return source_position(camera_, source_from_rectified_, u * unit_ + first_column_, v * unit_ + first_row_);
 }
 
 ImagePosition EyeView::picture_position(ImagePosition position) const {
