@@ -1,6 +1,7 @@
 #include "decode/color_description.h"
 
 #include <algorithm>
+#include <cstring>
 #include <span>
 
 #include "common/console.h"
@@ -68,6 +69,15 @@ const char* library_name(ColorRange, int raw) {
   return av_color_range_name(static_cast<AVColorRange>(raw));
 }
 
+/// A tag's number. Damaged streams carry some that the enumeration cannot hold, so it is not read as one.
+template <typename Tag>
+int number_of(const Tag& tag) {
+  static_assert(sizeof(Tag) == sizeof(int));
+  int number = 0;
+  std::memcpy(&number, &tag, sizeof(number));
+  return number;
+}
+
 std::string upper_case(std::string text) {
   std::ranges::transform(text, text.begin(),
                          [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
@@ -120,13 +130,11 @@ void report_unrecognised(const NamedTag<Kind>& named, const std::string& label, 
 }  // namespace
 
 ColorDescription describe_color(const ColorTags& tags, const std::string& label) {
-  const auto matrix =
-      classify<ColorMatrix>(matrices, "YCbCr matrix", "BT.601", static_cast<int>(tags.matrix));
+  const auto matrix = classify<ColorMatrix>(matrices, "YCbCr matrix", "BT.601", number_of(tags.matrix));
   const auto primaries =
-      classify<ColorPrimaries>(primary_sets, "color primaries", "BT.709", static_cast<int>(tags.primaries));
-  const auto transfer =
-      classify<ColorTransfer>(transfers, "transfer", "sRGB", static_cast<int>(tags.transfer));
-  const auto range = classify<ColorRange>(ranges, "range", "FULL", static_cast<int>(tags.range));
+      classify<ColorPrimaries>(primary_sets, "color primaries", "BT.709", number_of(tags.primaries));
+  const auto transfer = classify<ColorTransfer>(transfers, "transfer", "sRGB", number_of(tags.transfer));
+  const auto range = classify<ColorRange>(ranges, "range", "FULL", number_of(tags.range));
 
   const bool hlg = transfer.tag.status == recognised && transfer.tag.kind == ColorTransfer::hlg;
   report_unrecognised(matrix, label, hlg);

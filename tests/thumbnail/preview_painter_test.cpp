@@ -115,8 +115,9 @@ TEST(ViewPainter, EnlargesSmoothlyBetweenThePixelCentres) {
   }
 }
 
-TEST(ViewPainter, DoesNotLoseLightInMillionsOfSamples) {
-  const ImagePtr source = picture(2500, 2500, [](int, int) { return Rgba{200, 100, 50}; });
+TEST(ViewPainter, DoesNotLoseLightInAMillionSamples) {
+  // Single precision gets two of these colours wrong at this size.
+  const ImagePtr source = picture(1200, 1200, [](int, int) { return Rgba{200, 100, 50}; });
   EXPECT_EQ(painted(*source, 0, 1, 1)->row(0)[0], (Rgba{200, 100, 50}));
 }
 
