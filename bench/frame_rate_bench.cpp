@@ -7,8 +7,7 @@
 #include <map>
 #include <string>
 
-#include "bench/fisheye_rig.h"
-#include "bench/median_run.h"
+#include "bench/harness.h"
 #include "media/ffmpeg.h"
 #include "processing/cpu_worker_pool.h"
 #include "processing/cpu_yuv_processor.h"
@@ -68,7 +67,7 @@ const RectificationMaps& maps_of(std::int32_t size) {
 void run(benchmark::State& state, const Depth& depth, std::int32_t size, std::int32_t workers) {
   std::string error;
   const auto processor = CpuYuvProcessor::create(
-      maps_of(size), {size, size, size, size, OutputLayout::full_sbs}, error, {.worker_count = workers});
+      maps_of(size), {{size, size}, {size, size}, OutputLayout::full_sbs}, error, {.worker_count = workers});
   if (processor == nullptr) give_up(error);
   const FramePtr left = make_source(depth, size);
   const FramePtr right = make_source(depth, size);

@@ -8,10 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "bench/fisheye_rig.h"
-#include "bench/median_run.h"
-#include "processing/kernel_choice.h"
-#include "processing/lanczos_weights.h"
+#include "bench/harness.h"
+#include "processing/kernels.h"
 #include "processing/plane_pass.h"
 
 namespace veyrin::bench {
@@ -63,7 +61,7 @@ void count_samples(benchmark::State& state) {
 
 void run_ours(benchmark::State& state, const Depth& depth, KernelChoice choice) {
   const Size size{eye_size, eye_size};
-  const ProcessorGeometry geometry{eye_size, eye_size, eye_size, eye_size, OutputLayout::mono_left};
+  const ProcessorGeometry geometry{size, size, OutputLayout::mono_left};
   const PlaneLayout layout = luma_layout(geometry, size);
   const LanczosWeights weights = make_lanczos_weights();
   const PlaneRemapTable table = PlaneRemapTable::for_luma(maps().left, size);

@@ -1,9 +1,11 @@
-#include "bench/fisheye_rig.h"
+#include "bench/harness.h"
+
+#include <benchmark/benchmark.h>
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <string>
+#include <vector>
 
 #include "common/console.h"
 
@@ -37,6 +39,27 @@ Pose right_camera_in_left() {
   return pose;
 }
 
+class MedianReporter : public benchmark::BenchmarkReporter {
+ public:
+  explicit MedianReporter(Medians& medians) : medians_(medians) {}
+
+  bool ReportContext(const Context& /*context*/) override { return true; }
+
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      // A single repetition has no aggregates; it is its own median.
+      const bool is_median =
+          run.run_type == Run::RT_Aggregate ? run.aggregate_name == "median" : run.repetitions == 1;
+      if (!is_median) continue;
+      for (const auto& [counter, value] : run.counters)
+        medians_.set(run.run_name.function_name, counter, value.value);
+    }
+  }
+
+ private:
+  Medians& medians_;
+};
+
 }  // namespace
 
 RectificationMaps fisheye_maps(std::int32_t size) {
@@ -48,7 +71,7 @@ RectificationMaps fisheye_maps(std::int32_t size) {
   RectificationMaps maps;
   std::string error;
   const ConsoleSilence silence;
-  if (!build_rectification_maps(calibration, size, size, maps, error)) {
+  if (!build_rectification_maps(calibration, {size, size}, maps, error)) {
     std::fprintf(stderr, "no maps for the benchmark: %s\n", error.c_str());
     std::exit(1);
   }
@@ -64,6 +87,33 @@ std::uint16_t texture(std::int32_t x, std::int32_t y, std::uint32_t codes) {
   const std::uint32_t noise =
       (static_cast<std::uint32_t>(x) * 2654435761U) ^ (static_cast<std::uint32_t>(y) * 2246822519U);
   return static_cast<std::uint16_t>((waves * codes / 256 + (noise >> 28)) % codes);
+}
+
+void Medians::set(const std::string& benchmark, const std::string& counter, double value) {
+  values_[benchmark][counter] = value;
+}
+
+double Medians::get(const std::string& benchmark, const std::string& counter) const {
+  const auto counters = values_.find(benchmark);
+  if (counters == values_.end()) return 0.0;
+  const auto value = counters->second.find(counter);
+  return value == counters->second.end() ? 0.0 : value->second;
+}
+
+bool run_benchmarks(int argc, char** argv, int repetitions, Medians& medians) {
+  std::vector<std::string> arguments = {argv[0], "--benchmark_enable_random_interleaving=true",
+                                        "--benchmark_repetitions=" + std::to_string(repetitions),
+                                        "--benchmark_min_time=0.1"};
+  arguments.insert(arguments.end(), argv + 1, argv + argc);
+  std::vector<char*> pointers;
+  pointers.reserve(arguments.size());
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  int count = static_cast<int>(pointers.size());
+  benchmark::Initialize(&count, pointers.data());
+  if (benchmark::ReportUnrecognizedArguments(count, pointers.data())) return false;
+  MedianReporter reporter(medians);
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  return true;
 }
 
 }  // namespace veyrin::bench
