@@ -2,17 +2,42 @@
 
 #include <exception>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
-#include "app/support_answer.h"
 #include "common/console.h"
-#include "common/error_text.h"
 #include "common/platform/files.h"
 #include "convert/conversion.h"
+#include "convert/conversion_plan.h"
 #include "metadata/recording_metadata.h"
 
 namespace veyrin {
 namespace {
+
+/// A byte below 0x20 as a backslash, u and four digits.
+std::string numeric_escape(unsigned char byte) {
+  constexpr std::string_view digits = "0123456789abcdef";
+  return std::string("\\u00") + digits[byte >> 4U] + digits[byte & 0xFU];
+}
+
+std::string escape_byte(char character) {
+  switch (character) {
+    case '\t':
+      return "\\t";
+    case '\n':
+      return "\\n";
+    case '\r':
+      return "\\r";
+    case '"':
+      return "\\\"";
+    case '\\':
+      return "\\\\";
+    default:
+      break;
+  }
+  const auto byte = static_cast<unsigned char>(character);
+  return byte < 0x20 ? numeric_escape(byte) : std::string(1, character);
+}
 
 RecordingMetadata synthetic_metadata(const SyntheticInput& properties) {
   RecordingMetadata metadata;
@@ -20,8 +45,8 @@ RecordingMetadata synthetic_metadata(const SyntheticInput& properties) {
   metadata.right_track = metadata.raw_calibration.right_track;
   for (CameraIntrinsics* camera :
        {&metadata.raw_calibration.left_intrinsics, &metadata.raw_calibration.right_intrinsics}) {
-    camera->width = properties.width;
-    camera->height = properties.height;
+    camera->width = properties.eye.width;
+    camera->height = properties.eye.height;
   }
   return metadata;
 }
@@ -29,7 +54,8 @@ RecordingMetadata synthetic_metadata(const SyntheticInput& properties) {
 [[nodiscard]] bool describe_input(const ConversionOptions& options, ConversionJob& job,
                                   RecordingMetadata& metadata, std::string& error) {
   if (options.input_width) {
-    job.synthetic_input = {*options.input_width, *options.input_height, options.input_bit_depth == 10};
+    const BitDepth depth = options.input_bit_depth == 10 ? BitDepth::ten : BitDepth::eight;
+    job.synthetic_input = {.eye = {*options.input_width, *options.input_height}, .depth = depth};
     metadata = synthetic_metadata(*job.synthetic_input);
     return true;
   }
@@ -37,35 +63,52 @@ RecordingMetadata synthetic_metadata(const SyntheticInput& properties) {
   return read_recording_metadata(job.input, metadata, error);
 }
 
-// Running out of memory, say, means that the machine cannot do it; only the file system's own exceptions are
-// errors of the question.
-[[nodiscard]] bool probe_conversion(const ConversionJob& job, const RecordingMetadata& metadata,
-                                    const ConversionOptions& options, bool& software_path,
-                                    std::string& error) {
+// Whatever a conversion throws, as when memory runs out, means that the machine cannot do it; only the file
+// system's own exceptions are errors of the question.
+[[nodiscard]] std::optional<Acceleration> probe_conversion(const ConversionJob& job,
+                                                           const RecordingMetadata& metadata,
+                                                           const ConversionOptions& options,
+                                                           std::string& error) {
   try {
-    return convert_recording(job, metadata, options, software_path, error);
+    return check_conversion_support(job, metadata, options, error);
   } catch (const std::filesystem::filesystem_error&) {
     throw;
   } catch (const std::exception& exception) {
-    return fail(error, exception.what());
+    error = exception.what();
+    return std::nullopt;
   }
 }
 
-[[nodiscard]] bool probe_support(const ConversionOptions& options, bool& software_path, std::string& error) {
+[[nodiscard]] std::optional<Acceleration> probe_support(const ConversionOptions& options,
+                                                        std::string& error) {
   ConversionJob job;
   RecordingMetadata metadata;
-  if (!describe_input(options, job, metadata, error)) return false;
-  job.kind = conversion_kind(options);
-  job.probe = true;
+  if (!describe_input(options, job, metadata, error)) return std::nullopt;
   const auto clock_reading = std::chrono::steady_clock::now().time_since_epoch();
   job.output = std::filesystem::temp_directory_path() / probe_file_name(options, clock_reading);
-  const bool supported = probe_conversion(job, metadata, options, software_path, error);
+  const auto acceleration = probe_conversion(job, metadata, options, error);
   std::error_code ignored;
   std::filesystem::remove(job.output, ignored);
-  return supported;
+  return acceleration;
 }
 
 }  // namespace
+
+std::string escape_json(std::string_view text) {
+  std::string escaped;
+  for (const char character : text) escaped += escape_byte(character);
+  return escaped;
+}
+
+std::string supported_answer(Acceleration acceleration) {
+  return std::string(R"({"schemaVersion":1,"supported":true,"acceleration":")") +
+         (acceleration == Acceleration::software ? "software" : "hardware") + "\"}\n";
+}
+
+std::string unsupported_answer(std::string_view reason) {
+  return R"({"schemaVersion":1,"supported":false,"acceleration":"none","reason":")" + escape_json(reason) +
+         "\"}\n";
+}
 
 std::string probe_file_name(const ConversionOptions& options, std::chrono::nanoseconds clock_reading) {
   const bool quicktime =
@@ -74,14 +117,13 @@ std::string probe_file_name(const ConversionOptions& options, std::chrono::nanos
 }
 
 void answer_support_check(const ConversionOptions& options) {
-  bool software_path = true;
-  bool supported = false;
+  std::optional<Acceleration> acceleration;
   std::string error;
   {
     const ConsoleSilence silence;
-    supported = probe_support(options, software_path, error);
+    acceleration = probe_support(options, error);
   }
-  console_log("%s", (supported ? supported_answer(software_path) : unsupported_answer(error)).c_str());
+  console_log("%s", (acceleration ? supported_answer(*acceleration) : unsupported_answer(error)).c_str());
 }
 
 }  // namespace veyrin

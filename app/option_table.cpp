@@ -2,19 +2,21 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 
 namespace veyrin {
 namespace {
 
-using Options = ConversionOptions;
-using Words = std::string_view;
+using namespace std::string_view_literals;
 
-constexpr std::array output_format_words{Words("sbs"), Words("spatial"), Words("mono")};
-constexpr std::array mono_eye_words{Words("left"), Words("right")};
-constexpr std::array sbs_mode_words{Words("full"), Words("half")};
-constexpr std::array padding_words{Words("none"), Words("4x3"), Words("16x9")};
-constexpr std::array codec_words{Words("h264"), Words("hevc"), Words("prores")};
-constexpr std::array spatial_metadata_words{Words("st3d"), Words("sei"), Words("both")};
+using Options = ConversionOptions;
+
+constexpr std::array output_format_words{"sbs"sv, "spatial"sv, "mono"sv};
+constexpr std::array mono_eye_words{"left"sv, "right"sv};
+constexpr std::array sbs_mode_words{"full"sv, "half"sv};
+constexpr std::array padding_words{"none"sv, "4x3"sv, "16x9"sv};
+constexpr std::array codec_words{"h264"sv, "hevc"sv, "prores"sv};
+constexpr std::array spatial_metadata_words{"st3d"sv, "sei"sv, "both"sv};
 
 /// A keyword row's target, for a field that is an enumeration or an optional one.
 template <auto field, typename Enumeration>
@@ -66,6 +68,41 @@ constexpr std::array table{
     OptionRow{"--help", "-h", "", "show this help", false, &Options::help},
 };
 
+constexpr std::string_view introduction =
+    "Usage: veyrin-video-converter [options] INPUT...\n"
+    "       veyrin-video-converter check-support [options] INPUT\n"
+    "\n"
+    "Native raw dual-track spatial video converter.\n"
+    "\n";
+
+constexpr std::size_t description_column = 28;
+
+/// The values of an option as the usage text writes them, with a leading blank; empty for a flag.
+std::string value_text(const OptionRow& row) {
+  std::string text;
+  if (const auto* keyword = std::get_if<KeywordField>(&row.target)) {
+    for (const std::string_view word : keyword->values) text.append(text.empty() ? " " : "|").append(word);
+  } else if (!row.placeholder.empty()) {
+    text.append(" ").append(row.placeholder);
+  }
+  return text;
+}
+
+std::string heading(const OptionRow& row) {
+  const std::string alias = row.short_name.empty() ? "" : std::string(row.short_name) + ", ";
+  return alias + std::string(row.name) + value_text(row);
+}
+
+/// One entry; a heading that would touch the column of the descriptions gets a line of its own.
+std::string usage_entry(std::string_view heading, std::string_view description) {
+  std::string entry = "  " + std::string(heading);
+  if (entry.size() + 2 > description_column)
+    entry.append("\n").append(description_column, ' ');
+  else
+    entry.resize(description_column, ' ');
+  return entry.append(description).append("\n");
+}
+
 }  // namespace
 
 std::span<const OptionRow> option_table() {
@@ -89,6 +126,18 @@ std::string keyword_list(std::span<const std::string_view> values) {
     list += values[i];
   }
   return list;
+}
+
+std::string usage_text() {
+  std::string text(introduction);
+  text += usage_entry("check-support", "report whether the requested conversion is supported as JSON");
+  bool synthetic_block = true;
+  for (const OptionRow& row : option_table()) {
+    if (synthetic_block && !row.synthetic_input) text += "\n";
+    synthetic_block = row.synthetic_input;
+    text += usage_entry(heading(row), row.description);
+  }
+  return text;
 }
 
 }  // namespace veyrin

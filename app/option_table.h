@@ -45,6 +45,9 @@ std::span<const OptionRow> option_table();
 /// The row that an argument names, by either spelling; null when there is none.
 const OptionRow* find_option(std::string_view argument);
 
+/// What `--help` prints, line feeds included.
+std::string usage_text();
+
 /// The keywords as a sentence writes them: "a or b", "a, b, or c".
 std::string keyword_list(std::span<const std::string_view> values);
 

@@ -1,7 +1,12 @@
 #include "app/options.h"
 
 #include <algorithm>
-#include <type_traits>
+#include <charconv>
+#include <cmath>
+#include <filesystem>
+#include <locale>
+#include <optional>
+#include <sstream>
 #include <variant>
 
 #include "app/option_rules.h"
@@ -13,6 +18,10 @@ namespace veyrin {
 namespace {
 
 constexpr std::string_view check_support_command = "check-support";
+
+[[nodiscard]] bool fail_numeric(std::string_view text, std::string_view option, std::string& error) {
+  return fail(error, std::string(option) + " has an invalid numeric value: " + std::string(text));
+}
 
 [[nodiscard]] bool convert_value(const std::string& text, std::string_view, std::string& value,
                                  std::string&) {
@@ -48,12 +57,12 @@ class OptionStore {
   OptionStore(const OptionRow& row, const std::string& value, ConversionOptions& options, std::string& error)
       : row_(row), value_(value), options_(options), error_(error) {}
 
-  bool operator()(OptionField<bool> flag) const {
+  [[nodiscard]] bool operator()(OptionField<bool> flag) const {
     options_.*flag = true;
     return true;
   }
 
-  bool operator()(const KeywordField& keyword) const {
+  [[nodiscard]] bool operator()(const KeywordField& keyword) const {
     const auto word = std::find(keyword.values.begin(), keyword.values.end(), value_);
     if (word == keyword.values.end()) {
       return fail(error_, std::string(row_.name) + " must be " + keyword_list(keyword.values));
@@ -63,7 +72,7 @@ class OptionStore {
   }
 
   template <typename Value>
-  bool operator()(OptionField<Value> field) const {
+  [[nodiscard]] bool operator()(OptionField<Value> field) const {
     return convert_value(value_, row_.name, options_.*field, error_);
   }
 
@@ -79,6 +88,30 @@ bool takes_value(const OptionRow& row) {
 }
 
 }  // namespace
+
+bool take_option_value(int& index, int argc, const char* const* argv, std::string_view option,
+                       std::string& value, std::string& error) {
+  ++index;
+  if (index >= argc) return fail(error, std::string(option) + " requires a value");
+  value = argv[index];
+  return true;
+}
+
+bool parse_integer_option(std::string_view text, std::string_view option, std::int32_t& value,
+                          std::string& error) {
+  const char* const end = text.data() + text.size();
+  const auto [stop, status] = std::from_chars(text.data(), end, value);
+  if (status != std::errc() || stop != end) return fail_numeric(text, option, error);
+  return true;
+}
+
+bool parse_real_option(std::string_view text, std::string_view option, double& value, std::string& error) {
+  std::istringstream stream{std::string(text)};
+  stream.imbue(std::locale::classic());
+  stream >> value;
+  if (stream.fail() || !stream.eof() || !std::isfinite(value)) return fail_numeric(text, option, error);
+  return true;
+}
 
 bool parse_command_line(int argc, const char* const* argv, ConversionOptions& options, std::string& error) {
   for (int index = 1; index < argc; ++index) {

@@ -26,7 +26,4 @@ namespace veyrin {
 [[nodiscard]] bool parse_real_option(std::string_view text, std::string_view option, double& value,
                                      std::string& error);
 
-/// What `--help` prints, line feeds included.
-std::string usage_text();
-
 }  // namespace veyrin

@@ -1,6 +1,7 @@
 #include "app/recording_report.h"
 
 #include "common/console.h"
+#include "convert/conversion_plan.h"
 #include "metadata/pose.h"
 
 namespace veyrin {
@@ -12,12 +13,6 @@ Size native_eye_size(const RecordingMetadata& metadata) {
 
 float baseline_metres(const RecordingMetadata& metadata) {
   return length(metadata.raw_calibration.stereo_extrinsic.position);
-}
-
-Size planned_movie_size(const ConversionOptions& options, Size requested) {
-  const Size canvas = padded_eye_size(requested, options.sbs_aspect_ratio_padding);
-  const bool two_eyes_wide = options.output_format == OutputFormat::sbs && options.sbs_mode == SbsMode::full;
-  return {canvas.width * (two_eyes_wide ? 2 : 1), canvas.height};
 }
 
 const char* output_format_name(OutputFormat format) {

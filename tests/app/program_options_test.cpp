@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "app/options.h"
+#include "app/option_table.h"
 #include "tests/app/broken_rules.h"
 #include "tests/app/program_test.h"
 

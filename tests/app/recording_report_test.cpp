@@ -1,7 +1,11 @@
 #include "app/recording_report.h"
-#include "tests/support/captured_output.h"
 
 #include <gtest/gtest.h>
+
+#include <string>
+
+#include "convert/conversion_plan.h"
+#include "tests/support/captured_output.h"
 
 namespace veyrin::test {
 namespace {
@@ -64,7 +68,7 @@ struct PlannedCase {
   Size movie;
 };
 
-TEST(PlannedMovieSize, DoublesTheCanvasForFullPackingOnly) {
+TEST(PlannedMovieSize, IsTheCanvasOfEveryFormatPackingAndPadding) {
   using enum AspectPadding;
   for (const PlannedCase& c : {
            PlannedCase{OutputFormat::sbs, SbsMode::full, ratio_4x3, {1920, 1080}, {3840, 1440}},

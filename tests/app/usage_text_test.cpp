@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "app/options.h"
+#include "app/option_table.h"
 
 namespace veyrin::test {
 namespace {

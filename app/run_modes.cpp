@@ -1,15 +1,20 @@
-#include "app/batch_mode.h"
+#include "app/run_modes.h"
+
+#include <filesystem>
+#include <system_error>
 
 #include "app/output_naming.h"
 #include "app/recording_report.h"
 #include "common/console.h"
+#include "common/error_text.h"
 #include "common/platform/files.h"
 #include "common/same_file.h"
 #include "convert/conversion.h"
-#include "convert/eye_canvas.h"
+#include "convert/conversion_plan.h"
+#include "convert/output_guard.h"
 #include "metadata/recording_metadata.h"
 #include "rectification/rectification_maps.h"
-#include "convert/output_guard.h"
+#include "thumbnail/thumbnail_generator.h"
 
 namespace veyrin {
 namespace {
@@ -18,14 +23,12 @@ namespace {
                               std::string& error) {
   const Size requested = requested_eye_size(options, native_eye_size(metadata));
   RectificationMaps maps;
-  if (!build_rectification_maps(metadata.raw_calibration, requested.width, requested.height, maps, error)) {
-    return false;
-  }
+  if (!build_rectification_maps(metadata.raw_calibration, requested, maps, error)) return false;
   print_planned_work(options, requested);
   return true;
 }
 
-/// The overwrite rule of spatial output; that of the others is the conversion's own.
+/// The overwrite rule of spatial output is tested here; the conversion tests that of the others.
 [[nodiscard]] bool check_spatial_job(const ConversionJob& job, const ConversionOptions& options,
                                      std::string& error) {
   return keep_input_intact(job.input, job.output, error) &&
@@ -49,10 +52,8 @@ const char* product_name(OutputFormat format) {
   ConversionJob job;
   job.input = input;
   job.output = output_path(input, options, metadata.is_hdr);
-  job.kind = conversion_kind(options);
-  if (job.kind == ConversionKind::spatial && !check_spatial_job(job, options, error)) return false;
-  bool software_path = true;
-  if (!convert_recording(job, metadata, options, software_path, error)) return false;
+  if (options.output_format == OutputFormat::spatial && !check_spatial_job(job, options, error)) return false;
+  if (!convert_recording(job, metadata, options, error)) return false;
   console_line("%s output: %s", product_name(options.output_format),
                platform::path_to_utf8(job.output).c_str());
   return true;
@@ -69,6 +70,16 @@ const char* product_name(OutputFormat format) {
   return convert_input(input, metadata, options, error);
 }
 
+[[nodiscard]] bool check_preview_path(const std::filesystem::path& input, const std::filesystem::path& output,
+                                      bool overwrite, std::string& error) {
+  if (!keep_input_intact(input, output, error)) return false;
+  std::error_code reason;
+  const bool exists = std::filesystem::exists(output, reason);
+  if (reason) throw std::filesystem::filesystem_error("exists", output, reason);
+  if (overwrite || !exists) return true;
+  return fail(error, "output already exists: " + platform::path_to_utf8(output));
+}
+
 }  // namespace
 
 bool run_batch(const ConversionOptions& options, std::string& error) {
@@ -78,6 +89,18 @@ bool run_batch(const ConversionOptions& options, std::string& error) {
   for (const std::string& input : options.inputs) {
     if (!handle_input(input, options, error)) return false;
   }
+  return true;
+}
+
+bool run_thumbnail(const ConversionOptions& options, std::string& error) {
+  const std::string& input = options.inputs.front();
+  const std::filesystem::path& output = *options.output;
+  const std::filesystem::path input_path = platform::path_from_utf8(input);
+  if (!check_preview_path(input_path, output, options.overwrite, error)) return false;
+  if (!generate_thumbnail(input_path, output, options.thumbnail_width)) {
+    return fail(error, "could not generate the thumbnail for " + input);
+  }
+  console_line("Thumbnail output: %s", platform::path_to_utf8(output).c_str());
   return true;
 }
 
