@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "processing/cpu_yuv_processor.h"
+#include "rectification/rectification_maps.h"
 #include "tests/processing/oracle.h"
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"

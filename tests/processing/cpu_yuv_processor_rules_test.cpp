@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "processing/cpu_yuv_processor.h"
-#include "tests/processing/random_maps.h"
+#include "rectification/rectification_maps.h"
 #include "tests/processing/yuv_frames.h"
 #include "tests/support/allocation_limit.h"
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "processing/yuv_processor.h"
-#include "tests/processing/random_maps.h"
+#include "rectification/rectification_maps.h"
 
 namespace veyrin::test {
 namespace {

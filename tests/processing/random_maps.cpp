@@ -41,16 +41,6 @@ EyeMap random_map(Size size, Size source, std::mt19937& random) {
 
 }  // namespace
 
-RectificationMaps identity_maps(Size size) {
-  EyeMap map{size, {}, {}};
-  for (int y = 0; y < size.height; ++y)
-    for (int x = 0; x < size.width; ++x) {
-      map.map_x.push_back(static_cast<float>(x));
-      map.map_y.push_back(static_cast<float>(y));
-    }
-  return {.left = map, .right = map};
-}
-
 RectificationMaps random_maps(Size rectified, Size source, std::uint32_t seed) {
   std::mt19937 random(seed);
   RectificationMaps maps;

@@ -8,11 +8,8 @@
 
 namespace veyrin::test {
 
-/// Every output pixel at its own place, `size` in both eyes.
-RectificationMaps identity_maps(Size size);
-
-/// Mostly smooth positions over a source of that size, reaching beyond each edge, mixed
-/// with random ones, invalid entries, infinities, NaN and huge values.
+/// Mostly smooth positions over a source of that size, reaching beyond each edge, mixed with random ones,
+/// invalid entries, infinities, NaN and huge values.
 RectificationMaps random_maps(Size rectified, Size source, std::uint32_t seed);
 
 }  // namespace veyrin::test

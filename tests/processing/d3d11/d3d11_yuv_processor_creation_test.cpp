@@ -5,9 +5,9 @@
 #include <string>
 
 #include "processing/d3d11/d3d11_yuv_processor.h"
+#include "rectification/rectification_maps.h"
 #include "tests/processing/d3d11/faulty_device.h"
 #include "tests/processing/d3d11/gpu_frames.h"
-#include "tests/processing/random_maps.h"
 #include "tests/support/allocation_limit.h"
 
 extern "C" {

@@ -11,8 +11,8 @@
 
 #include "media/video_types.h"
 #include "processing/d3d11/d3d11_yuv_processor.h"
+#include "rectification/rectification_maps.h"
 #include "tests/processing/d3d11/gpu_frames.h"
-#include "tests/processing/random_maps.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
