@@ -186,6 +186,30 @@ TEST_F(HardwareDecoding, NoticesThatTheStreamHasNoHardwareFormat) {
   EXPECT_EQ(run.formats, std::vector<int>(frames, AV_PIX_FMT_YUV420P));
 }
 
+TEST_F(HardwareDecoding, NoticesTheMissingFormatOnceHoweverOftenItIsAskedFor) {
+  const auto eye = open_and_listen();
+  ASSERT_TRUE(eye) << error_;
+  AVCodecContext& context = *machine_.contexts.back();
+  const std::vector<AVPixelFormat> offered{AV_PIX_FMT_YUV420P, AV_PIX_FMT_NONE};
+  capture_output();
+  for (int time = 0; time < 3; ++time)
+    EXPECT_EQ(context.get_format(&context, offered.data()), AV_PIX_FMT_YUV420P);
+  EXPECT_EQ(captured_output(), "  D3D11VA pixel format unavailable for stream 1; using software decode\n");
+}
+
+TEST_F(HardwareDecoding, KeepsADecoderWhoseHardwareWasAcceptedBefore) {
+  const auto eye = open_and_listen();
+  ASSERT_TRUE(eye) << error_;
+  AVCodecContext& context = *machine_.contexts.back();
+  const std::vector<AVPixelFormat> offered{AV_PIX_FMT_D3D11, AV_PIX_FMT_YUV420P, AV_PIX_FMT_NONE};
+  EXPECT_EQ(context.get_format(&context, offered.data()), AV_PIX_FMT_D3D11);
+  const EyeRun run = run_and_listen(*eye);
+  ASSERT_TRUE(run.succeeded) << run.error;
+  EXPECT_EQ(printed_, "  D3D11VA pixel format unavailable for stream 1; using software decode\n");
+  EXPECT_NE(eye->hardware_device(), nullptr);
+  EXPECT_EQ(machine_.contexts.size(), 1U) << "frames of the first decoder are on their way";
+}
+
 TEST_F(HardwareDecoding, GivesWayToADecoderWithAllThreads) {
   const auto software = open_and_listen(DecoderPreference::software);
   ASSERT_TRUE(software) << error_;

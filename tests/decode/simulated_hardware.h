@@ -41,7 +41,7 @@ struct SimulatedHardware {
   int devices_made = 0;
   int transfers = 0;                             // also the mark of the latest transferred picture
   std::vector<const AVBufferRef*> devices_seen;  // by the open calls; null for software
-  std::vector<const AVCodecContext*> contexts;   // that were opened; the latest of an eye is its own
+  std::vector<AVCodecContext*> contexts;         // that were opened; the latest of an eye is its own
   DecoderCalls calls;
 
   SimulatedHardware() {
