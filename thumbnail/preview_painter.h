@@ -2,7 +2,7 @@
 #pragma once
 
 #include "media/ffmpeg.h"
-#include "metadata/recording_metadata.h"
+#include "metadata/calibration.h"
 #include "thumbnail/color_converter.h"
 #include "thumbnail/image.h"
 #include "thumbnail/views.h"

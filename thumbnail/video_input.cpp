@@ -9,10 +9,8 @@
 #include "common/platform/files.h"
 #include "media/recording_input.h"
 #include "metadata/calibration_document.h"
-#include "metadata/first_document.h"
-#include "metadata/raw_calibration.h"
-#include "metadata/recording_mode.h"
-#include "metadata/recording_streams.h"
+#include "metadata/recording_metadata.h"
+#include "metadata/timed_metadata.h"
 
 namespace veyrin {
 namespace {

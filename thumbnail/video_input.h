@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "media/ffmpeg.h"
-#include "metadata/recording_metadata.h"
+#include "metadata/calibration.h"
 
 namespace veyrin {
 

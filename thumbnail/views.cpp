@@ -11,14 +11,6 @@ namespace {
 // line by less than a hundredth of a pixel.
 constexpr std::size_t lens_interval = 4;
 
-/// Where the source camera sees the rectified position (u, v).
-ImagePosition source_position(const CameraIntrinsics& intrinsics, const Matrix3& m, double u, double v) {
-  const double w = m[6] * u + m[7] * v + m[8];
-  const double x = ((m[0] * u + m[1] * v + m[2]) / w - intrinsics.cx) / intrinsics.fx;
-  const double y = ((m[3] * u + m[4] * v + m[5]) / w - intrinsics.cy) / intrinsics.fy;
-  return project_ray(intrinsics, static_cast<float>(x), static_cast<float>(y));
-}
-
 ImagePosition mixed(ImagePosition a, ImagePosition b, float share) {
   return {a.x + share * (b.x - a.x), a.y + share * (b.y - a.y)};
 }
@@ -54,9 +46,9 @@ EyeView::EyeView(const CameraIntrinsics& camera, const Matrix3& source_from_rect
     : camera_(camera),
       source_from_rectified_(source_from_rectified),
       view_side_(std::min(picture.width, picture.height)),
-      unit_(std::min(geometry.grid_width, geometry.grid_height) / view_side_),
-      first_column_((geometry.grid_width - 1 - (view_side_ - 1) * unit_) * 0.5),
-      first_row_((geometry.grid_height - 1 - (view_side_ - 1) * unit_) * 0.5),
+      unit_(std::min(geometry.grid.width, geometry.grid.height) / view_side_),
+      first_column_((geometry.grid.width - 1 - (view_side_ - 1) * unit_) * 0.5),
+      first_row_((geometry.grid.height - 1 - (view_side_ - 1) * unit_) * 0.5),
       x_scale_(static_cast<float>(picture.width) / static_cast<float>(camera.width)),
       y_scale_(static_cast<float>(picture.height) / static_cast<float>(camera.height)) {}
 

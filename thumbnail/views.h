@@ -6,7 +6,6 @@
 #include "media/video_types.h"
 #include "metadata/calibration.h"
 #include "rectification/camera_model.h"
-#include "rectification/matrix3.h"
 #include "rectification/rectified_geometry.h"
 
 namespace veyrin {

@@ -62,21 +62,21 @@ RawDualTrackCalibration calibration(int width, int height) {
 
 /// Compares a view of the eye with the movie's own table for the same positions, in source pixels.
 void expect_as_in_the_movie(const View& view, const EyeMap& map, int side) {
-  const int first_column = (map.width - side) / 2, first_row = (map.height - side) / 2;
+  const int first_column = (map.size.width - side) / 2, first_row = (map.size.height - side) / 2;
   std::vector<ImagePosition> row(static_cast<std::size_t>(side));
   int shown = 0;
   for (int y = 0; y < side; ++y) {
     view.locate({0.0, 1.0, static_cast<double>(y)}, row);
     for (int x = 0; x < side; ++x) {
       const std::size_t index =
-          static_cast<std::size_t>(first_row + y) * static_cast<std::size_t>(map.width) +
+          static_cast<std::size_t>(first_row + y) * static_cast<std::size_t>(map.size.width) +
           static_cast<std::size_t>(first_column + x);
       const ImagePosition position = row[static_cast<std::size_t>(x)];
       const bool inside = map.map_x[index] >= 0.0F;
       // The interpolated border of the picture may lie a hair off.
       const bool near_border = map.map_x[index] < 0.05F || map.map_y[index] < 0.05F ||
-                               map.map_x[index] > static_cast<float>(map.width) - 1.05F ||
-                               map.map_y[index] > static_cast<float>(map.height) - 1.05F;
+                               map.map_x[index] > static_cast<float>(map.size.width) - 1.05F ||
+                               map.map_y[index] > static_cast<float>(map.size.height) - 1.05F;
       if (!near_border) {
         ASSERT_EQ(inside, !std::isnan(position.x)) << x << " " << y;
       }
@@ -97,7 +97,7 @@ TEST(EyeView, ShowsTheCentralSquareOfTheConvertedMovie) {
     RectificationMaps maps;
     std::string error;
     ASSERT_TRUE(derive_rectified_geometry(recording, geometry, error)) << error;
-    ASSERT_TRUE(build_rectification_maps(recording, width, height, maps, error)) << error;
+    ASSERT_TRUE(build_rectification_maps(recording, {width, height}, maps, error)) << error;
     const EyeView left(recording.left_intrinsics, geometry.left_source_from_rectified, geometry,
                        {width, height});
     const EyeView right(recording.right_intrinsics, geometry.right_source_from_rectified, geometry,
