@@ -11,7 +11,7 @@ namespace veyrin {
 [[nodiscard]] bool output_is_input(const std::filesystem::path& input,
                                    const std::filesystem::path& output) noexcept;
 
-/// Fails with "output would replace its own input: " and the output path when `output_is_input`. To be asked
+/// Fails with "output would replace its own input: " and the output path when `output_is_input`. Call it
 /// before anything is opened for writing.
 [[nodiscard]] bool keep_input_intact(const std::filesystem::path& input, const std::filesystem::path& output,
                                      std::string& error);

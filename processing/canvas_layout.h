@@ -44,7 +44,7 @@ struct SizeMessages {
   const char* canvas_too_small;  ///< the eye box does not hold the rectified image
 };
 
-/// Every processor asks before it builds its tables; false with the first problem's message in `error`, in
+/// Tested before a processor builds its tables; false with the message of the first problem in `error`, in
 /// the order of the record.
 [[nodiscard]] bool check_sizes(const RectificationMaps& maps, const ProcessorGeometry& geometry,
                                const SizeMessages& messages, std::string& error);

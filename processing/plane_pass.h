@@ -10,7 +10,7 @@
 
 namespace veyrin {
 
-/// What one eye gives to a pass. Planar chroma uses both planes, luma and interleaved chroma the first one
+/// The input of one eye. Planar chroma uses both planes, luma and interleaved chroma the first one
 /// only.
 struct EyeSource {
   const PlaneRemapTable* table = nullptr;

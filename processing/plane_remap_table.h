@@ -20,7 +20,8 @@ enum class Neighbourhood : std::int32_t {
   outside,  ///< no tap with a weight is inside
 };
 
-/// Neighbouring columns of one table row whose neighbourhoods lie alike; begins where the run before it ends.
+/// Adjacent columns of a table row whose neighbourhoods lie the same way; begins at the end of the run
+/// before.
 struct RemapRun {
   std::int32_t end;
   Neighbourhood neighbourhood;

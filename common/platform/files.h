@@ -1,5 +1,5 @@
-// Files: the text of their paths, and operations that must hold even when the program or the machine stops in the
-// middle. FFmpeg, the console and the options carry UTF-8 on every platform.
+// Files: the text of their paths, and operations that must hold even when the program or the machine stops in
+// the middle. FFmpeg, the console and the options carry UTF-8 on every platform.
 #pragma once
 
 #include <filesystem>

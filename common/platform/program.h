@@ -16,10 +16,10 @@ inline bool environment_switch(const char* name) {
   return environment_value(name) == "1";
 }
 
-/// The file of the running program, absolute; empty when the system does not tell.
+/// The file of the running program, absolute; empty when the system call fails.
 std::filesystem::path module_path();
 
-/// The file name of the program called `name`, with the suffix that the system asks for.
+/// `name` with the suffix of executable files, if the system has one.
 std::string executable_file_name(std::string_view name);
 
 /// Lets the console show UTF-8 while it lives, of which there may be one at a time; without effect where it

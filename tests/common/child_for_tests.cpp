@@ -22,7 +22,7 @@ namespace {
 using namespace std::chrono_literals;
 using platform::path_from_utf8;
 
-using Words = std::vector<std::string>;
+using Arguments = std::vector<std::string>;
 
 int answer(const std::string& file, const std::string& text) {
   leave_text(platform::path_from_utf8(file), text);
@@ -33,24 +33,24 @@ int stay() {
   while (true) std::this_thread::sleep_for(1h);
 }
 
-int tell_arguments(const Words& words) {
+int tell_arguments(const Arguments& arguments) {
   std::string text;
-  for (std::size_t i = 2; i < words.size(); ++i) text += "<" + words[i] + ">\n";
-  return answer(words.at(1), text);
+  for (std::size_t i = 2; i < arguments.size(); ++i) text += "<" + arguments[i] + ">\n";
+  return answer(arguments.at(1), text);
 }
 
-int copy_input(const Words& words) {
+int copy_input(const Arguments& arguments) {
   make_input_binary();
-  std::ofstream file(platform::path_from_utf8(words.at(1)), std::ios::binary);
+  std::ofstream file(platform::path_from_utf8(arguments.at(1)), std::ios::binary);
   file << std::cin.rdbuf();
   return 0;
 }
 
 /// Plays the converter: its own child leaves its number, then both wait.
-int start_a_child(const Words& words) {
+int start_a_child(const Arguments& arguments) {
   platform::ChildProcessRequest request;
   request.executable = platform::module_path();
-  request.arguments = {"number", words.at(1)};
+  request.arguments = {"number", arguments.at(1)};
   request.working_directory = std::filesystem::current_path();
   request.input = platform::ChildInput::pipe;
   platform::ChildStartFailure failure;
@@ -58,34 +58,35 @@ int start_a_child(const Words& words) {
   return child ? stay() : 1;
 }
 
-int run_task(const Words& words) {
-  const std::string& task = words.at(0);
-  if (task == "exit") return std::stoi(words.at(1));
+int run_task(const Arguments& arguments) {
+  const std::string& task = arguments.at(0);
+  if (task == "exit") return std::stoi(arguments.at(1));
   if (task == "exit late") {
     std::this_thread::sleep_for(200ms);
     return 1;
   }
-  if (task == "arguments") return tell_arguments(words);
+  if (task == "arguments") return tell_arguments(arguments);
   if (task == "folder") {
-    return answer(words.at(1), platform::path_to_utf8(std::filesystem::current_path()));
+    return answer(arguments.at(1), platform::path_to_utf8(std::filesystem::current_path()));
   }
-  if (task == "copy") return copy_input(words);
+  if (task == "copy") return copy_input(arguments);
   if (task == "copy late") {
-    while (!std::filesystem::exists(platform::path_from_utf8(words.at(2)))) std::this_thread::sleep_for(5ms);
-    return copy_input(words);
+    while (!std::filesystem::exists(platform::path_from_utf8(arguments.at(2))))
+      std::this_thread::sleep_for(5ms);
+    return copy_input(arguments);
   }
-  if (task == "streams") return answer(words.at(1), streams_text());
+  if (task == "streams") return answer(arguments.at(1), streams_text());
   if (task == "print") {
     std::fputs("to output\n", stdout);
     std::fputs("to error\n", stderr);
     return 0;
   }
-  if (task == "file") return answer(words.at(1), holds_file(words.at(2)) ? "open" : "closed");
+  if (task == "file") return answer(arguments.at(1), holds_file(arguments.at(2)) ? "open" : "closed");
   if (task == "number") {
-    answer(words.at(1), process_number());
+    answer(arguments.at(1), process_number());
     return stay();
   }
-  if (task == "start a child") return start_a_child(words);
+  if (task == "start a child") return start_a_child(arguments);
   return task == "stay" ? stay() : 98;
 }
 
