@@ -1,7 +1,6 @@
-#include "app/option_rules.h"
-
 #include <array>
 
+#include "app/options.h"
 #include "common/error_text.h"
 
 namespace veyrin {

@@ -9,8 +9,8 @@
 #include <sstream>
 #include <variant>
 
-#include "app/option_rules.h"
 #include "app/option_table.h"
+#include "app/options.h"
 #include "common/error_text.h"
 #include "common/platform/files.h"
 

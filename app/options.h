@@ -26,4 +26,7 @@ namespace veyrin {
 [[nodiscard]] bool parse_real_option(std::string_view text, std::string_view option, double& value,
                                      std::string& error);
 
+/// Tests the rules in their fixed order; false with the message of the first broken one in `error`.
+[[nodiscard]] bool check_option_rules(const ConversionOptions& options, std::string& error);
+
 }  // namespace veyrin

@@ -52,6 +52,16 @@ struct ConversionOptions {
 };
 
 /// The product that `output_format` and `mono_eye` ask for.
-ConversionKind conversion_kind(const ConversionOptions& options);
+inline ConversionKind conversion_kind(const ConversionOptions& options) {
+  switch (options.output_format) {
+    case OutputFormat::sbs:
+      return ConversionKind::sbs;
+    case OutputFormat::spatial:
+      return ConversionKind::spatial;
+    case OutputFormat::mono:
+      break;
+  }
+  return options.mono_eye == MonoEye::left ? ConversionKind::mono_left : ConversionKind::mono_right;
+}
 
 }  // namespace veyrin

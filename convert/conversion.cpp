@@ -7,10 +7,9 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
+#include "common/output_guard.h"
 #include "common/platform/program.h"
-#include "convert/conversion_input.h"
 #include "convert/movie_output.h"
-#include "convert/output_guard.h"
 #include "convert/packet_conversion.h"
 #include "convert/pair_conversion.h"
 #include "convert/sbs_mono_output.h"

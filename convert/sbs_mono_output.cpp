@@ -4,7 +4,7 @@
 #include <variant>
 
 #include "common/console.h"
-#include "common/same_file.h"
+#include "common/output_guard.h"
 #include "convert/encoded_movie.h"
 #include "convert/encoder_selection.h"
 #include "convert/gpu_pipeline.h"

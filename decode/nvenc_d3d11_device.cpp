@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "common/platform/shared_library.h"
-#include "common/platform/win32/owners.h"
+#include "common/platform/win32/windows_api.h"
 #include "decode/nvenc_probe.h"
 
 namespace veyrin {

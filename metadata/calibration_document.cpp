@@ -10,8 +10,8 @@
 #include <string_view>
 #include <utility>
 
+#include "metadata/calibration.h"
 #include "metadata/calibration_json.h"
-#include "metadata/pose.h"
 
 namespace veyrin {
 namespace {

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "common/error_text.h"
-#include "metadata/pose.h"
+#include "metadata/calibration.h"
 
 namespace veyrin {
 namespace {

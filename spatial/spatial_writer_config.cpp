@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "metadata/pose.h"
+#include "metadata/calibration.h"
 
 namespace veyrin {
 namespace {

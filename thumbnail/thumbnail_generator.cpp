@@ -7,8 +7,8 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
+#include "common/output_guard.h"
 #include "common/platform/files.h"
-#include "common/same_file.h"
 #include "decode/color_description.h"
 #include "media/ffmpeg.h"
 #include "media/recording_input.h"

@@ -8,7 +8,7 @@
 #include <span>
 #include <string>
 
-#include "common/platform/win32/owners.h"
+#include "common/platform/win32/windows_api.h"
 #include "media/video_types.h"
 
 struct AVFrame;

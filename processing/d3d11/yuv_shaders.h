@@ -7,7 +7,7 @@
 #include <string>
 
 #include "common/platform/shared_library.h"
-#include "common/platform/win32/owners.h"
+#include "common/platform/win32/windows_api.h"
 
 namespace veyrin {
 

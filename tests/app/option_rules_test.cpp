@@ -1,7 +1,6 @@
-#include "app/option_rules.h"
-
 #include <gtest/gtest.h>
 
+#include "app/options.h"
 #include "tests/app/broken_rules.h"
 #include "tests/app/parsed_arguments.h"
 

@@ -1,9 +1,8 @@
-#include "app/recording_report.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "app/run_modes.h"
 #include "convert/conversion_plan.h"
 #include "tests/support/captured_output.h"
 

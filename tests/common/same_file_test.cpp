@@ -1,10 +1,9 @@
-#include "common/same_file.h"
-
 #include <gtest/gtest.h>
 
 #include <fstream>
 #include <vector>
 
+#include "common/output_guard.h"
 #include "common/platform/files.h"
 #include "tests/common/same_file_names.h"
 #include "tests/support/temporary_folder.h"

@@ -93,6 +93,7 @@ void decode(AVFormatContext& input, const AVStream& stream, int view) {
 
 int main(int argument_count, char** arguments) {
   using namespace veyrin;
+  using namespace veyrin::test;
   if (argument_count != 3) give_up("usage: decode_view MOVIE VIEW");
   av_log_set_level(AV_LOG_ERROR);
   const InputContextPtr input = open_movie(arguments[1]);

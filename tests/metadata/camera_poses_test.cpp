@@ -6,8 +6,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "metadata/calibration.h"
 #include "metadata/calibration_document.h"
-#include "metadata/pose.h"
 #include "tests/metadata/sample_document.h"
 #include "tests/metadata/thrown_message.h"
 

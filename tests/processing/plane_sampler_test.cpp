@@ -1,11 +1,10 @@
-#include "processing/plane_sampler.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <vector>
 
 #include "processing/kernels.h"
+#include "processing/plane_pass.h"
 #include "tests/processing/oracle.h"
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "common/platform/win32/owners.h"
+#include "common/platform/win32/windows_api.h"
 #include "tests/simulated_nvenc/refusal.h"
 #include "tests/simulated_nvenc/texture_device.h"
 

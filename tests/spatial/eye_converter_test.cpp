@@ -1,5 +1,3 @@
-#include "spatial/eye_converter.h"
-
 #include <gtest/gtest.h>
 
 #include <array>
@@ -9,6 +7,7 @@
 #include <vector>
 
 #include "media/ffmpeg.h"
+#include "spatial/spatial_video_writer.h"
 
 namespace veyrin::test {
 namespace {

@@ -5,8 +5,7 @@
 #include <algorithm>
 
 #include "common/platform/files.h"
-#include "common/platform/win32/owners.h"
-#include "common/platform/win32/wide_text.h"
+#include "common/platform/win32/windows_api.h"
 #include "common/platform/windows_command_line.h"
 
 namespace veyrin::platform {

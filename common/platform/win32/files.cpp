@@ -4,8 +4,7 @@
 
 #include <system_error>
 
-#include "common/platform/win32/owners.h"
-#include "common/platform/win32/wide_text.h"
+#include "common/platform/win32/windows_api.h"
 
 namespace veyrin::platform {
 namespace {

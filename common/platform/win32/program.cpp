@@ -5,7 +5,7 @@
 #include <atomic>
 #include <string>
 
-#include "common/platform/win32/wide_text.h"
+#include "common/platform/win32/windows_api.h"
 
 namespace veyrin::platform {
 namespace {

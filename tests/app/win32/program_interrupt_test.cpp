@@ -8,8 +8,7 @@
 
 #include "common/platform/files.h"
 #include "common/platform/program.h"
-#include "common/platform/win32/owners.h"
-#include "common/platform/win32/wide_text.h"
+#include "common/platform/win32/windows_api.h"
 #include "common/platform/windows_command_line.h"
 #include "tests/recordings/recording.h"
 #include "tests/support/environment.h"

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include "common/platform/win32/owners.h"
+#include "common/platform/win32/windows_api.h"
 #include "tests/common/child_process_fixture.h"
 #include "tests/support/awaited_file.h"
 #include "tests/support/win32/process.h"

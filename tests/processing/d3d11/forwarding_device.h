@@ -5,7 +5,7 @@
 
 #include <utility>
 
-#include "common/platform/win32/owners.h"
+#include "common/platform/win32/windows_api.h"
 
 namespace veyrin::test {
 

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "common/platform/win32/wide_text.h"
+#include "common/platform/win32/windows_api.h"
 
 namespace veyrin::test {
 

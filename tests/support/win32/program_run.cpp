@@ -4,8 +4,7 @@
 
 #include <stdexcept>
 
-#include "common/platform/win32/owners.h"
-#include "common/platform/win32/wide_text.h"
+#include "common/platform/win32/windows_api.h"
 #include "common/platform/windows_command_line.h"
 
 namespace veyrin::test {

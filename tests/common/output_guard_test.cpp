@@ -1,4 +1,4 @@
-#include "convert/output_guard.h"
+#include "common/output_guard.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

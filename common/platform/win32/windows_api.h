@@ -1,9 +1,11 @@
-// Owners of what the Windows API hands out: kernel handles and COM objects.
+// The Windows API as this program uses it: owners of kernel handles and COM objects, and text in UTF-16.
 #pragma once
 
 #include <windows.h>
 
 #include <memory>
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace veyrin::platform {
@@ -46,5 +48,11 @@ ComPtr<Object> share_com_object(Object* object) {
   object->AddRef();
   return ComPtr<Object>(object);
 }
+
+/// Bytes that are no UTF-8 become U+FFFD.
+std::wstring wide_from_utf8(std::string_view text);
+
+/// Halves of a surrogate pair that stand alone become U+FFFD.
+std::string utf8_from_wide(std::wstring_view text);
 
 }  // namespace veyrin::platform

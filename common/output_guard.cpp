@@ -1,10 +1,9 @@
-#include "convert/output_guard.h"
+#include "common/output_guard.h"
 
 #include <system_error>
 
 #include "common/error_text.h"
 #include "common/platform/files.h"
-#include "common/same_file.h"
 
 namespace veyrin {
 
@@ -33,6 +32,17 @@ bool check_spatial_output(const std::filesystem::path& output, bool overwrite, s
   }
   if (overwrite || !std::filesystem::exists(status)) return true;
   return fail(error, "AVP output already exists (use --overwrite): " + platform::path_to_utf8(output));
+}
+
+bool output_is_input(const std::filesystem::path& input, const std::filesystem::path& output) noexcept {
+  std::error_code unreadable;
+  return std::filesystem::equivalent(input, output, unreadable);
+}
+
+bool keep_input_intact(const std::filesystem::path& input, const std::filesystem::path& output,
+                       std::string& error) {
+  if (!output_is_input(input, output)) return true;
+  return fail(error, "output would replace its own input: " + platform::path_to_utf8(output));
 }
 
 }  // namespace veyrin

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "convert/output_guard.h"
+#include "common/output_guard.h"
 #include "tests/support/temporary_folder.h"
 
 namespace veyrin::test {

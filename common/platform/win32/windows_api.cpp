@@ -1,6 +1,4 @@
-#include "common/platform/win32/wide_text.h"
-
-#include <windows.h>
+#include "common/platform/win32/windows_api.h"
 
 namespace veyrin::platform {
 
