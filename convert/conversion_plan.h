@@ -10,7 +10,7 @@
 #include "media/video_types.h"
 #include "metadata/recording_metadata.h"
 #include "processing/yuv_processor.h"
-#include "spatial/spatial_writer_config.h"
+#include "spatial/two_view_encoder.h"
 
 struct AVOutputFormat;
 

@@ -1,4 +1,5 @@
-// The part of a conversion that runs through the recording: its packets become frames and sound of the movie.
+// The part of a conversion that runs through the recording: opens it, and turns its packets into frames and
+// sound of the movie.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,3 @@
-#include "convert/sbs_mono_output.h"
-
 #include <utility>
 #include <variant>
 
@@ -8,6 +6,7 @@
 #include "convert/encoded_movie.h"
 #include "convert/encoder_selection.h"
 #include "convert/gpu_pipeline.h"
+#include "convert/movie_outputs.h"
 #include "convert/packaged_software_encoder.h"
 #include "convert/sbs_stereo_metadata.h"
 #include "media/movie_file.h"

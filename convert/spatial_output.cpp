@@ -1,9 +1,8 @@
-#include "convert/spatial_output.h"
-
 #include <array>
 #include <utility>
 
 #include "common/console.h"
+#include "convert/movie_outputs.h"
 #include "media/bitrate.h"
 #include "media/video_types.h"
 #include "spatial/spatial_video_writer.h"

@@ -1,4 +1,4 @@
-#include "decode/decoder_calls.h"
+#include "decode/eye_decoder.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>

@@ -1,7 +1,7 @@
 // Encode sessions on a CUDA context, where the driver offers no other device.
 #include <utility>
 
-#include "common/platform/shared_library.h"
+#include "common/platform/program.h"
 #include "decode/nvenc_probe.h"
 
 namespace veyrin {

@@ -5,7 +5,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "common/platform/shared_library.h"
+#include "common/platform/program.h"
 #include "common/platform/win32/windows_api.h"
 #include "decode/nvenc_probe.h"
 

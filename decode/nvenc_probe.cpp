@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "common/platform/shared_library.h"
+#include "common/platform/program.h"
 
 namespace veyrin {
 namespace {

@@ -11,7 +11,6 @@
 #include <utility>
 
 #include "metadata/calibration.h"
-#include "metadata/calibration_json.h"
 
 namespace veyrin {
 namespace {

@@ -1,7 +1,9 @@
-// Reads the JSON calibration document of one metadata sample.
+// Reads the JSON calibration document of one metadata sample, and the parts that its readers share.
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
+#include <concepts>
+#include <limits>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "metadata/calibration.h"
@@ -16,5 +18,23 @@ namespace veyrin {
 /// std::runtime_error, or the JSON library's exception, when anything is malformed. Optional blocks that are
 /// missing leave their flags false.
 [[nodiscard]] StereoCalibration read_stereo_calibration(const nlohmann::json& document, double sample_time);
+
+/// The JSON library's integer conversion, but defined for every number: a floating-point value outside the
+/// integer's range becomes the smallest integer, which no later check accepts.
+template <std::signed_integral Integer>
+Integer integer_from(const nlohmann::json& value) {
+  if (value.is_number_float()) {
+    constexpr Integer smallest = std::numeric_limits<Integer>::min();
+    constexpr double limit = -static_cast<double>(smallest);
+    const double number = value.get<double>();
+    if (!(number >= -limit && number < limit)) return smallest;
+  }
+  return value.get<Integer>();
+}
+
+/// Fills both eyes' intrinsics and spline models from the cameras' "intrinsics" lists. Each kind of model is
+/// taken only when both lists have it. Throws for malformed entries.
+void read_lens_models(const nlohmann::json& left_list, const nlohmann::json& right_list,
+                      StereoCalibration& calibration);
 
 }  // namespace veyrin

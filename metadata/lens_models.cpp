@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "metadata/calibration_json.h"
+#include "metadata/calibration_document.h"
 
 namespace veyrin {
 namespace {

@@ -1,4 +1,5 @@
-// Writes one plane kind (luma, or both chroma channels) of the canvas, row by row.
+// Writes one plane kind (luma, or both chroma channels) of the canvas, row by row, from samples of the source
+// planes: fast kernels inside, fill values where taps fall outside.
 #pragma once
 
 #include <array>

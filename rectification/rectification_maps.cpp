@@ -6,7 +6,7 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
-#include "rectification/camera_model.h"
+#include "rectification/rectified_geometry.h"
 
 namespace veyrin {
 namespace {

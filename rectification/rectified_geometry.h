@@ -1,4 +1,5 @@
-// The common geometry of both rectified eyes.
+// Camera models and the common geometry of both rectified eyes: projection of rays into the recorded images,
+// 3x3 matrices, and the virtual cameras that both eyes are brought to.
 #pragma once
 
 #include <array>
@@ -7,9 +8,22 @@
 
 #include "media/video_types.h"
 #include "metadata/calibration.h"
-#include "rectification/camera_model.h"
 
 namespace veyrin {
+
+/// A position in an image, in pixels with pixel centres at integers and (0, 0) the top-left pixel.
+struct ImagePosition {
+  float x = 0.0F;
+  float y = 0.0F;
+};
+
+/// Where the camera sees the ray whose direction is (x, y, 1): x right, y down, z along the optical axis.
+/// Pinhole, or the Kannala-Brandt fisheye model with four radial coefficients; (0, 0) for any other model.
+/// All in single precision.
+ImagePosition project_ray(const CameraIntrinsics& intrinsics, float x, float y);
+
+/// True when the position is finite and between the centres of the camera's outermost pixels, these included.
+bool is_inside_source(const CameraIntrinsics& intrinsics, ImagePosition position);
 
 /// 3x3 matrix in double precision, row-major.
 using Matrix3 = std::array<double, 9>;

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "media/ffmpeg.h"
-#include "spatial/spatial_writer_config.h"
+#include "spatial/two_view_encoder.h"
 
 namespace veyrin {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "rectification/rectified_geometry.h"
-#include "thumbnail/display_colors.h"
+#include "thumbnail/color_converter.h"
 
 namespace veyrin {
 namespace {

@@ -12,7 +12,6 @@
 #include "decode/color_description.h"
 #include "media/ffmpeg.h"
 #include "media/recording_input.h"
-#include "thumbnail/first_frames.h"
 #include "thumbnail/image.h"
 #include "thumbnail/preview_painter.h"
 #include "thumbnail/video_input.h"

@@ -1,4 +1,4 @@
-// Opening a video, what it says of its eyes, and the streams that its preview shows.
+// Opening a video: what it says of its eyes, the streams that its preview shows, and their first frames.
 #pragma once
 
 #include <filesystem>
@@ -43,5 +43,17 @@ struct StreamChoice {
 /// stream is not a cover picture. False with one message in `error`; `path` is for the messages.
 [[nodiscard]] bool choose_streams(AVFormatContext& input, const RecordingLayout& layout,
                                   const std::string& path, StreamChoice& choice, std::string& error);
+
+struct FirstFrame {
+  int stream = -1;    ///< stream index
+  std::string label;  ///< for messages: "thumbnail track" and the position among the chosen streams
+  FramePtr frame;     ///< null when nothing of the stream could be decoded
+};
+
+/// Decodes until every stream has its frame, reading no packets of other streams and none behind a stream's
+/// frame. Damaged packets are passed over. False with one message in `error` when a decoder cannot be
+/// opened.
+[[nodiscard]] bool decode_first_frames(AVFormatContext& input, const std::vector<int>& streams,
+                                       std::vector<FirstFrame>& frames, std::string& error);
 
 }  // namespace veyrin

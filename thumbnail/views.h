@@ -5,7 +5,6 @@
 
 #include "media/video_types.h"
 #include "metadata/calibration.h"
-#include "rectification/camera_model.h"
 #include "rectification/rectified_geometry.h"
 
 namespace veyrin {

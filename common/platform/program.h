@@ -1,7 +1,9 @@
-// The running program: where its file is, its environment, its console.
+// The running program: where its file is, its environment, its console, and the libraries that it looks up
+// while it runs, because a machine may not have them.
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,6 +33,30 @@ class Utf8Console {
   ~Utf8Console();
   Utf8Console(const Utf8Console&) = delete;
   Utf8Console& operator=(const Utf8Console&) = delete;
+};
+
+/// A loaded library; unloaded with the object, after which its functions must not be called.
+class SharedLibrary {
+ public:
+  /// Loads the library of this file name (UTF-8), searched as the system searches, or of this path; null when
+  /// there is none or it cannot be loaded.
+  [[nodiscard]] static std::unique_ptr<SharedLibrary> load(const std::string& name);
+  ~SharedLibrary();
+  SharedLibrary(const SharedLibrary&) = delete;
+  SharedLibrary& operator=(const SharedLibrary&) = delete;
+
+  /// The exported function of this name; null when the library exports none. The caller vouches for the type.
+  template <typename Function>
+  [[nodiscard]] Function* function(const char* name) const {
+    return reinterpret_cast<Function*>(address_of(name));
+  }
+
+ private:
+  /// Takes the system's handle over, which is not null.
+  explicit SharedLibrary(void* handle) : handle_(handle) {}
+  [[nodiscard]] void* address_of(const char* name) const;
+
+  void* handle_;
 };
 
 }  // namespace veyrin::platform

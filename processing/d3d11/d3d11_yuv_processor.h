@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "processing/d3d11/yuv_shaders.h"
+#include "processing/d3d11/gpu_resources.h"
 #include "processing/yuv_processor.h"
 
 namespace veyrin {

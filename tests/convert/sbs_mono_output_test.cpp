@@ -1,6 +1,6 @@
-#include "convert/sbs_mono_output.h"
-
 #include <gtest/gtest.h>
+
+#include "convert/movie_outputs.h"
 
 namespace veyrin::test {
 namespace {

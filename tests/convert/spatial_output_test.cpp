@@ -1,9 +1,8 @@
-#include "convert/spatial_output.h"
-
 #include <gtest/gtest.h>
 
 #include <variant>
 
+#include "convert/movie_outputs.h"
 #include "tests/support/captured_output.h"
 
 namespace veyrin::test {

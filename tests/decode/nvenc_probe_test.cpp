@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/platform/shared_library.h"
+#include "common/platform/program.h"
 #include "tests/decode/nvenc_probe_fixture.h"
 
 namespace veyrin::test {

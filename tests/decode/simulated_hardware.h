@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "decode/decoder_calls.h"
+#include "decode/eye_decoder.h"
 
 extern "C" {
 #include <libavutil/buffer.h>

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "metadata/calibration_json.h"
+#include "metadata/calibration_document.h"
 #include "tests/metadata/sample_document.h"
 #include "tests/metadata/thrown_message.h"
 

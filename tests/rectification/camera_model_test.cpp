@@ -1,11 +1,11 @@
-#include "rectification/camera_model.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <numbers>
+
+#include "rectification/rectified_geometry.h"
 
 namespace veyrin::test {
 namespace {

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "rectification/camera_model.h"
 #include "rectification/rectification_maps.h"
+#include "rectification/rectified_geometry.h"
 #include "tests/rectification/sample_calibration.h"
 
 namespace veyrin::test {

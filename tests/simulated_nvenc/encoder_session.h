@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "common/platform/shared_library.h"
+#include "common/platform/program.h"
 #include "decode/nvenc_probe.h"
 #include "tests/simulated_nvenc/driver_test.h"
 

@@ -1,8 +1,8 @@
-#include "spatial/spatial_writer_config.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
+
+#include "spatial/two_view_encoder.h"
 
 namespace veyrin::test {
 namespace {

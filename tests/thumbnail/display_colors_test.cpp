@@ -1,10 +1,10 @@
-#include "thumbnail/display_colors.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+
+#include "thumbnail/color_converter.h"
 
 namespace veyrin::test {
 namespace {

@@ -1,5 +1,3 @@
-#include "thumbnail/first_frames.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -14,6 +12,7 @@
 #include "tests/support/bytes_read.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/thumbnail/preview_run.h"
+#include "thumbnail/video_input.h"
 
 namespace veyrin::test {
 namespace {

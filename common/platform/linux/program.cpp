@@ -1,5 +1,7 @@
 #include "common/platform/program.h"
 
+#include <dlfcn.h>
+
 #include <cstdlib>
 #include <system_error>
 
@@ -23,5 +25,18 @@ std::string executable_file_name(std::string_view name) {
 Utf8Console::Utf8Console() = default;
 
 Utf8Console::~Utf8Console() = default;
+
+std::unique_ptr<SharedLibrary> SharedLibrary::load(const std::string& name) {
+  void* handle = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
+  return handle != nullptr ? std::unique_ptr<SharedLibrary>(new SharedLibrary(handle)) : nullptr;
+}
+
+SharedLibrary::~SharedLibrary() {
+  dlclose(handle_);
+}
+
+void* SharedLibrary::address_of(const char* name) const {
+  return dlsym(handle_, name);
+}
 
 }  // namespace veyrin::platform

@@ -1,11 +1,15 @@
-// Movies of one picture per frame: both eyes side by side, or one of them.
+// The two kinds of movies: one picture per frame (both eyes side by side, or one of them), and one picture
+// per eye.
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "convert/encoder_settings.h"
 #include "convert/movie_output.h"
 #include "convert/packaged_encoder_arguments.h"
+#include "spatial/two_view_encoder.h"
 
 namespace veyrin {
 
@@ -21,5 +25,14 @@ bool wants_stereo_pass(const CanvasMoviePlan& movie);
 
 /// The strategy of such movies. The plan's movie is a `CanvasMoviePlan`.
 std::unique_ptr<MovieOutput> create_sbs_mono_output(const ConversionPlan& plan);
+
+/// What the plan's movie is made with; nothing, with one message in `error`, for a bit rate that is none. The
+/// plan's movie is a `SpatialMoviePlan`. `audio` is the sound to copy, borrowed; null when there is none.
+[[nodiscard]] std::optional<SpatialWriterConfig> spatial_writer_config(const ConversionPlan& plan,
+                                                                       const AVStream* audio,
+                                                                       std::string& error);
+
+/// The strategy of such movies.
+std::unique_ptr<MovieOutput> create_spatial_output(const ConversionPlan& plan);
 
 }  // namespace veyrin
