@@ -37,9 +37,14 @@ std::size_t FailingAllocation::allowed() {
 
 }  // namespace veyrin::test
 
-/// FFmpeg takes its memory from the C library's function of this name, and finds that of the program first.
+// The sanitizer's own allocation, where its runtime is part of the program.
+extern "C" __attribute__((weak)) int __interceptor_posix_memalign(void** block, std::size_t alignment, std::size_t size);
+
+/// FFmpeg calls the C library's function of this name, and the program's definition is found first.
 extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t size) {
   using Function = int (*)(void**, std::size_t, std::size_t);
-  static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "posix_memalign"));
+  static const Function next = __interceptor_posix_memalign != nullptr
+                                   ? __interceptor_posix_memalign
+                                   : reinterpret_cast<Function>(dlsym(RTLD_NEXT, "posix_memalign"));
   return veyrin::test::refuse() ? ENOMEM : next(block, alignment, size);
 }
