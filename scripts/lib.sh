@@ -35,8 +35,37 @@ again() {
   return 1
 }
 
-# Installs the named Debian packages that are missing.
+# side_by_side COMMAND...: runs the commands, each one text, at the same time and waits for all of them. The status is that
+# of a failed command; `unavailable_status` only when no command failed in another way.
+side_by_side() {
+  local command process processes=() status=0 outcome
+  for command in "$@"; do
+    # shellcheck disable=SC2086 # several words
+    $command &
+    processes+=($!)
+  done
+  for process in "${processes[@]}"; do
+    outcome=0
+    wait "$process" || outcome=$?
+    case $outcome in
+      0) ;;
+      "$unavailable_status") [ "$status" != 0 ] || status=$outcome ;;
+      *) status=$outcome ;;
+    esac
+  done
+  return "$status"
+}
+
+# Installs the named Debian packages that are missing. Scripts that run at the same time take turns.
 need_packages() {
+  mkdir -p "$cache_dir"
+  (
+    flock 9
+    install_missing "$@"
+  ) 9>"$cache_dir/packages.lock"
+}
+
+install_missing() {
   local missing=() package
   for package in "$@"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
@@ -45,8 +74,9 @@ need_packages() {
   command -v apt-get >/dev/null || die "these Debian packages are missing and apt-get is not here: ${missing[*]}"
   [ "$(id -u)" = 0 ] || die "these Debian packages are missing; install them as root: ${missing[*]}"
   say "installing packages: ${missing[*]}"
-  again quietly apt-get -qq -o Acquire::Retries=3 update || die "the package lists could not be read (is a Debian mirror reachable?)"
-  DEBIAN_FRONTEND=noninteractive again quietly apt-get -y -o Acquire::Retries=3 --no-install-recommends install "${missing[@]}" ||
+  # Without the lock's descriptor: a service that a package starts must not keep it.
+  again quietly apt-get -qq -o Acquire::Retries=3 update 9>&- || die "the package lists could not be read (is a Debian mirror reachable?)"
+  DEBIAN_FRONTEND=noninteractive again quietly apt-get -y -o Acquire::Retries=3 --no-install-recommends install "${missing[@]}" 9>&- ||
     die "these packages could not be installed: ${missing[*]}"
 }
 

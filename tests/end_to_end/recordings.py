@@ -62,8 +62,13 @@ class RecordingShelf:
         path = folder / (name + suffix)
         with open(folder / (name + suffix + ".lock"), "w", encoding="utf-8") as lock:
             fcntl.flock(lock, fcntl.LOCK_EX)
-            if not Path(f"{path}.points.json").exists():
-                command = [str(self.maker), *options, str(path)]
+            truth = Path(f"{path}.points.json")
+            if not truth.exists():
+                # Under its name only when whole; the truth, which is what is looked for, comes last.
+                part = folder / ("part_" + name + suffix)
+                command = [str(self.maker), *options, str(part)]
                 done = subprocess.run(command, capture_output=True, text=True, timeout=300, check=False)
                 assert done.returncode == 0, f"{' '.join(command)}\n{done.stdout}{done.stderr}"
+                part.rename(path)
+                Path(f"{part}.points.json").rename(truth)
         return Recording(path)
