@@ -8,11 +8,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_BUILD_TYPE STREQUAL "Release")
   target_compile_options(veyrin_settings INTERFACE -Wno-null-dereference)
 endif()
 if(WIN32)
-  # Interfaces of Windows 10, wide characters throughout, none of the macros that shadow standard functions.
+  # The Windows 10 API, wide characters throughout, and no macros that hide standard functions.
   target_compile_definitions(veyrin_settings INTERFACE _WIN32_WINNT=0x0A00 UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # GCC takes an inline function's copy in each object for the one that is called, and so for known which registers
-    # it leaves alone. The linker may take that of an object with other options, of the standard library's too.
+    # GCC assumes that the copy of an inline function in this object is the one that is called, and that it knows which
+    # registers this copy preserves. The linker may choose one compiled with other options, even the standard library's.
     target_compile_options(veyrin_settings INTERFACE -fno-ipa-ra)
   endif()
 endif()
@@ -38,6 +38,6 @@ if(VEYRIN_COVERAGE)
   target_link_options(veyrin_settings INTERFACE --coverage)
 endif()
 if(VEYRIN_FUZZ)
-  # The rooms tell libFuzzer which of their branches an input reaches.
+  # Tells libFuzzer which branches of the rooms an input reaches.
   target_compile_options(veyrin_room_settings INTERFACE -fsanitize=fuzzer-no-link)
 endif()

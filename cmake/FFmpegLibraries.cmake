@@ -1,4 +1,4 @@
-# The FFmpeg libraries as the target `ffmpeg`, from the cache that the set-up scripts fill or any other prefix.
+# The target `ffmpeg`: the FFmpeg libraries from the cache that the set-up scripts fill, or from any other prefix.
 if(DEFINED ENV{XDG_CACHE_HOME} AND NOT "$ENV{XDG_CACHE_HOME}" STREQUAL "")
   set(default_cache $ENV{XDG_CACHE_HOME})
 else()
@@ -24,12 +24,12 @@ foreach(library avformat avcodec swscale swresample avutil)
 endforeach()
 
 if(WIN32)
-  # Windows looks for DLLs beside the program first.
+  # Windows searches for DLLs beside the program first.
   file(GLOB ffmpeg_dlls ${VEYRIN_FFMPEG_PREFIX}/bin/*.dll)
   file(COPY ${ffmpeg_dlls} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
 else()
-  # The libraries travel in a lib folder beside the program's own; RPATH (not RUNPATH) so that it also holds for
-  # the libraries that they load themselves.
+  # The libraries are in a folder lib beside the program's folder. RPATH, not RUNPATH, because it also applies to the
+  # libraries that they load in turn.
   file(GLOB ffmpeg_shared_objects ${VEYRIN_FFMPEG_PREFIX}/lib/lib*.so*)
   file(COPY ${ffmpeg_shared_objects} DESTINATION ${PROJECT_BINARY_DIR}/lib)
   set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)

@@ -1,4 +1,4 @@
-# veyrin_room(name SOURCES ... LINKS ...): one static library per folder; LINKS are the rooms and libraries below.
+# veyrin_room(name SOURCES ... LINKS ...): the static library of a room; LINKS are the rooms and libraries below it.
 function(veyrin_room name)
   cmake_parse_arguments(ROOM "" "" "SOURCES;LINKS" ${ARGN})
   add_library(veyrin_${name} STATIC ${ROOM_SOURCES})
@@ -17,15 +17,14 @@ function(veyrin_program name)
   endif()
 endfunction()
 
-# The rooms are what has to be fast; most of the build's time would go into optimising GoogleTest's templates.
+# Only the rooms have to be fast; optimising the tests would mostly optimise GoogleTest's templates.
 function(veyrin_test_options target)
   target_compile_options(${target} PRIVATE -O0)
 endfunction()
 
-# veyrin_test(name SOURCES ... HOST ... WIN32 ... LINKS ...): one GoogleTest program. HOST sources are left out when
-# building for another system: they need OpenCV, POSIX calls or the shell. WIN32 sources are for Windows only.
-# The cases are listed one by one; where a program runs under another system's runner, whose start takes longer than
-# most cases, it is one entry.
+# veyrin_test(name SOURCES ... HOST ... WIN32 ... LINKS ...): one GoogleTest program. HOST sources need OpenCV, POSIX
+# calls or the shell and are left out when cross-compiling. WIN32 sources are for Windows only.
+# CTest lists each case, but a cross-compiled program is a single entry: starting Wine takes longer than most cases.
 function(veyrin_test name)
   cmake_parse_arguments(TEST "" "" "SOURCES;HOST;WIN32;LINKS" ${ARGN})
   if(NOT CMAKE_CROSSCOMPILING)
@@ -41,7 +40,7 @@ function(veyrin_test name)
     target_precompile_headers(${name} REUSE_FROM veyrin_test_headers)
   endif()
   if(CMAKE_CROSSCOMPILING)
-    # The report is named without a folder: a path of this system is not an absolute one for the program.
+    # The report has no folder in its name: a path of this system is not absolute to the Windows program.
     add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:${name}.xml
       WORKING_DIRECTORY ${PROJECT_BINARY_DIR}/gtest)
     file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/gtest)

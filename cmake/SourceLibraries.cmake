@@ -1,6 +1,6 @@
-# Libraries that come as headers or as sources: nlohmann JSON, stb and GoogleTest.
+# Libraries used as headers or built from source: nlohmann JSON, stb and GoogleTest.
 if(CMAKE_CROSSCOMPILING)
-  # Their folder also holds the headers of this machine's own C library, which must stay out of a foreign program.
+  # Their folder also holds the headers of this machine's C library, which a cross-compiled program must not see.
   set(VEYRIN_SHARED_HEADERS /usr/include CACHE PATH "Where the folders nlohmann and stb are")
   set(shared_headers ${PROJECT_BINARY_DIR}/shared_headers)
   file(MAKE_DIRECTORY ${shared_headers})

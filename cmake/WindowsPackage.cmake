@@ -1,11 +1,10 @@
-# `cpack` in the build folder makes a ZIP that runs where it is unpacked: program, DLLs, licences, a README.
+# `cpack` in the build folder makes a ZIP to be unpacked and run anywhere: program, DLLs, licences, README.
 install(TARGETS veyrin-video-converter RUNTIME DESTINATION .)
 install(FILES ${ffmpeg_dlls} DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/cmake/windows/README.txt DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION licenses)
 
-# The licences of what is linked in, as the set-up leaves them: those of FFmpeg in its prefix, the others beside the
-# packages that they come from.
+# The licences of linked libraries: FFmpeg's are in its prefix, the others in the documentation of their packages.
 file(GLOB ffmpeg_licences ${VEYRIN_FFMPEG_PREFIX}/share/licenses/*)
 if(ffmpeg_licences)
   install(FILES ${ffmpeg_licences} DESTINATION licenses)

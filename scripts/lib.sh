@@ -1,4 +1,4 @@
-# Shared by the scripts of this folder: messages, the cache folder, package checks. Sourced, never run.
+# Shared by the scripts in this folder: messages, the cache folder, packages. Sourced, never run.
 # shellcheck shell=bash
 
 root_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -6,7 +6,7 @@ cache_dir=${XDG_CACHE_HOME:-$HOME/.cache}/veyrin
 jobs=$(nproc)
 windows_triplet=x86_64-w64-mingw32
 windows_ffmpeg_gpl=$cache_dir/windows-tools/ffmpeg-gpl.exe
-# How a script ends when something that only running Windows programs takes cannot be had on this machine.
+# Exit status when this machine cannot provide something that is needed only to run Windows programs.
 unavailable_status=77
 
 say() { printf '== %s\n' "$*" >&2; }
@@ -25,7 +25,7 @@ quietly() {
   rm -f "$log"
 }
 
-# Repeats a command that may fail for a moment (package mirrors do).
+# Retries a command that may fail temporarily, as package mirrors do.
 again() {
   local attempt
   for attempt in 1 2 3 4; do
@@ -75,27 +75,30 @@ install_missing() {
   [ "$(id -u)" = 0 ] || die "these Debian packages are missing; install them as root: ${missing[*]}"
   say "installing packages: ${missing[*]}"
   # Without the lock's descriptor: a service that a package starts must not keep it.
-  again quietly apt-get -qq -o Acquire::Retries=3 update 9>&- || die "the package lists could not be read (is a Debian mirror reachable?)"
-  DEBIAN_FRONTEND=noninteractive again quietly apt-get -y -o Acquire::Retries=3 --no-install-recommends install "${missing[@]}" 9>&- ||
+  again quietly apt-get -qq -o Acquire::Retries=3 update 9>&- ||
+    die "the package lists could not be read (is a Debian mirror reachable?)"
+  DEBIAN_FRONTEND=noninteractive again quietly \
+    apt-get -y -o Acquire::Retries=3 --no-install-recommends install "${missing[@]}" 9>&- ||
     die "these packages could not be installed: ${missing[*]}"
 }
 
-# The address from which apt takes this machine's own packages.
+# The mirror that apt installs this machine's packages from.
 debian_mirror() {
   local codename address
   codename=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
   address=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Component: main' "Codename: $codename" |
     sort -u | head -n 1)
-  [ -n "$address" ] || die "apt names no Debian mirror (check apt's sources)"
+  [ -n "$address" ] || die "apt has no Debian mirror (check its sources)"
   echo "${address%/}"
 }
 
-# fetch_npm_file PACKAGE@VERSION MEMBER DIGEST TARGET: one file out of an npm package, checked; for test machines only.
+# fetch_npm_file PACKAGE@VERSION MEMBER DIGEST TARGET: fetches one file of an npm package and checks its digest. For tests
+# only.
 fetch_npm_file() {
   local package=$1 member=$2 digest=$3 target=$4 folder status=0
   command -v npm >/dev/null || (need_packages npm) || return 1
   folder=$(mktemp -d)
-  # Under its name only when whole: the temporary folder may be on another disk, from where it is copied.
+  # Renamed once complete: the temporary folder may be on another file system, so that moving copies.
   (cd "$folder" && again quietly npm pack --silent "$package" && tar -xzf ./*.tgz "$member" &&
     echo "$digest  $member" | sha256sum -c --quiet && mv "$member" "$target.part" && mv "$target.part" "$target") ||
     status=1

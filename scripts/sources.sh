@@ -1,13 +1,13 @@
-# Fetching and patching of Debian source packages, for the scripts that build libraries into the cache. Sourced after
-# lib.sh, never run.
+# Fetches and patches Debian source packages for the scripts that build libraries into the cache. Sourced after lib.sh,
+# never run.
 # shellcheck shell=bash
 
 patches_dir=$root_dir/scripts/patches
 
-# cache_key NAMES-AND-OPTIONS... : what a build in the cache depends on, as a short name.
+# cache_key NAMES-AND-OPTIONS...: a short name for everything that a build in the cache depends on.
 cache_key() { printf '%s\n' "$@" | sha256sum | cut -c1-12; }
 
-# open_sources SUITE FOLDER: gets ready to fetch from the suite, whatever the machine itself runs; FOLDER keeps the lists.
+# open_sources SUITE FOLDER: prepares to fetch from the suite, whatever suite the machine runs; package lists go to FOLDER.
 open_sources() {
   local suite=$1 folder=$2 mirror
   mirror=$(debian_mirror)
@@ -21,12 +21,12 @@ open_sources() {
   again quietly apt-get -qq "${apt_options[@]}" update || die "the source lists of Debian $suite could not be read"
 }
 
-# fetch_source PACKAGE PIN DIGEST FOLDER: unpacks the upstream tarball into the folder, which must not exist. When the
-# pinned version has left the mirror, the newest one is taken.
+# fetch_source PACKAGE PIN DIGEST FOLDER: unpacks the upstream tarball into the folder, which must not exist yet. If the
+# mirror no longer has the pinned version, the newest one is used.
 fetch_source() {
   local package=$1 pin=$2 digest=$3 folder=$4 tarball taken=$2
   if ! quietly apt-get -qq "${apt_options[@]}" source --download-only --tar-only "$package=$pin"; then
-    say "$package $pin is no longer offered; taking the newest one"
+    say "$package $pin is no longer available; using the newest version"
     again quietly apt-get -qq "${apt_options[@]}" source --download-only --tar-only "$package" ||
       die "the source of $package could not be fetched from the Debian mirror"
     taken=newest
@@ -39,7 +39,7 @@ fetch_source() {
   mkdir "$folder" && tar -xf "$tarball" -C "$folder" --strip-components=1
 }
 
-# apply_patch FOLDER PATCH: all of the patch, exactly as it is, or nothing more is done.
+# apply_patch FOLDER PATCH: applies the patch without fuzz; ends the script if any part of it does not fit.
 apply_patch() {
   quietly patch --batch --forward --fuzz=0 --strip=1 --directory="$1" --input="$patches_dir/$2" ||
     die "scripts/patches/$2 does not fit this version of the source"

@@ -1,4 +1,4 @@
-# 64-bit Windows programs from a Debian machine, by the mingw-w64 compiler with POSIX threads.
+# Builds 64-bit Windows programs on Debian with the mingw-w64 compiler and POSIX threads.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(triplet x86_64-w64-mingw32)
@@ -8,14 +8,14 @@ set(CMAKE_RC_COMPILER ${triplet}-windres)
 set(CMAKE_AR ${triplet}-gcc-ar-posix)
 set(CMAKE_RANLIB ${triplet}-gcc-ranlib-posix)
 
-# Programs that run during the build are this machine's; headers and libraries never are.
+# Programs that run during the build come from this machine; headers and libraries never do.
 set(CMAKE_FIND_ROOT_PATH /usr/${triplet})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# The compiler's own libraries go into each program, so that nothing but FFmpeg's DLLs travels with it.
+# The compiler's own libraries are linked into each program, so that only FFmpeg's DLLs have to come with it.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
 set(CMAKE_SHARED_LINKER_FLAGS_INIT -static)
 set(CMAKE_MODULE_LINKER_FLAGS_INIT -static)

@@ -1,4 +1,4 @@
-"""A walker over MP4/QuickTime boxes that shares nothing with FFmpeg. Run with a file's name, it prints the tree."""
+"""Reads MP4 and QuickTime boxes without FFmpeg. Run with a file name, it prints the tree."""
 
 import struct
 import sys
@@ -100,7 +100,7 @@ def samples(path, trak):
 
 
 def nal_units(sample):
-    """The NAL units of a sample, each behind a length of 4 bytes."""
+    """The NAL units of a sample, each of which follows its length in 4 bytes."""
     units, position = [], 0
     while position < len(sample):
         [size] = struct.unpack_from(">I", sample, position)
@@ -135,7 +135,7 @@ def colour_tags(trak):
 
 
 def tree(box, depth=0):
-    """One line for each box below: its kind, its size with the header, and the content when it is short."""
+    """One line per box inside: kind, size with the header, and the content if it is short."""
     lines = []
     for inner in box.children:
         lines.append(f"{'  ' * depth}{inner.kind} {inner.size}")

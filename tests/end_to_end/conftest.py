@@ -1,4 +1,4 @@
-"""Where the programs are, and the fixtures that every end-to-end test uses."""
+"""Options that name the programs, and fixtures shared by all end-to-end tests."""
 
 import os
 import shlex
@@ -20,7 +20,7 @@ def pytest_addoption(parser):
                      default=os.environ.get("VEYRIN_RECORDING_MAKER", str(binaries / "make_recording")),
                      help="the program that makes recordings")
     parser.addoption("--run-prefix", default=os.environ.get("VEYRIN_RUN_PREFIX", ""),
-                     help="words before the converter's path, for a runner of another system's programs")
+                     help="command put before the converter, to run another system's program")
     parser.addoption("--view-decoder", default=os.environ.get("VEYRIN_VIEW_DECODER", str(binaries / "decode_view")),
                      help="the program that decodes one view of a movie")
     parser.addoption("--simulated-nvenc",
@@ -34,7 +34,7 @@ def pytest_addoption(parser):
 
 
 def pytest_ignore_collect(collection_path, config):
-    """A comparison of two systems needs both."""
+    """Skips the comparison of two systems unless both programs are given."""
     return collection_path.name == "test_windows.py" and not config.getoption("--reference") or None
 
 
@@ -58,10 +58,10 @@ def view_decoder(request):
 
 @pytest.fixture(scope="session")
 def nvenc(request, converter):
-    """A function that gives the settings for a run with the simulated driver and the named properties of it."""
+    """A function that returns the environment for a run with the simulated driver and the given properties of it."""
     folder = Path(request.config.getoption("--simulated-nvenc")).absolute()
     if converter.prefix:
-        # The runner lays the libraries into the system's folder and gives the GPU its vendor.
+        # The runner copies the libraries into the system folder; DXVK reports the GPU vendor.
         library, place = "nvEncodeAPI64.dll", {"WINDOWS_ENV_DRIVER": str(folder),
                                                "DXVK_CONFIG": "dxgi.customVendorId = 10de"}
     else:
@@ -76,13 +76,13 @@ def nvenc(request, converter):
 
 @pytest.fixture
 def temporary_files(converter, tmp_path):
-    """Settings that have a run's temporary files in the test's folder; a runner's runs have theirs to themselves."""
+    """Environment that puts temporary files into the test's folder; a runner gives each run its own anyway."""
     return {} if converter.prefix else {"TMPDIR": str(tmp_path)}
 
 
 @pytest.fixture
 def native(converter):
-    """For tests that look into the process itself, which a runner of foreign programs hides."""
+    """The converter, for tests that inspect its process; skips them under a runner, which hides it."""
     if converter.prefix:
         pytest.skip("the process runs under a runner")
     return converter

@@ -1,4 +1,4 @@
-"""Runs the converter and keeps what is needed to repeat the run."""
+"""Runs the converter and records what is needed to repeat a run."""
 
 import os
 import shlex
@@ -32,7 +32,7 @@ class Run:
 
     @property
     def error(self):
-        """The one error message, of several lines perhaps."""
+        """The only error message; it may have several lines."""
         starts = [index for index, line in enumerate(self.lines) if line.startswith("Error: ")]
         assert len(starts) == 1, f"{len(starts)} error lines\n{self}"
         return "\n".join(self.lines[starts[0]:])[len("Error: "):]
@@ -68,7 +68,7 @@ class Converter:
 
     @staticmethod
     def environment(settings):
-        # Switches of the developer's own shell must not reach the tests.
+        # Variables of the developer's shell must not affect the tests.
         clean = {name: value for name, value in os.environ.items() if not name.startswith("VEYRIN_")}
         return {**clean, **settings}
 

@@ -1,5 +1,5 @@
-// Decodes one view of a two-view movie to planar raw frames on standard output and writes each frame's time
-// and the format to standard error, for tests on machines whose own players know a single view only.
+// Decodes one view of a two-view movie: planar raw frames go to standard output, the time and format of each frame to
+// standard error. For tests on machines whose own players decode a single view only.
 //   decode_view MOVIE VIEW
 #include <cstdio>
 #include <cstdlib>
@@ -33,7 +33,7 @@ CodecContextPtr open_decoder(const AVStream& stream) {
   CodecContextPtr decoder(avcodec_alloc_context3(codec));
   if (avcodec_parameters_to_context(decoder.get(), stream.codecpar) < 0)
     give_up("could not set the decoder up");
-  // All views: what is missing then shows as missing.
+  // Ask for all views, so that a missing one is noticed.
   if (av_opt_set(decoder->priv_data, "view_ids", "-1", 0) < 0) give_up("the decoder knows no views");
   if (avcodec_open2(decoder.get(), codec, nullptr) < 0) give_up("could not open the decoder");
   return decoder;

@@ -1,4 +1,4 @@
-"""What one conversion shall have made, checked against its file with programs other than the converter."""
+"""Checks the result of a conversion with programs other than the converter."""
 
 from fractions import Fraction
 
@@ -29,7 +29,7 @@ def check_format(movie, codec, ten_bit, layout):
 def check_colours(movie, colours, colour_range="tv"):
     video = movie.video
     assert (video["color_primaries"], video["color_transfer"], video["color_space"]) == colours
-    if video["codec_name"] != "prores":  # ProRes has no place for the range
+    if video["codec_name"] != "prores":  # ProRes does not store the range
         assert video["color_range"] == colour_range
 
 
@@ -47,7 +47,7 @@ def check_frame_numbers(luma, recording, layout, numbers):
 
 
 def target_offsets(luma, recording, layout, eye, frame):
-    """Name to (found place, expected place) of each target that lies whole in the picture."""
+    """Name to (found, expected) position of each target that is completely inside the picture."""
     offsets = {}
     scale = (layout.eye_size[0] - 1) / (recording.rig.grid[0] - 1), (layout.eye_size[1] - 1) / (recording.rig.grid[1] - 1)
     for name, point in recording.points(frame).items():
@@ -65,8 +65,8 @@ def target_offsets(luma, recording, layout, eye, frame):
 
 
 def check_targets(luma, recording, layout, frame, tolerance=0.4):
-    """Every target stands where its true position projects to. Away from the axis a disc's picture is not
-    symmetric about its centre's, hence the tolerance; rows of both eyes are compared more strictly."""
+    """Every target is where its true position projects to. Off the axis the image of a disc is not symmetric about
+    that of its centre, hence the tolerance; rows of both eyes are compared more strictly."""
     by_eye = {eye: target_offsets(luma, recording, layout, eye, frame) for eye in layout.eyes}
     for eye, offsets in by_eye.items():
         assert len(offsets) >= 5, f"only {sorted(offsets)} found for the {eye} eye"
@@ -79,7 +79,7 @@ def check_targets(luma, recording, layout, frame, tolerance=0.4):
 
 
 def check_flash_and_click(movie, luma, rate, flash_times):
-    """Flashes at the expected times, and each click within half a frame of its flash."""
+    """Flashes are at the expected times, and each click is within half a frame of its flash."""
     half_frame = rate[1] / rate[0] / 2
     flashes = brightest_times(luma, movie.frame_times)
     assert flashes == pytest.approx(flash_times, abs=half_frame)
@@ -105,7 +105,7 @@ def check_movie(path, recording, layout, codec, ten_bit, numbers=None, flash_tim
     return movie, luma
 
 
-# Far above what these small pictures need, and far below the default, which makes libx265 slow.
+# Far more than these small pictures need, and far less than the default, which makes libx265 slow.
 BITRATES = ("--sdr-bitrate", "8M", "--hdr-bitrate", "8M")
 
 

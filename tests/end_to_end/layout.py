@@ -1,4 +1,4 @@
-"""Sizes and places in an output picture, from the options alone."""
+"""Sizes and positions in an output picture, computed from the options."""
 
 import math
 from dataclasses import dataclass
@@ -43,7 +43,7 @@ class Layout:
         """From rectified eye image coordinates to picture coordinates."""
         x, y = position[0] + self.pads[0], position[1] + self.pads[1]
         if self.kind == "half":
-            # One column is the mean of two neighbours, so its centre lies between theirs.
+            # A column is the mean of two neighbours, so its centre is between theirs.
             x = (x - 0.5) / 2
             return (x + (self.box[0] // 2 if eye == "right" else 0), y)
         return (x + (self.box[0] if self.kind == "full" and eye == "right" else 0), y)

@@ -1,4 +1,4 @@
-"""What the ffprobe and ffmpeg programs say of a movie file."""
+"""Reads a movie file with the ffprobe and ffmpeg programs."""
 
 import json
 import subprocess

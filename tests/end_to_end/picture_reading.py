@@ -1,4 +1,4 @@
-"""Reads frame numbers, targets and flashes out of decoded pictures."""
+"""Reads frame numbers, targets and flashes from decoded pictures."""
 
 import numpy as np
 
@@ -9,7 +9,7 @@ def _mean_around(luma, x, y):
 
 
 def read_frame_number(luma, recording, layout, eye):
-    """The number on the board; both reference squares set the threshold, so flashes do not disturb."""
+    """The number on the board. The reference squares set the threshold, so that flashes do no harm."""
     board = recording.truth["number_board"]
 
     def brightness(point):
@@ -48,14 +48,14 @@ def locate_target(luma, expected, radius):
 
 
 def brightest_times(luma_frames, times):
-    """Times of the frames that stand out by brightness, as flashes do."""
+    """Times of the frames that are much brighter than the others: the flashes."""
     means = np.array([float(frame.mean()) for frame in luma_frames])
     usual = np.median(means)
     return [time for mean, time in zip(means, times) if mean > 1.4 * usual]
 
 
 def click_times(samples, rate):
-    """Onsets of the clicks: first samples that reach far above the tone, one for each half second."""
+    """Onsets of the clicks: first samples far louder than the tone, at most one per half second."""
     loud = np.flatnonzero(np.abs(samples) > 0.3)
     onsets = []
     for index in loud:

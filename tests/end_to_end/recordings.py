@@ -1,4 +1,4 @@
-"""Recordings made once and shared by all tests and test processes."""
+"""Recordings, made once and shared by all tests and test processes."""
 
 import fcntl
 import hashlib
@@ -41,13 +41,13 @@ class Recording:
         return [flash["seconds"] for flash in self.truth["flashes"]]
 
     def points(self, frame):
-        """Name to position in the stage, at a frame."""
+        """Name to position of each target in the stage, for a frame."""
         [entry] = [entry for entry in self.truth["frames"] if entry["frame"] == frame]
         return {point["name"]: np.array(point["position"]) for point in entry["points"]}
 
 
 class RecordingShelf:
-    """Makes a recording when it is first asked for; other test processes wait for it."""
+    """Makes each recording when it is first needed; other test processes wait for it meanwhile."""
 
     def __init__(self, maker, folder):
         self.maker = maker
@@ -64,7 +64,7 @@ class RecordingShelf:
             fcntl.flock(lock, fcntl.LOCK_EX)
             truth = Path(f"{path}.points.json")
             if not truth.exists():
-                # Under its name only when whole; the truth, which is what is looked for, comes last.
+                # Renamed once complete. The truth comes last because its presence means that the recording exists.
                 part = folder / ("part_" + name + suffix)
                 command = [str(self.maker), *options, str(part)]
                 done = subprocess.run(command, capture_output=True, text=True, timeout=300, check=False)

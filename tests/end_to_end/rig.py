@@ -26,7 +26,7 @@ class Camera:
                       tuple(truth["k"]), np.array(truth["rotation_in_stage"]), np.array(truth["position_in_stage"]))
 
     def project_rays(self, rays):
-        """Image positions of rays (..., 3) of the camera frame by the Kannala-Brandt model."""
+        """Image positions of rays (..., 3) in the camera frame by the Kannala-Brandt model."""
         across = np.hypot(rays[..., 0], rays[..., 1])
         theta = np.arctan2(across, rays[..., 2])
         k1, k2, k3, k4 = self.k
@@ -58,7 +58,7 @@ class Rig:
         return self.left_to_rectified @ self.left.rotation.T
 
     def rectified_position(self, point, eye, eye_size):
-        """Where a point of the stage stands in the rectified eye image of the given size."""
+        """Position of a point of the stage in the rectified eye image of the given size."""
         ray = self.stage_to_rectified(eye) @ (point - self.camera(eye).position)
         u = self.fx * ray[0] / ray[2] + self.cx
         v = self.fy * ray[1] / ray[2] + self.cy
@@ -69,7 +69,7 @@ class Rig:
         return (value - (grid - 1) / 2) * (size - 1) / (grid - 1) + (size - 1) / 2
 
     def maps(self, eye, eye_size):
-        """Source x and y for every pixel of the rectified eye image, as float64; -1 where the source has none."""
+        """Source x and y for every pixel of the rectified eye image, as float64; -1 if there is no source pixel."""
         width, height = eye_size
         columns, rows = np.meshgrid(np.arange(width, dtype=np.float64), np.arange(height, dtype=np.float64))
         u = (columns - (width - 1) / 2) * (self.grid[0] - 1) / (width - 1) + (self.grid[0] - 1) / 2

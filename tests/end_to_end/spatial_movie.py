@@ -1,4 +1,4 @@
-"""What a two-view movie holds: its boxes, the NAL units of its samples and both views' pictures."""
+"""Reads a two-view movie: its boxes, the NAL units of its samples and the pictures of both views."""
 
 import struct
 import subprocess
@@ -18,7 +18,7 @@ def kind_and_layer(unit):
 
 
 def parameter_sets(record, header):
-    """The NAL units of a decoder configuration record behind its `header` bytes and the count of arrays."""
+    """The NAL units of a decoder configuration record, after `header` bytes and the number of arrays."""
     units, position = [], header + 1
     for _ in range(record[header]):
         [count] = struct.unpack_from(">H", record, position + 1)
@@ -34,7 +34,7 @@ def parameter_sets(record, header):
 
 
 class View:
-    """One view's planes, as arrays (frames, rows, columns), and the frames' times."""
+    """The planes of one view as arrays (frames, rows, columns), and the times of its frames."""
 
     def __init__(self, decoder, path, number):
         done = subprocess.run([str(decoder), str(path), str(number)], capture_output=True, timeout=120, check=False)
@@ -83,6 +83,6 @@ class SpatialMovie:
 
 
 def psnr(found, expected, peak):
-    """Of each frame, in decibels."""
+    """Of each frame, in dB."""
     errors = (found.astype(np.float64) - expected)**2
     return 10 * np.log10(peak**2 / np.maximum(errors.mean(axis=(1, 2)), 1e-9))

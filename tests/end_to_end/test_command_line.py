@@ -1,4 +1,4 @@
-"""Options, run modes, report lines and exit statuses of the program itself."""
+"""Options, run modes, report lines and exit statuses of the program."""
 
 import json
 

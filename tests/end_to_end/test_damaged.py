@@ -7,7 +7,7 @@ from movie import Movie
 INVALID = "invalid recording metadata: "
 NO_CALIBRATION = "no valid raw dual-track calibration sample found"
 
-# Fault to the whole message; a message ending in "..." is only the beginning, for what the JSON library adds.
+# Fault to message. Of a message ending in "..." only the beginning is compared; the rest comes from the JSON library.
 REFUSED = {
     "missing-intrinsics": NO_CALIBRATION,
     "missing-extrinsic": NO_CALIBRATION,
@@ -101,7 +101,7 @@ def test_a_jump_of_the_time_stamps_ends_in_a_message(converter, shelf, tmp_path,
     recording = damaged(shelf, "time-jump")
     converter.run("--software", "--sbs-codec", codec, recording.path, folder=tmp_path).failed(
         "the recording has no picture for 2000 seconds")
-    # The parts before and behind the jump can be had.
+    # The parts before and after the jump can be converted.
     for name, start in (("before.mov", 0), ("behind.mov", 2000.5)):
         converter.run("--software", "--sbs-codec", codec, "--start", start, "--duration", 0.5, "--output", name,
                       recording.path, folder=tmp_path).succeeded()

@@ -1,4 +1,4 @@
-"""Boxes of the written files, read without FFmpeg."""
+"""Boxes of the output files, read without FFmpeg."""
 
 import pytest
 

@@ -27,7 +27,7 @@ def test_output_is_as_planned(converter, shelf, nvenc, tmp_path, kind, padding, 
     output = tmp_path / "out.mp4"
     run = converter.run(*BITRATES, "--sbs-codec", codec, *layout.options(), "--output", output, recording.path,
                         folder=tmp_path, settings=nvenc()).succeeded()
-    # Decoders on Windows have a device, on which the pictures then stay.
+    # On Windows the decoder has a device, and pictures stay on it.
     way = f"{PIXELS[codec, bits]}, CPU YUV processing"
     if converter.prefix:
         way = f"d3d11, GPU-resident {'P010' if bits == 10 else 'NV12'}"

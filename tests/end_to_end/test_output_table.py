@@ -49,7 +49,7 @@ def test_audio_packets_are_those_of_the_recording(converter, shelf, tmp_path, co
     run.succeeded()
     assert run.values("audio") == ([] if codec == "hevc" else ["stream copy (aac)"])
     source, copied = Movie(recording.path).audio_packets(), Movie(output).audio_packets()
-    # The packet that only primes the decoder ends where the movie starts; it may be left out.
+    # A packet that only primes the decoder ends where the movie starts; it may be missing.
     audible = [packet for packet in source if packet[0] + packet[1] > 1e-6]
     assert len(audible) == len(source) - 1
     assert [packet[2] for packet in copied if packet[0] + packet[1] > 1e-6] == [packet[2] for packet in audible]

@@ -1,4 +1,4 @@
-"""Nothing that exists is replaced without leave, and never the recording itself."""
+"""Existing files are replaced only with --overwrite, and the recording never."""
 
 import hashlib
 import os
@@ -11,7 +11,7 @@ from movie import Movie
 
 @pytest.fixture
 def clip(shelf, tmp_path):
-    """A copy of a recording that a test may endanger."""
+    """A copy of a recording, in case a test damages it."""
     source = shelf.get("--size", "256x256", "--seconds", 0.3)
     path = tmp_path / "clip.mp4"
     shutil.copyfile(source.path, path)

@@ -8,7 +8,7 @@ from expectations import (HDR_COLOURS, SDR_COLOURS, check_colours, layout_of, ta
 from movie import Movie
 
 NEARLY_LOSSLESS = ("--sdr-bitrate", "40M", "--hdr-bitrate", "40M")
-# Mean error and 99th percentile in codes of the output's depth.
+# Mean error and 99th percentile in code values of the output.
 BOUNDS = {("hevc", 8): (0.4, 2), ("hevc", 10): (1.5, 6), ("prores", 8): (4, 16), ("prores", 10): (2.5, 16)}
 
 
@@ -36,7 +36,7 @@ def test_eyes_agree_with_remap_by_opencv(converter, shelf, tmp_path, bits, codec
             expected = remapped(source[0][frame], map_x, map_y, 0) * scale
             found = result[0][frame][:, stream * width:(stream + 1) * width].astype(np.float64)
             errors = np.abs(found - expected)[covered]
-            # What remains is the loss of coding and of positions rounded to 1/32 pixel.
+            # Coding loss and the rounding of positions to 1/32 pixel remain.
             mean_bound, high_bound = BOUNDS[codec, bits]
             assert errors.mean() < mean_bound, f"{eye} luma, mean error {errors.mean():.3f}"
             assert np.percentile(errors, 99) < high_bound, f"{eye} luma, high error {np.percentile(errors, 99):.2f}"
@@ -64,7 +64,7 @@ def test_known_points_share_their_row_in_both_eyes(converter, shelf, tmp_path):
         common = set(left) & set(right)
         assert len(common) >= 6
         differences += [left[name][0][1] - right[name][0][1] for name in common]
-    # Pictures of discs are measured to a few hundredths of a pixel; the bound leaves room for nothing else.
+    # Discs are located to a few hundredths of a pixel; the bound allows for nothing else.
     assert np.abs(differences).max() < 0.1, f"rows differ by up to {np.abs(differences).max():.3f}"
 
 
@@ -145,11 +145,11 @@ def test_pixels_without_a_source_are_black(converter, shelf, tmp_path):
     for index, eye in enumerate(("left", "right")):
         map_x, map_y = recording.rig.maps(eye, recording.eye_size)
         shares.append(100 * float((map_x >= 0).mean()))
-        # Away from the border, where filters of resampling and coding mix both sides.
+        # Not at the border, where resampling and coding filters mix both sides.
         far_outside = cv2.erode((map_x < 0).astype(np.uint8), np.ones((25, 25), np.uint8)).astype(bool)
         well_inside = (np.minimum(map_x, map_y) > 16) & (np.maximum(map_x, map_y) < 320 - 17)
         found = luma[2][:, index * 320:(index + 1) * 320]
-        assert np.percentile(found[well_inside], 2) >= 14  # ringing beside white squares reaches below black
+        assert np.percentile(found[well_inside], 2) >= 14  # ringing next to white squares goes below black
         if far_outside.any():
             assert found[far_outside].max() <= 3
     assert min(shares) < 95, "this recording is meant to leave pixels uncovered"

@@ -1,4 +1,4 @@
-"""The packaged encoder as a process: missing, broken, dying, hanging; and who outlives whom."""
+"""The packaged encoder as a process: missing, broken, dying or hanging, and which process ends first."""
 
 import os
 import signal
@@ -19,12 +19,12 @@ FAILED = "packaged GPL FFmpeg software encoding failed"
 
 @pytest.fixture
 def recording(shelf):
-    # One raw frame of 1280x640 is larger than the pipe's buffer, so that a dead reader is noticed while writing.
+    # A raw frame of 1280x640 is larger than the pipe buffer, so a dead reader is noticed while writing.
     return shelf.get("--size", "640x640", "--seconds", 1)
 
 
 def script(folder, body):
-    """An encoder stand-in that passes the probe and then does as told."""
+    """A fake encoder that passes the probe and then runs the given script."""
     path = folder / "encoder"
     path.write_text(f'#!/bin/sh\ncase "$*" in *lavfi*) exit 0;; esac\n{body}\n')
     path.chmod(0o755)
@@ -96,7 +96,7 @@ def test_pipe_carries_whole_pictures_and_the_planned_arguments(native, recording
     settings = script(tmp_path, 'for word; do printf "%s\\n" "$word"; done >arguments.txt; wc -c >bytes.txt')
     native.run("--software", "--start", "0.1", "--duration", "0.5", "--sdr-bitrate", "5M", "--output", "out.mp4",
                recording.path, folder=tmp_path, settings=settings)
-    # The child works in its executable's folder.
+    # The child runs in the folder of its executable.
     assert int((tmp_path / "bytes.txt").read_text()) == 15 * 1280 * 640 * 3 // 2
     assert (tmp_path / "arguments.txt").read_text().splitlines() == [
         "-hide_banner", "-loglevel", "warning", "-f", "rawvideo", "-pixel_format", "yuv420p", "-video_size", "1280x640",

@@ -1,4 +1,4 @@
-"""The recordings themselves: what their truth files say is what the pictures and the sound hold."""
+"""The recordings: pictures and sound agree with the ground truth."""
 
 import numpy as np
 import pytest

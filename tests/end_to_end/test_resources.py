@@ -1,4 +1,4 @@
-"""Memory and reading effort do not grow with the recording."""
+"""Memory use and bytes read do not grow with the recording."""
 
 import subprocess
 import time
@@ -7,7 +7,7 @@ from movie import Movie
 
 
 def peak_memory_kib(native, recording, folder, *options):
-    """The converter's own peak, its children not counted."""
+    """Peak memory of the converter without its children."""
     process = native.start("--software", "--overwrite", *options, "--output", "out.mov", recording.path, folder=folder)
     peak = 0
     while process.poll() is None:
@@ -34,7 +34,7 @@ def read_bytes(native, recording, folder):
     """Bytes that an inspection reads, as the kernel counts them."""
     trace = folder / "io.txt"
     words = " ".join(f"'{word}'" for word in native.command("--inspect", recording.path))
-    # The shell's own count includes its finished child.
+    # The counter of the shell includes that of its finished child.
     subprocess.run(["sh", "-c", f"{words} >/dev/null; cat /proc/$$/io >'{trace}'"], cwd=folder,
                    env=native.environment({}), timeout=60, check=True)
     [line] = [line for line in trace.read_text().splitlines() if line.startswith("rchar:")]

@@ -16,8 +16,8 @@ from spatial_movie import (PPS, PREFIX_SEI, REFERENCE_DISPLAYS_SEI, SPS, VPS, Sp
                            parameter_sets, psnr)
 
 BITRATES = ("--sdr-bitrate", "12M", "--hdr-bitrate", "12M")
-# Decibels against the eye in nearly lossless coding, and how much closer it is than the other eye. The flash
-# leaves the eyes most alike.
+# PSNR in dB against the nearly lossless eye, and by how much it exceeds that against the other eye. During the flash
+# the eyes are most alike.
 OWN_EYE, CLOSER = 45.0, 12.0
 NOT_SUPPORTED = "Stereo MV-HEVC is not supported by the NVIDIA GPU and driver"
 NO_START = {
@@ -47,7 +47,7 @@ class Case:
                 *(("--untagged",) if self.untagged else ()))
 
     def picture_options(self):
-        """Those that decide what is in the pictures."""
+        """The options that determine the pictures."""
         words = ["--sbs-aspect-ratio-padding", self.padding]
         if self.eye_size:
             words += ["--eye-width", self.eye_size[0], "--eye-height", self.eye_size[1]]
@@ -110,7 +110,7 @@ def test_report_names_the_geometry_and_the_file(made):
 
 
 def test_views_show_their_own_eye_in_every_frame(made, converter, tmp_path):
-    """The mono conversion of each eye, in nearly lossless coding, is the reference."""
+    """The reference is the mono conversion of each eye in nearly lossless coding."""
     peak = 255 if made.case.bits == 8 else 1023
     pixel_format = "yuv420p10le" if made.case.bits == 10 else "yuvj420p" if made.case.untagged else "yuv420p"
     references = []
@@ -146,7 +146,7 @@ def test_other_players_see_the_left_view(made):
     assert (video["width"], video["height"]) == layout_for(made).size
     assert video["profile"] == ("Main" if made.case.bits == 8 else "Main 10")
     assert video["disposition"]["default"] == 1
-    # What is not tagged counts as full range.
+    # Untagged means full range.
     check_colours(movie, HDR_COLOURS if made.case.bits == 10 else SDR_COLOURS, "pc" if made.case.untagged else "tv")
     check_timing(movie, (30, 1), made.case.count)
     assert np.array_equal(movie.planes()[0], made.movie.views[0].planes[0])

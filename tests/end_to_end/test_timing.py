@@ -1,4 +1,4 @@
-"""Trimming, frame rates, and what becomes of late or unevenly stored eyes."""
+"""Trimming, frame rates, and eyes that are late or not interleaved."""
 
 import pytest
 
@@ -24,7 +24,7 @@ def test_trimmed_range_keeps_picture_and_sound_together(converter, shelf, tmp_pa
     recording = shelf.get("--size", "256x256", "--seconds", 1.5, *(("--codec", "hevc10") if bits == 10 else ()))
     options = ["--start", start] + (["--duration", duration] if duration else [])
     output, _ = convert(converter, recording, tmp_path, codec, *options)
-    # The first output frame is the one nearest to the start, and stands at time 0.
+    # The first output frame is the one nearest to the start; its time is 0.
     flash_times = [time - first / 30 for time in recording.flash_times if first / 30 <= time < first / 30 + count / 30]
     assert flash_times
     check_movie(output, recording, layout_of(recording), codec, bits == 10, range(first, first + count), flash_times)
@@ -99,7 +99,7 @@ def test_single_camera_serves_both_eyes(converter, shelf, tmp_path):
 
 @pytest.mark.parametrize("option, held", [("--right-offset", 4), ("--start-offset", 4)])
 def test_late_picture_is_filled_with_its_first_pair(converter, shelf, tmp_path, option, held):
-    """Eyes pair in the order of their frames, at the later one's time; the output starts at 0 all the same."""
+    """Eyes are paired in frame order at the time of the later frame; the output still starts at 0."""
     recording = shelf.get("--size", "320x320", "--seconds", 0.8, option, 0.1)
     output, _ = convert(converter, recording, tmp_path, "prores")
     luma, _, _ = Movie(output).planes()

@@ -1,4 +1,4 @@
-"""The Windows program beside the program of this machine: the same recordings, the same movies."""
+"""The Windows program compared with the program of this machine: same recordings, same movies."""
 
 import json
 import shlex
@@ -21,7 +21,7 @@ RECORDINGS = {
     8: ("--size", "320x320", "--rate", 24, "--seconds", 1),
     10: ("--size", "320x320", "--rate", 24, "--seconds", 1, "--codec", "hevc10"),
 }
-# What the packaged encoder's version decides; everything else must be equal.
+# What depends on the version of the packaged encoder; everything else must be equal.
 STREAM_FIELDS = ("index", "codec_type", "codec_name", "profile", "codec_tag_string", "width", "height", "pix_fmt",
                  "color_range", "color_space", "color_transfer", "color_primaries", "r_frame_rate", "avg_frame_rate",
                  "nb_frames", "sample_rate", "channels", "side_data_list", "disposition")
@@ -33,7 +33,7 @@ def reference(request):
 
 
 def report(run):
-    """What both programs must print alike: without notices about hardware, with one kind of separator."""
+    """The output that must be the same for both programs: without notices about hardware, with / in paths."""
     lines = [line for line in run.output.replace("\r\n", "\n").replace("\\", "/").split("\n") if "D3D11VA" not in line]
     return [line.removeprefix("Z:") for line in lines]
 
@@ -47,13 +47,13 @@ def box_kinds(box):
 
 
 def check_same_pictures(movie, other):
-    """Code for code: nothing between the decoder and the encoder depends on the system's mathematics."""
+    """Bit-exact: nothing between decoder and encoder depends on the mathematics library of the system."""
     for ours, theirs in zip(movie.planes(), other.planes()):
         np.testing.assert_array_equal(ours, theirs)
 
 
 def convert_on_both(converter, reference, folder, recording, name, *options):
-    """Runs of both programs with the same words, in folders of their own."""
+    """Runs both programs with the same arguments, each in its own folder."""
     movies = {}
     for side, program in (("windows", converter), ("linux", reference)):
         home = folder / side
@@ -82,7 +82,7 @@ def test_movie_is_that_of_linux(converter, reference, shelf, tmp_path, kind, pad
         assert box_kinds(read_boxes(windows.path)) == box_kinds(read_boxes(linux.path))
         check_same_pictures(windows, linux)
     else:
-        # Two versions of libx265 at a high rate; a shifted or misplaced picture would differ by far more.
+        # Two versions of libx265 at a high bit rate; a shifted or misplaced picture would differ far more.
         luma = [movie.planes()[0].astype(float) for movie in (windows, linux)]
         assert np.abs(luma[0] - luma[1]).mean() < (2 if bits == 8 else 8)
 
@@ -195,7 +195,7 @@ def test_package_runs_where_it_is_unpacked(converter, request, shelf, tmp_path):
 
 
 def test_ctrl_c_ends_the_encoder_too(converter, tmp_path):
-    # A console is where an interrupt comes from, and only a program on a terminal has one here.
+    # Interrupts come from a console, which a program has here only when it runs on a terminal.
     test = Converter(converter.program.with_name("app_program_test.exe"), converter.prefix)
     report_file = tmp_path / "report.json"
     words = shlex.join(test.command("--gtest_filter=ProgramInterrupt.*", "--gtest_output=json:report.json"))
