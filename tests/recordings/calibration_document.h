@@ -10,10 +10,11 @@
 
 namespace veyrin::recordings {
 
-/// The document of the sample at `seconds`.
+/// The calibration document of the sample at `seconds`.
 nlohmann::json calibration_document(const RecordingPlan& plan, const Rig& rig, double seconds);
 
-/// Cameras, flashes, the board's squares and every target's position and images, as tests want them.
+/// The ground truth: cameras, flashes, squares of the board, and the positions of all targets in space and
+/// images.
 nlohmann::json truth_document(const RecordingPlan& plan, const Rig& rig);
 
 /// "FILE.points.json" for the movie FILE.

@@ -12,7 +12,7 @@ namespace veyrin::recordings {
 
 enum class Eye { left, right };
 
-/// One eye's video; `scratch` is a file for the encoder's result and is removed again.
+/// The video of one eye; `scratch` is a temporary file for the encoder's output.
 [[nodiscard]] bool code_eye(const RecordingPlan& plan, const Rig& rig, Eye eye,
                             const std::filesystem::path& scratch, MediaTrack& track, std::string& error);
 

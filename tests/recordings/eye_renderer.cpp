@@ -9,13 +9,13 @@ namespace {
 
 constexpr double flash_share = 0.7;
 
-/// A colour and how much of what lies below it hides.
+/// A colour and its opacity.
 struct Layer {
   Colour colour;
   double share = 0.0;
 };
 
-// Four rays a pixel soften edges enough for a fisheye picture.
+// Four rays per pixel are enough antialiasing for a fisheye picture.
 constexpr std::array<ImagePoint, 4> sub_pixels{{{-0.25, -0.25}, {0.25, -0.25}, {-0.25, 0.25}, {0.25, 0.25}}};
 
 int even_below(double value) {
@@ -119,7 +119,7 @@ Picture EyeRenderer::frame(std::uint32_t number, double seconds, bool flash) con
   Picture picture = room_;
   draw_board(picture, number);
   for (const Target& target : targets()) draw_target(picture, target, seconds);
-  // The flash is the brightest signal there is, in HLG brighter than white paper.
+  // The flash is the brightest possible signal, in HLG brighter than white paper.
   if (flash) picture.wash(encode_signal({1.0, 1.0, 1.0}, coding_), flash_share, coding_.bits);
   return picture;
 }

@@ -8,12 +8,12 @@
 
 namespace veyrin::recordings {
 
-/// The room does not move, so it is cast once; each frame draws the board and the targets over it.
+/// The room does not move, so it is rendered once; each frame adds the board and the targets.
 class EyeRenderer {
  public:
   EyeRenderer(const FisheyeCamera& camera, const Placement& in_stage, const ColourCoding& coding);
 
-  /// The picture of one frame; `flash` bathes it in white light.
+  /// The picture of one frame; with `flash`, lit by the flash.
   [[nodiscard]] Picture frame(std::uint32_t number, double seconds, bool flash) const;
 
  private:
@@ -27,7 +27,7 @@ class EyeRenderer {
   void draw_board(Picture& picture, std::uint32_t number) const;
   void draw_target(Picture& picture, const Target& target, double seconds) const;
 
-  /// Mixes a colour over each pixel of an area: `cover(x, y)` answers for a position in the image.
+  /// Blends a colour over each pixel of an area; `cover(x, y)` returns it for a position in the image.
   template <typename Cover>
   void draw_over(Picture& picture, const Area& area, Cover cover) const;
 

@@ -1,4 +1,4 @@
-// Small double-precision geometry of the recording maker, independent of the converter's own.
+// Geometry in double precision for the recording maker, independent of the converter's.
 #pragma once
 
 #include <array>

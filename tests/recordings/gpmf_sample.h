@@ -8,7 +8,7 @@
 
 namespace veyrin::recordings {
 
-/// What a sample says of itself; the defaults make a well-formed one.
+/// Header fields of a sample; the defaults are those of a well-formed one.
 struct GpmfShape {
   std::string schema = "json/v1";
   int schema_count = -1;  ///< repeat count written for the schema; -1: its true length

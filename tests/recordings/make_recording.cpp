@@ -1,4 +1,4 @@
-// The recording maker: writes a recording like those of the real cameras, and what is true in it.
+// make_recording: writes a recording like those of real cameras, and a file with the ground truth.
 #include <cstdio>
 #include <exception>
 #include <string>

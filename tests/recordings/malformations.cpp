@@ -19,7 +19,7 @@ bool keep_share(const std::filesystem::path& path, double share) {
   return !failed;
 }
 
-/// Overwrites bytes with a fixed pseudo-random sequence, so that every run gives the same file.
+/// Overwrites bytes with a fixed pseudo-random sequence, so that every run writes the same file.
 bool scribble(const std::filesystem::path& path, double from_share, double to_share) {
   std::error_code failed;
   const auto size = static_cast<double>(std::filesystem::file_size(path, failed));
@@ -40,7 +40,7 @@ void remove_camera_key(json& document, const char* key) {
   for (json& camera : document["cameras"]) camera.erase(key);
 }
 
-/// Sets every byte of a video track's samples but the length and header of its first unit.
+/// Sets every byte of the samples of a video track except the length and header of the first NAL unit.
 void garble_video(std::vector<MediaTrack>& tracks, std::size_t from_sample, std::size_t every) {
   std::uint32_t state = 99;
   for (MediaTrack& track : tracks) {
@@ -176,7 +176,7 @@ std::vector<Malformation> sample_faults() {
   };
 }
 
-/// From the middle on, all video stands 2000 s later.
+/// Delays the second half of all video by 2000 s.
 void jump_in_time(std::vector<MediaTrack>& tracks) {
   for (MediaTrack& track : tracks) {
     if (track.kind != TrackKind::video) continue;

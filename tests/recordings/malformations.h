@@ -1,4 +1,4 @@
-// Faults that a recording can be given on purpose.
+// Deliberate faults of a recording.
 #pragma once
 
 #include <filesystem>
@@ -12,16 +12,16 @@
 
 namespace veyrin::recordings {
 
-/// One metadata sample before its records are made.
+/// A metadata sample before it becomes records.
 struct SampleDraft {
   int index = 0;  ///< from 0 within its track
   std::string payload;
   GpmfShape shape;
-  int cut_bytes = 0;    ///< taken off the finished sample's end
-  int most_bytes = -1;  ///< of the finished sample; -1: all
+  int cut_bytes = 0;    ///< removed from the end of the finished sample
+  int most_bytes = -1;  ///< maximum size of the finished sample; -1: any
 };
 
-/// A named fault; absent steps leave the recording as it is.
+/// A named fault; steps that are null change nothing.
 struct Malformation {
   std::string name;
   std::string what;
@@ -34,7 +34,7 @@ struct Malformation {
 
 const std::vector<Malformation>& malformations();
 
-/// Null when there is none of that name.
+/// Null if there is no fault of that name.
 const Malformation* find_malformation(std::string_view name);
 
 }  // namespace veyrin::recordings

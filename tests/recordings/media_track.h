@@ -1,4 +1,4 @@
-// Encoded samples of one track on their way into a movie file.
+// The encoded samples of a track, to be written into a movie file.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,7 @@ struct MediaTrack {
   std::vector<std::uint8_t> decoder_config;  ///< avcC or hvcC content, or the AudioSpecificConfig
   std::uint32_t time_scale = 1000;
   int width = 0, height = 0;          ///< video
-  int quarter_turns = 0;              ///< video: clockwise turns that a player shall make
+  int quarter_turns = 0;              ///< video: clockwise turns for display
   std::optional<ColourTags> colour;   ///< video: content of the colr box
   int channels = 0, sample_rate = 0;  ///< audio
   double delay_seconds = 0.0;         ///< empty time before the first sample is presented

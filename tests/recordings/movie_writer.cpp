@@ -14,7 +14,7 @@ struct SampleRef {
   std::size_t track = 0, sample = 0;
 };
 
-/// The order in which samples stand in the file.
+/// The order of samples in the file.
 std::vector<SampleRef> file_order(const std::vector<MediaTrack>& tracks, bool track_after_track) {
   std::vector<SampleRef> order;
   for (std::size_t track = tracks.size(); track-- > 0;) {

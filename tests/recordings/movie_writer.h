@@ -1,4 +1,4 @@
-// Writes MP4/QuickTime files with full say over what stands where, which no muxer library gives.
+// Writes MP4 and QuickTime files with full control of their layout, which no muxer library offers.
 #pragma once
 
 #include <cstdint>
@@ -11,10 +11,11 @@
 namespace veyrin::recordings {
 
 struct MovieLayout {
-  bool index_first = false;        ///< moov before mdat
-  bool track_after_track = false;  ///< all samples of the last track first, then those of the one before, ...
-  std::uint64_t hole_bytes = 0;    ///< unwritten bytes in the middle of mdat; sparse on most file systems
-  bool quicktime = false;          ///< brand "qt  " instead of an ISO one
+  bool index_first = false;  ///< moov before mdat
+  bool track_after_track =
+      false;  ///< not interleaved: all samples of the last track first, then those of the one before, ...
+  std::uint64_t hole_bytes = 0;  ///< unwritten bytes in the middle of mdat; sparse on most file systems
+  bool quicktime = false;        ///< brand "qt  " instead of an ISO one
 };
 
 /// False with one message in `error` when the file cannot be written.

@@ -1,4 +1,4 @@
-// Planar 4:2:0 pictures and the colour coding that turns a signal into their codes.
+// Planar 4:2:0 pictures, and the colour coding from signals to code values.
 #pragma once
 
 #include <cstddef>
@@ -21,14 +21,14 @@ struct Yuv {
   double y = 0.0, u = 0.0, v = 0.0;
 };
 
-/// Codes of a scene's colour, which is given as a BT.709 signal. HLG carries the same light, with white at
-/// 75 % of its signal as ITU-R BT.2408 has it.
+/// Codes of a scene colour, which is given as a BT.709 signal. HLG shows the same light, with white at 75 %
+/// of the signal range as in ITU-R BT.2408.
 Yuv encode_colour(Colour colour, const ColourCoding& coding);
 
-/// Codes of the coding's own R'G'B' signal.
+/// Codes of an R'G'B' signal in this coding.
 Yuv encode_signal(Colour signal, const ColourCoding& coding);
 
-/// One 4:2:0 picture of even size. Samples are held in 16 bits whatever the depth.
+/// A 4:2:0 picture of even size. Samples have 16 bits at every bit depth.
 struct Picture {
   Picture() = default;
   Picture(int picture_width, int picture_height);
@@ -36,7 +36,7 @@ struct Picture {
   int width = 0, height = 0;
   std::vector<std::uint16_t> y, u, v;
 
-  /// Rounded to the depth's codes and stored.
+  /// Stores codes, rounded to the bit depth.
   void set_luma(int column, int row, double code, int bits);
   void set_chroma(int column, int row, double u_code, double v_code, int bits);
   [[nodiscard]] std::size_t luma_index(int column, int row) const {

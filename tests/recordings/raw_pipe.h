@@ -1,4 +1,4 @@
-// A child process that takes raw data through its standard input.
+// A child process that reads raw data from its standard input.
 #pragma once
 
 #include <cstdint>

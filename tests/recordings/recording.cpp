@@ -54,7 +54,7 @@ bool code_eyes(const RecordingPlan& plan, const Rig& rig, std::vector<MediaTrack
                std::string& error) {
   MediaTrack left, right;
   std::string right_error;
-  // One thread an eye: rendering and both encoders keep two processors busy.
+  // One thread per eye: rendering and both encoders keep two processors busy.
   std::future<bool> right_done;
   if (!plan.single_camera) {
     right_done = std::async(std::launch::async, [&] {

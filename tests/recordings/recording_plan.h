@@ -1,4 +1,4 @@
-// What a recording shall be like: the options of the recording maker.
+// The properties of a recording: the options of make_recording.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,7 @@ struct RecordingPlan {
   bool full_range = false;
   bool untagged = false;     ///< no colour description at all
   std::string pixel_format;  ///< of the coded video; empty: 4:2:0 at the codec's depth
-  int group_length = 0;      ///< frames per group of pictures; 0: about half a second
+  int group_length = 0;      ///< frames per GOP; 0: about half a second
   int b_frames = 0;
   RigShape rig;
 
@@ -43,7 +43,7 @@ struct RecordingPlan {
   double metadata_interval = 0.5;  ///< seconds between timed-metadata samples
   std::string handler_name = "Kaleth Timed Metadata";
   std::string metadata_tag = "gpmd";
-  bool extra_data_stream = false;  ///< an earlier unnamed gpmd track with samples of another kind
+  bool extra_data_stream = false;  ///< an unnamed gpmd track with other samples before the metadata track
 
   bool audio = true;
   bool empty_right = false;   ///< the right eye's track has no samples
@@ -58,13 +58,12 @@ struct RecordingPlan {
 
   [[nodiscard]] int frame_count() const;
   [[nodiscard]] double frame_time(int frame) const;
-  /// One frame each second, half a second after each full one.
+  /// One frame per second, half a second after each full second.
   [[nodiscard]] bool is_flash(int frame) const;
   [[nodiscard]] ColourCoding coding() const;
 };
 
-/// Reads the command line; false with one message in `error`. `help` is set when only the usage was asked
-/// for.
+/// Reads the command line; false with one message in `error`. Sets `help` if only the usage was asked for.
 [[nodiscard]] bool parse_recording_plan(const std::vector<std::string>& arguments, RecordingPlan& plan,
                                         bool& help, std::string& error);
 

@@ -50,7 +50,7 @@ std::optional<Vector3> Unprojector::direction(double x, double y) const {
 Rig make_rig(int width, int height, const RigShape& shape) {
   const double focal = shape.focal * width;
   Rig rig;
-  // The lens values are those of no real camera; the eyes differ in every one of them.
+  // The values are not those of a real camera, and all of them differ between the eyes.
   rig.left = {width,
               height,
               focal * 0.995,

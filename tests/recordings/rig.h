@@ -1,5 +1,4 @@
-// The stereo rig that a recording pretends to come from: two fisheye cameras, not alike and not quite
-// parallel.
+// The stereo rig that a recording is rendered for: two different fisheye cameras, not quite parallel.
 #pragma once
 
 #include <optional>
@@ -22,7 +21,7 @@ struct FisheyeCamera {
 
   /// Distorted angle of a ray `theta` radians off the axis.
   [[nodiscard]] double distorted(double theta) const;
-  /// Where a point of the camera frame lands; nothing at or behind the edge of the image circle.
+  /// Image position of a point of the camera frame; nothing at or beyond the edge of the image circle.
   [[nodiscard]] std::optional<ImagePoint> project(Vector3 point) const;
 };
 

@@ -22,7 +22,7 @@ bool checker(double u, double v, double side) {
   return (cell & 1) != 0;
 }
 
-/// Letters on the walls tell a viewer which way the picture is turned: 5x7 dots each.
+/// Letters on the walls show the orientation of the picture: 5x7 dots each.
 struct Glyph {
   char letter;
   std::array<std::string_view, 7> rows;
@@ -89,7 +89,7 @@ Vector3 Target::position(double seconds) const {
 std::optional<Target::Sample> Target::sample(double angle, double core_angle) const {
   const double ratio = angle / core_angle;
   if (ratio >= target_outer_ratio) return std::nullopt;
-  // Soft edges keep the centre measurable far below a pixel.
+  // Soft edges allow the centre to be measured to a small fraction of a pixel.
   const double white = 1.0 - smooth_step(0.6, 1.3, ratio);
   const double coloured = smooth_step(1.9, 2.3, ratio);
   return Sample{mix(mix({0.02, 0.02, 0.02}, {0.97, 0.97, 0.97}, white), rim, coloured),

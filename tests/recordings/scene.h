@@ -1,5 +1,5 @@
-// What stands in front of the rig: a room, a board that shows the frame's number, and moving targets with
-// known centres.
+// The scene in front of the rig: a room, a board that shows the frame number, and moving targets with known
+// centres.
 #pragma once
 
 #include <cstdint>

@@ -13,7 +13,7 @@ std::uint64_t media_duration(const MediaTrack& track) {
   return static_cast<std::uint64_t>(total);
 }
 
-/// Media time at which the presentation starts: samples before pts 0 are decoded but not shown.
+/// Media time at which the presentation starts; samples before pts 0 are decoded but not shown.
 std::uint64_t media_start(const MediaTrack& track) {
   return track.samples.empty() ? 0 : static_cast<std::uint64_t>(-track.samples.front().dts);
 }
@@ -107,7 +107,7 @@ void append_video_entry(BoxBuilder& boxes, const MediaTrack& track) {
   boxes.u32(0x00480000);  // 72 dpi
   boxes.u32(0x00480000);
   boxes.u32(0);
-  boxes.u16(1);  // one frame a sample
+  boxes.u16(1);  // one frame per sample
   boxes.zeros(32);
   boxes.u16(24);
   boxes.u16(0xFFFF);
@@ -180,7 +180,7 @@ void append_sample_table(BoxBuilder& boxes, const MediaTrack& track,
   append_runs(boxes, "stts", durations);
   if (shifted) append_runs(boxes, "ctts", shifts);
   append_sync_samples(boxes, track);
-  // Every sample is a chunk of its own.
+  // Each sample is a chunk.
   boxes.begin_full("stsc", 0, 0);
   boxes.u32(track.samples.empty() ? 0 : 1);
   if (!track.samples.empty()) {

@@ -1,4 +1,4 @@
-// What the simulated GPU says it can do.
+// The capabilities that the simulated GPU reports.
 #pragma once
 
 #include <ffnvcodec/nvEncodeAPI.h>
@@ -15,13 +15,13 @@ std::vector<GUID> codecs(const Settings& settings);
 /// Throws a Refusal for a codec that this GPU does not have.
 void require_codec(const Settings& settings, const GUID& codec);
 
-/// 0 for what it cannot do.
+/// 0 for unsupported capabilities.
 int capability(const Settings& settings, const GUID& codec, NV_ENC_CAPS question);
 
-/// The largest number of B-frames in a row.
+/// The largest number of consecutive B-frames.
 int max_b_frames(const GUID& codec);
 
-/// What a caller starts from. Throws a Refusal for an unknown preset or tuning.
+/// The configuration that a caller starts from. Throws a Refusal for an unknown preset or tuning.
 NV_ENC_CONFIG preset_configuration(const Settings& settings, const GUID& codec, const GUID& preset,
                                    NV_ENC_TUNING_INFO tuning);
 

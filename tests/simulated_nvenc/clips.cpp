@@ -16,7 +16,7 @@ namespace {
 
 constexpr int frame_rate = 30;
 
-/// A value between 0 and 1 of a pattern that moves and looks different in each view.
+/// A value between 0 and 1 of a pattern that moves and differs between the views.
 double pattern(int plane, int x, int y, int view, std::int64_t moment) {
   const double shift = view == 0 ? 0.0 : 11.0;
   const auto t = static_cast<double>(moment);
@@ -78,7 +78,7 @@ CodecContextPtr configured(const EncodeRequest& request) {
   return context;
 }
 
-/// All packets that are ready; a result other than 0 is an error.
+/// Takes all packets that are ready; a result other than 0 is an error.
 int receive(AVCodecContext& context, EncodeRun& run) {
   for (;;) {
     PacketPtr packet(av_packet_alloc());

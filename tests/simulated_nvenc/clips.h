@@ -1,4 +1,4 @@
-// Moving pictures sent through FFmpeg's NVENC encoders and back.
+// Test clips that are encoded by FFmpeg's NVENC encoders and decoded again.
 #pragma once
 
 #include <array>
@@ -12,7 +12,7 @@
 
 namespace veyrin::test {
 
-/// One picture handed to the encoder.
+/// A picture that is passed to the encoder.
 struct Send {
   int view = 0;
   std::int64_t moment = 0;  ///< what is painted
@@ -28,7 +28,7 @@ struct EncodeRequest {
   bool global_header = false;
   std::vector<std::pair<std::string, std::string>> options;
   std::vector<Send> pictures;
-  AVBufferRef* surfaces = nullptr;  ///< of a GPU, on which the pictures are handed in; borrowed
+  AVBufferRef* surfaces = nullptr;  ///< GPU frames that the pictures are passed in; borrowed
 };
 
 /// `count` moments of one view.
@@ -38,7 +38,7 @@ std::vector<Send> two_views(int count);
 
 struct EncodeRun {
   int open_result = 0;
-  int encode_result = 0;  ///< of the first call that failed
+  int encode_result = 0;  ///< result of the first call that failed
   std::string headers;
   std::vector<PacketPtr> packets;
 };
@@ -48,8 +48,8 @@ EncodeRun encode(const EncodeRequest& request);
 /// The picture that was sent.
 FramePtr painted(const EncodeRequest& request, int view, std::int64_t moment);
 
-/// Every two packets joined to one, and for each view the frames that come out of it, in display order.
-/// Throws when the decoder fails.
+/// Joins packets in pairs and decodes them: the frames of each view in display order. Throws when the decoder
+/// fails.
 std::array<std::vector<FramePtr>, 2> decode_views(const EncodeRun& run);
 
 /// The frames of a stream of one view, in display order. Throws when the decoder fails.
@@ -57,10 +57,10 @@ std::vector<FramePtr> decode_one_view(const EncodeRun& run, AVCodecID codec);
 
 /// Of the luma of both, over all the frames; the first is a view that was sent.
 double luma_psnr(const EncodeRequest& sent, int view, const std::vector<FramePtr>& decoded);
-/// dB; what an encoder has to reach with such pictures.
+/// PSNR in dB that an encoder must reach with such pictures.
 inline constexpr double good_psnr = 38;
 
-/// All packets behind each other, as a stream of one view.
+/// All packets concatenated to a stream of one view.
 std::string elementary_stream(const EncodeRun& run);
 
 }  // namespace veyrin::test

@@ -27,7 +27,7 @@ class BitWriter {
     bits(coded, length);
   }
 
-  /// Pads as at the end of a message: a one and zeros, unless the bytes are full.
+  /// Pads the end of a message with a one and zeros, unless the last byte is full.
   std::vector<std::uint8_t> finished_payload() {
     if (used_ % 8 != 0) bits(1, 1);
     return bytes_;
@@ -83,7 +83,7 @@ std::vector<std::uint8_t> display_message(const HEVC_3D_REFERENCE_DISPLAY_INFO& 
   std::vector<std::uint8_t> unit{0, 0, 0, 1, prefix_message, 1};
   int zeros = 0;
   for (const std::uint8_t byte : raw) {
-    // Nothing inside a unit may look like a start code.
+    // Emulation prevention: nothing inside a NAL unit may look like a start code.
     if (zeros == 2 && byte <= 3) {
       unit.push_back(3);
       zeros = 0;

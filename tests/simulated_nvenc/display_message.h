@@ -1,4 +1,4 @@
-// The HEVC message about reference displays, as it comes in front of the first picture of two views.
+// The HEVC SEI message about reference displays, which precedes the first picture of a two-view stream.
 #pragma once
 
 #include <ffnvcodec/nvEncodeAPI.h>
@@ -8,7 +8,7 @@
 
 namespace veyrin::simulated_nvenc {
 
-/// A unit with start code. Throws a Refusal for more displays than the structure holds.
+/// A NAL unit with start code. Throws a Refusal for more displays than the structure holds.
 std::vector<std::uint8_t> display_message(const HEVC_3D_REFERENCE_DISPLAY_INFO& displays);
 
 }  // namespace veyrin::simulated_nvenc

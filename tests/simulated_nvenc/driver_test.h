@@ -1,4 +1,4 @@
-// A machine with the simulated driver, for one test.
+// Test fixture: a machine with the simulated driver.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ namespace veyrin::test {
 class SimulatedDriver : public testing::Test {
  protected:
   SimulatedDriver() {
-    // What FFmpeg says about refusals that a test asks for would only be noise.
+    // FFmpeg's messages about refusals that a test provokes would only be noise.
     av_log_set_level(AV_LOG_QUIET);
     set("LOG", platform::path_to_utf8(folder_ / "log"));
   }
@@ -27,7 +27,7 @@ class SimulatedDriver : public testing::Test {
     for (const std::string& name : changed_) remove_variable(name.c_str());
   }
 
-  /// Sets one of the driver's variables until the test is over.
+  /// Sets one of the driver's variables until the end of the test.
   void set(const std::string& name, const std::string& value) {
     changed_.push_back("VEYRIN_SIMULATED_NVENC_" + name);
     set_variable(changed_.back().c_str(), value);

@@ -43,7 +43,7 @@ SessionTable& sessions() {
   return table;
 }
 
-/// Does the work on the handle's session; what goes wrong becomes the status and the last error.
+/// Calls `work` with the session of the handle; errors become the status and the last error.
 template <typename Work>
 NVENCSTATUS on_session(void* handle, Work work) {
   const auto session = sessions().find(handle);
@@ -155,7 +155,7 @@ const char* last_error(void* handle) {
   return session == nullptr ? "no such session" : session->last_error();
 }
 
-/// What this driver does not know.
+/// For functions that this driver does not implement.
 template <typename... Arguments>
 NVENCSTATUS unimplemented(Arguments... /*ignored*/) {
   return NV_ENC_ERR_UNIMPLEMENTED;

@@ -1,4 +1,4 @@
-// A session by the driver's own interface, without FFmpeg in between.
+// Test fixture: an encode session that uses the driver's interface without FFmpeg.
 #pragma once
 
 #include <ffnvcodec/nvEncodeAPI.h>

@@ -1,4 +1,4 @@
-// What FFmpeg's encoders give with the simulated driver, judged by decoding it.
+// The output of FFmpeg's encoders with the simulated driver, checked by decoding it.
 #include <gmock/gmock.h>
 
 #include <set>
@@ -9,7 +9,7 @@
 namespace veyrin::test {
 namespace {
 
-constexpr double wrong = 25;  // dB; what another picture stays below
+constexpr double wrong = 25;  // dB; the PSNR against another picture is lower
 constexpr int moments = 12;
 
 EncodeRequest spatial(AVPixelFormat format) {

@@ -1,4 +1,4 @@
-// What FFmpeg and the program's own probe make of a simulated GPU that cannot or will not.
+// FFmpeg and the program's probe with a simulated GPU that lacks capabilities or fails.
 #include <gmock/gmock.h>
 
 #include "decode/nvenc_probe.h"

@@ -1,4 +1,4 @@
-// What an encode session is set up with: the rules of the interface, and the settings they leave.
+// The initialization of an encode session: checks its parameters and derives the settings of the coder.
 #pragma once
 
 #include <ffnvcodec/nvEncodeAPI.h>
@@ -14,13 +14,13 @@ enum class HeaderPlacement { never, first_picture, every_idr };
 struct SessionSetup {
   StreamSettings stream;
   HeaderPlacement headers = HeaderPlacement::first_picture;
-  bool display_information = false;  ///< the message about reference displays is wanted
+  bool display_information = false;  ///< write the message about reference displays
 };
 
-/// Throws a Refusal for what a driver would not take.
+/// Throws a Refusal for parameters that a driver would not accept.
 SessionSetup accept(const NV_ENC_INITIALIZE_PARAMS& parameters, const Settings& settings);
 
-/// The set-up as one line for the log.
+/// The settings as one line for the log.
 std::string description(const NV_ENC_INITIALIZE_PARAMS& parameters, const SessionSetup& setup);
 
 }  // namespace veyrin::simulated_nvenc

@@ -2,7 +2,7 @@
 
 namespace veyrin::simulated_nvenc {
 
-// The rows are longer than the picture, so that callers who ignore the pitch are found out.
+// Rows are longer than those of the picture, so that callers that ignore the pitch are noticed.
 InputBuffer::InputBuffer(const PictureLayout& layout)
     : PictureSource(layout),
       pitch((static_cast<std::size_t>(layout.width) * (bit_depth(layout.format) == 10 ? 2 : 1) + 255) / 128 *

@@ -1,4 +1,4 @@
-// The calls themselves, made in ways that FFmpeg never makes them.
+// Direct calls of the interface, as FFmpeg never makes them.
 #include <ffnvcodec/nvEncodeAPI.h>
 #include <gmock/gmock.h>
 
@@ -11,7 +11,7 @@
 namespace veyrin::test {
 namespace {
 
-/// A session on a device that nothing looks into.
+/// A session on a device that is never used.
 class EncoderInterface : public EncoderSession {
  protected:
   EncoderInterface() { EXPECT_EQ(open(NV_ENC_DEVICE_TYPE_CUDA, &device_), NV_ENC_SUCCESS); }

@@ -1,4 +1,4 @@
-// Streams of one view, judged by this machine's command-line programs.
+// Streams of one view, checked with the command-line programs of this machine.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -27,7 +27,7 @@ std::ostream& operator<<(std::ostream& out, const OneViewCase& one) {
 
 class OneView : public SimulatedDriver, public testing::WithParamInterface<OneViewCase> {};
 
-/// The luma of the stream as the command-line program decodes it, against what was sent.
+/// Compares the luma of the stream, decoded by the command-line program, with the source.
 double decoded_psnr(const std::filesystem::path& stream, const OneViewCase& one,
                     const EncodeRequest& request) {
   const bool ten_bit = request.format == AV_PIX_FMT_P010;

@@ -1,4 +1,4 @@
-// Which kind each picture becomes, and which pictures are coded together.
+// Decides the type of each picture and which pictures are coded together.
 #pragma once
 
 #include <cstdint>
@@ -9,14 +9,14 @@
 
 namespace veyrin::simulated_nvenc {
 
-/// Groups that need no later picture: an IDR picture alone, or B-frames with the P-frame behind them.
+/// Groups that depend on no later picture: a single IDR picture, or B-frames and the P-frame after them.
 class PictureOrder {
  public:
   PictureOrder(std::uint32_t idr_period, int b_frames) : idr_period_(idr_period), b_frames_(b_frames) {}
 
-  /// Takes the next picture in display order; gives the groups that are complete now, also in display order.
+  /// Adds the next picture in display order; returns the groups that are now complete, also in display order.
   std::vector<std::vector<InputPicture>> add(InputPicture picture, bool force_idr);
-  /// The pictures that were waiting for more.
+  /// The pictures of the incomplete group.
   std::optional<std::vector<InputPicture>> finish();
 
  private:

@@ -1,4 +1,4 @@
-// Pictures as callers hand them in, wherever their samples are.
+// Input pictures of callers, wherever their samples are stored.
 #pragma once
 
 #include <ffnvcodec/nvEncodeAPI.h>
@@ -16,10 +16,10 @@ struct PictureLayout {
   NV_ENC_BUFFER_FORMAT format = NV_ENC_BUFFER_FORMAT_UNDEFINED;
 };
 
-/// 8 or 10 for the formats that are taken, 0 for others.
+/// 8 or 10 for supported formats, otherwise 0.
 int bit_depth(NV_ENC_BUFFER_FORMAT format);
 
-/// The planes of a picture whose luma rows lie `pitch` bytes apart; chroma follows behind the last of them.
+/// The planes of a picture with luma rows `pitch` bytes apart; chroma follows the last of them.
 Planes separate_planes(const PictureLayout& layout, std::span<const std::uint8_t> rows, std::size_t pitch);
 
 class PictureSource {

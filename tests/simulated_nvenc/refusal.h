@@ -9,7 +9,7 @@
 
 namespace veyrin::simulated_nvenc {
 
-/// Becomes the call's status; the text is what the last-error call gives.
+/// Becomes the status of the call; the last-error call returns the text.
 class Refusal : public std::runtime_error {
  public:
   Refusal(NVENCSTATUS status, const std::string& reason) : std::runtime_error(reason), status_(status) {}

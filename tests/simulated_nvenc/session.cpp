@@ -83,7 +83,7 @@ NVENCSTATUS Session::encode(const NV_ENC_PIC_PARAMS& parameters) {
           "another format than the buffer's");
   require(parameters.pictureStruct == NV_ENC_PIC_STRUCT_FRAME, NV_ENC_ERR_UNSUPPORTED_PARAM,
           "only whole frames are encoded");
-  // FFmpeg tells no size with textures, and drivers take that.
+  // FFmpeg passes no size with textures, and drivers accept that.
   const bool size_told = parameters.inputWidth != 0 || parameters.inputHeight != 0;
   require(layout.width == stream.width && layout.height == stream.height &&
               (!size_told || (parameters.inputWidth == static_cast<std::uint32_t>(stream.width) &&
@@ -102,7 +102,7 @@ NVENCSTATUS Session::encode(const NV_ENC_PIC_PARAMS& parameters) {
     in_flight_[picture.number] = std::move(*complete);
     for (const auto& group : order_->add(std::move(picture), force_idr)) code(group);
   }
-  // A view that will never be ready is one that no later call announces.
+  // A view that is never delivered: no later call reports it as ready.
   if (settings_.odd_views) return first_view ? NV_ENC_SUCCESS : NV_ENC_ERR_NEED_MORE_INPUT;
   return waiting_outputs_.empty() ? NV_ENC_SUCCESS : NV_ENC_ERR_NEED_MORE_INPUT;
 }
@@ -132,7 +132,7 @@ bool Session::wants_headers(const CodedPicture& picture, std::size_t view) const
   return true;
 }
 
-// The k-th coded view goes to the k-th buffer that was handed in, whichever picture came with it.
+// The k-th coded view goes to the k-th output buffer, whichever picture was passed along with that.
 void Session::deliver(CodedPicture& picture) {
   auto origins = std::move(in_flight_.extract(picture.number).mapped());
   for (std::size_t view = 0; view < picture.views.size(); ++view) {

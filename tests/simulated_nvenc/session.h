@@ -1,4 +1,4 @@
-// One encode session: its buffers, and the way of a picture from input to output.
+// An encode session: its buffers and the path of a picture from input to output.
 #pragma once
 
 #include <ffnvcodec/nvEncodeAPI.h>
@@ -20,7 +20,7 @@
 
 namespace veyrin::simulated_nvenc {
 
-/// What one coded view is fetched from.
+/// The buffer that a coded view is read from.
 struct OutputBuffer {
   enum class State { free, submitted, coded, locked };
   State state = State::free;
@@ -30,10 +30,10 @@ struct OutputBuffer {
   int average_qp = 0;
 };
 
-/// Calls in the order that a driver wants; everything else throws a Refusal.
+/// Calls must come in the order that a driver requires; others throw a Refusal.
 class Session {
  public:
-  /// `textures` is null for a device whose textures are no input.
+  /// `textures` is null for a device whose textures cannot be used as input.
   Session(Settings settings, std::unique_ptr<TextureDevice> textures)
       : settings_(std::move(settings)), texture_device_(std::move(textures)) {}
   ~Session();
@@ -62,7 +62,7 @@ class Session {
 
   void sequence_parameters(NV_ENC_SEQUENCE_PARAM_PAYLOAD& parameters);
 
-  /// Whether the outputs of everything handed in may be fetched now.
+  /// Whether the output of all submitted pictures can be read now.
   NVENCSTATUS encode(const NV_ENC_PIC_PARAMS& parameters);
 
   void remember_error(const std::string& text) { last_error_ = text; }

@@ -1,4 +1,4 @@
-// The buffers of a session, between which pictures and coded views change hands.
+// The input and output buffers of a session.
 #include <memory>
 
 #include "tests/simulated_nvenc/refusal.h"

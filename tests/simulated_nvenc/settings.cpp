@@ -41,7 +41,7 @@ Settings settings_from_environment() {
   settings.odd_views = flag("ODD_VIEWS", settings.odd_views);
   settings.view_time_offset = number("VIEW_TIME_OFFSET").value_or(0);
   settings.log_file = variable("LOG").value_or("");
-  // Only without B-frames is the last picture known to be alone.
+  // Only without B-frames is the last picture certain to be alone in its group.
   if (settings.odd_views) settings.b_frames = 0;
   return settings;
 }

@@ -1,4 +1,4 @@
-// An encoder behind the simulated driver. Kept free of the driver's own header, whose names clash with
+// An encoder behind the simulated driver. Does not include the driver's header, whose names clash with
 // x265's.
 #pragma once
 
@@ -17,9 +17,9 @@ enum class RateMode { constant_qp, constant_quality, bit_rate };
 
 struct RateSettings {
   RateMode mode = RateMode::bit_rate;
-  int qp = 0;  ///< of P-frames; the others lie around it
+  int qp = 0;  ///< of P-frames; that of other frames is close to it
   double quality = 0;
-  std::uint32_t bits_per_second = 0;  ///< of all views together
+  std::uint32_t bits_per_second = 0;  ///< for all views together
 };
 
 /// Numbers as the codecs write them.
@@ -57,7 +57,7 @@ struct Planes {
 
 enum class PictureKind { idr, forward, bidirectional };
 
-/// All views of one moment.
+/// All views of one frame.
 struct InputPicture {
   std::vector<Planes> views;
   std::int64_t number = 0;  ///< in display order
@@ -71,14 +71,14 @@ struct CodedPicture {
   int average_qp = 0;
 };
 
-/// Encodes groups of pictures so that nothing of a group stays inside. Throws std::runtime_error when the
+/// Encodes groups of pictures; no picture of a group stays in the encoder. Throws std::runtime_error when the
 /// library fails.
 class StreamCoder {
  public:
   virtual ~StreamCoder() = default;
-  /// The parameter sets alone, in Annex B.
+  /// The parameter sets in Annex B format.
   virtual std::vector<std::uint8_t> parameter_sets() = 0;
-  /// Takes the group in display order and gives it in coding order.
+  /// Encodes a group, given in display order; the result is in coding order.
   virtual std::vector<CodedPicture> code(std::span<const InputPicture> group) = 0;
 };
 

@@ -14,14 +14,15 @@ class RegisteredTexture : public PictureSource {
   using PictureSource::PictureSource;
 
   bool mapped = false;
-  /// What a mapped texture is called in later calls; a handle of its own, as a driver gives one.
+  /// The handle of the mapped texture for later calls; distinct from that of the registration, as with a
+  /// driver.
   [[nodiscard]] void* mapped_handle() { return &mapped; }
 };
 
 class TextureDevice {
  public:
   virtual ~TextureDevice() = default;
-  /// Holds on to the texture. Throws a Refusal for a resource that cannot hold such a picture.
+  /// Keeps a reference to the texture. Throws a Refusal for a resource that cannot hold such a picture.
   virtual std::unique_ptr<RegisteredTexture> take(void* texture, std::uint32_t subresource,
                                                   const PictureLayout& layout) = 0;
 };

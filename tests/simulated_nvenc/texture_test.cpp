@@ -1,4 +1,4 @@
-// Pictures handed in as Direct3D 11 textures.
+// Input pictures in Direct3D 11 textures.
 #include <ffnvcodec/nvEncodeAPI.h>
 #include <gmock/gmock.h>
 
@@ -21,7 +21,8 @@ BufferRefPtr new_device() {
   return BufferRefPtr(device);
 }
 
-/// Textures for pictures of the request: with a pool size the slices of one, without it one for each.
+/// Textures for pictures of the request: slices of one texture array if a pool size is given, otherwise one
+/// each.
 BufferRefPtr new_surfaces(AVBufferRef& device, const EncodeRequest& request, int pool_size) {
   BufferRefPtr surfaces(av_hwframe_ctx_alloc(&device));
   auto& frames = *reinterpret_cast<AVHWFramesContext*>(surfaces->data);

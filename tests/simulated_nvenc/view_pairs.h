@@ -1,4 +1,4 @@
-// Pictures as they are handed in, one call per view.
+// Joins pictures, which come in one call per view, to frames of all views.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace veyrin::simulated_nvenc {
 
-/// One view of a moment, with what its output has to carry.
+/// One view of a frame, with what its output must carry.
 struct Submission {
   std::uint32_t view_id = 0;
   std::uint64_t time_stamp = 0;
@@ -17,18 +17,18 @@ struct Submission {
   std::uint32_t frame_index = 0;
   bool force_idr = false;
   Planes planes;
-  std::vector<std::uint8_t> message;  ///< comes in front of the view's slices
+  std::vector<std::uint8_t> message;  ///< written before the slices of the view
 };
 
-/// Collects the views of each moment, in the one order that is allowed.
+/// Collects the views of each frame in the only order that is allowed.
 class ViewPairs {
  public:
   explicit ViewPairs(int views) : views_(views) {}
 
-  /// All views of a moment once its last one has come. Throws a Refusal for a view out of order or of another
-  /// time.
+  /// All views of a frame once the last one is there. Throws a Refusal for a view out of order or with
+  /// another time stamp.
   std::optional<std::vector<Submission>> add(Submission submission);
-  /// Throws a Refusal when a moment lacks views, which are forgotten.
+  /// Throws a Refusal when a frame lacks views, and drops it.
   void finish();
 
  private:

@@ -1,4 +1,4 @@
-// H.264 in 8 bits without B-frames, by x264.
+// H.264 in 8 bits without B-frames, encoded by x264.
 #include <cstdint>
 
 extern "C" {
@@ -43,7 +43,7 @@ x264_param_t configured(const StreamSettings& settings) {
   parameters.i_fps_num = settings.rate_numerator;
   parameters.i_fps_den = settings.rate_denominator;
   parameters.i_threads = 1;
-  parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE;  // the caller decides every picture's kind
+  parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE;  // the caller decides the type of every picture
   parameters.b_repeat_headers = 0;
   parameters.b_annexb = 1;
   if (settings.high_profile) {

@@ -1,4 +1,4 @@
-// HEVC with one or two views, in 8 or 10 bits, by x265.
+// HEVC with one or two views in 8 or 10 bits, encoded by x265.
 #include <x265.h>
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 #include "tests/simulated_nvenc/annex_b.h"
 #include "tests/simulated_nvenc/stream_coder.h"
 
-// The entry point of the library for 10 bits, which keeps its names in a namespace.
+// The entry point of the 10-bit library, which has its symbols in a namespace.
 namespace x265_10bit {
 const x265_api* x265_api_get(int bit_depth);
 }
@@ -43,7 +43,7 @@ void set_rate(const StreamSettings& settings, x265_param& parameters) {
       break;
     case RateMode::bit_rate:
       control.rateControlMode = X265_RC_ABR;
-      // The library controls the rate of each view for itself.
+      // The library controls the rate of each view separately.
       control.bitrate = std::max(1, static_cast<int>(rate.bits_per_second / 1000) / settings.views);
       break;
   }
@@ -80,7 +80,7 @@ void configure(const x265_api& api, const StreamSettings& settings, x265_param& 
   parameters.bAnnexB = 1;
   parameters.bEmitInfoSEI = 0;
   parameters.bHighTier = 0;
-  // The caller decides every picture's kind, and nothing may wait inside beyond a group.
+  // The caller decides the type of every picture, and no picture may stay inside after its group.
   parameters.keyframeMax = -1;
   parameters.scenecutThreshold = 0;
   parameters.bOpenGOP = 0;
@@ -170,7 +170,7 @@ class X265Coder : public StreamCoder {
     return views;
   }
 
-  /// One call of the library; true when it gave a picture.
+  /// Calls the library once; true if it returned a picture.
   bool run(x265_picture* input, std::vector<CodedPicture>& coded) {
     x265_nal* units = nullptr;
     std::uint32_t count = 0;
@@ -184,7 +184,7 @@ class X265Coder : public StreamCoder {
     picture.average_qp = static_cast<int>(output.front().frameData.qp);
     picture.views.resize(static_cast<std::size_t>(settings_.views));
     for (const x265_nal& unit : std::span(units, count)) {
-      // The driver writes headers and messages by itself.
+      // The driver writes headers and SEI messages itself.
       constexpr std::uint32_t first_that_is_no_slice = 32;
       if (unit.type >= first_that_is_no_slice) continue;
       const std::span bytes(unit.payload, unit.sizeBytes);
@@ -195,7 +195,7 @@ class X265Coder : public StreamCoder {
     return true;
   }
 
-  /// After a flush the library decides pictures one by one unless it is told that more will come.
+  /// After a flush the library decides pictures one by one unless told that more will come.
   void restart_lookahead() {
     parameters_->forceFlush = 1;
     const int result = api_->encoder_reconfig(encoder_.get(), parameters_.get());

@@ -1,4 +1,4 @@
-// Shortage of memory inside FFmpeg.
+// Makes FFmpeg's memory allocation fail.
 #pragma once
 
 #include <climits>
@@ -10,7 +10,7 @@ extern "C" {
 
 namespace veyrin::test {
 
-/// Lets FFmpeg's allocator refuse anything larger while it lives.
+/// While it lives, FFmpeg's allocator refuses larger blocks.
 class AllocationLimit {
  public:
   explicit AllocationLimit(std::size_t bytes) { av_max_alloc(bytes); }
@@ -19,7 +19,7 @@ class AllocationLimit {
   AllocationLimit& operator=(const AllocationLimit&) = delete;
 };
 
-/// A limit that nothing FFmpeg allocates keeps to.
+/// A limit that makes every allocation fail.
 inline constexpr std::size_t no_memory = 1;
 
 }  // namespace veyrin::test

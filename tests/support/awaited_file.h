@@ -1,4 +1,4 @@
-// Answers that one process leaves another in a file.
+// Texts that one process leaves another in a file.
 #pragma once
 
 #include <chrono>
@@ -11,15 +11,15 @@
 
 namespace veyrin::test {
 
-/// Waits until the file has a text and gives it; a test that waits in vain ends with the time-out of its
-/// runner. On Windows a file that is just being renamed is there before it can be read.
+/// Waits until the file has a text and returns it; if it never has, the time-out of CTest ends the test. On
+/// Windows a file that is being renamed exists before it can be read.
 inline std::string wait_for_text(const std::filesystem::path& path) {
   std::string text;
   while ((text = file_text(path)).empty()) std::this_thread::sleep_for(std::chrono::milliseconds(5));
   return text;
 }
 
-/// Leaves a text for a process that waits for it: under another name first, so that no half of it is read.
+/// Leaves a text for a waiting process; written under another name first, so that it is never read in part.
 inline void leave_text(const std::filesystem::path& path, const std::string& text) {
   std::filesystem::path part = path;
   part += ".part";

@@ -1,4 +1,4 @@
-// How much a test's code reads.
+// How much this process has read.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace veyrin::test {
 
-/// Bytes that this process has asked the system to read; nothing where the system does not count them.
+/// Bytes that this process has requested to read; nothing if the system does not count them.
 inline std::optional<std::uint64_t> bytes_read() {
   std::ifstream counters("/proc/self/io");
   std::string name;

@@ -1,15 +1,15 @@
-// What the program under test writes to its standard streams.
+// Captures the standard streams of the test process.
 #pragma once
 
 #include <string>
 
 namespace veyrin::test {
 
-/// Sends standard output (standard error) into a file from now on. Captures of one stream do not nest.
+/// Redirects standard output (standard error) to a file. Captures of the same stream do not nest.
 void capture_output();
 void capture_errors();
 
-/// Ends the capture and gives what was written since it began.
+/// Ends the capture and returns what was written since its start.
 std::string captured_output();
 std::string captured_errors();
 

@@ -1,4 +1,4 @@
-// Command-line programs as judges of what was written.
+// Command-line programs that check what was written.
 #pragma once
 
 #include <cstdio>
@@ -9,7 +9,7 @@
 
 namespace veyrin::test {
 
-/// Runs a shell command and gives its standard output; throws when it fails.
+/// Runs a shell command and returns its standard output; throws if it fails.
 inline std::string output_of(const std::string& command) {
   std::string output;
   FILE* stream = popen(command.c_str(), "r");
@@ -21,7 +21,7 @@ inline std::string output_of(const std::string& command) {
   return output;
 }
 
-/// The path as one word of a shell command; it must hold no single quote.
+/// The path as one word of a shell command; it must not contain a single quote.
 inline std::string quoted(const std::filesystem::path& path) {
   std::string word(1, '\'');
   word.append(path.string()).push_back('\'');

@@ -10,7 +10,7 @@ void set_variable(const char* name, const std::string& value);
 
 void remove_variable(const char* name);
 
-/// Sets a variable while it lives, then removes it.
+/// Sets a variable for its own lifetime, then removes it.
 class EnvironmentVariable {
  public:
   EnvironmentVariable(const char* name, const std::string& value) : name_(name) { set_variable(name, value); }

@@ -17,12 +17,12 @@ constexpr std::size_t quicktime_1_audio_fields = 16;
   throw std::runtime_error("broken file: " + what);
 }
 
-// QuickTime's own versions of the entry have further fields.
+// QuickTime's versions of the entry have additional fields.
 std::size_t audio_fields(std::string_view entry) {
   return audio_sample_entry_fields + (big_endian(entry, 8, 2) == 1 ? quicktime_1_audio_fields : 0);
 }
 
-// How far into the payload the inner boxes begin; nothing for boxes that hold none.
+// Offset of the inner boxes in the payload; nothing for boxes without any.
 std::optional<std::size_t> inner_boxes_start(const Mp4Box& box, std::string_view parent) {
   const std::string_view type = box.type;
   constexpr std::array containers{"moov", "trak", "edts", "mdia", "minf", "dinf", "stbl",
@@ -41,7 +41,7 @@ std::vector<Mp4Box> read_list(std::string_view data, std::string_view parent) {
   constexpr std::size_t long_header = 16;
   std::vector<Mp4Box> boxes;
   while (!data.empty()) {
-    // QuickTime ends some lists with a zero number instead of a box.
+    // QuickTime ends some lists with a zero instead of a box.
     if (data.size() < short_header && data.find_first_not_of('\0') == std::string_view::npos) break;
     std::uint64_t size = big_endian(data, 0, 4);
     std::size_t header = short_header;
@@ -92,7 +92,7 @@ std::vector<std::uint64_t> sample_sizes(const Mp4Box& table) {
   return result;
 }
 
-// Samples in each chunk, from runs of chunks that begin at a 1-based chunk number.
+// Samples per chunk, from runs of chunks that begin at a 1-based chunk number.
 std::vector<std::uint64_t> samples_per_chunk(const Mp4Box& table, std::size_t chunks) {
   const std::string_view runs = table.only("stsc").payload;
   std::vector<std::uint64_t> result(chunks, 0);

@@ -1,4 +1,4 @@
-// Small shell programs that stand in for a child process.
+// Shell scripts as child processes.
 #pragma once
 
 #include <csignal>
@@ -17,7 +17,7 @@ inline std::filesystem::path write_script(const std::filesystem::path& path, con
   return path;
 }
 
-/// The script line that leaves the process's number in the file "pid" of its folder.
+/// A script line that leaves the process ID in the file "pid" of the working folder.
 inline constexpr const char* leave_pid = "echo $$ > pid.part; mv pid.part pid\n";
 
 inline bool process_exists(pid_t process) {

@@ -18,7 +18,7 @@ constexpr int system_call_stop = SIGTRAP | 0x80;
   _exit(action());
 }
 
-// The number of the system call at whose entry the process stands; nothing at its exit.
+// The number of the system call that the process is about to enter; nothing at a call's exit.
 std::optional<std::uint64_t> entered_system_call(pid_t process) {
   __ptrace_syscall_info info{};
   if (ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof info, &info) <= 0) return std::nullopt;

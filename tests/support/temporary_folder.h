@@ -1,4 +1,4 @@
-// A folder of one test's own.
+// A temporary folder for a test.
 #pragma once
 
 #include <filesystem>
@@ -12,7 +12,7 @@
 
 namespace veyrin::test {
 
-/// Made at construction, removed with all it holds at destruction.
+/// Created at construction, removed with its contents at destruction.
 class TemporaryFolder {
  public:
   TemporaryFolder() {
@@ -37,7 +37,7 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
-/// The file's bytes; empty when it cannot be read.
+/// The bytes of the file; empty if it cannot be read.
 inline std::string file_text(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};

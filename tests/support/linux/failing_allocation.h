@@ -1,12 +1,12 @@
-// Shortage of memory inside FFmpeg at a moment of the test's choice.
+// Makes a chosen memory allocation of FFmpeg fail.
 #pragma once
 
 #include <cstddef>
 
 namespace veyrin::test {
 
-/// While it lives, one of the blocks that FFmpeg asks for in this thread is refused: the one that comes after
-/// `allowed` others. Blocks that are made larger do not count.
+/// While it lives, the allocation by FFmpeg in this thread that follows `allowed` others fails. Reallocations
+/// do not count.
 class FailingAllocation {
  public:
   explicit FailingAllocation(std::size_t allowed);
@@ -14,7 +14,7 @@ class FailingAllocation {
   FailingAllocation(const FailingAllocation&) = delete;
   FailingAllocation& operator=(const FailingAllocation&) = delete;
 
-  /// How many blocks the newest object, which may be gone, has allowed.
+  /// The number of allocations that the latest object, which may no longer exist, has allowed.
   [[nodiscard]] static std::size_t allowed();
 };
 

@@ -22,7 +22,7 @@ ProgramRun run_program(const std::string& executable, const std::vector<std::str
   std::vector<char*> argv;
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
-  std::vector<std::string> variables = environment;  // the first of two equal names counts
+  std::vector<std::string> variables = environment;  // the first of equal names takes effect
   std::vector<char*> envp;
   for (std::string& variable : variables) envp.push_back(variable.data());
   for (char** inherited = environ; *inherited != nullptr; ++inherited) envp.push_back(*inherited);

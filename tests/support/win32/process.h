@@ -1,4 +1,4 @@
-// Other processes as Windows shows them.
+// Handles of other processes on Windows.
 #pragma once
 
 #include <windows.h>
@@ -9,8 +9,8 @@
 
 namespace veyrin::test {
 
-/// The process of this number, to be waited for, asked for its exit code and ended; invalid when there is
-/// none any more.
+/// The process with this ID, with the rights to wait for it, get its exit code and terminate it; invalid if
+/// it no longer exists.
 inline platform::Handle open_process(const std::string& number) {
   return platform::Handle(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE,
                                       FALSE, static_cast<DWORD>(std::stoul(number))));
@@ -20,7 +20,7 @@ inline bool ends_within(const platform::Handle& process, DWORD milliseconds) {
   return WaitForSingleObject(process.get(), milliseconds) == WAIT_OBJECT_0;
 }
 
-/// Of a process that has ended; `STILL_ACTIVE` of one that has not.
+/// The exit code of a process that has ended; `STILL_ACTIVE` if it has not.
 inline DWORD exit_code(const platform::Handle& process) {
   DWORD code = 0;
   GetExitCodeProcess(process.get(), &code);

@@ -21,7 +21,7 @@ Handle open_for_child(const std::filesystem::path& path, DWORD access, DWORD cre
                             FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
-/// This process's variables with those of `changes` in their place, each ended by a zero.
+/// This process's variables, replaced by those of `changes`, each terminated by a zero.
 std::wstring environment_block(const std::vector<std::string>& changes) {
   std::wstring block;
   for (const std::string& change : changes) block += wide_from_utf8(change) + L'\0';
