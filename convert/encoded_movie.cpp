@@ -41,7 +41,8 @@ constexpr DrainMessages flush_messages{"could not flush an encoded packet",
 class ChromaUpsampler {
  public:
   /// `encoder_frame` gives the size and the target format. Null with one message in `error` on failure.
-  static std::unique_ptr<ChromaUpsampler> create(const AVFrame& encoder_frame, std::string& error) {
+  [[nodiscard]] static std::unique_ptr<ChromaUpsampler> create(const AVFrame& encoder_frame,
+                                                               std::string& error) {
     constexpr AVPixelFormat canvas_format = AV_PIX_FMT_YUV420P10LE;
     const Size size{encoder_frame.width, encoder_frame.height};
     std::unique_ptr<ChromaUpsampler> upsampler(new ChromaUpsampler);

@@ -20,6 +20,7 @@ struct EncodedMovieRequest {
 };
 
 /// Creates the tracks, opens the file and writes the header; null with one message in `error` on failure.
-std::unique_ptr<MovieSink> create_encoded_movie(EncodedMovieRequest request, std::string& error);
+[[nodiscard]] std::unique_ptr<MovieSink> create_encoded_movie(EncodedMovieRequest request,
+                                                              std::string& error);
 
 }  // namespace veyrin

@@ -14,8 +14,9 @@ extern "C" {
 namespace veyrin {
 namespace {
 
-std::unique_ptr<GpuYuvProcessor> make_processor(const GpuPipelineJob& job, AVBufferRef* device,
-                                                const GpuPipelineCalls& calls, std::string& error) {
+[[nodiscard]] std::unique_ptr<GpuYuvProcessor> make_processor(const GpuPipelineJob& job, AVBufferRef* device,
+                                                              const GpuPipelineCalls& calls,
+                                                              std::string& error) {
   // Surfaces keep the depth of the recording, and the encoder would follow it where the GPU can.
   if (job.encoder.codec == SbsCodec::h264 && job.encoder.depth == BitDepth::ten) {
     error = "H.264 output is 8-bit";

@@ -34,8 +34,8 @@ class PackagedSoftwareEncoder {
   [[nodiscard]] static bool check_availability(BitDepth depth, std::string& error);
 
   /// Checks availability and starts the child; null with one message in `error`.
-  static std::unique_ptr<PackagedSoftwareEncoder> create(const SoftwareEncodeRequest& request,
-                                                         std::string& error);
+  [[nodiscard]] static std::unique_ptr<PackagedSoftwareEncoder> create(const SoftwareEncodeRequest& request,
+                                                                       std::string& error);
 
   PackagedSoftwareEncoder(const PackagedSoftwareEncoder&) = delete;
   PackagedSoftwareEncoder& operator=(const PackagedSoftwareEncoder&) = delete;
@@ -57,6 +57,7 @@ class PackagedSoftwareEncoder {
 
 /// A movie encoded, muxed and given its audio by the packaged encoder's process, which is started for
 /// canvases of the request's size and depth; null with one message in `error` on failure.
-std::unique_ptr<MovieSink> create_packaged_movie(const SoftwareEncodeRequest& request, std::string& error);
+[[nodiscard]] std::unique_ptr<MovieSink> create_packaged_movie(const SoftwareEncodeRequest& request,
+                                                               std::string& error);
 
 }  // namespace veyrin

@@ -11,7 +11,7 @@ namespace {
 constexpr InputMessages messages{.open = "could not open input",
                                  .read_streams = "could not read input streams"};
 
-InputContextPtr make_synthetic_streams(const SyntheticInput& properties, std::string& error) {
+[[nodiscard]] InputContextPtr make_synthetic_streams(const SyntheticInput& properties, std::string& error) {
   InputContextPtr context(avformat_alloc_context());
   for (int eye = 0; eye < 2; ++eye) {
     AVStream* stream = context ? avformat_new_stream(context.get(), nullptr) : nullptr;

@@ -29,8 +29,8 @@ struct ContextFailures {
   const char* parameters;
 };
 
-CodecContextPtr make_context(const AVCodec& decoder, const AVStream& stream, const ContextFailures& failures,
-                             std::string& error) {
+[[nodiscard]] CodecContextPtr make_context(const AVCodec& decoder, const AVStream& stream,
+                                           const ContextFailures& failures, std::string& error) {
   CodecContextPtr context(avcodec_alloc_context3(&decoder));
   if (context == nullptr) {
     error = failures.allocation;

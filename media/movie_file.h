@@ -47,9 +47,9 @@ class MovieFile {
   /// Prepares a movie in `container`, or, when that is null, in the one that the name asks for. Nothing is
   /// opened yet. Null with one message in `error` on failure. What the messages refer to must outlive the
   /// movie.
-  static std::unique_ptr<MovieFile> create(const std::filesystem::path& output,
-                                           const AVOutputFormat* container, const MovieMessages& messages,
-                                           std::string& error);
+  [[nodiscard]] static std::unique_ptr<MovieFile> create(const std::filesystem::path& output,
+                                                         const AVOutputFormat* container,
+                                                         const MovieMessages& messages, std::string& error);
 
   /// Adds a track for the packets of an encoder: times in `time_base`, and a duration of 1 for those that
   /// have none. HEVC gets the tag that players of the MP4 family want.

@@ -28,8 +28,8 @@ const SpatialEncoderCalls& ffmpeg_spatial_encoder_calls();
 
 /// Configures and opens the encoder and completes its sequence header; null with one message in `error` on
 /// failure. Its time base is one frame. It wants the views of a pair one after the other, the left one first.
-CodecContextPtr open_spatial_encoder(const SpatialWriterConfig& config, const SpatialEncoderCalls& calls,
-                                     std::string& error);
+[[nodiscard]] CodecContextPtr open_spatial_encoder(const SpatialWriterConfig& config,
+                                                   const SpatialEncoderCalls& calls, std::string& error);
 
 /// Packets come in pairs, that of the base view first, of equal pts; nothing else is looked at. Views may
 /// arrive in calls of their own.
@@ -61,7 +61,7 @@ class ViewPairJoiner {
 class NvencTwoViewEncoder final : public TwoViewEncoder {
  public:
   /// Opens the encoder; null with one message in `error` on failure. `calls` must outlive it.
-  static std::unique_ptr<NvencTwoViewEncoder> create(
+  [[nodiscard]] static std::unique_ptr<NvencTwoViewEncoder> create(
       const SpatialWriterConfig& config, std::string& error,
       const SpatialEncoderCalls& calls = ffmpeg_spatial_encoder_calls());
 

@@ -21,7 +21,7 @@ class EyeConverter {
  public:
   /// For eyes of the size, format and colour tags of `target`, a frame of the encoder; null with one message
   /// in `error` on failure.
-  static std::unique_ptr<EyeConverter> create(const AVFrame& target, std::string& error);
+  [[nodiscard]] static std::unique_ptr<EyeConverter> create(const AVFrame& target, std::string& error);
 
   /// Fills `target`, whose buffers may still be in use elsewhere and are replaced then. Both frames have the
   /// same size.
@@ -41,9 +41,9 @@ class SpatialVideoWriter {
  public:
   /// Creates the QuickTime file for an open encoder, which the writer takes over, and writes its header; null
   /// with one message in `error` on failure.
-  static std::unique_ptr<SpatialVideoWriter> create(const SpatialWriterConfig& config,
-                                                    std::unique_ptr<TwoViewEncoder> encoder,
-                                                    std::string& error);
+  [[nodiscard]] static std::unique_ptr<SpatialVideoWriter> create(const SpatialWriterConfig& config,
+                                                                  std::unique_ptr<TwoViewEncoder> encoder,
+                                                                  std::string& error);
 
   virtual ~SpatialVideoWriter() = default;
 

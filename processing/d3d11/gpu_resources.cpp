@@ -175,8 +175,9 @@ std::string message_text(ID3D10Blob& message) {
   return std::string(text.substr(0, text.find_last_not_of(" \r\n") + 1));
 }
 
-bool create_shader(ID3D11Device& device, const ShaderCompiler& compiler, const char* entry_point,
-                   ComPtr<ID3D11ComputeShader>& shader, std::string& error) {
+[[nodiscard]] bool create_shader(ID3D11Device& device, const ShaderCompiler& compiler,
+                                 const char* entry_point, ComPtr<ID3D11ComputeShader>& shader,
+                                 std::string& error) {
   const auto bytecode = compiler.compile(yuv_shader_source, entry_point, error);
   if (!bytecode) return false;
   ID3D11ComputeShader* created = nullptr;

@@ -96,8 +96,8 @@ class ShaderCompiler {
   explicit ShaderCompiler(const std::string& library);
 
   /// Compiles one entry point of a shader source; null with one message in `error`.
-  platform::ComPtr<ID3D10Blob> compile(const std::string& source, const char* entry_point,
-                                       std::string& error) const;
+  [[nodiscard]] platform::ComPtr<ID3D10Blob> compile(const std::string& source, const char* entry_point,
+                                                     std::string& error) const;
 
  private:
   std::string name_;

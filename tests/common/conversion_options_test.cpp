@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "common/conversion_options.h"
+
+#include <gtest/gtest.h>
 
 namespace veyrin::test {
 namespace {

@@ -88,22 +88,33 @@ TEST(PaddedEyeSize, AgreesWithASearchOverAllUnits) {
   }
 }
 
-TEST(PlannedMovieSize, IsTwoEyesWideForFullSideBySideOnly) {
-  ConversionOptions options;
-  EXPECT_EQ(planned_movie_size(options, {640, 480}), (Size{1280, 480}));
-  options.sbs_mode = SbsMode::half;
-  EXPECT_EQ(planned_movie_size(options, {640, 480}), (Size{640, 480}));
-  options.sbs_mode = SbsMode::full;
-  for (const OutputFormat format : {OutputFormat::mono, OutputFormat::spatial}) {
-    options.output_format = format;
-    EXPECT_EQ(planned_movie_size(options, {640, 480}), (Size{640, 480}));
-  }
-}
+struct PlannedCase {
+  OutputFormat format;
+  SbsMode mode;
+  AspectPadding padding;
+  Size eye;
+  Size movie;
+};
 
-TEST(PlannedMovieSize, IsThatOfThePaddedEyes) {
-  ConversionOptions options;
-  options.sbs_aspect_ratio_padding = AspectPadding::ratio_4x3;
-  EXPECT_EQ(planned_movie_size(options, {1920, 1080}), (Size{3840, 1440}));
+TEST(PlannedMovieSize, IsTheCanvasOfEveryFormatPackingAndPadding) {
+  using enum AspectPadding;
+  for (const PlannedCase& c : {
+           PlannedCase{OutputFormat::sbs, SbsMode::full, ratio_4x3, {1920, 1080}, {3840, 1440}},
+           PlannedCase{OutputFormat::sbs, SbsMode::half, ratio_4x3, {1920, 1080}, {1920, 1440}},
+           PlannedCase{OutputFormat::mono, SbsMode::full, ratio_4x3, {1920, 1080}, {1920, 1440}},
+           PlannedCase{OutputFormat::mono, SbsMode::half, none, {1920, 1080}, {1920, 1080}},
+           PlannedCase{OutputFormat::spatial, SbsMode::full, none, {1920, 1080}, {1920, 1080}},
+           PlannedCase{OutputFormat::spatial, SbsMode::full, ratio_16x9, {1000, 1000}, {1792, 1008}},
+           PlannedCase{OutputFormat::sbs, SbsMode::full, none, {641, 479}, {1282, 479}},
+           PlannedCase{OutputFormat::sbs, SbsMode::full, ratio_16x9, {1000, 1000}, {3584, 1008}},
+       }) {
+    ConversionOptions options;
+    options.output_format = c.format;
+    options.sbs_mode = c.mode;
+    options.sbs_aspect_ratio_padding = c.padding;
+    const Size movie = planned_movie_size(options, c.eye);
+    EXPECT_EQ(movie, c.movie) << output_format_name(c.format) << " " << movie.width << "x" << movie.height;
+  }
 }
 
 TEST(PlannedMovieSize, StaysAtTheLargestIntegerInsteadOfWrappingRound) {

@@ -1,9 +1,8 @@
-#include "media/movie_file.h"
-
 #include <gtest/gtest.h>
 
 #include <fstream>
 
+#include "media/movie_file.h"
 #include "tests/support/temporary_folder.h"
 
 namespace veyrin::test {

@@ -1,8 +1,8 @@
-#include "convert/pair_conversion.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
+
+#include "convert/pair_conversion.h"
 
 namespace veyrin::test {
 namespace {

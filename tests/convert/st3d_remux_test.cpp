@@ -1,6 +1,4 @@
 // What the stereo pass keeps and what it adds, read from the boxes of both files.
-#include "convert/sbs_stereo_metadata.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -11,6 +9,7 @@
 #include <iterator>
 #include <set>
 
+#include "convert/sbs_stereo_metadata.h"
 #include "tests/convert/packaged_movies.h"
 #include "tests/support/command.h"
 #include "tests/support/mp4_boxes.h"

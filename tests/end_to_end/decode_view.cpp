@@ -1,5 +1,5 @@
-// Decodes one view of a two-view movie: planar raw frames go to standard output, the time and format of each frame to
-// standard error. For tests on machines whose own players decode a single view only.
+// Decodes one view of a two-view movie: planar raw frames go to standard output, the time and format of each
+// frame to standard error. For tests on machines whose own players decode a single view only.
 //   decode_view MOVIE VIEW
 #include <cstdio>
 #include <cstdlib>

@@ -1,11 +1,10 @@
-#include "media/video_types.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
 #include "media/ffmpeg.h"
+#include "media/video_types.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>

@@ -1,10 +1,10 @@
-#include "spatial/nvenc_two_view_encoder.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <limits>
 #include <string_view>
+
+#include "spatial/nvenc_two_view_encoder.h"
 
 namespace veyrin::test {
 namespace {

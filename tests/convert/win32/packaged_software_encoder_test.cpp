@@ -91,13 +91,15 @@ TEST_F(PackagedEncoderOnWindows, IsRefusedUnlessItsProbeExitsWithZero) {
   // 259 is what Windows calls a process that still runs.
   for (const char* code : {"1", "255", "259", "-1"}) {
     set_tasks(code, "0");
-    EXPECT_EQ(refusal(BitDepth::eight), "packaged GPL FFmpeg does not provide a working libx265 encoder") << code;
-    EXPECT_EQ(refusal(BitDepth::ten), "packaged GPL FFmpeg does not provide a working 10-bit libx265 encoder") << code;
+    EXPECT_EQ(refusal(BitDepth::eight), "packaged GPL FFmpeg does not provide a working libx265 encoder")
+        << code;
+    EXPECT_EQ(refusal(BitDepth::ten), "packaged GPL FFmpeg does not provide a working 10-bit libx265 encoder")
+        << code;
   }
   std::filesystem::remove(program_);
   EXPECT_EQ(refusal(BitDepth::eight), "packaged GPL FFmpeg executable not found (expected " +
-                                platform::path_to_utf8(program_) +
-                                "; VEYRIN_FFMPEG_GPL may override the location)");
+                                          platform::path_to_utf8(program_) +
+                                          "; VEYRIN_FFMPEG_GPL may override the location)");
 }
 
 TEST_F(PackagedEncoderOnWindows, IsTerminatedWhenItsProbeHangs) {

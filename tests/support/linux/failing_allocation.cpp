@@ -38,7 +38,8 @@ std::size_t FailingAllocation::allowed() {
 }  // namespace veyrin::test
 
 // The sanitizer's own allocation, where its runtime is part of the program.
-extern "C" __attribute__((weak)) int __interceptor_posix_memalign(void** block, std::size_t alignment, std::size_t size);
+extern "C" __attribute__((weak)) int __interceptor_posix_memalign(void** block, std::size_t alignment,
+                                                                  std::size_t size);
 
 /// FFmpeg calls the C library's function of this name, and the program's definition is found first.
 extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t size) {
