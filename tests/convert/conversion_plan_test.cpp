@@ -113,7 +113,7 @@ TEST(PlannedMovieSize, IsTheCanvasOfEveryFormatPackingAndPadding) {
     options.sbs_mode = c.mode;
     options.sbs_aspect_ratio_padding = c.padding;
     const Size movie = planned_movie_size(options, c.eye);
-    EXPECT_EQ(movie, c.movie) << output_format_name(c.format) << " " << movie.width << "x" << movie.height;
+    EXPECT_EQ(movie, c.movie) << static_cast<int>(c.format) << " " << movie.width << "x" << movie.height;
   }
 }
 
