@@ -37,7 +37,8 @@ std::size_t FailingAllocation::allowed() {
 
 }  // namespace veyrin::test
 
-// The sanitizer's own allocation, where its runtime is part of the program.
+// The sanitizer's allocation function, if its runtime is linked into the program.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the name is the sanitizer's.
 extern "C" __attribute__((weak)) int __interceptor_posix_memalign(void** block, std::size_t alignment,
                                                                   std::size_t size);
 
@@ -49,3 +50,4 @@ extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t s
                                    : reinterpret_cast<Function>(dlsym(RTLD_NEXT, "posix_memalign"));
   return veyrin::test::refuse() ? ENOMEM : next(block, alignment, size);
 }
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
