@@ -34,16 +34,22 @@ namespace {
          check_spatial_output(job.output, options.overwrite, error);
 }
 
-const char* product_name(OutputFormat format) {
+/// What a kind of output is called: as an option's value, and in the line that names the finished movie.
+struct FormatNames {
+  const char* option;
+  const char* product;
+};
+
+FormatNames names_of(OutputFormat format) {
   switch (format) {
     case OutputFormat::sbs:
       break;
     case OutputFormat::spatial:
-      return "Apple spatial";
+      return {"spatial", "Apple spatial"};
     case OutputFormat::mono:
-      return "Mono";
+      return {"mono", "Mono"};
   }
-  return "SBS";
+  return {"sbs", "SBS"};
 }
 
 [[nodiscard]] bool convert_input(const std::filesystem::path& input, const RecordingMetadata& metadata,
@@ -53,7 +59,7 @@ const char* product_name(OutputFormat format) {
   job.output = output_path(input, options, metadata.is_hdr);
   if (options.output_format == OutputFormat::spatial && !check_spatial_job(job, options, error)) return false;
   if (!convert_recording(job, metadata, options, error)) return false;
-  console_line("%s output: %s", product_name(options.output_format),
+  console_line("%s output: %s", names_of(options.output_format).product,
                platform::path_to_utf8(job.output).c_str());
   return true;
 }
@@ -113,15 +119,7 @@ float baseline_metres(const RecordingMetadata& metadata) {
 }
 
 const char* output_format_name(OutputFormat format) {
-  switch (format) {
-    case OutputFormat::sbs:
-      break;
-    case OutputFormat::spatial:
-      return "spatial";
-    case OutputFormat::mono:
-      return "mono";
-  }
-  return "sbs";
+  return names_of(format).option;
 }
 
 void print_recording_report(const std::string& input, const RecordingMetadata& metadata) {

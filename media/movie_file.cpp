@@ -106,9 +106,17 @@ std::unique_ptr<MovieFile> MovieFile::create(const std::filesystem::path& output
   return nullptr;
 }
 
-AVStream* MovieFile::add_stream(Source source) {
+AVStream* MovieFile::add_stream(Source source, const AVCodecParameters& parameters, std::string_view addition,
+                                FailureText configuration, std::string& error) {
   AVStream* stream = avformat_new_stream(muxer_.get(), nullptr);
-  if (stream == nullptr) return nullptr;
+  if (stream == nullptr) {
+    error = addition;
+    return nullptr;
+  }
+  if (const int result = avcodec_parameters_copy(stream->codecpar, &parameters); result < 0) {
+    static_cast<void>(fail_step(error, configuration, result));
+    return nullptr;
+  }
   // The time base asked for becomes the track's time scale where the container lets it, so that times stay
   // exact.
   stream->time_base = source.time_base;
@@ -119,15 +127,9 @@ AVStream* MovieFile::add_stream(Source source) {
 std::optional<int> MovieFile::add_video_track(const AVCodecParameters& parameters, AVRational time_base,
                                               FrameRate rate, std::string& error) {
   // Without a duration the last frame's is unknown, and the muxer's edit list would end before it.
-  AVStream* stream = add_stream({time_base, /*default_duration=*/1});
-  if (stream == nullptr) {
-    error = messages_.add_video;
-    return std::nullopt;
-  }
-  if (const int result = avcodec_parameters_copy(stream->codecpar, &parameters); result < 0) {
-    static_cast<void>(fail_step(error, messages_.configure_video, result));
-    return std::nullopt;
-  }
+  AVStream* stream = add_stream({time_base, /*default_duration=*/1}, parameters, messages_.add_video,
+                                messages_.configure_video, error);
+  if (stream == nullptr) return std::nullopt;
   stream->avg_frame_rate = rate;
   // Players of the QuickTime family want the parameter sets in the sample entry only.
   if (parameters.codec_id == AV_CODEC_ID_HEVC && is_mp4_family(container()))
@@ -137,34 +139,23 @@ std::optional<int> MovieFile::add_video_track(const AVCodecParameters& parameter
 
 std::optional<int> MovieFile::add_audio_track(const AVCodecParameters& parameters, AVRational time_base,
                                               std::string& error) {
-  AVStream* stream = add_stream({time_base, /*default_duration=*/0});
-  if (stream == nullptr) {
-    error = messages_.add_copy;
-    return std::nullopt;
-  }
-  if (const int result = avcodec_parameters_copy(stream->codecpar, &parameters); result < 0) {
-    static_cast<void>(fail_step(error, messages_.configure_copy, result));
-    return std::nullopt;
-  }
+  AVStream* stream = add_stream({time_base, /*default_duration=*/0}, parameters, messages_.add_copy,
+                                messages_.configure_copy, error);
+  if (stream == nullptr) return std::nullopt;
   // The muxer picks the tag of its own container.
   stream->codecpar->codec_tag = 0;
   return stream->index;
 }
 
 std::optional<int> MovieFile::add_copied_track(const AVStream& source, std::string& error) {
-  AVStream* stream = add_stream({source.time_base, /*default_duration=*/0});
-  if (stream == nullptr) {
-    error = messages_.add_copy;
-    return std::nullopt;
-  }
-  int result = avcodec_parameters_copy(stream->codecpar, source.codecpar);
-  if (result >= 0) {
-    fit_tag(container(), *stream->codecpar);
-    stream->avg_frame_rate = source.avg_frame_rate;
-    stream->sample_aspect_ratio = source.sample_aspect_ratio;
-    stream->disposition = source.disposition;
-    result = av_dict_copy(&stream->metadata, source.metadata, 0);
-  }
+  AVStream* stream = add_stream({source.time_base, /*default_duration=*/0}, *source.codecpar,
+                                messages_.add_copy, messages_.configure_copy, error);
+  if (stream == nullptr) return std::nullopt;
+  fit_tag(container(), *stream->codecpar);
+  stream->avg_frame_rate = source.avg_frame_rate;
+  stream->sample_aspect_ratio = source.sample_aspect_ratio;
+  stream->disposition = source.disposition;
+  const int result = av_dict_copy(&stream->metadata, source.metadata, 0);
   if (result >= 0) return stream->index;
   static_cast<void>(fail_step(error, messages_.configure_copy, result));
   return std::nullopt;

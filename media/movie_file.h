@@ -93,7 +93,9 @@ class MovieFile {
   };
 
   MovieFile(std::string url, const MovieMessages& messages) : url_(std::move(url)), messages_(messages) {}
-  [[nodiscard]] AVStream* add_stream(Source source);
+  [[nodiscard]] AVStream* add_stream(Source source, const AVCodecParameters& parameters,
+                                     std::string_view addition, FailureText configuration,
+                                     std::string& error);
 
   std::string url_;
   MovieMessages messages_;
