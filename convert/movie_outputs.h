@@ -23,7 +23,7 @@ SoftwareEncodeRequest software_encode_request(const FilePlan& files, const TimeR
 /// True when the finished file of the packaged encoder is rewritten with a description of its stereo picture.
 bool wants_stereo_pass(const CanvasMoviePlan& movie);
 
-/// The strategy of such movies. The plan's movie is a `CanvasMoviePlan`.
+/// Side-by-side and mono movies. The plan's movie is a `CanvasMoviePlan`.
 std::unique_ptr<MovieOutput> create_sbs_mono_output(const ConversionPlan& plan);
 
 /// What the plan's movie is made with; nothing, with one message in `error`, for a bit rate that is none. The
@@ -32,7 +32,7 @@ std::unique_ptr<MovieOutput> create_sbs_mono_output(const ConversionPlan& plan);
                                                                        const AVStream* audio,
                                                                        std::string& error);
 
-/// The strategy of such movies.
+/// Two-view movies. The plan's movie is a `SpatialMoviePlan`.
 std::unique_ptr<MovieOutput> create_spatial_output(const ConversionPlan& plan);
 
 }  // namespace veyrin

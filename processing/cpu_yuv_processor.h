@@ -28,7 +28,7 @@ class CpuYuvProcessor final : public YuvProcessor {
                                                                const ProcessorTuning& tuning = {});
   ~CpuYuvProcessor() override;
 
-  /// Writes the packed canvas into `output` (canvas size, one of the five 4:2:0 formats). Both inputs have
+  /// Writes the canvas into `output` (canvas size, one of the five 4:2:0 formats). Both inputs have
   /// the source size and the same one of those formats; the depth of the output may differ. Returns when all
   /// rows are written. One call at a time.
   [[nodiscard]] bool process(const AVFrame* left, const AVFrame* right, AVFrame* output,

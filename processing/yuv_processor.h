@@ -42,7 +42,7 @@ class YuvProcessor {
   YuvProcessor(const YuvProcessor&) = delete;
   YuvProcessor& operator=(const YuvProcessor&) = delete;
 
-  /// Writes the packed canvas of a pair into `output`; false with one message in `error` when the frames do
+  /// Writes the canvas of a pair into `output`; false with one message in `error` when the frames do
   /// not fit the processor. One call at a time.
   [[nodiscard]] virtual bool process(const AVFrame* left, const AVFrame* right, AVFrame* output,
                                      std::string& error) const = 0;

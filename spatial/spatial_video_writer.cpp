@@ -71,7 +71,7 @@ class FfmpegSpatialVideoWriter final : public SpatialVideoWriter {
         file_->add_video_track(encoder_->parameters(), encoder_->time_base(), config.frame_rate, error);
     if (!video) return false;
     video_ = *video;
-    // The muxer describes the second view only in tracks that are said to have one.
+    // The muxer describes the second view only in tracks with the multilayer flag.
     file_->stream(video_).disposition = AV_DISPOSITION_DEFAULT | AV_DISPOSITION_MULTILAYER;
     if (config.audio_parameters == nullptr) return true;
     audio_ = file_->add_audio_track(*config.audio_parameters, config.audio_time_base, error);

@@ -45,23 +45,21 @@ template <typename Element>
 /// NV12, or P010 for ten bits: the layout of decoder and encoder surfaces.
 DXGI_FORMAT surface_format(BitDepth depth);
 
-/// A copy of a decoded picture that shaders may read.
-struct ReadableSurface {
+/// A texture with a view of each plane kind.
+template <typename View>
+struct Surface {
   platform::ComPtr<ID3D11Texture2D> texture;
-  platform::ComPtr<ID3D11ShaderResourceView> luma;
-  platform::ComPtr<ID3D11ShaderResourceView> chroma;
+  platform::ComPtr<View> luma;
+  platform::ComPtr<View> chroma;
 };
 
+/// A copy of a decoded picture that shaders may read.
+using ReadableSurface = Surface<ID3D11ShaderResourceView>;
 [[nodiscard]] bool create_readable_surface(ID3D11Device& device, Size size, BitDepth depth,
                                            ReadableSurface& surface, std::string& error);
 
 /// A canvas that shaders may write.
-struct WritableSurface {
-  platform::ComPtr<ID3D11Texture2D> texture;
-  platform::ComPtr<ID3D11UnorderedAccessView> luma;
-  platform::ComPtr<ID3D11UnorderedAccessView> chroma;
-};
-
+using WritableSurface = Surface<ID3D11UnorderedAccessView>;
 [[nodiscard]] bool create_writable_surface(ID3D11Device& device, Size size, BitDepth depth,
                                            WritableSurface& surface, std::string& error);
 

@@ -47,8 +47,7 @@ bool convert(const std::filesystem::path& input, const std::filesystem::path& ou
   veyrin::ConversionJob job;
   job.input = input;
   job.output = output;
-  bool software_path = true;
-  const bool converted = veyrin::convert_recording(job, metadata, cheap_options(), software_path, error);
+  const bool converted = veyrin::convert_recording(job, metadata, cheap_options(), error);
   expect_message_on_failure(converted, error);
   return converted;
 }

@@ -99,7 +99,7 @@ TEST_F(SpatialWriterShortage, TheStepBehindTheHeaderIsNamed) {
     ASSERT_FALSE(was_made_) << "block " << block;
   }
   EXPECT_EQ(messages, (Messages{
-                          "",  // frames and packets, empty as they are yet
+                          "",  // the eye frames, which have no message of their own
                           "could not allocate MV-HEVC eye frame" + no_memory,
                           "could not attach MV-HEVC view ID",
                           "could not allocate FFmpeg 3D reference-display metadata",
