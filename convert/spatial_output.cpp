@@ -6,7 +6,7 @@
 #include "media/bitrate.h"
 #include "media/video_types.h"
 #include "spatial/spatial_video_writer.h"
-#include "spatial/two_view_encoder.h"
+#include "spatial/two_view_encoder_choice.h"
 
 namespace veyrin {
 namespace {

@@ -1,11 +1,8 @@
 #include "spatial/two_view_encoder.h"
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "metadata/calibration.h"
-#include "spatial/nvenc_two_view_encoder.h"
 
 namespace veyrin {
 namespace {
@@ -14,16 +11,6 @@ constexpr double degrees_per_radian = 57.29577951308232;
 constexpr double millimetres_per_metre = 1000.0;
 
 }  // namespace
-
-std::span<const TwoViewEncoderKind> two_view_encoders() {
-  static const std::array kinds{nvenc_two_view_encoder_kind()};
-  return kinds;
-}
-
-const TwoViewEncoderKind& two_view_encoder_for(bool software) {
-  return *std::ranges::find_if(two_view_encoders(),
-                               [software](const TwoViewEncoderKind& kind) { return kind.serves(software); });
-}
 
 double camera_distance_mm(const RectifiedStereoGeometry& geometry) {
   return static_cast<double>(length(geometry.translation)) * millimetres_per_metre;

@@ -1,5 +1,4 @@
-// Encoders that code both eyes as two views of one stream, what they are made with, and the table of those
-// that the program knows.
+// Encoders that code both eyes as two views of one stream, and what they are made with.
 #pragma once
 
 #include <array>
@@ -7,7 +6,6 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <span>
 #include <string>
 
 #include "media/ffmpeg.h"
@@ -86,11 +84,5 @@ struct TwoViewEncoderKind {
   /// Opens the encoder; null with one message.
   std::unique_ptr<TwoViewEncoder> (*create)(const SpatialWriterConfig& config, std::string& error);
 };
-
-/// Every kind, the preferred one first. Another encoder is one more row.
-std::span<const TwoViewEncoderKind> two_view_encoders();
-
-/// The first kind that serves the user's wish; there always is one.
-const TwoViewEncoderKind& two_view_encoder_for(bool software);
 
 }  // namespace veyrin
