@@ -126,9 +126,8 @@ class EncodedMovie final : public MovieSink {
 
  private:
   [[nodiscard]] bool add_video_track(std::string& error) {
-    const CodecParametersPtr parameters(avcodec_parameters_alloc());
-    const int result =
-        parameters ? avcodec_parameters_from_context(parameters.get(), &encoder_) : AVERROR(ENOMEM);
+    CodecParametersPtr parameters;
+    const int result = copy_parameters(encoder_, parameters);
     if (result < 0) return fail_with_library_error(error, messages.configure_video.text, result);
     const auto track = file_->add_video_track(*parameters, encoder_.time_base, encoder_.framerate, error);
     video_ = track.value_or(-1);

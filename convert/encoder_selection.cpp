@@ -36,7 +36,8 @@ struct Opening {
 
 class Selection {
  public:
-  Selection(const EncoderRequest& request, const EncoderCalls& calls) : request_(request), calls_(calls) {}
+  Selection(const EncoderRequest& request, const EncoderCalls& calls)
+      : request_(request), calls_(calls), force_software_hevc_(calls.force_software_hevc()) {}
 
   [[nodiscard]] bool run(std::string& error) {
     if (!parse_bitrate(request_.bitrate, bit_rate_, error)) return false;
@@ -54,7 +55,7 @@ class Selection {
  private:
   // False only when the whole selection has failed; a candidate that does not open is a line in the log.
   [[nodiscard]] bool try_candidate(const EncoderCandidate& candidate, std::string& error) {
-    if (const auto reason = reason_to_skip(candidate, request_, calls_.force_software_hevc()))
+    if (const auto reason = reason_to_skip(candidate, request_, force_software_hevc_))
       return log_attempt(candidate.name, *reason);
     const AVCodec* codec = calls_.find(candidate.name);
     if (codec == nullptr) return log_attempt(candidate.name, "not included in this FFmpeg build");
@@ -118,6 +119,7 @@ class Selection {
 
   const EncoderRequest& request_;
   const EncoderCalls& calls_;
+  bool force_software_hevc_;
   std::optional<SelectedEncoder> selected_;
   std::string attempts_;
   std::int64_t bit_rate_ = 0;

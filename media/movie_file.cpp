@@ -94,6 +94,11 @@ bool is_mp4_family(const AVOutputFormat& container) {
   return name == "mp4" || name == "mov";
 }
 
+int copy_parameters(const AVCodecContext& encoder, CodecParametersPtr& parameters) {
+  parameters.reset(avcodec_parameters_alloc());
+  return parameters ? avcodec_parameters_from_context(parameters.get(), &encoder) : AVERROR(ENOMEM);
+}
+
 std::unique_ptr<MovieFile> MovieFile::create(const std::filesystem::path& output,
                                              const AVOutputFormat* container, const MovieMessages& messages,
                                              std::string& error) {

@@ -21,6 +21,9 @@ const AVOutputFormat* choose_container(const std::filesystem::path& output, AVCo
 /// True for MP4 and QuickTime, whose tracks can carry an st3d box.
 bool is_mp4_family(const AVOutputFormat& container);
 
+/// The parameters of an open encoder's stream, for a track; a negative result is FFmpeg's error code.
+[[nodiscard]] int copy_parameters(const AVCodecContext& encoder, CodecParametersPtr& parameters);
+
 /// The user's words for a failing step.
 struct FailureText {
   std::string_view text;

@@ -7,6 +7,7 @@
 #include "common/error_text.h"
 #include "decode/nvenc_probe.h"
 #include "media/ffmpeg.h"
+#include "media/movie_file.h"
 #include "media/video_types.h"
 #include "spatial/spatial_metadata.h"
 
@@ -120,9 +121,7 @@ bool NvencTwoViewEncoder::open(const SpatialWriterConfig& config, std::string& e
   if (!received_ || !joiner_) return false;
   context_ = open_spatial_encoder(config, calls_, error);
   if (!context_) return false;
-  parameters_.reset(avcodec_parameters_alloc());
-  const int result =
-      parameters_ ? avcodec_parameters_from_context(parameters_.get(), context_.get()) : AVERROR(ENOMEM);
+  const int result = copy_parameters(*context_, parameters_);
   if (result < 0) return fail_with_library_error(error, "could not configure MV-HEVC output track", result);
   return true;
 }
