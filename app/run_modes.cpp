@@ -30,7 +30,7 @@ namespace {
 /// The overwrite rule of spatial output is tested here; the conversion tests that of the others.
 [[nodiscard]] bool check_spatial_job(const ConversionJob& job, const ConversionOptions& options,
                                      std::string& error) {
-  return keep_input_intact(job.input, job.output, error) &&
+  return job.batch->keep_intact(job.input, job.output, error) &&
          check_spatial_output(job.output, options.overwrite, error);
 }
 
@@ -53,18 +53,20 @@ FormatNames names_of(OutputFormat format) {
 }
 
 [[nodiscard]] bool convert_input(const std::filesystem::path& input, const RecordingMetadata& metadata,
-                                 const ConversionOptions& options, std::string& error) {
+                                 const ConversionOptions& options, BatchFiles& batch, std::string& error) {
   ConversionJob job;
   job.input = input;
+  job.batch = &batch;
   job.output = output_path(input, options, metadata.is_hdr);
   if (options.output_format == OutputFormat::spatial && !check_spatial_job(job, options, error)) return false;
   if (!convert_recording(job, metadata, options, error)) return false;
+  batch.add_output(job.output);
   console_line("%s output: %s", names_of(options.output_format).product,
                platform::path_to_utf8(job.output).c_str());
   return true;
 }
 
-[[nodiscard]] bool handle_input(const std::string& name, const ConversionOptions& options,
+[[nodiscard]] bool handle_input(const std::string& name, const ConversionOptions& options, BatchFiles& batch,
                                 std::string& error) {
   const std::filesystem::path input = platform::path_from_utf8(name);
   RecordingMetadata metadata;
@@ -72,16 +74,20 @@ FormatNames names_of(OutputFormat format) {
   print_recording_report(name, metadata);
   if (options.dry_run) return plan_input(metadata, options, error);
   if (options.inspect) return true;
-  return convert_input(input, metadata, options, error);
+  return convert_input(input, metadata, options, batch, error);
 }
 
 [[nodiscard]] bool check_preview_path(const std::filesystem::path& input, const std::filesystem::path& output,
                                       bool overwrite, std::string& error) {
-  if (!keep_input_intact(input, output, error)) return false;
+  if (!BatchFiles().keep_intact(input, output, error)) return false;
   std::error_code reason;
   const bool exists = std::filesystem::exists(output, reason);
   if (reason) throw std::filesystem::filesystem_error("exists", output, reason);
-  if (overwrite || !exists) return true;
+  // A link whose target is missing is something of that name, too.
+  const bool taken = exists || platform::name_is_taken(output, reason);
+  if (!output.has_filename())
+    return fail(error, "output path has no file name: \"" + platform::path_to_utf8(output) + "\"");
+  if (overwrite || !taken) return true;
   return fail(error, "output already exists: " + platform::path_to_utf8(output));
 }
 
@@ -91,8 +97,10 @@ bool run_batch(const ConversionOptions& options, std::string& error) {
   if (options.sbs_codec == SbsCodec::h264) {
     console_line("Warning: H.264 output is limited to 8-bit; 10-bit HDR support will be lost");
   }
+  BatchFiles batch;
+  for (const std::string& input : options.inputs) batch.add_input(platform::path_from_utf8(input));
   for (const std::string& input : options.inputs) {
-    if (!handle_input(input, options, error)) return false;
+    if (!handle_input(input, options, batch, error)) return false;
   }
   return true;
 }
@@ -102,7 +110,7 @@ bool run_thumbnail(const ConversionOptions& options, std::string& error) {
   const std::filesystem::path& output = *options.output;
   const std::filesystem::path input_path = platform::path_from_utf8(input);
   if (!check_preview_path(input_path, output, options.overwrite, error)) return false;
-  if (!generate_thumbnail(input_path, output, options.thumbnail_width)) {
+  if (!generate_thumbnail(input_path, output, options.thumbnail_width, options.overwrite)) {
     return fail(error, "could not generate the thumbnail for " + input);
   }
   console_line("Thumbnail output: %s", platform::path_to_utf8(output).c_str());

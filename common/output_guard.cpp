@@ -7,9 +7,26 @@
 
 namespace veyrin {
 
+bool BatchFiles::keep_intact(const std::filesystem::path& input, const std::filesystem::path& output,
+                             std::string& error) const {
+  const std::string name = platform::path_to_utf8(output);
+  if (is_same_file(input, output)) return fail(error, "output would replace its own input: " + name);
+  for (const std::filesystem::path& other : inputs_) {
+    if (!is_same_file(other, output)) continue;
+    return fail(error, "output would replace another input of this run: " + name + " is " +
+                           platform::path_to_utf8(other));
+  }
+  for (const std::filesystem::path& written : outputs_) {
+    if (!is_same_file(written, output)) continue;
+    return fail(error, "output would replace another output of this run: " + name + " is " +
+                           platform::path_to_utf8(written));
+  }
+  return true;
+}
+
 bool prepare_output_path(const std::filesystem::path& input, const std::filesystem::path& output,
-                         bool overwrite, std::string& error) {
-  if (!keep_input_intact(input, output, error)) return false;
+                         bool overwrite, const BatchFiles& batch, std::string& error) {
+  if (!batch.keep_intact(input, output, error)) return false;
   std::error_code status;
   const std::filesystem::path folder = output.parent_path();
   if (!folder.empty()) {
@@ -17,9 +34,11 @@ bool prepare_output_path(const std::filesystem::path& input, const std::filesyst
     if (status) return fail(error, "could not create output directory: " + status.message());
   }
   // A name that cannot be looked up is left to the opening of the file, which says why.
-  if (!overwrite && std::filesystem::exists(output, status)) {
+  if (!overwrite && platform::name_is_taken(output, status)) {
     return fail(error, "output already exists (use --overwrite): " + platform::path_to_utf8(output));
   }
+  if (!output.has_filename())
+    return fail(error, "output path has no file name: \"" + platform::path_to_utf8(output) + "\"");
   return true;
 }
 
@@ -30,19 +49,15 @@ bool check_spatial_output(const std::filesystem::path& output, bool overwrite, s
   if (!std::filesystem::status_known(status)) {
     return fail(error, "could not inspect AVP output path: " + reason.message());
   }
-  if (overwrite || !std::filesystem::exists(status)) return true;
+  // A link whose target is missing has no status of its own.
+  const bool taken = std::filesystem::exists(status) || platform::name_is_taken(output, reason);
+  if (overwrite || !taken) return true;
   return fail(error, "AVP output already exists (use --overwrite): " + platform::path_to_utf8(output));
 }
 
-bool output_is_input(const std::filesystem::path& input, const std::filesystem::path& output) noexcept {
+bool is_same_file(const std::filesystem::path& a, const std::filesystem::path& b) noexcept {
   std::error_code unreadable;
-  return std::filesystem::equivalent(input, output, unreadable);
-}
-
-bool keep_input_intact(const std::filesystem::path& input, const std::filesystem::path& output,
-                       std::string& error) {
-  if (!output_is_input(input, output)) return true;
-  return fail(error, "output would replace its own input: " + platform::path_to_utf8(output));
+  return std::filesystem::equivalent(a, b, unreadable);
 }
 
 }  // namespace veyrin

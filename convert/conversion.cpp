@@ -7,6 +7,7 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
+#include "common/output_claim.h"
 #include "common/output_guard.h"
 #include "common/platform/program.h"
 #include "convert/movie_output.h"
@@ -38,8 +39,10 @@ class Conversion {
   [[nodiscard]] bool run() {
     if (!open_input() || !open_decoders()) return false;
     plan_conversion();
-    if (!build_maps() || !prepare_output() || !output_->choose_encoder(error_) || !choose_processors())
+    if (!build_maps() || !check_output_path() || !claim_output() || !output_->choose_encoder(error_) ||
+        !choose_processors()) {
       return false;
+    }
     output_->report_encoder();
     return open_movie() && convert_packets() && finish_movie();
   }
@@ -48,7 +51,7 @@ class Conversion {
   [[nodiscard]] std::optional<Acceleration> check_support() {
     if (!open_input() || !open_decoders()) return std::nullopt;
     plan_conversion();
-    if (!prepare_output()) return std::nullopt;
+    if (!check_output_path()) return std::nullopt;
     return output_->check_support(error_);
   }
 
@@ -86,9 +89,19 @@ class Conversion {
     return true;
   }
 
-  [[nodiscard]] bool prepare_output() {
+  [[nodiscard]] bool check_output_path() {
     const FilePlan& files = plan_->files;
-    return prepare_output_path(files.input, files.output, files.overwrite, error_);
+    return prepare_output_path(files.input, files.output, files.overwrite, batch(), error_);
+  }
+
+  [[nodiscard]] bool claim_output() {
+    claim_ = OutputClaim::create(plan_->files.output, plan_->files.overwrite, error_);
+    return claim_ != nullptr;
+  }
+
+  [[nodiscard]] const BatchFiles& batch() const {
+    static const BatchFiles no_others;
+    return job_.batch != nullptr ? *job_.batch : no_others;
   }
 
   [[nodiscard]] bool choose_processors() {
@@ -124,7 +137,7 @@ class Conversion {
   }
 
   [[nodiscard]] bool open_movie() {
-    movie_ = output_->open_movie(input_->audio(), error_);
+    movie_ = output_->open_movie({input_->audio(), *claim_, batch()}, error_);
     return movie_ != nullptr;
   }
 
@@ -155,6 +168,7 @@ class Conversion {
   std::optional<ConversionInput> input_;
   std::unique_ptr<StereoDecoder> decoder_;
   std::optional<const ConversionPlan> plan_;
+  std::unique_ptr<OutputClaim> claim_;
   std::unique_ptr<MovieOutput> output_;
   RectificationMaps maps_;
   Processors processors_;

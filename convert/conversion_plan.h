@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "common/conversion_options.h"
+#include "common/output_guard.h"
 #include "media/video_types.h"
 #include "metadata/recording_metadata.h"
 #include "processing/yuv_processor.h"
@@ -26,6 +27,7 @@ struct ConversionJob {
   std::filesystem::path input;  ///< empty with a synthetic input
   std::optional<SyntheticInput> synthetic_input;
   std::filesystem::path output;
+  const BatchFiles* batch = nullptr;  ///< borrowed; null: the job is a run of its own
 };
 
 /// The eye size that the options ask for; what they leave open is the native size.

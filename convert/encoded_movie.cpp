@@ -7,6 +7,7 @@
 #include "common/error_text.h"
 #include "convert/sbs_stereo_metadata.h"
 #include "media/movie_file.h"
+#include "media/sound_copy.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -88,7 +89,9 @@ class EncodedMovie final : public MovieSink {
 
   [[nodiscard]] bool open(std::string& error) {
     file_ = MovieFile::create(request_.output, request_.container, messages, error);
-    if (!file_ || !add_video_track(error) || !add_audio_track(error) || !describe_stereo(error)) return false;
+    if (!file_ || !check_sound(error) || !add_video_track(error) || !add_audio_track(error) ||
+        !describe_stereo(error))
+      return false;
     Dictionary no_options;
     return file_->write_header(no_options, error) && allocate_frames(error);
   }
@@ -125,6 +128,15 @@ class EncodedMovie final : public MovieSink {
   }
 
  private:
+  [[nodiscard]] bool check_sound(std::string& error) const {
+    const AVOutputFormat& container = file_->container();
+    if (request_.audio == nullptr || can_copy_sound(container, *request_.audio)) return true;
+    const AVOutputFormat* matroska = av_guess_format("matroska", nullptr, nullptr);
+    const bool matroska_helps = matroska != nullptr && can_copy_sound(*matroska, *request_.audio);
+    return fail(error, sound_failure_text(*request_.audio, std::string("a ") + container.name + " file",
+                                          matroska_helps ? ".mkv" : ""));
+  }
+
   [[nodiscard]] bool add_video_track(std::string& error) {
     CodecParametersPtr parameters;
     const int result = copy_parameters(encoder_, parameters);

@@ -1,17 +1,17 @@
 // A movie encoded and muxed in this process.
 #pragma once
 
-#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "convert/movie_output.h"
 #include "media/ffmpeg.h"
+#include "media/movie_file.h"
 
 namespace veyrin {
 
 struct EncodedMovieRequest {
-  std::filesystem::path output;
+  MovieTarget output;
   const AVOutputFormat* container = nullptr;
   CodecContextPtr encoder;          ///< open; its time base is one output frame
   bool st3d = false;                ///< describe the picture in the container as side by side

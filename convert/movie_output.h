@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "common/output_claim.h"
 #include "convert/conversion_plan.h"
 #include "media/ffmpeg.h"
 #include "processing/yuv_processor.h"
@@ -47,6 +48,13 @@ struct GpuProcessorInputs {
   AVBufferRef* device;  ///< of the decoders; null when they decode in software
 };
 
+/// What a movie is opened with. All borrowed for the call, the claim for as long as the movie lives.
+struct MovieInputs {
+  const AVStream* audio;  ///< of the recording; null: none
+  OutputClaim& output;
+  const BatchFiles& batch;  ///< what no temporary file may replace
+};
+
 /// One kind of movie on the road of a conversion. Calls come in the order of the declarations.
 class MovieOutput {
  public:
@@ -69,9 +77,10 @@ class MovieOutput {
   /// Prints the report lines that name the encoder, where the kind has some.
   virtual void report_encoder() const = 0;
 
-  /// Opens the file for the sound of `audio` (borrowed for the call; null: none) and for the canvases'
-  /// pictures; null with one message in `error` on failure. Called once.
-  [[nodiscard]] virtual std::unique_ptr<MovieSink> open_movie(const AVStream* audio, std::string& error) = 0;
+  /// Opens the claimed file for the sound of `inputs.audio` and for the canvases' pictures; null with one
+  /// message in `error` on failure. Called once.
+  [[nodiscard]] virtual std::unique_ptr<MovieSink> open_movie(const MovieInputs& inputs,
+                                                              std::string& error) = 0;
 };
 
 }  // namespace veyrin

@@ -21,7 +21,7 @@ SoftwareEncodeRequest software_encode_request(const FilePlan& files, const TimeR
                                               const CanvasMoviePlan& movie, const AVCodecContext& settings);
 
 /// True when the finished file of the packaged encoder is rewritten with a description of its stereo picture.
-bool wants_stereo_pass(const CanvasMoviePlan& movie);
+bool wants_stereo_pass(const CanvasMoviePlan& movie, const std::filesystem::path& output);
 
 /// Side-by-side and mono movies. The plan's movie is a `CanvasMoviePlan`.
 std::unique_ptr<MovieOutput> create_sbs_mono_output(const ConversionPlan& plan);

@@ -106,6 +106,8 @@ std::unique_ptr<PackagedSoftwareEncoder> PackagedSoftwareEncoder::create(const S
   SoftwareEncodeRequest absolute = request;
   absolute.input = std::filesystem::absolute(request.input);
   absolute.output = std::filesystem::absolute(request.output);
+  std::error_code unknown;
+  const bool output_is_new = !platform::name_is_taken(absolute.output, unknown);
   auto process = child_request(locate(), packaged_encode_arguments(absolute));
   process.input = platform::ChildInput::pipe;
   platform::ChildStartFailure failure;
@@ -117,12 +119,19 @@ std::unique_ptr<PackagedSoftwareEncoder> PackagedSoftwareEncoder::create(const S
     return nullptr;
   }
   return std::unique_ptr<PackagedSoftwareEncoder>(
-      new PackagedSoftwareEncoder(std::move(absolute), std::move(child)));
+      new PackagedSoftwareEncoder(std::move(absolute), output_is_new, std::move(child)));
 }
 
-PackagedSoftwareEncoder::PackagedSoftwareEncoder(SoftwareEncodeRequest request,
+PackagedSoftwareEncoder::PackagedSoftwareEncoder(SoftwareEncodeRequest request, bool output_is_new,
                                                  std::unique_ptr<platform::ChildProcess> child)
-    : request_(std::move(request)), child_(std::move(child)) {}
+    : request_(std::move(request)), output_is_new_(output_is_new), child_(std::move(child)) {}
+
+PackagedSoftwareEncoder::~PackagedSoftwareEncoder() {
+  child_.reset();
+  std::error_code ignored;
+  if (!finished_ && output_is_new_ && std::filesystem::file_size(request_.output, ignored) == 0)
+    std::filesystem::remove(request_.output, ignored);
+}
 
 bool PackagedSoftwareEncoder::write_frame(const AVFrame* frame, std::string& error) {
   if (frame == nullptr || (frame->format != AV_PIX_FMT_P010LE && frame->format != AV_PIX_FMT_YUV420P)) {

@@ -24,7 +24,7 @@ inline constexpr std::chrono::milliseconds packaged_probe_limit{30000};
 
 /// The converter's end of one running packaged encoder. Driven by one thread, the one that created it and
 /// that stays alive until `finish`: the child does not outlive it. Destruction without a successful `finish`
-/// kills the child.
+/// kills the child, and removes the output when the child has created it and written nothing.
 class PackagedSoftwareEncoder {
  public:
   /// The program named by `VEYRIN_FFMPEG_GPL`, else "ffmpeg-gpl" beside the converter; empty on failure.
@@ -37,6 +37,7 @@ class PackagedSoftwareEncoder {
   [[nodiscard]] static std::unique_ptr<PackagedSoftwareEncoder> create(const SoftwareEncodeRequest& request,
                                                                        std::string& error);
 
+  ~PackagedSoftwareEncoder();
   PackagedSoftwareEncoder(const PackagedSoftwareEncoder&) = delete;
   PackagedSoftwareEncoder& operator=(const PackagedSoftwareEncoder&) = delete;
 
@@ -48,9 +49,11 @@ class PackagedSoftwareEncoder {
   [[nodiscard]] bool finish(std::string& error);
 
  private:
-  PackagedSoftwareEncoder(SoftwareEncodeRequest request, std::unique_ptr<platform::ChildProcess> child);
+  PackagedSoftwareEncoder(SoftwareEncodeRequest request, bool output_is_new,
+                          std::unique_ptr<platform::ChildProcess> child);
 
   SoftwareEncodeRequest request_;  ///< with absolute paths
+  bool output_is_new_;
   std::unique_ptr<platform::ChildProcess> child_;
   bool finished_ = false;
 };

@@ -50,7 +50,7 @@ bool PacketConversion::convert_packets(std::string& error) {
   PacketPtr packet(av_packet_alloc());
   if (!packet) return fail_with_library_error(error, "could not read an input packet", AVERROR(ENOMEM));
   while (!(video_done() && audio_done_)) {
-    const int result = av_read_frame(input_.context.get(), packet.get());
+    const int result = read_packet(*input_.context, *packet);
     if (result == AVERROR_EOF) break;
     if (result < 0) return fail_with_library_error(error, "could not read an input packet", result);
     const bool handled = handle_packet(*packet, error);

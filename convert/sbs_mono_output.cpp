@@ -2,11 +2,11 @@
 #include <variant>
 
 #include "common/console.h"
-#include "common/output_guard.h"
 #include "convert/encoded_movie.h"
 #include "convert/encoder_selection.h"
 #include "convert/gpu_pipeline.h"
 #include "convert/movie_outputs.h"
+#include "convert/packaged_movie_rules.h"
 #include "convert/packaged_software_encoder.h"
 #include "convert/sbs_stereo_metadata.h"
 #include "media/movie_file.h"
@@ -45,26 +45,38 @@ class SbsMonoOutput final : public MovieOutput {
     if (std::holds_alternative<PackagedEncoder>(*encoder_)) console_line("%s", packaged_encoder_report_line);
   }
 
-  std::unique_ptr<MovieSink> open_movie(const AVStream* audio, std::string& error) override {
+  std::unique_ptr<MovieSink> open_movie(const MovieInputs& inputs, std::string& error) override {
+    const std::filesystem::path& file = inputs.output.file();
     if (auto* in_process = std::get_if<InProcessEncoder>(&*encoder_)) {
-      return create_encoded_movie({.output = files_.output,
+      return create_encoded_movie({.output = {file, inputs.output.opening()},
                                    .container = movie_.container,
                                    .encoder = std::move(in_process->context),
                                    .st3d = movie_.st3d,
                                    .frame_packing_sei = movie_.frame_packing_sei,
-                                   .audio = audio},
+                                   .audio = inputs.audio},
                                   error);
     }
-    // The stereo pass writes beside the output; a recording may have just that name.
-    if (wants_stereo_pass(movie_) &&
-        !keep_input_intact(files_.input, st3d_temporary_path(files_.output), error)) {
-      return nullptr;
-    }
+    if (!check_packaged_movie(inputs, error)) return nullptr;
     const AVCodecContext& settings = *std::get<PackagedEncoder>(*encoder_).settings;
-    return create_packaged_movie(software_encode_request(files_, range_, movie_, settings), error);
+    FilePlan files = files_;
+    files.output = file;
+    return create_packaged_movie(software_encode_request(files, range_, movie_, settings), error);
   }
 
  private:
+  /// Hours of encoding must not end at what could be known before.
+  [[nodiscard]] bool check_packaged_movie(const MovieInputs& inputs, std::string& error) const {
+    const std::filesystem::path& file = inputs.output.file();
+    const bool stereo_pass = wants_stereo_pass(movie_, file);
+    if (!check_packaged_name(file, error)) return false;
+    if (inputs.audio != nullptr && !check_packaged_sound(file, *inputs.audio, stereo_pass, error))
+      return false;
+    if (movie_.st3d && !stereo_pass)
+      console_line("  stereo_description: none (only .mp4 and .mov files can carry it)");
+    return !stereo_pass ||
+           inputs.output.plan_temporary(files_.input, inputs.batch, st3d_temporary_path(file), error);
+  }
+
   FilePlan files_;
   TimeRange range_;
   CanvasMoviePlan movie_;
@@ -100,13 +112,13 @@ SoftwareEncodeRequest software_encode_request(const FilePlan& files, const TimeR
   request.has_audio = files.has_audio;
   request.overwrite = files.overwrite;
   request.depth = settings.pix_fmt == AV_PIX_FMT_P010LE ? BitDepth::ten : BitDepth::eight;
-  if (wants_stereo_pass(movie)) request.finish_pass = add_st3d_to_movie;
+  if (wants_stereo_pass(movie, files.output)) request.finish_pass = add_st3d_to_movie;
   return request;
 }
 
 // The pass writes an MP4 file; a movie asked for in another container would not stay in it.
-bool wants_stereo_pass(const CanvasMoviePlan& movie) {
-  return movie.st3d && movie.container != nullptr && is_mp4_family(*movie.container);
+bool wants_stereo_pass(const CanvasMoviePlan& movie, const std::filesystem::path& output) {
+  return movie.st3d && packaged_movie_can_be_stereo(output);
 }
 
 std::unique_ptr<MovieOutput> create_sbs_mono_output(const ConversionPlan& plan) {

@@ -44,7 +44,7 @@ class St3dRemux {
                          std::string& error) {
     input_ = open_recording(movie, {}, input_messages, error);
     if (!input_) return false;
-    output_ = MovieFile::create(temporary, /*container=*/nullptr, output_messages, error);
+    output_ = MovieFile::create({temporary}, /*container=*/nullptr, output_messages, error);
     if (!output_ || !copy_tracks(error)) return false;
     Dictionary no_options;
     return output_->write_header(no_options, error) && copy_packets(error) && output_->finish(error);
@@ -57,6 +57,7 @@ class St3dRemux {
   [[nodiscard]] bool copy_tracks(std::string& error) {
     output_->allow_unofficial_boxes();
     tracks_.resize(input_->nb_streams);
+    packets_.resize(input_->nb_streams);
     for (unsigned i = 0; i < input_->nb_streams; ++i) {
       const AVStream& source = *input_->streams[i];
       // The demuxer sets chapter tracks aside; the muxer makes its own from the chapters.
@@ -75,11 +76,27 @@ class St3dRemux {
   [[nodiscard]] bool copy_packets(std::string& error) {
     const PacketPtr packet(av_packet_alloc());
     if (!packet) return fail_with_library_error(error, write_failure.text, AVERROR(ENOMEM));
-    while (av_read_frame(input_.get(), packet.get()) >= 0) {
-      const auto track = tracks_[static_cast<std::size_t>(packet->stream_index)];
+    int result = 0;
+    while ((result = read_packet(*input_, *packet)) >= 0) {
+      // What a failure to read has left of a sample.
+      if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0)
+        return fail_with_library_error(error, write_failure.text, AVERROR(EIO));
+      const auto index = static_cast<std::size_t>(packet->stream_index);
+      const auto track = tracks_[index];
+      ++packets_[index];
       const bool written = !track || output_->write(*track, *packet, write_failure, error);
       av_packet_unref(packet.get());
       if (!written) return false;
+    }
+    // A movie that cannot be read to its end must not be replaced by its beginning.
+    const bool whole = result == AVERROR_EOF && has_read_every_sample();
+    return whole || fail_with_library_error(error, write_failure.text, result);
+  }
+
+  /// A movie that ends before the last sample of its index reads like one that is shorter.
+  [[nodiscard]] bool has_read_every_sample() const {
+    for (std::size_t i = 0; i < tracks_.size(); ++i) {
+      if (tracks_[i] && packets_[i] < avformat_index_get_entries_count(input_->streams[i])) return false;
     }
     return true;
   }
@@ -87,6 +104,7 @@ class St3dRemux {
   InputContextPtr input_;
   std::unique_ptr<MovieFile> output_;
   std::vector<std::optional<int>> tracks_;  ///< of the output, by input stream
+  std::vector<int> packets_;                ///< read so far, by input stream
 };
 
 }  // namespace

@@ -47,8 +47,8 @@ std::filesystem::path st3d_temporary_path(const std::filesystem::path& movie);
 
 /// Copies the movie's streams packet by packet into a new file whose video tracks carry the stereo
 /// description and an st3d box, and puts that file in the movie's place. On failure, one message in `error`,
-/// the movie is as it was and the temporary file is gone; killed halfway, the pass leaves either the old or
-/// the complete new movie, and perhaps the temporary file.
+/// the movie is as it was and the temporary file is gone, unless something else had its name before; killed
+/// halfway, the pass leaves either the old or the complete new movie, and perhaps the temporary file.
 [[nodiscard]] bool add_st3d_to_movie(const std::filesystem::path& movie, std::string& error);
 
 }  // namespace veyrin

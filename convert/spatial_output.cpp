@@ -2,8 +2,10 @@
 #include <utility>
 
 #include "common/console.h"
+#include "common/error_text.h"
 #include "convert/movie_outputs.h"
 #include "media/bitrate.h"
+#include "media/sound_copy.h"
 #include "media/video_types.h"
 #include "spatial/spatial_video_writer.h"
 #include "spatial/two_view_encoder_choice.h"
@@ -68,15 +70,18 @@ class SpatialOutput final : public MovieOutput {
 
   void report_encoder() const override {}
 
-  std::unique_ptr<MovieSink> open_movie(const AVStream* audio, std::string& error) override {
+  std::unique_ptr<MovieSink> open_movie(const MovieInputs& inputs, std::string& error) override {
+    if (!check_sound(inputs.audio, error)) return nullptr;
     FramePtr left = make_canvas();
     FramePtr right = make_canvas();
     if (!left || !right) {
       error = "could not allocate the encoder frame";
       return nullptr;
     }
-    const auto config = spatial_writer_config(plan_, audio, error);
+    auto config = spatial_writer_config(plan_, inputs.audio, error);
     if (!config) return nullptr;
+    config->output_path = inputs.output.file();
+    config->output_opening = inputs.output.opening();
     console_line("Creating direct spatial output with cdist=%.3f mm, hfov=%.3f deg",
                  config->camera_distance_mm, config->horizontal_field_of_view_degrees);
     auto encoder = encoder_kind_.create(*config, error);
@@ -87,6 +92,12 @@ class SpatialOutput final : public MovieOutput {
   }
 
  private:
+  [[nodiscard]] static bool check_sound(const AVStream* audio, std::string& error) {
+    const AVOutputFormat* quicktime = av_guess_format("mov", nullptr, nullptr);
+    return audio == nullptr || quicktime == nullptr || can_copy_sound(*quicktime, *audio) ||
+           fail(error, sound_failure_text(*audio, "a spatial movie", /*other_extension=*/""));
+  }
+
   [[nodiscard]] FramePtr make_canvas() const {
     return allocate_video_frame(semi_planar_format(plan_.picture.depth), plan_.picture.eye_box);
   }

@@ -53,14 +53,10 @@ struct InputContextDeleter {
 using InputContextPtr = std::unique_ptr<AVFormatContext, InputContextDeleter>;
 
 struct OutputContextDeleter {
-  void operator()(AVFormatContext* context) const {
-    if (context->oformat != nullptr && (context->oformat->flags & AVFMT_NOFILE) == 0)
-      avio_closep(&context->pb);
-    avformat_free_context(context);
-  }
+  void operator()(AVFormatContext* context) const { avformat_free_context(context); }
 };
 
-/// Owns a muxer and closes its file.
+/// Owns a muxer, but not the file that it writes to.
 using OutputContextPtr = std::unique_ptr<AVFormatContext, OutputContextDeleter>;
 
 /// Owns an option dictionary; `address()` is what FFmpeg's functions take and may replace.

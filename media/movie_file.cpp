@@ -10,6 +10,7 @@
 
 #include "common/error_text.h"
 #include "common/platform/files.h"
+#include "media/movie_io.h"
 
 namespace veyrin {
 namespace {
@@ -99,12 +100,24 @@ int copy_parameters(const AVCodecContext& encoder, CodecParametersPtr& parameter
   return parameters ? avcodec_parameters_from_context(parameters.get(), &encoder) : AVERROR(ENOMEM);
 }
 
-std::unique_ptr<MovieFile> MovieFile::create(const std::filesystem::path& output,
-                                             const AVOutputFormat* container, const MovieMessages& messages,
-                                             std::string& error) {
-  std::unique_ptr<MovieFile> movie(new MovieFile(media_url(output), messages));
+MovieFile::MovieFile(MovieTarget target, const MovieMessages& messages)
+    : target_(std::move(target)), messages_(messages) {}
+
+MovieFile::~MovieFile() {
+  const bool is_new = target_.opening == platform::OutputFile::Opening::create;
+  const bool is_of_no_use = opened_file() && is_new && !has_pictures_ && !finished_;
+  muxer_.reset();
+  io_.reset();
+  std::error_code ignored;
+  if (is_of_no_use) std::filesystem::remove(target_.path, ignored);
+}
+
+std::unique_ptr<MovieFile> MovieFile::create(MovieTarget target, const AVOutputFormat* container,
+                                             const MovieMessages& messages, std::string& error) {
+  std::unique_ptr<MovieFile> movie(new MovieFile(std::move(target), messages));
   AVFormatContext* muxer = nullptr;
-  const int result = avformat_alloc_output_context2(&muxer, container, nullptr, movie->url_.c_str());
+  const std::string url = media_url(movie->target_.path);
+  const int result = avformat_alloc_output_context2(&muxer, container, nullptr, url.c_str());
   movie->muxer_.reset(muxer);
   if (result >= 0 && muxer != nullptr) return movie;
   static_cast<void>(fail_step(error, messages.create, result));
@@ -172,11 +185,12 @@ int MovieFile::copy_description(const AVFormatContext& source) {
 }
 
 bool MovieFile::write_header(Dictionary& options, std::string& error) {
-  if ((container().flags & AVFMT_NOFILE) == 0) {
-    const int result = avio_open(&muxer_->pb, url_.c_str(), AVIO_FLAG_WRITE);
-    if (result < 0) return fail_step(error, messages_.open, result);
-    opened_file_ = true;
-  }
+  std::error_code reason;
+  auto file = platform::OutputFile::open(target_.path, target_.opening, reason);
+  if (!file) return fail_step(error, messages_.open, library_error_code(reason));
+  io_ = MovieIo::create(std::move(file));
+  if (!io_) return fail_step(error, messages_.open, AVERROR(ENOMEM));
+  muxer_->pb = io_->context();
   const int result = avformat_write_header(muxer_.get(), options.address());
   return result >= 0 || fail_step(error, messages_.write_header, result);
 }
@@ -187,6 +201,7 @@ bool MovieFile::write(int track, AVPacket& packet, FailureText failure, std::str
   av_packet_rescale_ts(&packet, source.time_base, stream(track).time_base);
   packet.stream_index = track;
   packet.pos = -1;
+  has_pictures_ = has_pictures_ || stream(track).codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
   const int result = av_interleaved_write_frame(muxer_.get(), &packet);
   return result >= 0 || fail_step(error, failure, result);
 }
@@ -194,9 +209,10 @@ bool MovieFile::write(int track, AVPacket& packet, FailureText failure, std::str
 bool MovieFile::finish(std::string& error) {
   int result = av_write_trailer(muxer_.get());
   // Closing writes what is still buffered, and that can fail too.
-  const int closed = avio_closep(&muxer_->pb);
+  const int closed = io_->close();
   if (result >= 0) result = closed;
-  return result >= 0 || fail_step(error, messages_.finish, result);
+  finished_ = result >= 0;
+  return finished_ || fail_step(error, messages_.finish, result);
 }
 
 bool is_cut_off_movie(const std::filesystem::path& path) {

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "common/platform/output_file.h"
 #include "media/ffmpeg.h"
 
 namespace veyrin {
@@ -23,6 +24,13 @@ bool is_mp4_family(const AVOutputFormat& container);
 
 /// The parameters of an open encoder's stream, for a track; a negative result is FFmpeg's error code.
 [[nodiscard]] int copy_parameters(const AVCodecContext& encoder, CodecParametersPtr& parameters);
+
+/// Where a movie goes.
+struct MovieTarget {
+  std::filesystem::path path;
+  /// `create` fails when anything has the name; `replace` empties an existing file.
+  platform::OutputFile::Opening opening = platform::OutputFile::Opening::create;
+};
 
 /// The user's words for a failing step.
 struct FailureText {
@@ -42,17 +50,21 @@ struct MovieMessages {
   FailureText finish;
 };
 
+class MovieIo;
+
 /// Use: `create`, the `add_..._track` functions, `write_header`, `write` for each packet, `finish`. Tracks
 /// are named by the numbers that the `add_..._track` functions give. Destroying an unfinished movie closes
-/// its file and leaves it as it is.
+/// its file and leaves it as it is; when it is a new one into which no picture was written, it is removed.
 class MovieFile {
  public:
   /// Prepares a movie in `container`, or, when that is null, in the one that the name asks for. Nothing is
   /// opened yet. Null with one message in `error` on failure. What the messages refer to must outlive the
   /// movie.
-  [[nodiscard]] static std::unique_ptr<MovieFile> create(const std::filesystem::path& output,
-                                                         const AVOutputFormat* container,
+  [[nodiscard]] static std::unique_ptr<MovieFile> create(MovieTarget target, const AVOutputFormat* container,
                                                          const MovieMessages& messages, std::string& error);
+  ~MovieFile();
+  MovieFile(const MovieFile&) = delete;
+  MovieFile& operator=(const MovieFile&) = delete;
 
   /// Adds a track for the packets of an encoder: times in `time_base`, and a duration of 1 for those that
   /// have none. HEVC gets the tag that players of the MP4 family want.
@@ -81,7 +93,7 @@ class MovieFile {
   [[nodiscard]] bool write_header(Dictionary& options, std::string& error);
 
   /// True once this movie has opened its file, and so perhaps changed one of that name.
-  [[nodiscard]] bool opened_file() const { return opened_file_; }
+  [[nodiscard]] bool opened_file() const { return io_ != nullptr; }
 
   /// Writes one packet, whose times count in the time base of its track's source. The packet is consumed.
   [[nodiscard]] bool write(int track, AVPacket& packet, FailureText failure, std::string& error);
@@ -95,16 +107,18 @@ class MovieFile {
     std::int64_t default_duration;  ///< of packets without one, in the time base
   };
 
-  MovieFile(std::string url, const MovieMessages& messages) : url_(std::move(url)), messages_(messages) {}
+  MovieFile(MovieTarget target, const MovieMessages& messages);
   [[nodiscard]] AVStream* add_stream(Source source, const AVCodecParameters& parameters,
                                      std::string_view addition, FailureText configuration,
                                      std::string& error);
 
-  std::string url_;
+  MovieTarget target_;
   MovieMessages messages_;
+  std::unique_ptr<MovieIo> io_;  // null until the header is written
   OutputContextPtr muxer_;
   std::vector<Source> sources_;  // by track
-  bool opened_file_ = false;
+  bool has_pictures_ = false;
+  bool finished_ = false;
 };
 
 /// True for an empty file and for one of the MP4 family (ISO/IEC 14496-12) whose boxes end beyond its end or

@@ -74,6 +74,12 @@ int first_audio_stream(const AVFormatContext& input) {
   return audio == streams.end() ? -1 : (*audio)->index;
 }
 
+int read_packet(AVFormatContext& input, AVPacket& packet) {
+  const int result = av_read_frame(&input, &packet);
+  if (result != AVERROR_EOF || input.pb == nullptr || input.pb->error >= 0) return result;
+  return input.pb->error;
+}
+
 std::optional<int> display_rotation_quarter_turns(const AVStream& stream) {
   const AVPacketSideData* side_data = av_packet_side_data_get(
       stream.codecpar->coded_side_data, stream.codecpar->nb_coded_side_data, AV_PKT_DATA_DISPLAYMATRIX);

@@ -45,6 +45,10 @@ void read_only_streams(AVFormatContext& input, std::span<const int> streams);
 /// The index of the first audio stream; -1 when there is none.
 [[nodiscard]] int first_audio_stream(const AVFormatContext& input);
 
+/// Reads the next packet; a negative result is FFmpeg's error code, AVERROR_EOF at the end. Demuxers take a
+/// failure to read for the end of the file; here it is the failure.
+[[nodiscard]] int read_packet(AVFormatContext& input, AVPacket& packet);
+
 /// Clockwise quarter turns (0..3) that the stream's display matrix asks for; nothing without a usable matrix.
 [[nodiscard]] std::optional<int> display_rotation_quarter_turns(const AVStream& stream);
 

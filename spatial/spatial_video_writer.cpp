@@ -65,7 +65,7 @@ class FfmpegSpatialVideoWriter final : public SpatialVideoWriter {
  private:
   [[nodiscard]] bool create_tracks(const SpatialWriterConfig& config, std::string& error) {
     const AVOutputFormat* quicktime = av_guess_format("mov", nullptr, nullptr);
-    file_ = MovieFile::create(config.output_path, quicktime, messages, error);
+    file_ = MovieFile::create({config.output_path, config.output_opening}, quicktime, messages, error);
     if (!file_) return false;
     const auto video =
         file_->add_video_track(encoder_->parameters(), encoder_->time_base(), config.frame_rate, error);

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "common/platform/output_file.h"
 #include "media/ffmpeg.h"
 #include "media/video_types.h"
 
@@ -34,6 +35,7 @@ double horizontal_field_of_view_degrees(const RectifiedStereoGeometry& geometry)
 struct SpatialWriterConfig {
   std::filesystem::path companion_path;  ///< the recording; carried along, not read by the writer
   std::filesystem::path output_path;
+  platform::OutputFile::Opening output_opening = platform::OutputFile::Opening::create;
   Size eye;  ///< as written, padding included
   FrameRate frame_rate{30, 1};
   std::int64_t bit_rate = 0;        ///< of both views together, bits per second

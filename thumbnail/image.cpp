@@ -1,15 +1,17 @@
 #include "thumbnail/image.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
-#include <fstream>
 #include <new>
 #include <string>
 #include <system_error>
 
 #include "common/console.h"
 #include "common/error_text.h"
+#include "common/output_claim.h"
 #include "common/platform/files.h"
+#include "common/platform/output_file.h"
 #include "media/ffmpeg.h"
 
 namespace veyrin {
@@ -56,13 +58,12 @@ PacketPtr encoded_png(const Image& image) {
   return avcodec_receive_packet(encoder.get(), packet.get()) >= 0 ? std::move(packet) : nullptr;
 }
 
-[[nodiscard]] bool write_png(const std::filesystem::path& file, const Image& image) {
+[[nodiscard]] bool write_png(platform::OutputFile& file, const Image& image) {
   const PacketPtr png = encoded_png(image);
   if (!png) return false;
-  std::ofstream stream(file, std::ios::binary | std::ios::trunc);
-  stream.write(reinterpret_cast<const char*>(png->data), png->size);
-  stream.close();
-  return stream.good();
+  std::error_code reason;
+  const bool written = file.write(png->data, static_cast<std::size_t>(png->size), reason);
+  return file.close(reason) && written;
 }
 
 bool same_pixels(const Image& a, const Image& b) {
@@ -85,10 +86,13 @@ bool reads_back(const std::filesystem::path& file, const Image& image) {
   return !reason;
 }
 
-[[nodiscard]] bool publish(const std::filesystem::path& temporary, const std::filesystem::path& output,
-                           const Image& image, std::string& error) {
-  const std::string path = platform::path_to_utf8(output);
-  if (!write_png(temporary, image)) {
+// What a preview takes at most, even on a busy machine with a slow disk.
+constexpr std::chrono::seconds patience_with_others{30};
+
+/// Writes an open temporary file and puts it in the output's place.
+[[nodiscard]] bool publish(platform::OutputFile& file, const std::filesystem::path& temporary,
+                           const std::filesystem::path& output, const Image& image, std::string& error) {
+  if (!write_png(file, image)) {
     return fail(error, "Could not write temporary PNG " + platform::path_to_utf8(temporary));
   }
   if (!reads_back(temporary, image)) {
@@ -96,13 +100,20 @@ bool reads_back(const std::filesystem::path& file, const Image& image) {
   }
   std::string reason;
   if (platform::replace_file(temporary, output, reason)) return true;
-  return fail(error, "Could not publish " + path + ": " + reason);
+  return fail(error, "Could not publish " + platform::path_to_utf8(output) + ": " + reason);
 }
 
-// A folder of the temporary file's name is the user's and stays.
-void remove_temporary(const std::filesystem::path& temporary) {
-  std::error_code ignored;
-  if (!std::filesystem::is_directory(temporary, ignored)) std::filesystem::remove(temporary, ignored);
+[[nodiscard]] bool write_claimed(OutputClaim& claim, const Image& image, std::string& error) {
+  const std::filesystem::path temporary = temporary_png_path(claim.file());
+  std::string taken;
+  if (!claim.plan_temporary(/*input=*/{}, BatchFiles(), temporary, taken))
+    console_line("[VideoThumbnailGenerator] %s", taken.c_str());
+  std::error_code reason;
+  const auto file = platform::OutputFile::open(temporary, platform::OutputFile::Opening::create, reason);
+  if (!file) return fail(error, "Could not write temporary PNG " + platform::path_to_utf8(temporary));
+  if (publish(*file, temporary, claim.file(), image, error)) return true;
+  std::filesystem::remove(temporary, reason);
+  return false;
 }
 
 }  // namespace
@@ -124,13 +135,12 @@ std::filesystem::path temporary_png_path(const std::filesystem::path& output) {
   return temporary;
 }
 
-bool write_png_atomically(const std::filesystem::path& output, const Image& image) {
+bool write_png_atomically(const std::filesystem::path& output, const Image& image, bool overwrite) {
   std::string error;
-  const std::filesystem::path temporary = temporary_png_path(output);
   if (!make_parent_folder(output)) {
     error = "Could not create output directory for " + platform::path_to_utf8(output);
-  } else if (!publish(temporary, output, image, error)) {
-    remove_temporary(temporary);
+  } else if (const auto claim = OutputClaim::create(output, overwrite, error, patience_with_others)) {
+    static_cast<void>(write_claimed(*claim, image, error));
   }
   if (!error.empty()) console_line("[VideoThumbnailGenerator] %s", error.c_str());
   return error.empty();

@@ -60,9 +60,12 @@ class SinglePlaneImage final : public Image {
 using ImagePtr = std::unique_ptr<SinglePlaneImage>;
 
 /// Writes the image to the output path followed by ".tmp", reads it back, and puts it in the place of the
-/// output, which may exist, in one step. Missing folders are made. False after one line on the console; the
-/// output is then as it was. The temporary file never remains.
-[[nodiscard]] bool write_png_atomically(const std::filesystem::path& output, const Image& image);
+/// output in one step; an output that exists by then is replaced only with `overwrite`. A link is followed.
+/// Missing folders are made. False after one line on the console; the output is then as it was. The temporary
+/// file never remains; whatever else has its name stays, and is a failure. Processes that write the same
+/// output do so one after the other.
+[[nodiscard]] bool write_png_atomically(const std::filesystem::path& output, const Image& image,
+                                        bool overwrite);
 
 /// The file in which `write_png_atomically` prepares its output.
 std::filesystem::path temporary_png_path(const std::filesystem::path& output);

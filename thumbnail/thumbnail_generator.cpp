@@ -22,8 +22,8 @@ namespace {
 /// The temporary file is written first, so it must not be the recording either.
 [[nodiscard]] bool keep_recording(const std::filesystem::path& input, const std::filesystem::path& output,
                                   std::string& error) {
-  return keep_input_intact(input, output, error) &&
-         keep_input_intact(input, temporary_png_path(output), error);
+  return BatchFiles().keep_intact(input, output, error) &&
+         BatchFiles().keep_intact(input, temporary_png_path(output), error);
 }
 
 [[nodiscard]] bool check_layout(const RecordingLayout& layout, const std::string& path, std::string& error) {
@@ -119,7 +119,7 @@ double pixel_aspect(const Track& track) {
 }  // namespace
 
 bool generate_thumbnail(const std::filesystem::path& input_path, const std::filesystem::path& output_path,
-                        int target_width) {
+                        int target_width, bool overwrite) {
   std::string error;
   ImagePtr preview;
   if (target_width < 1) {
@@ -127,7 +127,7 @@ bool generate_thumbnail(const std::filesystem::path& input_path, const std::file
   } else if (keep_recording(input_path, output_path, error)) {
     preview = make_preview(input_path, target_width, error);
   }
-  if (preview) return write_png_atomically(output_path, *preview);
+  if (preview) return write_png_atomically(output_path, *preview, overwrite);
   console_line("[VideoThumbnailGenerator] %s", error.c_str());
   return false;
 }

@@ -27,7 +27,7 @@ class OutputGuard : public testing::Test {
 
   std::string refusal(const fs::path& output, bool overwrite) {
     std::string error;
-    return prepare_output_path(input_, output, overwrite, error) ? "" : error;
+    return prepare_output_path(input_, output, overwrite, BatchFiles(), error) ? "" : error;
   }
 
   fs::path folder_;

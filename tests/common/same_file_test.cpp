@@ -31,10 +31,10 @@ TEST_F(SameFile, IsSeenThroughEveryNameAndLink) {
   outputs.insert(outputs.end(), {input_, folder_ / "." / input_.filename(),
                                  folder_ / "sub/.." / input_.filename(), folder_ / "hard.mov"});
   for (const path& output : outputs) {
-    EXPECT_TRUE(output_is_input(input_, output)) << output;
-    EXPECT_TRUE(output_is_input(output, input_)) << output;
+    EXPECT_TRUE(is_same_file(input_, output)) << output;
+    EXPECT_TRUE(is_same_file(output, input_)) << output;
     std::string error;
-    EXPECT_FALSE(keep_input_intact(input_, output, error)) << output;
+    EXPECT_FALSE(BatchFiles().keep_intact(input_, output, error)) << output;
     EXPECT_EQ(error, "output would replace its own input: " + platform::path_to_utf8(output));
   }
 }
@@ -42,7 +42,7 @@ TEST_F(SameFile, IsSeenThroughEveryNameAndLink) {
 TEST_F(SameFile, IsSeenFromARelativeName) {
   const path before = std::filesystem::current_path();
   std::filesystem::current_path(folder_.path());
-  const bool same = output_is_input(input_.filename(), input_);
+  const bool same = is_same_file(input_.filename(), input_);
   std::filesystem::current_path(before);
   EXPECT_TRUE(same);
 }
@@ -53,17 +53,17 @@ TEST_F(SameFile, OtherFilesAndMissingOnesAreNot) {
                  {folder_ / "copy.mov", folder_ / "new.mov", folder_ / "missing" / input_.filename(),
                   input_ / input_.filename(), folder_ / std::string(300, 'n'), folder_.path(), path()});
   for (const path& output : outputs) {
-    EXPECT_FALSE(output_is_input(input_, output)) << output;
+    EXPECT_FALSE(is_same_file(input_, output)) << output;
     std::string error;
-    EXPECT_TRUE(keep_input_intact(input_, output, error)) << output;
+    EXPECT_TRUE(BatchFiles().keep_intact(input_, output, error)) << output;
     EXPECT_EQ(error, "");
   }
 }
 
 TEST_F(SameFile, AMissingInputHasNoOutput) {
-  EXPECT_FALSE(output_is_input(folder_ / "missing.mov", folder_ / "missing.mov"));
-  EXPECT_FALSE(output_is_input("", folder_ / "new.mov"));
-  EXPECT_FALSE(output_is_input("", ""));
+  EXPECT_FALSE(is_same_file(folder_ / "missing.mov", folder_ / "missing.mov"));
+  EXPECT_FALSE(is_same_file("", folder_ / "new.mov"));
+  EXPECT_FALSE(is_same_file("", ""));
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ constexpr Format mov{"clip.mov", "prores_ks", AV_PIX_FMT_YUV422P10LE, "mdia/minf
 
 void write_movie(const std::filesystem::path& file, const Format& format, const Marks& marks) {
   EncodedMovieRequest request;
-  request.output = file;
+  request.output = {file};
   request.container = av_guess_format(nullptr, format.file_name, nullptr);
   request.encoder.reset(avcodec_alloc_context3(avcodec_find_encoder_by_name(format.encoder)));
   request.encoder->width = 128;

@@ -9,6 +9,7 @@
 
 #include "convert/sbs_stereo_metadata.h"
 #include "media/ffmpeg.h"
+#include "media/movie_io.h"
 #include "tests/support/command.h"
 #include "tests/support/mp4_boxes.h"
 #include "tests/support/temporary_folder.h"
@@ -173,7 +174,11 @@ void write_movie(const Stream& stream, const std::filesystem::path& file) {
   video->time_base = {1, 25};
   std::string error;
   ASSERT_TRUE(attach_sbs_stereo_metadata(*video->codecpar, "not attached", error)) << error;
-  ASSERT_GE(avio_open(&muxer->pb, file.c_str(), AVIO_FLAG_WRITE), 0);
+  std::error_code reason;
+  const auto io =
+      MovieIo::create(platform::OutputFile::open(file, platform::OutputFile::Opening::create, reason));
+  ASSERT_NE(io, nullptr);
+  muxer->pb = io->context();
   ASSERT_GE(avformat_write_header(muxer, nullptr), 0);
   set_decoding_times(stream);
   for (const PacketPtr& packet : stream.packets) {
@@ -181,6 +186,7 @@ void write_movie(const Stream& stream, const std::filesystem::path& file) {
     ASSERT_GE(av_interleaved_write_frame(muxer, packet.get()), 0);
   }
   ASSERT_GE(av_write_trailer(muxer), 0);
+  ASSERT_GE(io->close(), 0);
 }
 
 class FramePackingMovie : public testing::TestWithParam<const char*> {};

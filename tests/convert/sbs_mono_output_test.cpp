@@ -70,21 +70,15 @@ TEST(PackagedRequest, RepeatsTheSettingsOfTheSelection) {
 TEST(PackagedRequest, HasAStereoPassForMoviesOfTheMp4FamilyOnly) {
   const CodecContextPtr settings(avcodec_alloc_context3(nullptr));
   CanvasMoviePlan movie;
-  movie.container = container("mp4");
-  EXPECT_FALSE(wants_stereo_pass(movie)) << "not wished for";
+  EXPECT_FALSE(wants_stereo_pass(movie, "out.mp4")) << "not wished for";
   movie.st3d = true;
-  for (const char* name : {"mp4", "mov"}) {
-    movie.container = container(name);
-    EXPECT_TRUE(wants_stereo_pass(movie)) << name;
-    EXPECT_TRUE(software_encode_request({}, {}, movie, *settings).finish_pass) << name;
+  for (const char* name : {"out.mp4", "out.mov", "OUT.MP4"}) {
+    EXPECT_TRUE(wants_stereo_pass(movie, name)) << name;
+    FilePlan files;
+    files.output = name;
+    EXPECT_TRUE(software_encode_request(files, {}, movie, *settings).finish_pass) << name;
   }
-  // FFmpeg describes other containers too; one that is none of the family stands for them.
-  AVOutputFormat other{};
-  other.name = "matroska";
-  movie.container = &other;
-  EXPECT_FALSE(wants_stereo_pass(movie));
-  movie.container = nullptr;
-  EXPECT_FALSE(wants_stereo_pass(movie));
+  for (const char* name : {"out.mkv", "out.ts", "out"}) EXPECT_FALSE(wants_stereo_pass(movie, name)) << name;
 }
 
 }  // namespace

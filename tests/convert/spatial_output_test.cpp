@@ -4,6 +4,7 @@
 
 #include "convert/movie_outputs.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/temporary_folder.h"
 
 namespace veyrin::test {
 namespace {
@@ -29,6 +30,13 @@ SpatialWriterConfig config_of(const ConversionPlan& plan, const AVStream* audio 
   EXPECT_TRUE(config.has_value()) << error;
   EXPECT_EQ(error, "");
   return config.value_or(SpatialWriterConfig{});
+}
+
+/// Opens a silent movie in a folder that is gone afterwards.
+std::unique_ptr<MovieSink> open_movie(const ConversionPlan& plan, std::string& error) {
+  const TemporaryFolder folder;
+  const auto claim = OutputClaim::create(folder / "clip.mov", /*overwrite=*/false, error);
+  return create_spatial_output(plan)->open_movie({/*audio=*/nullptr, *claim, BatchFiles()}, error);
 }
 
 TEST(SpatialWriterConfig, TakesEverythingOver) {
@@ -98,7 +106,7 @@ TEST(SpatialOutput, RefusedBitRateReportsNoGeometry) {
   std::get<SpatialMoviePlan>(plan.movie).bitrate = "0";
   std::string error;
   capture_output();
-  EXPECT_EQ(create_spatial_output(plan)->open_movie(/*audio=*/nullptr, error), nullptr);
+  EXPECT_EQ(open_movie(plan, error), nullptr);
   EXPECT_EQ(captured_output(), "");
   EXPECT_EQ(error, "spatial bitrate is out of range: 0");
 }
@@ -109,7 +117,7 @@ TEST(SpatialOutput, ReportsItsGeometryBeforeTheEncoderIsOpened) {
   plan.picture.eye_box = {2, 2};
   std::string error;
   capture_output();
-  EXPECT_EQ(create_spatial_output(plan)->open_movie(/*audio=*/nullptr, error), nullptr);
+  EXPECT_EQ(open_movie(plan, error), nullptr);
   EXPECT_EQ(captured_output(), "Creating direct spatial output with cdist=64.000 mm, hfov=90.000 deg\n");
   EXPECT_NE(error, "");
 }

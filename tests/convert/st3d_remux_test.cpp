@@ -12,6 +12,7 @@
 #include "convert/sbs_stereo_metadata.h"
 #include "tests/convert/packaged_movies.h"
 #include "tests/support/command.h"
+#include "tests/support/linux/file_size_limit.h"
 #include "tests/support/mp4_boxes.h"
 #include "tests/support/temporary_folder.h"
 
@@ -188,29 +189,21 @@ TEST_F(St3dRemux, GivesTheSameMovieWhenRunAgain) {
   EXPECT_EQ(file_text(movie_), after_);
 }
 
-TEST_F(St3dRemux, WritesOverATemporaryFileThatAKilledRunLeft) {
-  std::ofstream(folder_ / "clip.st3d.tmp.mp4") << std::string(1000000, 'x');
-  ASSERT_NO_FATAL_FAILURE(remux(trimmed_movie()));
-  expect_samples_kept();
-  expect_no_other_file();
-}
-
-// The copying ends where the movie can no longer be read; all that could be read stays.
-TEST_F(St3dRemux, KeepsEverySampleBeforeTheEndOfAMovieThatIsCutShort) {
+// A disk or a network that fails in the middle must not make a short movie of a long one.
+TEST_F(St3dRemux, LeavesAMovieAloneThatCannotBeReadToItsEnd) {
   movie_ = folder_ / "clip.mp4";
   std::filesystem::copy_file(trimmed_movie(), movie_);
   const std::string whole = file_text(movie_);
   const auto boxes = test::read_boxes(whole);
   const auto samples = test::track_samples(whole, test::track_of_kind(boxes, "vide"));
-  const std::size_t kept = samples.size() / 2;
-  const std::size_t end = samples[kept].data() - whole.data();
-  std::filesystem::resize_file(movie_, end);
-  ASSERT_TRUE(add_st3d_to_movie(movie_, error_)) << error_;
-  after_ = file_text(movie_);
-  const auto after_boxes = test::read_boxes(after_);
-  const auto after = test::track_samples(after_, test::track_of_kind(after_boxes, "vide"));
-  ASSERT_GE(after.size(), kept);
-  EXPECT_TRUE(std::equal(samples.begin(), samples.begin() + kept, after.begin()));
+  const std::size_t start_of_sample = samples[samples.size() / 2].data() - whole.data();
+  for (const std::size_t end : {start_of_sample + 10, start_of_sample}) {
+    std::filesystem::resize_file(movie_, end);
+    EXPECT_FALSE(add_st3d_to_movie(movie_, error_));
+    EXPECT_TRUE(error_.starts_with("could not write SBS metadata: ")) << error_;
+    EXPECT_EQ(file_text(movie_), whole.substr(0, end));
+    expect_no_other_file();
+  }
 }
 
 TEST(St3dTemporaryPath, ReplacesTheExtension) {
@@ -258,30 +251,19 @@ TEST_F(FailingSt3dRemux, WhereATemporaryFileCannotBeTheFolderInItsPlaceStays) {
   make_movie();
   std::filesystem::create_directory(temporary_);
   EXPECT_FALSE(add_st3d_to_movie(movie_, error_));
-  EXPECT_EQ(error_, "could not write SBS metadata: Is a directory");
+  EXPECT_EQ(error_, "could not write SBS metadata: File exists");
   EXPECT_EQ(file_text(movie_), before_);
   EXPECT_TRUE(std::filesystem::is_directory(temporary_));
 }
 
-/// Files of this process can have no more bytes than the limit while the object lives, as on a full disk.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : previous_handler_(signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &previous_);
-    const rlimit limited{bytes, previous_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limited);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &previous_);
-    signal(SIGXFSZ, previous_handler_);
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  void (*previous_handler_)(int);
-  rlimit previous_{};
-};
+TEST_F(FailingSt3dRemux, KeepsWhateverFileHasTheTemporaryName) {
+  make_movie();
+  std::ofstream(temporary_) << "precious";
+  EXPECT_FALSE(add_st3d_to_movie(movie_, error_));
+  EXPECT_EQ(error_, "could not write SBS metadata: File exists");
+  EXPECT_EQ(file_text(temporary_), "precious");
+  EXPECT_EQ(file_text(movie_), before_);
+}
 
 TEST_F(FailingSt3dRemux, OnAFullDiskKeepsTheMovieAndRemovesTheTemporaryFile) {
   make_movie();

@@ -76,7 +76,7 @@ class Movie : public testing::Test {
   }
 
   std::unique_ptr<MovieFile> create(const std::filesystem::path& output) {
-    auto movie = MovieFile::create(output, /*container=*/nullptr, messages, error_);
+    auto movie = MovieFile::create({output}, /*container=*/nullptr, messages, error_);
     EXPECT_NE(movie, nullptr) << error_;
     return movie;
   }
@@ -171,11 +171,11 @@ TEST_F(Movie, CopiesATrackWithAllThatItSays) {
 }
 
 TEST_F(Movie, FailuresHaveTheWordsThatWereHandedOver) {
-  EXPECT_EQ(MovieFile::create(folder_ / "noextension", nullptr, messages, error_), nullptr);
+  EXPECT_EQ(MovieFile::create({folder_ / "noextension"}, nullptr, messages, error_), nullptr);
   EXPECT_EQ(error_, "create") << "asked to leave out the reason";
   MovieMessages with_reason = messages;
   with_reason.create.with_reason = true;
-  EXPECT_EQ(MovieFile::create(folder_ / "noextension", nullptr, with_reason, error_), nullptr);
+  EXPECT_EQ(MovieFile::create({folder_ / "noextension"}, nullptr, with_reason, error_), nullptr);
   EXPECT_EQ(error_, "create: Invalid argument");
 
   const auto missing = create(folder_ / "missing" / "a.mov");
@@ -199,6 +199,45 @@ TEST_F(Movie, PacketsThatTheContainerRefusesAreAFailureOfTheirWrite) {
   ASSERT_TRUE(movie->write(*video, *packet("picture", 5, 1), write_failure, error_)) << error_;
   EXPECT_FALSE(movie->write(*video, *packet("picture", 3, 1), write_failure, error_));
   EXPECT_EQ(error_, "write: Invalid argument");
+}
+
+TEST_F(Movie, NewFileWithoutAPictureIsRemovedWhenItIsNotFinished) {
+  const auto file = folder_ / "a.mov";
+  auto movie = create(file);
+  const auto video = movie->add_video_track(*picture_, {1, 25}, {25, 1}, error_);
+  const auto audio = movie->add_audio_track(*sound_, {1, 48000}, error_);
+  ASSERT_TRUE(video && audio && movie->write_header(no_options_, error_)) << error_;
+  ASSERT_TRUE(movie->write(*audio, *packet("ab", 0, 1), write_failure, error_)) << error_;
+  EXPECT_TRUE(std::filesystem::exists(file));
+  movie.reset();
+  EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(Movie, UnfinishedFileWithPicturesStays) {
+  const auto file = folder_ / "a.mov";
+  auto movie = create(file);
+  const auto video = movie->add_video_track(*picture_, {1, 25}, {25, 1}, error_);
+  ASSERT_TRUE(video && movie->write_header(no_options_, error_)) << error_;
+  ASSERT_TRUE(movie->write(*video, *packet("picture", 0, 1), write_failure, error_)) << error_;
+  movie.reset();
+  EXPECT_TRUE(std::filesystem::exists(file));
+}
+
+TEST_F(Movie, ReplacesAnExistingFileOnlyWhenToldTo) {
+  const auto file = folder_ / "a.mov";
+  std::ofstream(file) << "precious";
+  auto refused = create(file);
+  ASSERT_TRUE(refused->add_video_track(*picture_, {1, 25}, {25, 1}, error_)) << error_;
+  EXPECT_FALSE(refused->write_header(no_options_, error_));
+  EXPECT_EQ(error_, "open: File exists");
+  refused.reset();
+  EXPECT_EQ(file_text(file), "precious");
+
+  auto movie = MovieFile::create({file, platform::OutputFile::Opening::replace}, nullptr, messages, error_);
+  ASSERT_TRUE(movie->add_video_track(*picture_, {1, 25}, {25, 1}, error_)) << error_;
+  ASSERT_TRUE(movie->write_header(no_options_, error_)) << error_;
+  movie.reset();
+  EXPECT_TRUE(std::filesystem::exists(file)) << "it was not this movie that made it";
 }
 
 TEST_F(Movie, HevcTracksOfTheMp4FamilyKeepTheirParameterSetsInTheSampleEntry) {

@@ -110,6 +110,7 @@ TEST_F(SpatialWriterShortage, TheStepBehindTheHeaderIsNamed) {
 
 TEST_F(SpatialWriterShortage, FullDiskIsSaidAtTheEndAtTheLatest) {
   config.output_path = "/dev/full";
+  config.output_opening = platform::OutputFile::Opening::replace;
   writer = create_nvenc_writer(config, error, encoder.calls());
   bool written = writer != nullptr;
   for (int pts = 0; written && pts < 3; ++pts) written = write(pts);

@@ -51,6 +51,7 @@ TEST_F(SpatialVideoWriterTest, ViewsMayComeInCallsOfTheirOwn) {
     FakeEncoder late;
     late.delay = delay;
     error.clear();
+    config.output_path = folder / ("delay " + std::to_string(delay) + ".mov");
     writer = create_nvenc_writer(config, error, late.calls());
     ASSERT_NE(writer, nullptr) << error;
     write_pairs(4);

@@ -7,6 +7,7 @@
 
 #include "tests/support/captured_output.h"
 #include "tests/support/command.h"
+#include "tests/support/linux/file_size_limit.h"
 #include "tests/support/temporary_folder.h"
 #include "thumbnail/image.h"
 
@@ -29,10 +30,10 @@ struct Written {
   std::string log;
 };
 
-Written write(const std::filesystem::path& output, const Image& image) {
+Written write(const std::filesystem::path& output, const Image& image, bool overwrite = true) {
   capture_output();
   Written result;
-  result.done = write_png_atomically(output, image);
+  result.done = write_png_atomically(output, image, overwrite);
   result.log = captured_output();
   return result;
 }
@@ -78,10 +79,12 @@ TEST(PngFile, MakesMissingFolders) {
   EXPECT_TRUE(read_png(output));
 }
 
-TEST(PngFile, ReplacesAnOlderOneAndItsLeftOverTemporaryFile) {
+TEST(PngFile, ReplacesAnOlderOneAndWhatAKilledProcessHasLeft) {
   const TemporaryFolder folder;
   std::ofstream(folder / "preview.png") << "old";
   std::ofstream(folder / "preview.png.tmp") << "left over";
+  std::ofstream(folder / "preview.png.veyrin-lock")
+      << "veyrin-video-converter is writing here; its temporary files:\npreview.png.tmp\n";
   EXPECT_TRUE(write(folder / "preview.png", *gradient(4, 4)).done);
   EXPECT_TRUE(read_png(folder / "preview.png"));
   EXPECT_EQ(names_in(folder.path()), Names{"preview.png"});
@@ -96,23 +99,53 @@ TEST(PngFile, FailsWhereNoFolderCanBeMade) {
   EXPECT_EQ(result.log, "[VideoThumbnailGenerator] Could not create output directory for " + output + "\n");
 }
 
-TEST(PngFile, FailsWhenTheTemporaryFileCannotBeWritten) {
+TEST(PngFile, KeepsAnExistingOneUnlessToldToReplaceIt) {
   const TemporaryFolder folder;
   std::ofstream(folder / "preview.png") << "old";
-  std::filesystem::create_directory(folder / "preview.png.tmp");
+  const std::string output = (folder / "preview.png").string();
+  const Written result = write(output, *gradient(4, 4), /*overwrite=*/false);
+  EXPECT_FALSE(result.done);
+  EXPECT_EQ(result.log,
+            "[VideoThumbnailGenerator] output already exists (use --overwrite): " + output + "\n");
+  EXPECT_EQ(file_text(output), "old");
+}
+
+class TakenTemporaryPng : public testing::TestWithParam<void (*)(const TemporaryFolder&)> {};
+
+TEST_P(TakenTemporaryPng, IsKeptAndNamed) {
+  const TemporaryFolder folder;
+  std::ofstream(folder / "preview.png") << "old";
+  std::ofstream(folder / "precious") << "precious";
+  GetParam()(folder);
+  const Names before = names_in(folder.path());
   const std::string output = (folder / "preview.png").string();
   const Written result = write(output, *gradient(4, 4));
   EXPECT_FALSE(result.done);
-  EXPECT_EQ(result.log, "[VideoThumbnailGenerator] Could not write temporary PNG " + output + ".tmp\n");
-  EXPECT_EQ(names_in(folder.path()), (Names{"preview.png", "preview.png.tmp"}));
+  EXPECT_EQ(result.log,
+            "[VideoThumbnailGenerator] temporary file already exists (move it away or delete it): " + output +
+                ".tmp\n[VideoThumbnailGenerator] Could not write temporary PNG " + output + ".tmp\n");
+  EXPECT_EQ(names_in(folder.path()), before);
   EXPECT_EQ(file_text(output), "old");
+  EXPECT_EQ(file_text(folder / "precious"), "precious");
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Objects, TakenTemporaryPng,
+    testing::Values(
+        [](const TemporaryFolder& folder) { std::ofstream(folder / "preview.png.tmp") << "mine"; },
+        [](const TemporaryFolder& folder) { std::filesystem::create_directory(folder / "preview.png.tmp"); },
+        [](const TemporaryFolder& folder) {
+          std::filesystem::create_symlink("precious", folder / "preview.png.tmp");
+        },
+        [](const TemporaryFolder& folder) {
+          std::filesystem::create_symlink("missing", folder / "preview.png.tmp");
+        }));
 
 TEST(PngFile, FailsOnAFullDisk) {
   const TemporaryFolder folder;
   std::ofstream(folder / "preview.png") << "old";
-  std::filesystem::create_symlink("/dev/full", folder / "preview.png.tmp");
   const std::string output = (folder / "preview.png").string();
+  const FileSizeLimit limit(400);
   const Written result = write(output, *gradient(64, 64));
   EXPECT_FALSE(result.done);
   EXPECT_EQ(result.log, "[VideoThumbnailGenerator] Could not write temporary PNG " + output + ".tmp\n");

@@ -41,7 +41,7 @@ inline PreviewRun run_preview(const std::filesystem::path& input, const std::fil
   av_log_set_level(AV_LOG_QUIET);
   PreviewRun run;
   capture_output();
-  run.written = generate_thumbnail(input, output, width);
+  run.written = generate_thumbnail(input, output, width, /*overwrite=*/true);
   run.log = captured_output();
   run.image = read_png(output);
   return run;

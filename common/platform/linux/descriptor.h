@@ -20,6 +20,8 @@ class Descriptor {
   }
   [[nodiscard]] int get() const { return value_; }
   [[nodiscard]] bool valid() const { return value_ >= 0; }
+  /// Gives the descriptor up without closing it.
+  [[nodiscard]] int release() { return std::exchange(value_, -1); }
   void reset() {
     if (valid()) close(std::exchange(value_, -1));
   }

@@ -33,6 +33,26 @@ std::string path_to_utf8(const std::filesystem::path& path) {
   return path.native();
 }
 
+bool name_is_taken(const std::filesystem::path& path, std::error_code& reason) {
+  const std::filesystem::file_status status = std::filesystem::symlink_status(path, reason);
+  // A missing name sets the code too; only the type tells it from a failed look.
+  if (std::filesystem::status_known(status)) reason.clear();
+  return std::filesystem::exists(status);
+}
+
+std::filesystem::path follow_links(const std::filesystem::path& path) {
+  constexpr int most_links = 40;  // as the kernel follows
+  std::filesystem::path target = path;
+  std::error_code reason;
+  for (int link = 0; link < most_links; ++link) {
+    if (!std::filesystem::is_symlink(target, reason)) return target;
+    const std::filesystem::path next = std::filesystem::read_symlink(target, reason);
+    if (reason) return target;
+    target = target.parent_path() / next;
+  }
+  return path;
+}
+
 bool replace_file(const std::filesystem::path& source, const std::filesystem::path& target,
                   std::string& reason) {
   // The content goes first: a name that reaches the disk before its bytes would be an empty file.

@@ -23,6 +23,8 @@ class Handle {
   }
   [[nodiscard]] HANDLE get() const { return value_; }
   [[nodiscard]] bool valid() const { return value_ != nullptr; }
+  /// Gives the handle up without closing it.
+  [[nodiscard]] HANDLE release() { return std::exchange(value_, nullptr); }
   void reset() {
     if (valid()) CloseHandle(std::exchange(value_, nullptr));
   }

@@ -1,0 +1,65 @@
+// The right of this process to write one output, held while the output and the files beside it are written.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "common/output_guard.h"
+#include "common/platform/output_file.h"
+
+namespace veyrin::platform {
+class LockFile;
+}
+
+namespace veyrin {
+
+/// One output, claimed against other processes of this program by a lock file beside it, "NAME.veyrin-lock",
+/// which also says which temporary files belong to the work. It is gone with the claim; when the process was
+/// killed it stays, and the next claim of the same output removes what the killed one has left. Where no lock
+/// file can be made (a folder that cannot be written to, a device as the output) the claim goes without.
+class OutputClaim {
+ public:
+  /// Claims the file that the output leads to, links resolved. Waits up to `patience` for another process.
+  /// Null with one message in `error` when it is still being written then, or when it exists and `overwrite`
+  /// is not set.
+  [[nodiscard]] static std::unique_ptr<OutputClaim> create(const std::filesystem::path& output,
+                                                           bool overwrite, std::string& error,
+                                                           std::chrono::milliseconds patience = {});
+  ~OutputClaim();
+  OutputClaim(const OutputClaim&) = delete;
+  OutputClaim& operator=(const OutputClaim&) = delete;
+
+  /// The file to write.
+  [[nodiscard]] const std::filesystem::path& file() const { return file_; }
+
+  /// How to open it: an existing one is replaced, a new one must still be missing.
+  [[nodiscard]] platform::OutputFile::Opening opening() const {
+    return replaces_ ? platform::OutputFile::Opening::replace : platform::OutputFile::Opening::create;
+  }
+
+  /// Makes sure that `temporary`, in the output's folder, can be created later: removes what a killed process
+  /// has left there, and fails with one message that names the file when it is anybody else's, or when it is
+  /// one of the files that `batch` keeps intact for `input`.
+  [[nodiscard]] bool plan_temporary(const std::filesystem::path& input, const BatchFiles& batch,
+                                    const std::filesystem::path& temporary, std::string& error);
+
+ private:
+  OutputClaim(std::filesystem::path file, bool replaces);
+  [[nodiscard]] bool lock(std::chrono::milliseconds patience, std::string& error);
+  [[nodiscard]] bool inherits(const std::filesystem::path& temporary) const;
+  void note_temporary(const std::filesystem::path& temporary);
+
+  std::filesystem::path file_;
+  bool replaces_;
+  std::unique_ptr<platform::LockFile> lock_;  // null where none can be made
+  std::vector<std::string> inherited_names_;  // of the temporary files of a killed process
+  std::string lock_text_;
+};
+
+/// Fails with one message that names the file when anything has the name of a temporary file.
+[[nodiscard]] bool refuse_taken_temporary(const std::filesystem::path& temporary, std::string& error);
+
+}  // namespace veyrin

@@ -1,0 +1,80 @@
+#include "common/platform/lock_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "common/platform/linux/descriptor.h"
+
+namespace veyrin::platform {
+namespace {
+
+constexpr mode_t file_mode = 0666;  // less what the user's mask takes away
+constexpr std::size_t most_text = 65536;
+
+/// True while the name still leads to the open file: its last holder removes it before letting it go.
+bool has_name(int descriptor, const std::filesystem::path& path) {
+  struct stat opened {};
+  struct stat named {};
+  return fstat(descriptor, &opened) == 0 && lstat(path.c_str(), &named) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+bool is_regular_file(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+std::string text_of(int descriptor) {
+  std::string text(most_text, '\0');
+  const ssize_t size = pread(descriptor, text.data(), text.size(), 0);
+  text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+  return text;
+}
+
+[[nodiscard]] LockFile::Outcome fail_with_errno(std::string& reason) {
+  reason = std::generic_category().message(errno);
+  return LockFile::Outcome::unavailable;
+}
+
+}  // namespace
+
+LockFile::LockFile(std::intptr_t handle, std::filesystem::path path, std::string inherited_text)
+    : handle_(handle), path_(std::move(path)), inherited_text_(std::move(inherited_text)) {}
+
+LockFile::Outcome LockFile::take(const std::filesystem::path& path, std::unique_ptr<LockFile>& lock,
+                                 std::string& reason) {
+  while (true) {
+    // Without O_NONBLOCK a pipe of that name would wait for its other end.
+    Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, file_mode));
+    if (!file.valid()) return fail_with_errno(reason);
+    if (!is_regular_file(file.get())) {
+      reason = "it is not a regular file";
+      return Outcome::unavailable;
+    }
+    if (flock(file.get(), LOCK_EX | LOCK_NB) != 0)
+      return errno == EWOULDBLOCK ? Outcome::held : fail_with_errno(reason);
+    if (!has_name(file.get(), path)) continue;
+    const int descriptor = file.release();
+    lock.reset(new LockFile(descriptor, path, text_of(descriptor)));
+    return Outcome::taken;
+  }
+}
+
+LockFile::~LockFile() {
+  const Descriptor file(static_cast<int>(handle_));
+  if (removes_file_ && has_name(file.get(), path_)) unlink(path_.c_str());
+}
+
+bool LockFile::write(const std::string& text) {
+  const int descriptor = static_cast<int>(handle_);
+  const auto size = static_cast<ssize_t>(text.size());
+  return ftruncate(descriptor, 0) == 0 && pwrite(descriptor, text.data(), text.size(), 0) == size;
+}
+
+}  // namespace veyrin::platform

@@ -1,0 +1,72 @@
+#include "common/platform/lock_file.h"
+
+#include <windows.h>
+
+#include <system_error>
+#include <utility>
+
+#include "common/platform/win32/windows_api.h"
+
+namespace veyrin::platform {
+namespace {
+
+constexpr DWORD most_text = 65536;
+
+bool is_regular_file(HANDLE file) {
+  BY_HANDLE_FILE_INFORMATION information;
+  constexpr DWORD others = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+  return GetFileType(file) == FILE_TYPE_DISK && GetFileInformationByHandle(file, &information) != 0 &&
+         (information.dwFileAttributes & others) == 0;
+}
+
+std::string text_of(HANDLE file) {
+  std::string text(most_text, '\0');
+  DWORD size = 0;
+  if (ReadFile(file, text.data(), most_text, &size, nullptr) == 0) size = 0;
+  text.resize(size);
+  return text;
+}
+
+}  // namespace
+
+LockFile::LockFile(std::intptr_t handle, std::filesystem::path path, std::string inherited_text)
+    : handle_(handle), path_(std::move(path)), inherited_text_(std::move(inherited_text)) {}
+
+LockFile::Outcome LockFile::take(const std::filesystem::path& path, std::unique_ptr<LockFile>& lock,
+                                 std::string& reason) {
+  // Shared with nobody: the system itself refuses a second holder.
+  HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
+                            FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    const DWORD code = GetLastError();
+    // A file that its holder is removing denies access for a moment.
+    if (code == ERROR_SHARING_VIOLATION || code == ERROR_DELETE_PENDING) return Outcome::held;
+    reason = std::system_category().message(static_cast<int>(code));
+    return Outcome::unavailable;
+  }
+  Handle owner(file);
+  if (!is_regular_file(file)) {
+    reason = "it is not a regular file";
+    return Outcome::unavailable;
+  }
+  lock.reset(new LockFile(reinterpret_cast<std::intptr_t>(owner.release()), path, text_of(file)));
+  return Outcome::taken;
+}
+
+LockFile::~LockFile() {
+  const Handle file(reinterpret_cast<HANDLE>(handle_));
+  if (!removes_file_) return;
+  FILE_DISPOSITION_INFO disposition{.DeleteFile = TRUE};
+  SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition, sizeof disposition);
+}
+
+bool LockFile::write(const std::string& text) {
+  HANDLE file = reinterpret_cast<HANDLE>(handle_);
+  DWORD written = 0;
+  LARGE_INTEGER beginning{};
+  return SetFilePointerEx(file, beginning, nullptr, FILE_BEGIN) != 0 && SetEndOfFile(file) != 0 &&
+         WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) != 0 &&
+         written == text.size();
+}
+
+}  // namespace veyrin::platform
