@@ -9,6 +9,7 @@
 #include "common/platform/files.h"
 #include "common/platform/program.h"
 #include "convert/packaged_encoder_arguments.h"
+#include "media/movie_check.h"
 #include "media/movie_file.h"
 
 extern "C" {
@@ -152,6 +153,7 @@ bool PackagedSoftwareEncoder::write_frame(const AVFrame* frame, std::string& err
       }
     }
   }
+  ++frames_written_;
   return true;
 }
 
@@ -159,7 +161,8 @@ bool PackagedSoftwareEncoder::finish(std::string& error) {
   if (finished_) return true;
   child_->close_input();
   // FFmpeg can exit with 0 although the disk was full when it wrote the end of the file.
-  if (child_->wait() != 0 || is_cut_off_movie(request_.output)) {
+  if (child_->wait() != 0 || is_cut_off_movie(request_.output) ||
+      count_pictures(request_.output).value_or(frames_written_) != frames_written_) {
     return fail(error, "packaged GPL FFmpeg software encoding failed");
   }
   finished_ = true;

@@ -54,6 +54,7 @@ class PackagedSoftwareEncoder {
 
   SoftwareEncodeRequest request_;  ///< with absolute paths
   bool output_is_new_;
+  std::int64_t frames_written_ = 0;
   std::unique_ptr<platform::ChildProcess> child_;
   bool finished_ = false;
 };

@@ -10,6 +10,7 @@
 
 #include "common/error_text.h"
 #include "common/platform/files.h"
+#include "media/movie_check.h"
 #include "media/movie_io.h"
 
 namespace veyrin {
@@ -145,8 +146,8 @@ AVStream* MovieFile::add_stream(Source source, const AVCodecParameters& paramete
 std::optional<int> MovieFile::add_video_track(const AVCodecParameters& parameters, AVRational time_base,
                                               FrameRate rate, std::string& error) {
   // Without a duration the last frame's is unknown, and the muxer's edit list would end before it.
-  AVStream* stream = add_stream({time_base, /*default_duration=*/1}, parameters, messages_.add_video,
-                                messages_.configure_video, error);
+  AVStream* stream = add_stream({time_base, /*default_duration=*/1, /*packets=*/0}, parameters,
+                                messages_.add_video, messages_.configure_video, error);
   if (stream == nullptr) return std::nullopt;
   stream->avg_frame_rate = rate;
   // Players of the QuickTime family want the parameter sets in the sample entry only.
@@ -157,8 +158,8 @@ std::optional<int> MovieFile::add_video_track(const AVCodecParameters& parameter
 
 std::optional<int> MovieFile::add_audio_track(const AVCodecParameters& parameters, AVRational time_base,
                                               std::string& error) {
-  AVStream* stream = add_stream({time_base, /*default_duration=*/0}, parameters, messages_.add_copy,
-                                messages_.configure_copy, error);
+  AVStream* stream = add_stream({time_base, /*default_duration=*/0, /*packets=*/0}, parameters,
+                                messages_.add_copy, messages_.configure_copy, error);
   if (stream == nullptr) return std::nullopt;
   // The muxer picks the tag of its own container.
   stream->codecpar->codec_tag = 0;
@@ -166,7 +167,7 @@ std::optional<int> MovieFile::add_audio_track(const AVCodecParameters& parameter
 }
 
 std::optional<int> MovieFile::add_copied_track(const AVStream& source, std::string& error) {
-  AVStream* stream = add_stream({source.time_base, /*default_duration=*/0}, *source.codecpar,
+  AVStream* stream = add_stream({source.time_base, /*default_duration=*/0, /*packets=*/0}, *source.codecpar,
                                 messages_.add_copy, messages_.configure_copy, error);
   if (stream == nullptr) return std::nullopt;
   fit_tag(container(), *stream->codecpar);
@@ -196,7 +197,8 @@ bool MovieFile::write_header(Dictionary& options, std::string& error) {
 }
 
 bool MovieFile::write(int track, AVPacket& packet, FailureText failure, std::string& error) {
-  const Source& source = sources_[static_cast<std::size_t>(track)];
+  Source& source = sources_[static_cast<std::size_t>(track)];
+  ++source.packets;
   if (packet.duration == 0) packet.duration = source.default_duration;
   av_packet_rescale_ts(&packet, source.time_base, stream(track).time_base);
   packet.stream_index = track;
@@ -211,8 +213,16 @@ bool MovieFile::finish(std::string& error) {
   // Closing writes what is still buffered, and that can fail too.
   const int closed = io_->close();
   if (result >= 0) result = closed;
+  if (result >= 0 && is_mp4_family(container())) result = check_index();
   finished_ = result >= 0;
   return finished_ || fail_step(error, messages_.finish, result);
+}
+
+int MovieFile::check_index() const {
+  std::vector<TrackContent> tracks;
+  for (std::size_t i = 0; i < sources_.size(); ++i)
+    tracks.push_back({muxer_->streams[i]->codecpar, sources_[i].packets});
+  return check_movie_index(target_.path, tracks);
 }
 
 bool is_cut_off_movie(const std::filesystem::path& path) {

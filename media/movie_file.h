@@ -98,19 +98,22 @@ class MovieFile {
   /// Writes one packet, whose times count in the time base of its track's source. The packet is consumed.
   [[nodiscard]] bool write(int track, AVPacket& packet, FailureText failure, std::string& error);
 
-  /// Writes what is pending and the index, and closes the file.
+  /// Writes what is pending and the index, closes the file, and checks that the index names all that was
+  /// written.
   [[nodiscard]] bool finish(std::string& error);
 
  private:
   struct Source {
     AVRational time_base;
     std::int64_t default_duration;  ///< of packets without one, in the time base
+    std::int64_t packets = 0;       ///< written so far
   };
 
   MovieFile(MovieTarget target, const MovieMessages& messages);
   [[nodiscard]] AVStream* add_stream(Source source, const AVCodecParameters& parameters,
                                      std::string_view addition, FailureText configuration,
                                      std::string& error);
+  [[nodiscard]] int check_index() const;
 
   MovieTarget target_;
   MovieMessages messages_;

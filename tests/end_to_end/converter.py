@@ -72,14 +72,14 @@ class Converter:
         clean = {name: value for name, value in os.environ.items() if not name.startswith("VEYRIN_")}
         return {**clean, **settings}
 
-    def run(self, *arguments, folder, settings=None, timeout=120):
+    def run(self, *arguments, folder, settings=None, timeout=120, statuses=(0, 1)):
         settings = settings or {}
         command = self.command(*arguments)
         done = subprocess.run(command, cwd=folder, env=self.environment(settings), stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=timeout, check=False)
         run = Run(command, Path(folder), settings, done.returncode, done.stdout.decode(errors="replace"),
                   done.stderr.decode(errors="replace"))
-        assert run.status in (0, 1), f"status {run.status} {signal_name(run.status)}\n{run}"
+        assert run.status in statuses, f"status {run.status} {signal_name(run.status)}\n{run}"
         return run
 
     def start(self, *arguments, folder, settings=None):

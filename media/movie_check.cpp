@@ -1,0 +1,65 @@
+#include "media/movie_check.h"
+
+#include <cstddef>
+#include <string_view>
+#include <system_error>
+
+namespace veyrin {
+namespace {
+
+/// The file's index as it stands, without the picks of its edit lists; null with FFmpeg's code.
+InputContextPtr open_index(const std::filesystem::path& file, int& code) {
+  Dictionary options;
+  code = options.set("ignore_editlist", "1");
+  AVFormatContext* opened = nullptr;
+  if (code >= 0) code = avformat_open_input(&opened, media_url(file).c_str(), nullptr, options.address());
+  return InputContextPtr(opened);
+}
+
+bool has_stereo_description(const AVCodecParameters& parameters) {
+  return av_packet_side_data_get(parameters.coded_side_data, parameters.nb_coded_side_data,
+                                 AV_PKT_DATA_STEREO3D) != nullptr;
+}
+
+/// Uncompressed sound is indexed by the chunk.
+bool has_a_sample_per_packet(const AVCodecParameters& parameters) {
+  return av_get_bits_per_sample(parameters.codec_id) == 0;
+}
+
+bool is_as_written(AVStream& read, const TrackContent& written) {
+  const AVCodecParameters& parameters = *written.parameters;
+  const int samples = avformat_index_get_entries_count(&read);
+  const bool has_samples = has_a_sample_per_packet(parameters) ? samples == written.packets
+                                                               : (samples > 0) == (written.packets > 0);
+  return has_samples && read.codecpar->codec_id == parameters.codec_id &&
+         (parameters.extradata_size == 0 || read.codecpar->extradata_size > 0) &&
+         (!has_stereo_description(parameters) || has_stereo_description(*read.codecpar));
+}
+
+}  // namespace
+
+int check_movie_index(const std::filesystem::path& file, std::span<const TrackContent> tracks) {
+  std::error_code unknown;
+  if (!std::filesystem::is_regular_file(file, unknown)) return 0;
+  int code = 0;
+  const InputContextPtr movie = open_index(file, code);
+  if (!movie) return code;
+  if (movie->nb_streams < tracks.size()) return AVERROR_INVALIDDATA;
+  for (std::size_t i = 0; i < tracks.size(); ++i) {
+    if (!is_as_written(*movie->streams[i], tracks[i])) return AVERROR_INVALIDDATA;
+  }
+  return 0;
+}
+
+std::optional<std::int64_t> count_pictures(const std::filesystem::path& file) {
+  int code = 0;
+  const InputContextPtr movie = open_index(file, code);
+  if (!movie || !std::string_view(movie->iformat->name).starts_with("mov,")) return std::nullopt;
+  for (unsigned i = 0; i < movie->nb_streams; ++i) {
+    AVStream* stream = movie->streams[i];
+    if (stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) return avformat_index_get_entries_count(stream);
+  }
+  return 0;
+}
+
+}  // namespace veyrin
