@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "common/output_guard.h"
@@ -57,6 +59,24 @@ class OutputClaim {
   std::unique_ptr<platform::LockFile> lock_;  // null where none can be made
   std::vector<std::string> inherited_names_;  // of the temporary files of a killed process
   std::string lock_text_;
+};
+
+/// A temporary file that this process has created: removed with the object, in whatever way that comes about.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(std::filesystem::path path) : path_(std::move(path)) {}
+  ~TemporaryFile() {
+    std::error_code ignored;
+    if (!path_.empty()) std::filesystem::remove(path_, ignored);
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+  /// It has another name now.
+  void release() { path_.clear(); }
+
+ private:
+  std::filesystem::path path_;
 };
 
 /// Fails with one message that names the file when anything has the name of a temporary file.

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <optional>
-#include <system_error>
 #include <vector>
 
 #include "common/error_text.h"
+#include "common/output_claim.h"
 #include "common/platform/files.h"
 #include "media/ffmpeg.h"
 #include "media/movie_file.h"
@@ -40,18 +40,18 @@ constexpr MovieMessages output_messages{
 /// object is gone.
 class St3dRemux {
  public:
+  /// `owner` gets the temporary file once it exists.
   [[nodiscard]] bool run(const std::filesystem::path& movie, const std::filesystem::path& temporary,
-                         std::string& error) {
+                         std::optional<TemporaryFile>& owner, std::string& error) {
     input_ = open_recording(movie, {}, input_messages, error);
     if (!input_) return false;
     output_ = MovieFile::create({temporary}, /*container=*/nullptr, output_messages, error);
     if (!output_ || !copy_tracks(error)) return false;
     Dictionary no_options;
-    return output_->write_header(no_options, error) && copy_packets(error) && output_->finish(error);
+    const bool has_header = output_->write_header(no_options, error);
+    if (output_->opened_file()) owner.emplace(temporary);
+    return has_header && copy_packets(error) && output_->finish(error);
   }
-
-  /// Whether the temporary file is now one that this object has written to.
-  [[nodiscard]] bool opened_temporary() const { return output_ && output_->opened_file(); }
 
  private:
   [[nodiscard]] bool copy_tracks(std::string& error) {
@@ -152,19 +152,17 @@ std::filesystem::path st3d_temporary_path(const std::filesystem::path& movie) {
 
 bool add_st3d_to_movie(const std::filesystem::path& movie, std::string& error) {
   const std::filesystem::path temporary = st3d_temporary_path(movie);
-  bool opened_temporary = false;
-  bool written = false;
+  std::optional<TemporaryFile> owner;
   {
+    // Closed before the file is moved or removed.
     St3dRemux remux;
-    written = remux.run(movie, temporary, error);
-    opened_temporary = remux.opened_temporary();
+    if (!remux.run(movie, temporary, owner, error)) return false;
   }
   std::string reason;
-  if (written && platform::replace_file(temporary, movie, reason)) return true;
-  if (written) error = "could not replace the software output after adding SBS metadata";
-  std::error_code ignored;
-  if (opened_temporary) std::filesystem::remove(temporary, ignored);
-  return false;
+  if (!platform::replace_file(temporary, movie, reason))
+    return fail(error, "could not replace the software output after adding SBS metadata");
+  owner->release();
+  return true;
 }
 
 }  // namespace veyrin

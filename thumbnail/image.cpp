@@ -111,9 +111,10 @@ constexpr std::chrono::seconds patience_with_others{30};
   std::error_code reason;
   const auto file = platform::OutputFile::open(temporary, platform::OutputFile::Opening::create, reason);
   if (!file) return fail(error, "Could not write temporary PNG " + platform::path_to_utf8(temporary));
-  if (publish(*file, temporary, claim.file(), image, error)) return true;
-  std::filesystem::remove(temporary, reason);
-  return false;
+  TemporaryFile owner(temporary);
+  if (!publish(*file, temporary, claim.file(), image, error)) return false;
+  owner.release();
+  return true;
 }
 
 }  // namespace

@@ -41,7 +41,9 @@ bool fails(int kind, bool is_change) {
   const bool is_own_kind = kind != kind_change;
   const long own_number = is_own_kind ? counts[kind]++ : -1;
   const long change_number = is_change ? counts[kind_change]++ : -1;
-  const bool hit = (fault.kind == kind && is_own_kind && own_number == fault.number) ||
+  // What is short of memory stays so.
+  const bool is_due = kind == kind_memory ? own_number >= fault.number : own_number == fault.number;
+  const bool hit = (fault.kind == kind && is_own_kind && is_due) ||
                    (fault.kind == kind_change && is_change && change_number == fault.number);
   if (!hit) return false;
   if (fault.error == 0) kill(process, SIGKILL);
