@@ -1,5 +1,6 @@
 #include "tests/simulated_nvenc/initialization.h"
 
+#include <algorithm>
 #include <sstream>
 
 #include "tests/simulated_nvenc/capabilities.h"
@@ -132,7 +133,8 @@ SessionSetup accept(const NV_ENC_INITIALIZE_PARAMS& parameters, const Settings& 
               parameters.encodeHeight <= limit(NV_ENC_CAPS_HEIGHT_MAX),
           NV_ENC_ERR_INVALID_PARAM, "the picture's size is out of range");
   require(parameters.frameRateNum > 0 && parameters.frameRateDen > 0, NV_ENC_ERR_INVALID_PARAM, "frame rate");
-  require(configuration.frameIntervalP >= 1 &&
+  const bool only_key_pictures = configuration.frameIntervalP == 0 && configuration.gopLength == 1;
+  require((configuration.frameIntervalP >= 1 || only_key_pictures) &&
               configuration.frameIntervalP <= 1 + max_b_frames(parameters.encodeGUID),
           NV_ENC_ERR_UNSUPPORTED_PARAM, "too many B-frames");
 
@@ -142,7 +144,7 @@ SessionSetup accept(const NV_ENC_INITIALIZE_PARAMS& parameters, const Settings& 
   stream.height = static_cast<int>(parameters.encodeHeight);
   stream.rate_numerator = parameters.frameRateNum;
   stream.rate_denominator = parameters.frameRateDen;
-  stream.b_frames = configuration.frameIntervalP - 1;
+  stream.b_frames = std::max(0, configuration.frameIntervalP - 1);
   stream.idr_period = configuration.gopLength == NVENC_INFINITE_GOPLENGTH ? 0 : configuration.gopLength;
   stream.rate = rate(configuration.rcParams);
   if (same_guid(parameters.encodeGUID, NV_ENC_CODEC_HEVC_GUID)) {

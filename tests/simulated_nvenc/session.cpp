@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "tests/simulated_nvenc/annex_b.h"
 #include "tests/simulated_nvenc/display_message.h"
 #include "tests/simulated_nvenc/refusal.h"
 
@@ -24,7 +25,8 @@ void Session::initialize(const NV_ENC_INITIALIZE_PARAMS& parameters) {
   const StreamSettings& stream = setup.stream;
   coder_ = stream.codec == Codec::hevc ? open_x265(stream) : open_x264(stream);
   pairs_.emplace(stream.views);
-  order_.emplace(stream.idr_period, stream.b_frames);
+  const auto per_group = settings_.groups_per_view ? static_cast<std::uint32_t>(stream.views) : 1U;
+  order_.emplace((stream.idr_period + per_group - 1) / per_group, stream.b_frames);
   setup_ = setup;
   log_line(settings_, description(parameters, setup));
 }
@@ -40,7 +42,10 @@ void Session::sequence_parameters(NV_ENC_SEQUENCE_PARAM_PAYLOAD& parameters) {
   require_version(parameters.version, NV_ENC_SEQUENCE_PARAM_PAYLOAD_VER, "sequence parameters");
   require(parameters.spsppsBuffer != nullptr && parameters.outSPSPPSPayloadSize != nullptr,
           NV_ENC_ERR_INVALID_PTR, "no room for parameter sets");
-  const std::vector<std::uint8_t> sets = coder_->parameter_sets();
+  std::vector<std::uint8_t> sets = coder_->parameter_sets();
+  if (settings_.layer_sets == LayerSets::missing || settings_.layer_sets == LayerSets::in_band) {
+    sets = units_of_layer(sets, 0);
+  }
   require(sets.size() <= parameters.inBufferSize, NV_ENC_ERR_NOT_ENOUGH_BUFFER,
           "the parameter sets need more room");
   std::ranges::copy(sets, static_cast<std::uint8_t*>(parameters.spsppsBuffer));
@@ -116,7 +121,15 @@ NVENCSTATUS Session::finish_stream() {
 }
 
 void Session::code(const std::vector<InputPicture>& group) {
-  for (CodedPicture& picture : coder_->code(group)) deliver(picture);
+  const std::vector<CodedPicture> coded = coder_->code(group);
+  const auto views = static_cast<std::size_t>(setup_->stream.views);
+  const bool one_view_after_the_other = settings_.view_output == ViewOutput::by_view;
+  for (std::size_t i = 0; i < coded.size() * views; ++i) {
+    const std::size_t picture = one_view_after_the_other ? i % coded.size() : i / views;
+    const std::size_t view = one_view_after_the_other ? i / coded.size() : i % views;
+    deliver(coded[picture], settings_.view_output == ViewOutput::swapped ? views - 1 - view : view);
+  }
+  for (const CodedPicture& picture : coded) in_flight_.erase(picture.number);
 }
 
 bool Session::wants_headers(const CodedPicture& picture, std::size_t view) const {
@@ -132,30 +145,50 @@ bool Session::wants_headers(const CodedPicture& picture, std::size_t view) const
   return true;
 }
 
-// The k-th coded view goes to the k-th output buffer, whichever picture was passed along with that.
-void Session::deliver(CodedPicture& picture) {
-  auto origins = std::move(in_flight_.extract(picture.number).mapped());
-  for (std::size_t view = 0; view < picture.views.size(); ++view) {
-    OutputBuffer& to = *waiting_outputs_.front();
-    waiting_outputs_.pop_front();
-    to.bytes.clear();
-    if (wants_headers(picture, view)) to.bytes = coder_->parameter_sets();
-    const auto append = [&to](const std::vector<std::uint8_t>& more) {
-      to.bytes.insert(to.bytes.end(), more.begin(), more.end());
-    };
-    append(origins[view].message);
-    append(picture.views[view]);
-    to.origin = std::move(origins[view]);
-    if (view == 1) {
-      to.origin.time_stamp += static_cast<std::uint64_t>(settings_.view_time_offset);
-    }
-    to.average_qp = picture.average_qp;
-    // The second view of a key picture is predicted from the first.
-    to.type = picture.kind == PictureKind::bidirectional      ? NV_ENC_PIC_TYPE_B
-              : picture.kind == PictureKind::idr && view == 0 ? NV_ENC_PIC_TYPE_IDR
-                                                              : NV_ENC_PIC_TYPE_P;
-    to.state = OutputBuffer::State::coded;
+bool Session::wants_message(const CodedPicture& picture, std::size_t view) const {
+  switch (settings_.display_messages) {
+    case DisplayMessages::every_view:
+      return true;
+    case DisplayMessages::once:
+      return picture.number == 0 && view == 0;
+    case DisplayMessages::second_layer:
+      break;
   }
+  return view == 1;
+}
+
+// By default the second view of a key picture, which is predicted from the first, counts as a P picture.
+NV_ENC_PIC_TYPE Session::picture_type(PictureKind kind, std::size_t view) const {
+  const bool key = kind == PictureKind::idr;
+  if (view == 1 && settings_.second_view_keys == SecondViewKeys::all) return NV_ENC_PIC_TYPE_IDR;
+  if (key && (view == 0 || settings_.second_view_keys == SecondViewKeys::key_pictures))
+    return NV_ENC_PIC_TYPE_IDR;
+  return kind == PictureKind::bidirectional ? NV_ENC_PIC_TYPE_B : NV_ENC_PIC_TYPE_P;
+}
+
+// The k-th coded view goes to the k-th output buffer, whichever picture was passed along with that.
+void Session::deliver(const CodedPicture& picture, std::size_t view) {
+  OutputBuffer& to = *waiting_outputs_.front();
+  waiting_outputs_.pop_front();
+  Submission& origin = in_flight_.at(picture.number)[view];
+  to.bytes.clear();
+  const auto append = [&to](const std::vector<std::uint8_t>& more) {
+    to.bytes.insert(to.bytes.end(), more.begin(), more.end());
+  };
+  if (wants_headers(picture, view)) append(coder_->parameter_sets());
+  const bool in_band = settings_.layer_sets == LayerSets::in_band || settings_.layer_sets == LayerSets::both;
+  if (in_band && view == 1 && picture.kind == PictureKind::idr)
+    append(units_of_layer(coder_->parameter_sets(), 1));
+  if (!origin.message.empty() && wants_message(picture, view)) {
+    if (settings_.display_messages == DisplayMessages::second_layer) set_hevc_layer(origin.message, 1);
+    append(origin.message);
+  }
+  append(picture.views[view]);
+  to.origin = std::move(origin);
+  if (view == 1) to.origin.time_stamp += static_cast<std::uint64_t>(settings_.view_time_offset);
+  to.average_qp = picture.average_qp;
+  to.type = picture_type(picture.kind, view);
+  to.state = OutputBuffer::State::coded;
 }
 
 }  // namespace veyrin::simulated_nvenc

@@ -80,7 +80,10 @@ class Session {
   [[nodiscard]] Submission submission(const NV_ENC_PIC_PARAMS& parameters, const PictureSource& from) const;
   NVENCSTATUS finish_stream();
   void code(const std::vector<InputPicture>& group);
-  void deliver(CodedPicture& picture);
+  /// The next output buffer gets a view of the picture.
+  void deliver(const CodedPicture& picture, std::size_t view);
+  [[nodiscard]] bool wants_message(const CodedPicture& picture, std::size_t view) const;
+  [[nodiscard]] NV_ENC_PIC_TYPE picture_type(PictureKind kind, std::size_t view) const;
   [[nodiscard]] bool wants_headers(const CodedPicture& picture, std::size_t view) const;
 
   Settings settings_;

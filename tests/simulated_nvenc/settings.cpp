@@ -1,6 +1,9 @@
 #include "tests/simulated_nvenc/settings.h"
 
 #include <fstream>
+#include <initializer_list>
+#include <stdexcept>
+#include <utility>
 
 #include "common/platform/files.h"
 #include "common/platform/program.h"
@@ -24,6 +27,17 @@ bool flag(const std::string& name, bool otherwise) {
   return number(name).value_or(otherwise ? 1 : 0) != 0;
 }
 
+/// One of the words; the first one unless the variable is set.
+template <typename Choice>
+Choice choice(const std::string& name, std::initializer_list<std::pair<const char*, Choice>> words) {
+  const auto text = variable(name);
+  if (!text) return words.begin()->second;
+  for (const auto& [word, meaning] : words) {
+    if (*text == word) return meaning;
+  }
+  throw std::invalid_argument("no value of " + name + ": " + *text);
+}
+
 }  // namespace
 
 Settings settings_from_environment() {
@@ -40,6 +54,22 @@ Settings settings_from_environment() {
   settings.failing_picture = number("FAILING_PICTURE");
   settings.odd_views = flag("ODD_VIEWS", settings.odd_views);
   settings.view_time_offset = number("VIEW_TIME_OFFSET").value_or(0);
+  settings.layer_sets = choice<LayerSets>("LAYER_1_SETS", {{"header", LayerSets::header},
+                                                           {"missing", LayerSets::missing},
+                                                           {"in-band", LayerSets::in_band},
+                                                           {"both", LayerSets::both}});
+  settings.second_view_keys =
+      choice<SecondViewKeys>("VIEW_1_KEYS", {{"none", SecondViewKeys::none},
+                                             {"key-pictures", SecondViewKeys::key_pictures},
+                                             {"all", SecondViewKeys::all}});
+  settings.display_messages =
+      choice<DisplayMessages>("DISPLAY_MESSAGES", {{"every-view", DisplayMessages::every_view},
+                                                   {"once", DisplayMessages::once},
+                                                   {"layer-1", DisplayMessages::second_layer}});
+  settings.view_output = choice<ViewOutput>(
+      "VIEW_OUTPUT",
+      {{"pairs", ViewOutput::pairs}, {"swapped", ViewOutput::swapped}, {"by-view", ViewOutput::by_view}});
+  settings.groups_per_view = flag("GROUPS_PER_VIEW", settings.groups_per_view);
   settings.log_file = variable("LOG").value_or("");
   // Only without B-frames is the last picture certain to be alone in its group.
   if (settings.odd_views) settings.b_frames = 0;

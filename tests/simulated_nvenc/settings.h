@@ -7,6 +7,21 @@
 
 namespace veyrin::simulated_nvenc {
 
+/// Where the parameter sets of view 1 are: the sequence header, nowhere, before the key pictures of view 1,
+/// or in both places.
+enum class LayerSets { header, missing, in_band, both };
+
+/// Which pictures of view 1 are called IDR pictures: none, those of key pictures, all.
+enum class SecondViewKeys { none, key_pictures, all };
+
+/// Where the message about reference displays stands: before each view, before the first picture only, in the
+/// layer of view 1 only.
+enum class DisplayMessages { every_view, once, second_layer };
+
+/// The order of coded views: view after view of each picture, view 1 first, or all pictures of view 0 in a
+/// group of B-frames before those of view 1.
+enum class ViewOutput { pairs, swapped, by_view };
+
 /// A GPU and its faults; README.md describes the variables.
 struct Settings {
   bool h264 = true;
@@ -21,6 +36,11 @@ struct Settings {
   std::optional<std::int64_t> failing_picture;
   bool odd_views = false;             ///< the last view of the stream is never delivered
   std::int64_t view_time_offset = 0;  ///< added to the time stamps of view 1
+  LayerSets layer_sets = LayerSets::header;
+  SecondViewKeys second_view_keys = SecondViewKeys::none;
+  DisplayMessages display_messages = DisplayMessages::every_view;
+  ViewOutput view_output = ViewOutput::pairs;
+  bool groups_per_view = false;  ///< each view counts in the length of a group of pictures
   std::string log_file;
 };
 
