@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <string_view>
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -52,6 +53,11 @@ void set_private_option(AVCodecContext& context, const char* option, const char*
   av_opt_set(context.priv_data, option, value, 0);
 }
 
+bool is_nvenc(const AVCodec* encoder) {
+  return encoder != nullptr && encoder->name != nullptr &&
+         std::string_view(encoder->name).ends_with("_nvenc");
+}
+
 }  // namespace
 
 AVCodecID encoder_codec_id(SbsCodec codec) {
@@ -88,6 +94,7 @@ void configure_encoder(const EncoderRequest& request, AVPixelFormat format, std:
   context.time_base = av_inv_q(request.frame_rate);
   context.framerate = request.frame_rate;
   context.gop_size = group_of_pictures(request.frame_rate);
+  if (is_nvenc(context.codec)) set_nvenc_groups(request.frame_rate, context);
   context.bit_rate = bit_rate;
   const ColorTags colors = encoder_colors(request.input_colors, request.depth);
   context.color_primaries = colors.primaries;

@@ -40,6 +40,15 @@ int group_of_pictures(FrameRate rate) {
   return std::max(1, av_clipl_int32(2 * std::int64_t{rate.num / rate.den}));
 }
 
+void set_nvenc_groups(FrameRate rate, AVCodecContext& encoder) {
+  constexpr int most_b_frames = 5;  // of any NVENC
+  const int pictures = group_of_pictures(rate);
+  // For groups of one picture FFmpeg passes the number of B-frames on only when asked for key pictures alone,
+  // which is what 0 means.
+  encoder.gop_size = pictures == 1 ? 0 : pictures;
+  if (pictures <= most_b_frames) encoder.max_b_frames = 0;
+}
+
 ColorTags color_tags(const AVCodecParameters& stream) {
   return {stream.color_primaries, stream.color_trc, stream.color_space, stream.color_range};
 }

@@ -11,6 +11,7 @@ extern "C" {
 #include <libavutil/rational.h>
 }
 
+struct AVCodecContext;
 struct AVCodecParameters;
 struct AVFrame;
 
@@ -44,6 +45,10 @@ using FrameRate = AVRational;
 
 /// Two seconds of whole frames, at least 1.
 int group_of_pictures(FrameRate rate);
+
+/// Tells an encoder of NVENC, not open yet, of its groups of pictures at this rate. Where they are so short
+/// that the B-frames that it chooses by itself might not fit into them, which it refuses, there are none.
+void set_nvenc_groups(FrameRate rate, AVCodecContext& encoder);
 
 /// A stretch of a recording, in seconds of its own time.
 struct TimeRange {

@@ -48,6 +48,36 @@ TEST(ConfigureEncoder, PassesTheRequestOn) {
   EXPECT_NE(context->flags & AV_CODEC_FLAG_FRAME_DURATION, 0);
 }
 
+TEST(ConfigureEncoder, NvencHasNoBFramesInShortGroups) {
+  struct GroupCase {
+    FrameRate rate;
+    int gop_size;
+    int b_frames;
+  };
+  const int own =
+      CodecContextPtr(avcodec_alloc_context3(avcodec_find_encoder_by_name("hevc_nvenc")))->max_b_frames;
+  ASSERT_LT(own, 0) << "the encoder's choice";
+  // Groups of one picture are asked for as key pictures alone.
+  for (const GroupCase& c :
+       {GroupCase{{1, 2}, 0, 0}, GroupCase{{1, 1}, 2, 0}, GroupCase{{3, 2}, 2, 0}, GroupCase{{5, 2}, 4, 0},
+        GroupCase{{3, 1}, 6, own}, GroupCase{{30, 1}, 60, own}}) {
+    for (const char* name : {"hevc_nvenc", "h264_nvenc"}) {
+      EncoderRequest request = request_for(SbsCodec::hevc, BitDepth::eight);
+      request.frame_rate = c.rate;
+      const CodecContextPtr context(avcodec_alloc_context3(avcodec_find_encoder_by_name(name)));
+      configure_encoder(request, AV_PIX_FMT_YUV420P, /*bit_rate=*/1'000'000, *context);
+      EXPECT_EQ(context->gop_size, c.gop_size) << name << ' ' << c.rate.num << '/' << c.rate.den;
+      EXPECT_EQ(context->max_b_frames, c.b_frames) << name << ' ' << c.rate.num << '/' << c.rate.den;
+    }
+  }
+}
+
+TEST(ConfigureEncoder, OtherEncodersKeepGroupsOfOnePicture) {
+  EncoderRequest request = request_for(SbsCodec::hevc, BitDepth::eight);
+  request.frame_rate = {1, 2};
+  EXPECT_EQ(configured(request)->gop_size, 1);
+}
+
 TEST(ConfigureEncoder, GlobalHeaderOnlyWhenTheContainerAsks) {
   EncoderRequest request = request_for(SbsCodec::hevc, BitDepth::eight);
   EXPECT_EQ(configured(request)->flags & AV_CODEC_FLAG_GLOBAL_HEADER, 0);
