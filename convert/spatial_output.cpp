@@ -1,4 +1,5 @@
 #include <array>
+#include <cmath>
 #include <utility>
 
 #include "common/console.h"
@@ -12,6 +13,16 @@
 
 namespace veyrin {
 namespace {
+
+// Both come out of the recording's calibration, and players scale the picture by them. The record holds
+// thousandths of a degree.
+[[nodiscard]] bool check_geometry(const SpatialWriterConfig& config, std::string& error) {
+  const double thousandths = std::round(config.horizontal_field_of_view_degrees * 1000.0);
+  if (!(thousandths > 0.0 && thousandths < 180'000.0))
+    return fail(error, "could not derive a field of view between 0 and 180 degrees from the calibration");
+  return std::isfinite(config.camera_distance_mm) ||
+         fail(error, "could not derive the distance of the lenses from the calibration");
+}
 
 class SpatialMovie final : public MovieSink {
  public:
@@ -79,7 +90,7 @@ class SpatialOutput final : public MovieOutput {
       return nullptr;
     }
     auto config = spatial_writer_config(plan_, inputs.audio, error);
-    if (!config) return nullptr;
+    if (!config || !check_geometry(*config, error)) return nullptr;
     config->output_path = inputs.output.file();
     config->output_opening = inputs.output.opening();
     console_line("Creating direct spatial output with cdist=%.3f mm, hfov=%.3f deg",

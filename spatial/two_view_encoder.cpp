@@ -1,6 +1,7 @@
 #include "spatial/two_view_encoder.h"
 
 #include <cmath>
+#include <cstdint>
 
 #include "metadata/calibration.h"
 
@@ -17,7 +18,8 @@ double camera_distance_mm(const RectifiedStereoGeometry& geometry) {
 }
 
 double horizontal_field_of_view_degrees(const RectifiedStereoGeometry& geometry) {
-  const double width = (geometry.left_width + geometry.right_width) * 0.5;
+  const std::int64_t widths = std::int64_t{geometry.left_width} + geometry.right_width;
+  const double width = static_cast<double>(widths) * 0.5;
   const double focal_length = (geometry.left_focal_length + geometry.right_focal_length) * 0.5;
   return 2.0 * std::atan(width / (2.0 * focal_length)) * degrees_per_radian;
 }

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <limits>
+#include <string>
 #include <variant>
 
 #include "convert/movie_outputs.h"
@@ -109,6 +112,40 @@ TEST(SpatialOutput, RefusedBitRateReportsNoGeometry) {
   EXPECT_EQ(open_movie(plan, error), nullptr);
   EXPECT_EQ(captured_output(), "");
   EXPECT_EQ(error, "spatial bitrate is out of range: 0");
+}
+
+TEST(SpatialOutput, RefusesAGeometryThatNoPlayerCanUse) {
+  constexpr double none = std::numeric_limits<double>::quiet_NaN();
+  constexpr double endless = std::numeric_limits<double>::infinity();
+  constexpr std::int32_t largest = std::numeric_limits<std::int32_t>::max();
+  const std::string view = "could not derive a field of view between 0 and 180 degrees from the calibration";
+  const std::string distance = "could not derive the distance of the lenses from the calibration";
+  struct GeometryCase {
+    std::int32_t width;
+    double focal_length;
+    float translation;
+    const std::string& error;
+  };
+  for (const GeometryCase& c :
+       {GeometryCase{1920, 0.0, 0.064F, view}, GeometryCase{1920, -960.0, 0.064F, view},
+        GeometryCase{1920, none, 0.064F, view}, GeometryCase{1920, endless, 0.064F, view},
+        GeometryCase{1920, 1e300, 0.064F, view}, GeometryCase{largest, 1.0, 0.064F, view},
+        GeometryCase{1920, 3e8, 0.064F, view}, GeometryCase{0, 960.0, 0.064F, view},
+        GeometryCase{1920, 960.0, static_cast<float>(endless), distance},
+        GeometryCase{1920, 960.0, static_cast<float>(none), distance},
+        GeometryCase{1920, 960.0, 1e30F, distance}}) {
+    ConversionPlan plan = plain_plan();
+    std::get<SpatialMoviePlan>(plan.movie).geometry = {.left_width = c.width,
+                                                       .right_width = c.width,
+                                                       .left_focal_length = c.focal_length,
+                                                       .right_focal_length = c.focal_length,
+                                                       .translation = {c.translation, 0.0F, 0.0F}};
+    std::string error;
+    capture_output();
+    EXPECT_EQ(create_spatial_output(plan)->open_movie(/*audio=*/nullptr, error), nullptr);
+    EXPECT_EQ(captured_output(), "");
+    EXPECT_EQ(error, c.error) << c.width << ' ' << c.focal_length << ' ' << c.translation;
+  }
 }
 
 TEST(SpatialOutput, ReportsItsGeometryBeforeTheEncoderIsOpened) {

@@ -37,6 +37,10 @@ TEST(HorizontalFieldOfView, IsThatOfTheMeanEye) {
            ViewCase{1000, 1000, 500 * std::sqrt(3.0), 500 * std::sqrt(3.0), 60.0},
            ViewCase{1000, 1000, 500 / std::sqrt(3.0), 500 / std::sqrt(3.0), 120.0},
            ViewCase{640, 640, 0, 0, 180.0},
+           // The sum of the widths is past the range of their type.
+           ViewCase{2'000'000'000, 2'000'000'000, 1e9, 1e9, 90.0},
+           ViewCase{2'147'483'647, 2'147'483'647, 2147483647 * std::sqrt(0.75), 2147483647 * std::sqrt(0.75),
+                    60.0},
        }) {
     const RectifiedStereoGeometry geometry{c.left_width, c.right_width, c.left_focal_length,
                                            c.right_focal_length};
