@@ -10,6 +10,7 @@
 #include "media/movie_file.h"
 #include "media/video_types.h"
 #include "spatial/spatial_metadata.h"
+#include "spatial/two_view_units.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -30,7 +31,7 @@ void configure(const SpatialWriterConfig& config, AVCodecContext& context) {
   context.pix_fmt = semi_planar_format(config.depth);
   context.framerate = config.frame_rate;
   context.time_base = av_inv_q(config.frame_rate);
-  context.gop_size = group_of_pictures(config.frame_rate);
+  set_nvenc_groups(config.frame_rate, context);
   context.bit_rate = config.bit_rate;
   context.color_primaries = config.colors.primaries;
   context.color_trc = config.colors.transfer;
@@ -54,6 +55,16 @@ void configure(const SpatialWriterConfig& config, AVCodecContext& context) {
   return true;
 }
 
+// A player finds the sets of both views in the movie's sample entry, which is made of the sequence header.
+// What a driver writes into its pictures only would be of no use there.
+[[nodiscard]] bool check_sequence_header(const AVCodecContext& context, std::string& error) {
+  TwoViewParameterSets sets;
+  if (context.extradata != nullptr)
+    sets.note_stream({context.extradata, static_cast<std::size_t>(context.extradata_size)});
+  return sets.missing().empty() ||
+         fail(error, "NVENC produced an MV-HEVC sequence header without " + std::string(sets.missing()));
+}
+
 [[nodiscard]] bool open_context(const SpatialWriterConfig& config, const SpatialEncoderCalls& calls,
                                 CodecContextPtr& context, std::string& error) {
   const AVCodec* codec = calls.find("hevc_nvenc");
@@ -71,7 +82,7 @@ void configure(const SpatialWriterConfig& config, AVCodecContext& context) {
     const bool ten_bit = config.depth == BitDepth::ten;
     return fail_with_library_error(error, ten_bit ? ten_bit_open_failure : open_failure, result);
   }
-  return append_reference_displays_sei(*context, error);
+  return check_sequence_header(*context, error) && append_reference_displays_sei(*context, error);
 }
 
 [[nodiscard]] bool attach_view_id(AVFrame& frame, int view, std::string& error) {
@@ -147,6 +158,13 @@ bool NvencTwoViewEncoder::drain(const SampleSink& sink, std::string& error) {
   return !joiner_->waiting() || fail(error, "NVENC produced an incomplete MV-HEVC view pair");
 }
 
+bool NvencTwoViewEncoder::check_sample(const AVPacket& sample, std::string& error) {
+  const bool key = (sample.flags & AV_PKT_FLAG_KEY) != 0;
+  if (!key && !started_) return fail(error, "NVENC did not begin with an MV-HEVC key frame");
+  started_ = true;
+  return check_two_view_sample({sample.data, static_cast<std::size_t>(sample.size)}, key, error);
+}
+
 // Gives the encoder one view, or the end when null, and hands on every pair that is ready.
 bool NvencTwoViewEncoder::exchange(const AVFrame* view, const SampleSink& sink, std::string& error) {
   int result = calls_.send(context_.get(), view);
@@ -158,7 +176,7 @@ bool NvencTwoViewEncoder::exchange(const AVFrame* view, const SampleSink& sink, 
       return fail_with_library_error(error, "could not receive MV-HEVC packet from NVENC", result);
     if (!joiner_->add(*received_, error)) return false;
     AVPacket* sample = joiner_->complete_unit();
-    if (sample != nullptr && !sink(*sample, error)) return false;
+    if (sample != nullptr && (!check_sample(*sample, error) || !sink(*sample, error))) return false;
   }
 }
 

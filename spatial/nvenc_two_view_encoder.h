@@ -26,8 +26,9 @@ struct SpatialEncoderCalls {
 /// The calls as FFmpeg answers them.
 const SpatialEncoderCalls& ffmpeg_spatial_encoder_calls();
 
-/// Configures and opens the encoder and completes its sequence header; null with one message in `error` on
-/// failure. Its time base is one frame. It wants the views of a pair one after the other, the left one first.
+/// Configures and opens the encoder and completes its sequence header, which must hold the parameter sets of
+/// both views; null with one message in `error` on failure. Its time base is one frame. It wants the views of
+/// a pair one after the other, the left one first.
 [[nodiscard]] CodecContextPtr open_spatial_encoder(const SpatialWriterConfig& config,
                                                    const SpatialEncoderCalls& calls, std::string& error);
 
@@ -57,7 +58,9 @@ class ViewPairJoiner {
   bool complete_ = false;
 };
 
-/// Gives the driver one view after the other and joins the packets that it gives back per view.
+/// Gives the driver one view after the other and joins the packets that it gives back per view. A sample
+/// without one of the views, with the views the wrong way round, or marked as a key frame without being one
+/// ends the encoding with a message.
 class NvencTwoViewEncoder final : public TwoViewEncoder {
  public:
   /// Opens the encoder; null with one message in `error` on failure. `calls` must outlive it.
@@ -77,11 +80,14 @@ class NvencTwoViewEncoder final : public TwoViewEncoder {
   [[nodiscard]] bool open(const SpatialWriterConfig& config, std::string& error);
   [[nodiscard]] bool exchange(const AVFrame* view, const SampleSink& sink, std::string& error);
 
+  [[nodiscard]] bool check_sample(const AVPacket& sample, std::string& error);
+
   const SpatialEncoderCalls& calls_;
   CodecContextPtr context_;
   CodecParametersPtr parameters_;
   PacketPtr received_;
   std::unique_ptr<ViewPairJoiner> joiner_;
+  bool started_ = false;  // a sample is there
 };
 
 /// The encoder's row in the table of two-view encoders.

@@ -2,12 +2,14 @@
 
 #include <array>
 #include <cstddef>
+#include <filesystem>
 #include <optional>
 #include <utility>
 
 #include "common/error_text.h"
 #include "media/ffmpeg.h"
 #include "media/movie_file.h"
+#include "spatial/two_view_description.h"
 
 namespace veyrin {
 namespace {
@@ -58,13 +60,15 @@ class FfmpegSpatialVideoWriter final : public SpatialVideoWriter {
 
   bool finish(std::string& error) override {
     if (finished_) return true;
-    finished_ = encoder_->drain(sample_sink(), error) && file_->finish(error);
+    finished_ = encoder_->drain(sample_sink(), error) && file_->finish(error) &&
+                check_two_view_description(path_, error);
     return finished_;
   }
 
  private:
   [[nodiscard]] bool create_tracks(const SpatialWriterConfig& config, std::string& error) {
     const AVOutputFormat* quicktime = av_guess_format("mov", nullptr, nullptr);
+    path_ = config.output_path;
     file_ = MovieFile::create({config.output_path, config.output_opening}, quicktime, messages, error);
     if (!file_) return false;
     const auto video =
@@ -112,6 +116,7 @@ class FfmpegSpatialVideoWriter final : public SpatialVideoWriter {
   }
 
   std::unique_ptr<TwoViewEncoder> encoder_;
+  std::filesystem::path path_;
   std::unique_ptr<MovieFile> file_;
   int video_ = -1;
   std::optional<int> audio_;

@@ -59,8 +59,8 @@ class SpatialVideoWriter {
   /// audio track.
   [[nodiscard]] virtual bool write_audio_packet(const AVPacket& packet, std::string& error) = 0;
 
-  /// Writes out everything pending and completes the file. Once that has succeeded it may be called again
-  /// and does nothing.
+  /// Writes out everything pending, completes the file and reads its description of both views again. Once
+  /// that has succeeded it may be called again and does nothing.
   [[nodiscard]] virtual bool finish(std::string& error) = 0;
 };
 

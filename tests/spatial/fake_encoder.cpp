@@ -26,6 +26,18 @@ int view_of(const AVFrame& frame) {
   return view;
 }
 
+// What the library does when it opens an encoder: the record of the stream becomes one of its packets.
+int pass_stereo_record(AVCodecContext& context) {
+  const AVFrameSideData* record =
+      av_frame_side_data_get(context.decoded_side_data, context.nb_decoded_side_data, AV_FRAME_DATA_STEREO3D);
+  if (record == nullptr) return 0;
+  AVPacketSideData* passed = av_packet_side_data_new(&context.coded_side_data, &context.nb_coded_side_data,
+                                                     AV_PKT_DATA_STEREO3D, record->size, 0);
+  if (passed == nullptr) return AVERROR(ENOMEM);
+  std::memcpy(passed->data, record->data, record->size);
+  return 0;
+}
+
 }  // namespace
 
 std::string coded_view(int view, std::int64_t pts) {
@@ -64,7 +76,7 @@ int FakeEncoder::open(AVCodecContext& context) {
   if (context.extradata == nullptr) return AVERROR(ENOMEM);
   std::memcpy(context.extradata, headers.data(), headers.size());
   context.extradata_size = static_cast<int>(headers.size());
-  return 0;
+  return pass_stereo_record(context);
 }
 
 int FakeEncoder::send(const AVFrame* frame) {
@@ -76,13 +88,13 @@ int FakeEncoder::send(const AVFrame* frame) {
   const int view = view_of(*frame);
   sent.push_back({view, frame->pts, luma_of(*frame)});
   if (produced_++ == lost_packet) return 0;
-  const std::string unit = coded_view(view, frame->pts);
+  const std::string unit = code(view, frame->pts);
   PacketPtr packet(av_packet_alloc());
   if (!packet || av_new_packet(packet.get(), static_cast<int>(unit.size())) < 0) return AVERROR(ENOMEM);
   std::memcpy(packet->data, unit.data(), unit.size());
   packet->pts = packet->dts = frame->pts;
   if (view == 1) packet->pts += second_view_pts_shift;
-  if (view == 0) packet->flags |= AV_PKT_FLAG_KEY;
+  if (is_key(view, frame->pts)) packet->flags |= AV_PKT_FLAG_KEY;
   packets_.push_back(std::move(packet));
   return 0;
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -10,11 +11,12 @@
 
 #include "media/ffmpeg.h"
 #include "spatial/nvenc_two_view_encoder.h"
+#include "tests/spatial/sequence_header.h"
 
 namespace veyrin::test {
 
-/// The parameter sets of an 8-bit stream of 64x64 pixels with one layer, in Annex B form.
-std::string sequence_header();
+/// The NAL unit, start code included, that the fake encoder codes a view as.
+std::string coded_view(int view, std::int64_t pts);
 
 /// A view that the encoder was given.
 struct SentView {
@@ -43,6 +45,10 @@ class FakeEncoder {
   std::size_t lost_packet = SIZE_MAX;
   std::int64_t second_view_pts_shift = 0;
   std::string headers = sequence_header();
+  std::function<std::string(int view, std::int64_t pts)> code = coded_view;
+  std::function<bool(int view, std::int64_t pts)> is_key = [](int view, std::int64_t /*pts*/) {
+    return view == 0;
+  };
 
   // What it was asked.
   std::vector<std::string> asked_names;
@@ -63,8 +69,5 @@ class FakeEncoder {
   std::size_t received_ = 0;
   std::size_t produced_ = 0;
 };
-
-/// The NAL unit, start code included, that the fake encoder codes a view as.
-std::string coded_view(int view, std::int64_t pts);
 
 }  // namespace veyrin::test

@@ -70,14 +70,26 @@ TEST(SpatialEncoder, TenBitTakesP010) {
   EXPECT_EQ(opened(encoder, config)->pix_fmt, AV_PIX_FMT_P010LE);
 }
 
-TEST(SpatialEncoder, SlowRatesHaveGroupsOfOnePicture) {
-  SpatialWriterConfig config = plain_config();
-  config.frame_rate = {1, 2};
+TEST(SpatialEncoder, SlowRatesHaveShortGroupsWithoutBFrames) {
+  struct GroupCase {
+    FrameRate rate;
+    int gop_size;  // 0: key pictures alone, groups of one
+  };
+  for (const GroupCase& c :
+       {GroupCase{{1, 2}, 0}, GroupCase{{1, 1}, 2}, GroupCase{{3, 2}, 2}, GroupCase{{2, 1}, 4}}) {
+    SpatialWriterConfig config = plain_config();
+    config.frame_rate = c.rate;
+    FakeEncoder encoder;
+    const CodecContextPtr context = opened(encoder, config);
+    EXPECT_EQ(context->gop_size, c.gop_size) << c.rate.num << '/' << c.rate.den;
+    EXPECT_EQ(context->max_b_frames, 0) << c.rate.num << '/' << c.rate.den;
+    EXPECT_EQ(av_cmp_q(context->time_base, av_inv_q(c.rate)), 0);
+  }
+}
+
+TEST(SpatialEncoder, OtherRatesLeaveTheBFramesToTheDriver) {
   FakeEncoder encoder;
-  const CodecContextPtr context = opened(encoder, config);
-  EXPECT_EQ(context->gop_size, 1);
-  EXPECT_EQ(context->time_base.num, 2);
-  EXPECT_EQ(context->time_base.den, 1);
+  EXPECT_LT(opened(encoder, plain_config())->max_b_frames, 0);
 }
 
 TEST(SpatialEncoder, SequenceHeaderEndsWithTheReferenceDisplays) {
@@ -87,6 +99,19 @@ TEST(SpatialEncoder, SequenceHeaderEndsWithTheReferenceDisplays) {
                            static_cast<std::size_t>(context->extradata_size));
   using namespace std::string_literals;
   EXPECT_EQ(header, encoder.headers + "\x00\x00\x00\x01\x4E\x01\xB0\x04\x04\x0D\x00\x20\x80"s);
+}
+
+TEST(SpatialEncoder, SequenceHeaderWithoutBothViewsIsRefused) {
+  FakeEncoder encoder;
+  encoder.headers = stream_of({two_view_sets()[0], two_view_sets()[1], two_view_sets()[2]});
+  std::string error;
+  EXPECT_EQ(open_spatial_encoder(plain_config(), encoder.calls(), error), nullptr);
+  EXPECT_EQ(error,
+            "NVENC produced an MV-HEVC sequence header without the sequence parameter set of the right view");
+  encoder.headers = "";
+  error.clear();
+  EXPECT_EQ(open_spatial_encoder(plain_config(), encoder.calls(), error), nullptr);
+  EXPECT_EQ(error, "NVENC produced an MV-HEVC sequence header without the video parameter set");
 }
 
 TEST(SpatialEncoder, OnlyProfileAndTierMustBeAccepted) {

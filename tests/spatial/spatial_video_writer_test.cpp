@@ -96,6 +96,9 @@ TEST_F(SpatialVideoWriterTest, ParameterSetsOfTheTrackIncludeTheReferenceDisplay
   using namespace std::string_literals;
   const std::string_view base = entry.only("hvcC").payload;
   EXPECT_NE(base.find("\x4E\x01\xB0\x04\x04\x0D\x00\x20\x80"s), std::string_view::npos);
+  const std::string_view layered = entry.only("lhvC").payload;
+  EXPECT_NE(layered.find(two_view_sets()[3]), std::string_view::npos);
+  EXPECT_NE(layered.find(two_view_sets()[4]), std::string_view::npos);
 }
 
 TEST_F(SpatialVideoWriterTest, SoundIsCopiedByteForByte) {
