@@ -158,10 +158,13 @@ bool NvencTwoViewEncoder::drain(const SampleSink& sink, std::string& error) {
   return !joiner_->waiting() || fail(error, "NVENC produced an incomplete MV-HEVC view pair");
 }
 
-bool NvencTwoViewEncoder::check_sample(const AVPacket& sample, std::string& error) {
+bool NvencTwoViewEncoder::settle_sample(AVPacket& sample, std::string& error) {
   const bool key = (sample.flags & AV_PKT_FLAG_KEY) != 0;
-  if (!key && !started_) return fail(error, "NVENC did not begin with an MV-HEVC key frame");
-  started_ = true;
+  if (!key && !last_dts_) return fail(error, "NVENC did not begin with an MV-HEVC key frame");
+  // When the movie ends before the first group of B-frames is full, the library counts in steps of two
+  // frames.
+  if (last_dts_) sample.dts = std::min(sample.dts, *last_dts_ + 1);
+  last_dts_ = sample.dts;
   return check_two_view_sample({sample.data, static_cast<std::size_t>(sample.size)}, key, error);
 }
 
@@ -176,7 +179,7 @@ bool NvencTwoViewEncoder::exchange(const AVFrame* view, const SampleSink& sink, 
       return fail_with_library_error(error, "could not receive MV-HEVC packet from NVENC", result);
     if (!joiner_->add(*received_, error)) return false;
     AVPacket* sample = joiner_->complete_unit();
-    if (sample != nullptr && (!check_sample(*sample, error) || !sink(*sample, error))) return false;
+    if (sample != nullptr && (!settle_sample(*sample, error) || !sink(*sample, error))) return false;
   }
 }
 

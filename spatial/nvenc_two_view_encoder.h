@@ -1,8 +1,10 @@
 // The two-view HEVC encoder of the machine's NVIDIA driver, reached through FFmpeg.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -80,14 +82,14 @@ class NvencTwoViewEncoder final : public TwoViewEncoder {
   [[nodiscard]] bool open(const SpatialWriterConfig& config, std::string& error);
   [[nodiscard]] bool exchange(const AVFrame* view, const SampleSink& sink, std::string& error);
 
-  [[nodiscard]] bool check_sample(const AVPacket& sample, std::string& error);
+  [[nodiscard]] bool settle_sample(AVPacket& sample, std::string& error);
 
   const SpatialEncoderCalls& calls_;
   CodecContextPtr context_;
   CodecParametersPtr parameters_;
   PacketPtr received_;
   std::unique_ptr<ViewPairJoiner> joiner_;
-  bool started_ = false;  // a sample is there
+  std::optional<std::int64_t> last_dts_;  // once a sample is there
 };
 
 /// The encoder's row in the table of two-view encoders.

@@ -1,0 +1,229 @@
+"""Two-view movies of drivers that differ in what is unknown of real ones, and of few or slow frames: a right movie or
+one message."""
+
+import itertools
+import struct
+
+import pytest
+
+import boxes
+from movie import Movie
+from spatial_movie import (PPS, PREFIX_SEI, SPS, VPS, SpatialMovie, kind_and_layer, parameter_sets, psnr)
+
+BITRATES = ("--sdr-bitrate", "20M", "--hdr-bitrate", "20M")
+# PSNR in dB of every frame against the nearly lossless eye, and by how much it exceeds that against the other eye.
+OWN_EYE, CLOSER = 40.0, 6.0
+
+SETS = ("header", "missing", "in-band", "both")
+KEYS = ("none", "key-pictures", "all")
+MESSAGES = ("every-view", "once", "layer-1")
+OUTPUT = ("pairs", "swapped", "by-view")
+
+NO_SETS = "NVENC produced an MV-HEVC sequence header without the sequence parameter set of the right view"
+WRONG_ORDER = "NVENC produced an MV-HEVC access unit with the right view before the left one"
+WRONG_KEY = "NVENC marked an MV-HEVC picture as a key frame that is none"
+OTHER_TIMES = "NVENC produced MV-HEVC views with mismatched timestamps "
+
+
+class Eyes:
+    """Luma of each eye of a recording, from its nearly lossless mono conversions."""
+
+    def __init__(self, converter, recording, folder):
+        self.luma = []
+        for eye in ("left", "right"):
+            output = folder / f"{eye}.mov"
+            converter.run("--sbs-codec", "prores", "--output-format", "mono", "--mono-eye", eye, "--output", output,
+                          recording.path, folder=folder).succeeded()
+            self.luma.append(Movie(output).planes()[0] / 1023)
+
+    def check(self, views, shown):
+        """Each view shows its eye, the frames with the numbers `shown`."""
+        for number, view in enumerate(views):
+            luma = view.planes[0] / (1023 if view.pixel_format.endswith("10le") else 255)
+            assert len(luma) == len(shown)
+            own, other = psnr(luma, self.luma[number][shown], 1), psnr(luma, self.luma[1 - number][shown], 1)
+            assert own.min() > OWN_EYE, f"view {number}: {own.round(1)}"
+            assert (own - other).min() > CLOSER, f"view {number}: {own.round(1)}, the other eye {other.round(1)}"
+
+
+def check_description(movie):
+    base = {kind_and_layer(unit) for unit in parameter_sets(movie.sample_entry.one("hvcC").content, header=22)}
+    assert base == {(VPS, 0), (SPS, 0), (PPS, 0), (PREFIX_SEI, 0)}
+    layered = {kind_and_layer(unit) for unit in parameter_sets(movie.sample_entry.one("lhvC").content, header=5)}
+    assert layered == {(SPS, 1), (PPS, 1)}
+    assert movie.sample_entry.one("vexu", "eyes", "stri").content[4] == 3
+    assert 0 < struct.unpack(">I", movie.sample_entry.one("hfov").content)[0] < 180_000
+
+
+def check_samples(movie, count, keys=None):
+    """Both views in each sample; those listed as sync samples are the key pictures, numbered `keys` if given."""
+    assert len(movie.samples) == count
+    random_access = []
+    for number, units in enumerate(movie.samples, 1):
+        pictures = [kind_and_layer(unit) for unit in units if kind_and_layer(unit)[0] < VPS]
+        assert [layer for _, layer in pictures] == [0, 1], f"sample {number}: {pictures}"
+        random_access += [number] if 16 <= pictures[0][0] <= 23 else []
+    table = movie.track.one("mdia", "minf", "stbl")
+    listed = list(range(1, count + 1))  # without the table
+    if table.all("stss"):
+        listed = [number for [number] in struct.iter_unpack(">I", table.one("stss").content[8:])]
+    assert listed == random_access
+    assert keys is None or random_access == keys
+
+
+def check_times(movie, rate, count):
+    """Frame n is shown at n / rate in both views and for other players, and the movie ends with its last frame."""
+    expected = [index / rate for index in range(count)]
+    for view in movie.views:
+        assert view.times == pytest.approx(expected, abs=1e-3)
+    plain = Movie(movie.path)
+    assert plain.frame_times == pytest.approx(expected, abs=1e-3)
+    assert float(plain.rate) == pytest.approx(rate)
+    assert float(plain.video["duration"]) == pytest.approx(count / rate, abs=2e-3)
+
+
+def check_movie(path, decoder, eyes, rate, count, keys=None, step=1):
+    """The movie shows every `step`-th frame of the eyes."""
+    movie = SpatialMovie(path, decoder)
+    check_description(movie)
+    check_samples(movie, count, keys)
+    check_times(movie, rate, count)
+    eyes.check(movie.views, [index * step for index in range(count)])
+
+
+@pytest.fixture(scope="module")
+def eyes_of(converter, tmp_path_factory):
+    made = {}
+
+    def get(recording):
+        if recording.path not in made:
+            made[recording.path] = Eyes(converter, recording, tmp_path_factory.mktemp("eyes"))
+        return made[recording.path]
+
+    return get
+
+
+# Four frames a second make groups of eight, so that few frames are several groups.
+SLOW = ("--size", "128x128", "--rate", 4, "--seconds", 2.5, "--no-audio")
+SLOW_COUNT = 10
+
+
+@pytest.fixture(scope="module")
+def slow_eyes(shelf, eyes_of):
+    recording = shelf.get(*SLOW)
+    return recording, eyes_of(recording)
+
+
+def expected_message(properties):
+    """How the message begins that the driver of these properties leads to; none when the movie must be right."""
+    if properties["layer_1_sets"] in ("missing", "in-band"):
+        return NO_SETS
+    if properties["view_output"] == "swapped":
+        return WRONG_ORDER
+    # With B-frames several pictures of one view follow each other.
+    if properties["view_output"] == "by-view" and properties["b_frames"]:
+        return OTHER_TIMES
+    return WRONG_KEY if properties["view_1_keys"] == "all" else None
+
+
+def check_driver(converter, nvenc, view_decoder, slow_eyes, folder, **properties):
+    recording, eyes = slow_eyes
+    output = folder / "out.mov"
+    run = converter.run("--output-format", "spatial", *BITRATES, "--overwrite", "--output", output, recording.path,
+                        folder=folder, settings=nvenc(**properties))
+    message = expected_message(properties)
+    if message:
+        assert run.failed().error.startswith(message), str(run)
+        assert "\n" not in run.error and run.errors == ""
+    else:
+        run.succeeded()
+        keys = [1, 5, 9] if properties["groups_per_view"] else [1, 9]
+        check_movie(output, view_decoder, eyes, 4, SLOW_COUNT, keys)
+
+
+@pytest.mark.parametrize("output", OUTPUT)
+@pytest.mark.parametrize("sets", SETS)
+def test_every_driver_makes_a_right_movie_or_one_message(converter, nvenc, view_decoder, slow_eyes, tmp_path, sets, output):
+    for keys, per_view, messages in itertools.product(KEYS, (0, 1), MESSAGES):
+        check_driver(converter, nvenc, view_decoder, slow_eyes, tmp_path, b_frames=2, layer_1_sets=sets, view_1_keys=keys,
+                     groups_per_view=per_view, display_messages=messages, view_output=output)
+
+
+@pytest.mark.parametrize("b_frames", [0, 4])
+def test_other_numbers_of_b_frames_change_nothing(converter, nvenc, view_decoder, slow_eyes, tmp_path, b_frames):
+    usual = {"layer_1_sets": "header", "view_1_keys": "none", "groups_per_view": 0, "display_messages": "every-view",
+             "view_output": "pairs"}
+    for change in ({}, {"layer_1_sets": "both"}, {"view_1_keys": "key-pictures"}, {"view_1_keys": "all"},
+                   {"display_messages": "once"}, {"display_messages": "layer-1"}, {"view_output": "swapped"},
+                   {"view_output": "by-view"}):
+        check_driver(converter, nvenc, view_decoder, slow_eyes, tmp_path, b_frames=b_frames, **{**usual, **change})
+
+
+@pytest.mark.parametrize("bits", [8, 10])
+@pytest.mark.parametrize("sets", ["missing", "in-band"])
+def test_support_needs_the_sets_of_both_views_where_the_encoder_is_asked(converter, nvenc, tmp_path, temporary_files, sets,
+                                                                         bits):
+    synthetic = ("--input-width", 640, "--input-height", 640, "--input-bit-depth", bits)
+    run = converter.run("check-support", "--output-format", "spatial", "--software", *synthetic, folder=tmp_path,
+                        settings={**nvenc(layer_1_sets=sets), **temporary_files})
+    assert run.status == 0
+    assert f'"reason":"{NO_SETS}"' in run.output.replace('": "', '":"')
+
+
+def test_driver_without_the_right_views_sets_leaves_no_file(converter, shelf, nvenc, tmp_path):
+    recording = shelf.get(*SLOW)
+    output = tmp_path / "out.mov"
+    converter.run("--output-format", "spatial", *BITRATES, "--output", output, recording.path, folder=tmp_path,
+                  settings=nvenc(layer_1_sets="missing")).failed(NO_SETS)
+    assert not output.exists()
+
+
+@pytest.mark.parametrize("bits, b_frames", [(8, 0), (8, 3), (8, 4), (10, 0), (10, 4)])
+def test_movies_of_few_frames(converter, shelf, nvenc, view_decoder, eyes_of, tmp_path, bits, b_frames):
+    codec = ("--codec", "hevc10") if bits == 10 else ()
+    recording = shelf.get("--size", "128x128", "--seconds", 0.5, *codec)
+    for count in (1, 2, 3, 4) if bits == 8 else (1, 4):
+        duration = ("--duration", (count - 0.5) / 30)
+        output = tmp_path / f"{count}.mov"
+        run = converter.run("--output-format", "spatial", *BITRATES, *duration, "--output", output, recording.path,
+                            folder=tmp_path, settings=nvenc(b_frames=b_frames)).succeeded()
+        assert run.values("encoded_frames")[-1] == str(count)
+        check_movie(output, view_decoder, eyes_of(recording), 30, count, [1])
+
+
+@pytest.mark.parametrize("bits", [8, 10])
+@pytest.mark.parametrize("b_frames", [3, 4])
+def test_many_b_frames(converter, shelf, nvenc, view_decoder, eyes_of, tmp_path, bits, b_frames):
+    codec = ("--codec", "hevc10") if bits == 10 else ()
+    recording = shelf.get("--size", "128x128", "--seconds", 0.5, *codec)
+    output = tmp_path / "out.mov"
+    converter.run("--output-format", "spatial", *BITRATES, "--output", output, recording.path, folder=tmp_path,
+                  settings=nvenc(b_frames=b_frames)).succeeded()
+    check_movie(output, view_decoder, eyes_of(recording), 30, 15, [1])
+
+
+# Rate, and the numbers of the key samples: groups of twice the whole part of the rate, at least one.
+SLOW_RATES = [("1/2", 1), ("3/4", 1), ("1", 2), ("3/2", 2), ("2", 4), ("5/2", 4)]
+
+
+@pytest.mark.parametrize("rate, group", SLOW_RATES)
+def test_slow_movies(converter, shelf, nvenc, view_decoder, eyes_of, tmp_path, rate, group):
+    over, under = (int(number) for number in (rate + "/1").split("/")[:2])
+    frames_per_second = over / under
+    count = 5
+    recording = shelf.get("--size", "128x128", "--rate", rate, "--seconds", count / frames_per_second)
+    output = tmp_path / "out.mov"
+    converter.run("--output-format", "spatial", *BITRATES, "--output", output, recording.path, folder=tmp_path,
+                  settings=nvenc(b_frames=4)).succeeded()
+    check_movie(output, view_decoder, eyes_of(recording), frames_per_second, count,
+                list(range(1, count + 1, group)))
+
+
+def test_slow_output_of_a_fast_recording(converter, shelf, nvenc, view_decoder, eyes_of, tmp_path):
+    recording = shelf.get("--size", "128x128", "--rate", 6, "--seconds", 4, "--no-audio")
+    output = tmp_path / "out.mov"
+    for rate, count in ((0.5, 2), (1, 4), (1.5, 6)):
+        words = ("--output-fps", rate, "--overwrite")
+        converter.run("--output-format", "spatial", *BITRATES, *words, "--output", output, recording.path, folder=tmp_path,
+                      settings=nvenc()).succeeded()
+        check_movie(output, view_decoder, eyes_of(recording), rate, count, step=round(6 / rate))
