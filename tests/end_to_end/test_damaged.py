@@ -3,6 +3,7 @@
 import pytest
 
 from movie import Movie
+from spatial_movie import SpatialMovie
 
 INVALID = "invalid recording metadata: "
 NO_CALIBRATION = "no valid raw dual-track calibration sample found"
@@ -50,10 +51,10 @@ def damaged(shelf, fault, *options):
 
 
 @pytest.mark.parametrize("fault", REFUSED)
-def test_unusable_recording_is_refused_with_its_message(converter, shelf, tmp_path, fault):
+def test_unusable_recording_is_refused_with_its_message(converter, shelf, nvenc, tmp_path, fault):
     recording = damaged(shelf, fault)
-    for mode in (["--inspect"], ["--dry-run"], ["--software"]):
-        run = converter.run(*mode, recording.path, folder=tmp_path).failed()
+    for mode in (["--inspect"], ["--dry-run"], ["--software"], ["--output-format", "spatial"]):
+        run = converter.run(*mode, recording.path, folder=tmp_path, settings=nvenc()).failed()
         message = REFUSED[fault]
         if message.endswith("..."):
             assert run.error.startswith(message[:-3]), str(run)
@@ -124,6 +125,41 @@ def test_damaged_media_end_in_a_message_or_a_sane_movie(converter, shelf, tmp_pa
         assert (movie.video["width"], movie.video["height"]) == (320, 160)
         assert 1 <= len(movie.frame_times) <= recording.frame_count
         assert all(earlier < later for earlier, later in zip(movie.frame_times, movie.frame_times[1:]))
+
+
+NO_VIEW = "could not derive a field of view between 0 and 180 degrees from the calibration"
+NO_DISTANCE = "could not derive the distance of the lenses from the calibration"
+
+
+@pytest.mark.parametrize("fault, message", [
+    ("zero-focal", "could not invert calibration matrix"),
+    ("negative-focal", NO_VIEW),
+    ("huge-size", NO_VIEW),
+    ("far-cameras", NO_DISTANCE),
+    ("invalid-track", "metadata references invalid left/right video tracks"),
+])
+def test_spatial_movie_of_an_absurd_calibration_is_refused(converter, shelf, nvenc, tmp_path, fault, message):
+    recording = damaged(shelf, fault)
+    converter.run("--output-format", "spatial", "--eye-width", 128, "--eye-height", 128, "--output", "out.mov",
+                  recording.path, folder=tmp_path, settings=nvenc()).failed(message)
+
+
+@pytest.mark.parametrize("fault", ["truncated-media", "scribbled-media", "corrupt-video", "garbage-video",
+                                   "corrupt-config"])
+@pytest.mark.parametrize("source", ["h264", "hevc10"])
+def test_damaged_media_end_in_a_message_or_a_sane_spatial_movie(converter, shelf, nvenc, view_decoder, tmp_path, fault,
+                                                                 source):
+    recording = damaged(shelf, fault, "--codec", source)
+    output = tmp_path / "out.mov"
+    run = converter.run("--output-format", "spatial", "--output", output, recording.path, folder=tmp_path, settings=nvenc())
+    if run.status == 1:
+        assert run.error
+    else:
+        run.succeeded()
+        left, right = SpatialMovie(output, view_decoder).views
+        assert left.planes[0].shape == right.planes[0].shape
+        assert 1 <= len(left.times) <= recording.frame_count
+        assert left.times == right.times == sorted(set(left.times))
 
 
 def test_every_length_of_a_cut_recording_is_survived(converter, shelf, tmp_path):

@@ -117,6 +117,21 @@ std::vector<Malformation> document_faults() {
                camera["intrinsics"][0]["fy"] = 0;
              }
            }},
+      {.name = "negative-focal",
+       .what = "focal lengths below 0",
+       .in_document =
+           [](json& document, int) {
+             for (json& camera : document["cameras"]) {
+               json& lens = camera["intrinsics"][0];
+               lens["fx"] = -lens["fx"].get<double>();
+             }
+           }},
+      {.name = "far-cameras",
+       .what = "cameras 1e30 metres apart",
+       .in_document =
+           [](json& document, int) {
+             document["extrinsics"]["avcam1InAvcam0"]["position"] = json::array({1e30, 0, 0});
+           }},
       {.name = "huge-size",
        .what = "intrinsics of 2000000000 pixels a side",
        .in_document =
