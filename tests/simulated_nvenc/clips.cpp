@@ -9,6 +9,7 @@ extern "C" {
 #include <libavutil/hwcontext.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
+#include <libavutil/tdrdi.h>
 }
 
 namespace veyrin::test {
@@ -98,6 +99,15 @@ FramePtr uploaded(const AVFrame& picture, AVBufferRef& surfaces) {
   return surface;
 }
 
+void attach_displays(AVFrame& frame) {
+  std::size_t size = 0;
+  const LibraryMemoryPtr<AV3DReferenceDisplaysInfo> displays(av_tdrdi_alloc(1, &size));
+  displays->prec_ref_display_width = 31;
+  av_tdrdi_get_display(displays.get(), 0)->right_view_id = 1;
+  std::memcpy(av_frame_new_side_data(&frame, AV_FRAME_DATA_3D_REFERENCE_DISPLAYS, size)->data, displays.get(),
+              size);
+}
+
 FramePtr prepared(const EncodeRequest& request, const Send& send) {
   FramePtr frame = painted(request, send.view, send.moment);
   if (request.surfaces != nullptr) frame = uploaded(*frame, *request.surfaces);
@@ -105,6 +115,7 @@ FramePtr prepared(const EncodeRequest& request, const Send& send) {
   if (send.key) frame->pict_type = AV_PICTURE_TYPE_I;
   AVFrameSideData* data = av_frame_new_side_data(frame.get(), AV_FRAME_DATA_VIEW_ID, sizeof(int));
   std::memcpy(data->data, &send.view, sizeof(int));
+  if (request.displays) attach_displays(*frame);
   return frame;
 }
 

@@ -28,6 +28,7 @@ struct EncodeRequest {
   bool global_header = false;
   std::vector<std::pair<std::string, std::string>> options;
   std::vector<Send> pictures;
+  bool displays = false;            ///< every picture carries the record of the reference displays
   AVBufferRef* surfaces = nullptr;  ///< GPU frames that the pictures are passed in; borrowed
 };
 
