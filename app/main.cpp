@@ -1,4 +1,5 @@
 // The program: reads the arguments, picks the run mode, owns the exit status.
+#include <cstdio>
 #include <exception>
 #include <string>
 
@@ -57,12 +58,22 @@ int run_converter(int argc, const char* const* argv) noexcept {
   }
 }
 
+/// The status of a run that may have lost what it had to say. Standard error is the one place left to name
+/// the reason.
+int status_after_output(int status) {
+  const std::string reason = console_failure();
+  if (reason.empty()) return status;
+  std::fprintf(stderr, "could not write to standard output: %s\n", reason.c_str());
+  return failure_status;
+}
+
 }  // namespace
 }  // namespace veyrin
 
 int main(int argc, char** argv) {
+  veyrin::platform::secure_standard_streams();
   // Every failure is reported once, in our own words; FFmpeg's log would repeat it on standard error.
   av_log_set_level(AV_LOG_QUIET);
   const veyrin::platform::Utf8Console console;
-  return veyrin::run_converter(argc, argv);
+  return veyrin::status_after_output(veyrin::run_converter(argc, argv));
 }

@@ -1,14 +1,22 @@
 #include "common/console.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <system_error>
 
 namespace veyrin {
 namespace {
 
 std::atomic<bool> mirror_enabled{false};
 std::atomic<int> silence_depth{0};
+std::atomic<int> first_failure{0};  ///< errno; 0 for none
+
+void remember_failure(int code) {
+  int none = 0;
+  first_failure.compare_exchange_strong(none, code != 0 ? code : EIO);
+}
 
 __attribute__((format(printf, 1, 0))) void write_formatted(const char* format, va_list arguments) {
   if (silence_depth.load() > 0) return;
@@ -19,8 +27,9 @@ __attribute__((format(printf, 1, 0))) void write_formatted(const char* format, v
     va_end(copy);
     std::fflush(stderr);
   }
-  std::vprintf(format, arguments);
-  std::fflush(stdout);
+  errno = 0;
+  const bool written = std::vprintf(format, arguments) >= 0;
+  if (std::fflush(stdout) != 0 || !written) remember_failure(errno);
 }
 
 }  // namespace
@@ -38,6 +47,11 @@ void console_line(const char* format, ...) {
   write_formatted(format, arguments);
   va_end(arguments);
   console_log("\n");
+}
+
+std::string console_failure() {
+  const int code = first_failure.load();
+  return code == 0 ? std::string() : std::generic_category().message(code);
 }
 
 void set_console_mirror(bool enabled) {

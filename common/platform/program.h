@@ -24,6 +24,12 @@ std::filesystem::path module_path();
 /// `name` with the suffix of executable files, if the system has one.
 std::string executable_file_name(std::string_view name);
 
+/// Makes the standard streams safe to write to, to be called before any file is opened. One that the program
+/// was started without is occupied, so that no file of the program gets its number: reading gives nothing,
+/// writing fails. Where the system would end the program by a signal because a write cannot be done (nobody
+/// reads the pipe, a file may not grow), that write fails instead.
+void secure_standard_streams();
+
 /// Lets the console show UTF-8 while it lives, of which there may be one at a time; without effect where it
 /// always does, or where there is no console.
 class Utf8Console {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -96,6 +97,60 @@ TEST(ConsoleSilence, HoldsEverythingBackWhileOneLives) {
   });
   EXPECT_EQ(written.output, "heard\n");
   EXPECT_EQ(written.errors, "");
+}
+
+/// What `console_failure` says in a process of its own after `action`, whose standard output is the named
+/// file.
+template <typename Action>
+std::string failure_after(const char* output, Action action) {
+  int ends[2];
+  if (pipe(ends) != 0) return "no pipe";
+  std::fflush(stdout);
+  const pid_t process = fork();
+  if (process == 0) {
+    dup2(open(output, O_WRONLY), STDOUT_FILENO);
+    action();
+    const std::string failure = console_failure();
+    _exit(write(ends[1], failure.data(), failure.size()) < 0 ? 1 : 0);
+  }
+  close(ends[1]);
+  char buffer[256];
+  const ssize_t size = read(ends[0], buffer, sizeof buffer);
+  close(ends[0]);
+  int status = -1;
+  waitpid(process, &status, 0);
+  return status == 0 && size >= 0 ? std::string(buffer, size) : "no answer";
+}
+
+TEST(ConsoleFailure, IsEmptyWhileEverythingIsWritten) {
+  EXPECT_EQ(failure_after("/dev/null", [] { console_line("text"); }), "");
+}
+
+TEST(ConsoleFailure, NamesTheFirstReasonForEver) {
+  EXPECT_EQ(failure_after("/dev/full",
+                          [] {
+                            console_line("lost");
+                            dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
+                            console_line("written");
+                          }),
+            "No space left on device");
+  EXPECT_EQ(failure_after("/dev/null",
+                          [] {
+                            close(STDOUT_FILENO);
+                            console_log("lost");
+                            dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
+                            console_log("lost too");
+                          }),
+            "Bad file descriptor");
+}
+
+TEST(ConsoleFailure, WhatIsHeldBackIsNotLost) {
+  EXPECT_EQ(failure_after("/dev/full",
+                          [] {
+                            const ConsoleSilence silence;
+                            console_line("not for anyone");
+                          }),
+            "");
 }
 
 }  // namespace

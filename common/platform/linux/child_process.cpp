@@ -112,6 +112,8 @@ void keep_other_descriptors_from_program() {
 [[noreturn]] void run_child(const ChildPlan& plan) {
   // A parent that dies before this request has no signal left to send; its child is then someone else's.
   bool ready = prctl(PR_SET_PDEATHSIG, SIGKILL) == 0;
+  // The converter ignores it, which the child would inherit.
+  signal(SIGPIPE, SIG_DFL);
   if (getppid() != plan.parent) _exit(exit_code_not_started);
   ready = ready && connect_streams(plan) && chdir(plan.working_directory.c_str()) == 0;
   if (ready) {

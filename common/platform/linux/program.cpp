@@ -1,7 +1,11 @@
 #include "common/platform/program.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <system_error>
 
@@ -20,6 +24,16 @@ std::filesystem::path module_path() {
 
 std::string executable_file_name(std::string_view name) {
   return std::string(name);
+}
+
+void secure_standard_streams() {
+  // The lowest free number is the missing one. Opened for reading only, so that a report that is lost is
+  // noticed.
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) < 0 && errno == EBADF) open("/dev/null", O_RDONLY);
+  }
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
 }
 
 Utf8Console::Utf8Console() = default;

@@ -1,8 +1,11 @@
 #include "common/platform/program.h"
 
+#include <fcntl.h>
+#include <io.h>
 #include <windows.h>
 
 #include <atomic>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 
@@ -26,6 +29,16 @@ void put_back() {
 BOOL WINAPI put_back_at_interrupt(DWORD /*event*/) {
   put_back();
   return FALSE;
+}
+
+// The runtime's stream goes to the null device, for reading only so that a report that is lost is noticed,
+// and the handle of that becomes the standard one: the number of a handle that is none could become that of a
+// file.
+void occupy_if_missing(DWORD name, std::FILE* stream) {
+  const HANDLE handle = GetStdHandle(name);
+  if (handle != nullptr && handle != INVALID_HANDLE_VALUE && GetFileType(handle) != FILE_TYPE_UNKNOWN) return;
+  if (std::freopen("NUL", "rb", stream) == nullptr) return;
+  SetStdHandle(name, reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))));
 }
 
 // A plain name is looked for beside the program and in the system's folders, never in the current folder,
@@ -67,6 +80,12 @@ std::filesystem::path module_path() {
 
 std::string executable_file_name(std::string_view name) {
   return std::string(name) + ".exe";
+}
+
+void secure_standard_streams() {
+  occupy_if_missing(STD_INPUT_HANDLE, stdin);
+  occupy_if_missing(STD_OUTPUT_HANDLE, stdout);
+  occupy_if_missing(STD_ERROR_HANDLE, stderr);
 }
 
 // The console belongs to the shell too, which gets its own code page back.
