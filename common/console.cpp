@@ -28,8 +28,10 @@ __attribute__((format(printf, 1, 0))) void write_formatted(const char* format, v
     std::fflush(stderr);
   }
   errno = 0;
-  const bool written = std::vprintf(format, arguments) >= 0;
-  if (std::fflush(stdout) != 0 || !written) remember_failure(errno);
+  const bool formatted = std::vprintf(format, arguments) >= 0;
+  const bool flushed = std::fflush(stdout) == 0;
+  // Some formatters count what they could not hand over, which only the stream knows.
+  if (!formatted || !flushed || std::ferror(stdout) != 0) remember_failure(errno);
 }
 
 }  // namespace

@@ -1,11 +1,8 @@
 #include "common/platform/program.h"
 
-#include <fcntl.h>
-#include <io.h>
 #include <windows.h>
 
 #include <atomic>
-#include <cstdio>
 #include <filesystem>
 #include <string>
 
@@ -31,14 +28,15 @@ BOOL WINAPI put_back_at_interrupt(DWORD /*event*/) {
   return FALSE;
 }
 
-// The runtime's stream goes to the null device, for reading only so that a report that is lost is noticed,
-// and the handle of that becomes the standard one: the number of a handle that is none could become that of a
-// file.
-void occupy_if_missing(DWORD name, std::FILE* stream) {
+// The runtime keeps the numbers 0 to 2 of missing streams free by itself, and its writes to them fail; the
+// number of a missing handle could become that of a file, which would then pass for the stream. The device is
+// for reading only, so that a child that inherits it cannot believe that it was heard.
+void occupy_if_missing(DWORD name) {
   const HANDLE handle = GetStdHandle(name);
   if (handle != nullptr && handle != INVALID_HANDLE_VALUE && GetFileType(handle) != FILE_TYPE_UNKNOWN) return;
-  if (std::freopen("NUL", "rb", stream) == nullptr) return;
-  SetStdHandle(name, reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))));
+  const HANDLE device = CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (device != INVALID_HANDLE_VALUE) SetStdHandle(name, device);
 }
 
 // A plain name is looked for beside the program and in the system's folders, never in the current folder,
@@ -83,9 +81,9 @@ std::string executable_file_name(std::string_view name) {
 }
 
 void secure_standard_streams() {
-  occupy_if_missing(STD_INPUT_HANDLE, stdin);
-  occupy_if_missing(STD_OUTPUT_HANDLE, stdout);
-  occupy_if_missing(STD_ERROR_HANDLE, stderr);
+  occupy_if_missing(STD_INPUT_HANDLE);
+  occupy_if_missing(STD_OUTPUT_HANDLE);
+  occupy_if_missing(STD_ERROR_HANDLE);
 }
 
 // The console belongs to the shell too, which gets its own code page back.
