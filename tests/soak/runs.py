@@ -185,7 +185,8 @@ class Runner:
         if messages and not messages[0][len("Error: "):].strip():
             found.append(("messages", "an empty one"))
         if outcome.status == 0 and job.output:
-            judge_file(found, stage.outputs / job.output)
+            reported = re.findall(r"^  encoded_frames: ([0-9]+)$", outcome.output, re.MULTILINE)
+            judge_file(found, stage.outputs / job.output, reported[-1] if reported else "")
 
 
 def judge_answer(outcome):
@@ -200,7 +201,7 @@ def judge_answer(outcome):
         outcome.findings.append(("answer", outcome.output[:200]))
 
 
-def judge_file(found, path):
+def judge_file(found, path, reported_frames):
     if not path.exists():
         found.append(("no output", path.name))
         return
@@ -212,9 +213,11 @@ def judge_file(found, path):
     done = subprocess.run(["ffprobe", "-v", "error", "-count_packets", "-show_entries",
                            "stream=codec_type,nb_read_packets", "-of", "csv=p=0", str(path)], capture_output=True,
                           text=True, timeout=HANG_SECONDS, check=False)
-    pictures = [line for line in done.stdout.splitlines() if re.fullmatch(r"video,[1-9][0-9]*,?", line)]
+    pictures = re.findall(r"^video,([1-9][0-9]*),*$", done.stdout, re.MULTILINE)
     # Complaints of decoders are about copied sound, which is as broken as the recording's.
     complaints = [line for line in done.stderr.splitlines() if line.startswith("[mov,")]
     if done.returncode != 0 or len(pictures) != 1 or complaints:
         detail = (complaints or done.stderr.splitlines() or done.stdout.splitlines() or ["no pictures"])[0]
         found.append(("unreadable output", re.sub(r"0x[0-9a-f]+", "0x", detail)[:150]))
+    elif pictures != [reported_frames]:
+        found.append(("frames", f"{reported_frames} reported, {pictures[0]} in the movie"))

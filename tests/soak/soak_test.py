@@ -107,7 +107,8 @@ class Judgement(unittest.TestCase):
         inspect = runs.Job("inspect", ("--inspect",))
         self.assertEqual(self.found("echo '  duration_seconds: 1'", inspect), [])
         movie = "ffmpeg -v error -f lavfi -i testsrc=s=64x64:d=0.2 -c:v mpeg4 sbs.mov </dev/null"
-        self.assertEqual(self.found(movie), [])
+        self.assertEqual(self.found(movie + "; echo '  encoded_frames: 5'"), [])
+        self.assertEqual(self.found(movie + "; echo '  encoded_frames: 6'"), ["frames"])
 
     def test_bad_ends(self):
         for body, kind in (("kill -SEGV $$", "signal"), ("echo Error: x; exit 3", "status"), ("exit 1", "messages"),
