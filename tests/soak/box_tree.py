@@ -1,9 +1,13 @@
 """MP4 boxes as a tree that can be changed and written again, faults included."""
 
 import struct
+import sys
 from dataclasses import dataclass, field
 
 import boxes
+
+# Boxes may be nested some thousand times.
+sys.setrecursionlimit(50000)
 
 ENTRIES = {b"hvc1", b"hev1", b"avc1", b"avc3"}
 CONTAINERS = {name.encode() for name in boxes.CONTAINERS} | {b"moof", b"traf", b"mvex", b"mfra"}
