@@ -20,6 +20,7 @@ HANG_SECONDS = 60
 MEMORY_MIB = 1024
 ADDRESS_SPACE = 8 << 30
 LARGEST_FILE = 1 << 30
+LONGEST_LINE = 600  # names of files and what a message may quote of their content
 SENTINEL = b"not yours\n"
 TRIMS = (("--duration", "1"), ("--start", "0.03", "--duration", "0.1"), ("--start", "0.1", "--duration", "1e-3"))
 SHAPES = ((), (), ("--eye-width", "48", "--eye-height", "64"), ("--sbs-aspect-ratio-padding", "16x9"))
@@ -176,6 +177,9 @@ class Runner:
             found.append(("status", str(outcome.status)))
         if job.own_process and outcome.errors:
             found.append(("text on standard error", outcome.errors.splitlines()[0][:100]))
+        longest = max(map(len, outcome.output.splitlines()), default=0)
+        if longest > LONGEST_LINE:
+            found.append(("long line", f"{longest} characters"))
         if job.name == "check-support":
             judge_answer(outcome)
             return

@@ -114,7 +114,8 @@ class Judgement(unittest.TestCase):
         for body, kind in (("kill -SEGV $$", "signal"), ("echo Error: x; exit 3", "status"), ("exit 1", "messages"),
                            ("echo 'Error: a'; " + FAILURE, "messages"), ("echo 'Error: '; exit 1", "messages"),
                            (f"echo oops >&2; {FAILURE}", "text on standard error"), ("exit 0", "no output"),
-                           ("echo noise >sbs.mov", "unreadable output")):
+                           ("echo noise >sbs.mov", "unreadable output"),
+                           ("printf 'Error: %0700d\\n' 1; exit 1", "long line")):
             self.assertIn(kind, self.found(body), body)
         self.assertEqual(self.found("echo 'Error: x' >sbs.mov; echo 'Error: x'"), ["messages", "unreadable output"])
 
