@@ -175,6 +175,15 @@ def change_document_key(random, recording):
                 sample.data = sample.data[:place.start()] + text + sample.data[place.end():]
 
 
+def open_document_text(random, recording):
+    """From some place on, the documents are one text that does not end."""
+    for sample in metadata_samples(recording):
+        start = sample.data.find(b"{")
+        if start >= 0:
+            place = random.randrange(start + 1, len(sample.data) + 1)
+            sample.data = (sample.data[:place] + b'"').ljust(len(sample.data), b"a")[:len(sample.data)]
+
+
 def change_record_header(random, recording):
     """Four bytes of the records before the document."""
     samples = metadata_samples(recording)
@@ -187,7 +196,7 @@ def change_record_header(random, recording):
 PICTURES = [flip_bits, flip_bits_everywhere, cut_sample, lengthen_sample, fill_sample, wrong_unit_size, swap_samples,
             swap_across_tracks, remove_samples, repeat_sample, reverse_samples, change_keys, empty_track, reorder_tracks]
 TIMES = [change_duration, change_offset]
-DOCUMENTS = [change_document_number, change_document_key, change_record_header]
+DOCUMENTS = [change_document_number, change_document_key, open_document_text, change_record_header]
 
 
 def random_edits(random, recording):
