@@ -176,12 +176,12 @@ def change_document_key(random, recording):
 
 
 def open_document_text(random, recording):
-    """From some place on, the documents are one text that does not end."""
+    """From some value on, the documents are one text that does not end."""
     for sample in metadata_samples(recording):
-        start = sample.data.find(b"{")
-        if start >= 0:
-            place = random.randrange(start + 1, len(sample.data) + 1)
-            sample.data = (sample.data[:place] + b'"').ljust(len(sample.data), b"a")[:len(sample.data)]
+        places = [match.end() for match in re.finditer(rb"(?<=\"):|{(?=\")", sample.data)]
+        if places:
+            start = sample.data[:random.choice(places)] + b'"'
+            sample.data = start.ljust(len(sample.data), b"a")
 
 
 def change_record_header(random, recording):
