@@ -8,6 +8,7 @@
 #include "common/error_text.h"
 #include "common/output_guard.h"
 #include "common/platform/files.h"
+#include "common/platform/program.h"
 #include "convert/conversion.h"
 #include "convert/conversion_plan.h"
 #include "metadata/calibration.h"
@@ -25,6 +26,12 @@ namespace {
   if (!build_rectification_maps(metadata.raw_calibration, requested, maps, error)) return false;
   print_planned_work(options, requested);
   return true;
+}
+
+// The lines of the report and the bytes of the output would overwrite each other.
+[[nodiscard]] bool keep_report_apart(const std::filesystem::path& output, std::string& error) {
+  if (!platform::is_printed_into(output)) return true;
+  return fail(error, "output would be mixed with what the program prints: " + platform::path_to_utf8(output));
 }
 
 /// The overwrite rule of spatial output is tested here; the conversion tests that of the others.
@@ -58,6 +65,7 @@ FormatNames names_of(OutputFormat format) {
   job.input = input;
   job.batch = &batch;
   job.output = output_path(input, options, metadata.is_hdr);
+  if (!keep_report_apart(job.output, error)) return false;
   if (options.output_format == OutputFormat::spatial && !check_spatial_job(job, options, error)) return false;
   if (!convert_recording(job, metadata, options, error)) return false;
   batch.add_output(job.output);
@@ -79,7 +87,7 @@ FormatNames names_of(OutputFormat format) {
 
 [[nodiscard]] bool check_preview_path(const std::filesystem::path& input, const std::filesystem::path& output,
                                       bool overwrite, std::string& error) {
-  if (!BatchFiles().keep_intact(input, output, error)) return false;
+  if (!BatchFiles().keep_intact(input, output, error) || !keep_report_apart(output, error)) return false;
   std::error_code reason;
   const bool exists = std::filesystem::exists(output, reason);
   if (reason) throw std::filesystem::filesystem_error("exists", output, reason);

@@ -30,6 +30,10 @@ std::string executable_file_name(std::string_view name);
 /// reads the pipe, a file may not grow), that write fails instead.
 void secure_standard_streams();
 
+/// Whether what the program prints goes into this regular file, links resolved: by standard output or
+/// standard error. False when there is no such file or it cannot be looked at.
+[[nodiscard]] bool is_printed_into(const std::filesystem::path& file);
+
 /// Lets the console show UTF-8 while it lives, of which there may be one at a time; without effect where it
 /// always does, or where there is no console.
 class Utf8Console {

@@ -132,6 +132,21 @@ def test_message_of_a_failure_keeps_its_status(native, tmp_path):
     assert run.stderr.decode() == f"{NOT_WRITTEN}No space left on device\n"
 
 
+@pytest.mark.parametrize("redirection", [">out.mov", ">>out.mov", ">link.mov", "2>out.mov"])
+@pytest.mark.parametrize("options", [("--sbs-codec", "prores"), ("--software",), ("--thumbnail",),
+                                     ("--output-format", "spatial")], ids=["prores", "hevc", "preview", "spatial"])
+def test_output_that_is_the_report_is_refused(native, recording, tmp_path, options, redirection):
+    """Movie and report would overwrite each other without a word."""
+    (tmp_path / "link.mov").symlink_to("out.mov")
+    run = run_in_shell(native, tmp_path, *options, "--overwrite", "--output", "out.mov", recording.path,
+                       redirections=redirection)
+    assert run.returncode == 1
+    printed = run.stdout if redirection.startswith("2") else (tmp_path / "out.mov").read_bytes()
+    assert printed.decode().splitlines()[-1] == "Error: output would be mixed with what the program prints: out.mov"
+    if redirection.startswith("2"):
+        assert (tmp_path / "out.mov").read_bytes() == b""
+
+
 def test_file_size_limit_is_an_error_and_no_signal(native, recording, tmp_path):
     """A file that may not grow further is as good as a full disk."""
     words = " ".join(shlex.quote(word) for word in native.command("--sbs-codec", "prores", "--output", "out.mov",

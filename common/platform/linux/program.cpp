@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -34,6 +35,17 @@ void secure_standard_streams() {
   }
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
+}
+
+bool is_printed_into(const std::filesystem::path& file) {
+  struct stat named {};
+  if (stat(file.c_str(), &named) != 0 || !S_ISREG(named.st_mode)) return false;
+  for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+    struct stat printed {};
+    if (fstat(stream, &printed) == 0 && printed.st_dev == named.st_dev && printed.st_ino == named.st_ino)
+      return true;
+  }
+  return false;
 }
 
 Utf8Console::Utf8Console() = default;

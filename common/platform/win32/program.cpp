@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <array>
 #include <atomic>
 #include <filesystem>
 #include <string>
@@ -37,6 +38,15 @@ void occupy_if_missing(DWORD name) {
   const HANDLE device = CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (device != INVALID_HANDLE_VALUE) SetStdHandle(name, device);
+}
+
+/// Volume and number, which only one file has; nothing for what is no file on a disk.
+std::optional<std::array<DWORD, 3>> identity_of(HANDLE handle) {
+  BY_HANDLE_FILE_INFORMATION information{};
+  if (GetFileType(handle) != FILE_TYPE_DISK || GetFileInformationByHandle(handle, &information) == 0) {
+    return std::nullopt;
+  }
+  return std::array{information.dwVolumeSerialNumber, information.nFileIndexHigh, information.nFileIndexLow};
 }
 
 // A plain name is looked for beside the program and in the system's folders, never in the current folder,
@@ -84,6 +94,14 @@ void secure_standard_streams() {
   occupy_if_missing(STD_INPUT_HANDLE);
   occupy_if_missing(STD_OUTPUT_HANDLE);
   occupy_if_missing(STD_ERROR_HANDLE);
+}
+
+bool is_printed_into(const std::filesystem::path& file) {
+  const Handle opened(CreateFileW(file.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                  nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  const auto named = opened.valid() ? identity_of(opened.get()) : std::nullopt;
+  return named && (named == identity_of(GetStdHandle(STD_OUTPUT_HANDLE)) ||
+                   named == identity_of(GetStdHandle(STD_ERROR_HANDLE)));
 }
 
 // The console belongs to the shell too, which gets its own code page back.

@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <vector>
 
 #include "common/platform/program.h"
@@ -74,6 +76,28 @@ TEST(StandardStreams, WritesThatCannotBeDoneAreErrorsAndNoSignals) {
     const int file = open((folder / "file").c_str(), O_WRONLY | O_CREAT, 0600);
     return setrlimit(RLIMIT_FSIZE, &none) == 0 && write_fails_with(file, EFBIG);
   }));
+}
+
+TEST(StandardStreams, TheirFileIsKnownUnderEveryName) {
+  const TemporaryFolder folder;
+  for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+    EXPECT_TRUE(holds_without({}, [&folder, stream] {
+      dup2(open((folder / "report").c_str(), O_WRONLY | O_CREAT, 0600), stream);
+      dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO + STDERR_FILENO - stream);
+      std::filesystem::create_hard_link(folder / "report", folder / "hard");
+      std::filesystem::create_symlink("report", folder / "symbolic");
+      std::ofstream(folder / "other") << "text";
+      const bool known = platform::is_printed_into(folder / "report") &&
+                         platform::is_printed_into(folder / "hard") &&
+                         platform::is_printed_into(folder / "symbolic");
+      const bool mistaken = platform::is_printed_into(folder / "other") ||
+                            platform::is_printed_into(folder / "missing") ||
+                            platform::is_printed_into(folder / "") || platform::is_printed_into("/dev/null");
+      std::filesystem::remove(folder / "hard");
+      std::filesystem::remove(folder / "symbolic");
+      return known && !mistaken;
+    })) << stream;
+  }
 }
 
 class StandardStreamsOfChildren : public ChildProcessTest {};
