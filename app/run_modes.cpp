@@ -22,8 +22,7 @@ namespace {
 [[nodiscard]] bool plan_input(const RecordingMetadata& metadata, const ConversionOptions& options,
                               std::string& error) {
   const Size requested = requested_eye_size(options, native_eye_size(metadata));
-  RectificationMaps maps;
-  if (!build_rectification_maps(metadata.raw_calibration, requested, maps, error)) return false;
+  if (!check_rectification(metadata.raw_calibration, requested, error)) return false;
   print_planned_work(options, requested);
   return true;
 }

@@ -99,6 +99,7 @@ ConversionPlan make_conversion_plan(const ConversionJob& job, const RecordingMet
   plan.timing.range = {options.start, options.duration};
   plan.timing.input_rate = facts.rate;
   plan.timing.output_rate = choose_output_rate(requested_rate, facts.rate);
+  plan.timing.container_start_seconds = facts.container_start_seconds;
   plan.timing.span_seconds = convertible_seconds(plan.timing.range, metadata.duration_seconds);
   plan.picture.eye = requested_eye_size(options, {native.width, native.height});
   plan.picture.eye_box = padded_eye_size(plan.picture.eye, options.sbs_aspect_ratio_padding);

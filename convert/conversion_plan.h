@@ -46,6 +46,7 @@ struct InputFacts {
   FrameRate rate{};                  ///< as FFmpeg guesses it; not always valid
   ColorTags colors;
   bool has_audio = false;
+  double container_start_seconds = 0.0;  ///< of the stream that starts first
 };
 
 struct FilePlan {
@@ -67,6 +68,8 @@ struct TimingPlan {
   TimeRange range;
   FrameRate input_rate{};  ///< not always valid
   FrameRate output_rate{30, 1};
+  /// When the recording starts. Other programs than this one count from there when they seek in it.
+  double container_start_seconds = 0.0;
   double span_seconds = 0.0;  ///< what can be converted of the recording, at least 0.001
 };
 

@@ -2,6 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+
+extern "C" {
+#include <libavutil/avutil.h>
+#include <libavutil/mathematics.h>
+}
 
 namespace veyrin {
 namespace {
@@ -19,12 +25,21 @@ FrameRate choose_output_rate(std::optional<FrameRate> requested, FrameRate input
   return is_valid(rate) ? rate : FrameRate{30, 1};
 }
 
+std::int64_t frames_in(double duration_seconds, FrameRate rate) {
+  // More than any file holds, and more than the multiplication does.
+  if (duration_seconds / frame_seconds(rate) >= 1e15) return std::numeric_limits<std::int64_t>::max();
+  const std::int64_t microseconds = whole_microseconds(duration_seconds);
+  return std::max<std::int64_t>(av_rescale_q(microseconds, AV_TIME_BASE_Q, av_inv_q(rate)), 1);
+}
+
 double convertible_seconds(const TimeRange& range, double recording_seconds) {
   return std::max(std::min(recording_seconds, range.end()) - range.start, shortest_span_seconds);
 }
 
 FramePacer::FramePacer(const TimeRange& range, FrameRate output_rate, FrameRate input_rate)
     : start_(range.start), end_(range.end()), output_rate_(output_rate) {
+  frame_limit_ =
+      range.duration ? frames_in(*range.duration, output_rate) : std::numeric_limits<std::int64_t>::max();
   const double output_frame = frame_seconds(output_rate);
   const double input_frame = is_valid(input_rate) ? frame_seconds(input_rate) : output_frame;
   half_output_frame_ = output_frame / 2;
@@ -39,9 +54,13 @@ double FramePacer::next_output_time() const {
 
 PairDecision FramePacer::decide(double pair_time) const {
   if (start_ > pair_time + half_output_frame_ + tolerance_) return PairDecision::drop;
-  if (pair_time >= end_ - tolerance_) return PairDecision::finish;
+  if (pair_time >= end_ - tolerance_ || frames_written_ >= frame_limit_) return PairDecision::finish;
   if (next_output_time() > pair_time + half_input_frame_ + tolerance_) return PairDecision::drop;
   return PairDecision::encode;
+}
+
+bool FramePacer::out_of_step(double left_time, double right_time) const {
+  return std::abs(left_time - right_time) > half_input_frame_ * (1 + 2 * tie_tolerance_frames);
 }
 
 double FramePacer::gap_before(double pair_time) const {
@@ -49,8 +68,7 @@ double FramePacer::gap_before(double pair_time) const {
 }
 
 bool FramePacer::repeats(double pair_time) const {
-  const double next = next_output_time();
-  return pair_time + half_input_frame_ + tolerance_ >= next && next < end_ - tolerance_;
+  return frames_written_ < frame_limit_ && pair_time + half_input_frame_ + tolerance_ >= next_output_time();
 }
 
 AudioDecision decide_audio_packet(double packet_start, double packet_end, const TimeRange& range) {
@@ -59,7 +77,12 @@ AudioDecision decide_audio_packet(double packet_start, double packet_end, const 
 }
 
 std::int64_t audio_offset_microseconds(const TimeRange& range) {
-  return std::llround(range.start * 1'000'000.0);
+  return whole_microseconds(range.start);
+}
+
+std::int64_t whole_microseconds(double seconds) {
+  constexpr double most_seconds = 1e12;
+  return std::llround(std::min(seconds, most_seconds) * 1'000'000.0);
 }
 
 }  // namespace veyrin

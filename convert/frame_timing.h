@@ -11,6 +11,11 @@ namespace veyrin {
 /// The rate frames are written at: the requested one when there is one, else the input's, else 30.
 FrameRate choose_output_rate(std::optional<FrameRate> requested, FrameRate input);
 
+/// The most frames that a movie of the duration holds: the whole number nearest to duration times rate, a
+/// half rounded up, and at least 1. That is where the packaged encoder ends a movie of this length, so all
+/// do.
+std::int64_t frames_in(double duration_seconds, FrameRate rate);
+
 /// Length of what a range covers of a recording, at least 0.001 s so that progress can be computed.
 double convertible_seconds(const TimeRange& range, double recording_seconds);
 
@@ -18,7 +23,7 @@ double convertible_seconds(const TimeRange& range, double recording_seconds);
 enum class PairDecision {
   drop,    ///< before the trim, or the input runs faster than the output
   encode,  ///< write it, and again as long as `repeats` says so
-  finish   ///< at or after the end: no later pair is wanted
+  finish   ///< at or after the end, or the movie is long enough: no later pair is wanted
 };
 
 /// Decides for each pair of frames, by its time alone, whether and how often it is written. The time of the
@@ -30,6 +35,8 @@ class FramePacer {
 
   /// `pair_time` is the later of the two frame times, in seconds.
   [[nodiscard]] PairDecision decide(double pair_time) const;
+  /// True when a pair's frames are more than half an input frame apart, so that they do not belong together.
+  [[nodiscard]] bool out_of_step(double left_time, double right_time) const;
   /// Seconds without a picture before this pair that writing it would fill; below 0 when it fills nothing.
   [[nodiscard]] double gap_before(double pair_time) const;
   /// True while the pair just written must be written once more to reach the output rate.
@@ -41,6 +48,8 @@ class FramePacer {
   [[nodiscard]] std::int64_t frames_written() const { return frames_written_; }
   /// Seconds from the start of the range to the next output frame.
   [[nodiscard]] double seconds_done() const { return next_output_time() - start_; }
+  /// Seconds from one input frame to the next.
+  [[nodiscard]] double input_frame_seconds() const { return 2 * half_input_frame_; }
   /// Seconds in the recording's time at which the next output frame stands.
   [[nodiscard]] double next_output_time() const;
 
@@ -48,11 +57,15 @@ class FramePacer {
   double start_;
   double end_;
   FrameRate output_rate_;
+  std::int64_t frame_limit_;
   double half_output_frame_;
   double half_input_frame_;
   double tolerance_;
   std::int64_t frames_written_ = 0;
 };
+
+/// A time in whole microseconds, as the packaged encoder is told it; at most some 30000 years.
+std::int64_t whole_microseconds(double seconds);
 
 enum class AudioDecision {
   skip,  ///< ends at or before the start

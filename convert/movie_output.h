@@ -33,6 +33,10 @@ class MovieSink {
   /// False when the movie has no audio track of ours to fill.
   [[nodiscard]] virtual bool accepts_audio() const = 0;
 
+  /// True when another program reads the movie's sound from the recording and counts its time from the
+  /// container's start, not from the container's time 0. The pictures are to be counted from there, too.
+  [[nodiscard]] virtual bool counts_from_container_start() const { return false; }
+
   /// Copies one packet of the source's audio stream, in the source's time base but counted from the start of
   /// the movie. The packet may be consumed.
   [[nodiscard]] virtual bool write_audio(AVPacket& packet, std::string& error) = 0;

@@ -1,5 +1,6 @@
 #include "convert/packaged_encoder_arguments.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <initializer_list>
@@ -27,6 +28,12 @@ std::string seconds_text(double seconds) {
   const auto result = std::to_chars(text.data(), text.data() + text.size(), seconds, std::chars_format::fixed,
                                     fraction_digits);
   return {text.data(), result.ptr};
+}
+
+// A length of 0 would leave the movie without a video track; there is always one frame.
+std::string duration_text(double seconds) {
+  constexpr double shortest = 0.000001;
+  return seconds_text(std::max(seconds, shortest));
 }
 
 Arguments raw_video_input(const SoftwareEncodeRequest& request) {
@@ -107,7 +114,7 @@ std::vector<std::string> packaged_encode_arguments(const SoftwareEncodeRequest& 
   append(arguments, {"-b:v", std::to_string(request.bit_rate), "-tag:v", "hvc1"});
   append_all(arguments, color_description(request));
   if (request.has_audio) append(arguments, {"-c:a", "copy"});
-  if (request.range.duration) append(arguments, {"-t", seconds_text(*request.range.duration)});
+  if (request.range.duration) append(arguments, {"-t", duration_text(*request.range.duration)});
   append(arguments, {"-movflags", "+faststart", request.overwrite ? "-y" : "-n",
                      platform::path_to_utf8(request.output)});
   return arguments;

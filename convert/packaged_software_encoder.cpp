@@ -43,8 +43,11 @@ platform::ChildProcessRequest child_request(const std::filesystem::path& executa
 
 class PackagedMovie final : public MovieSink {
  public:
-  PackagedMovie(std::unique_ptr<PackagedSoftwareEncoder> encoder, FramePtr canvas)
-      : encoder_(std::move(encoder)), canvas_(std::move(canvas)), canvases_{canvas_.get()} {}
+  PackagedMovie(std::unique_ptr<PackagedSoftwareEncoder> encoder, FramePtr canvas, bool has_audio)
+      : encoder_(std::move(encoder)),
+        canvas_(std::move(canvas)),
+        canvases_{canvas_.get()},
+        has_audio_(has_audio) {}
 
   std::span<AVFrame* const> next_canvases(std::string& /*error*/) override { return canvases_; }
 
@@ -54,6 +57,8 @@ class PackagedMovie final : public MovieSink {
 
   // The child copies the audio from the recording itself.
   [[nodiscard]] bool accepts_audio() const override { return false; }
+
+  [[nodiscard]] bool counts_from_container_start() const override { return has_audio_; }
 
   bool write_audio(AVPacket& /*packet*/, std::string& error) override {
     return fail(error, "could not write an audio packet");
@@ -65,6 +70,7 @@ class PackagedMovie final : public MovieSink {
   std::unique_ptr<PackagedSoftwareEncoder> encoder_;
   FramePtr canvas_;
   std::array<AVFrame*, 1> canvases_;
+  bool has_audio_;
 };
 
 }  // namespace
@@ -177,7 +183,7 @@ std::unique_ptr<MovieSink> create_packaged_movie(const SoftwareEncodeRequest& re
   }
   auto encoder = PackagedSoftwareEncoder::create(request, error);
   if (!encoder) return nullptr;
-  return std::make_unique<PackagedMovie>(std::move(encoder), std::move(canvas));
+  return std::make_unique<PackagedMovie>(std::move(encoder), std::move(canvas), request.has_audio);
 }
 
 }  // namespace veyrin

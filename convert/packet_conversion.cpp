@@ -41,8 +41,10 @@ bool TrackEnd::reached(AVStream& stream) const {
 bool PacketConversion::run(std::string& error) {
   if (!convert_packets(error)) return false;
   if (!video_done() && !convert_last_pairs(error)) return false;
-  if (pairs_.frames_written() > 0) return true;
-  return fail(error, "the selected time range contains no synchronized video frames");
+  if (pairs_.frames_written() == 0)
+    return fail(error, "the selected time range contains no synchronized video frames");
+  pairs_.report_pairs_out_of_step();
+  return true;
 }
 
 // Reads the recording until its end, or until neither picture nor sound is wanted any more.
@@ -137,10 +139,12 @@ std::optional<ConversionInput> open_conversion_input(const ConversionJob& job,
 
 InputFacts input_facts(const ConversionInput& input, BitDepth depth) {
   AVStream* left = input.context->streams[input.left_stream];
+  const std::int64_t start = input.context->start_time;
   return {.depth = depth,
           .rate = av_guess_frame_rate(input.context.get(), left, nullptr),
           .colors = color_tags(*left->codecpar),
-          .has_audio = input.audio_stream >= 0};
+          .has_audio = input.audio_stream >= 0,
+          .container_start_seconds = start == AV_NOPTS_VALUE ? 0.0 : static_cast<double>(start) / 1e6};
 }
 
 }  // namespace veyrin

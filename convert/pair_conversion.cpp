@@ -10,9 +10,12 @@
 namespace veyrin {
 namespace {
 
-// Missing frames are made up by repeating the next one. Cameras lose some; only broken time stamps leave out
-// more than this, and filling such a gap could fill the disk.
-constexpr double longest_filled_gap_seconds = 60.0;
+// Missing frames are made up by repeating the next one. Cameras lose some; a gap of more than this is worth a
+// line, since filling it takes a while.
+constexpr double noticed_gap_seconds = 60.0;
+
+// Only broken time stamps leave out more than this, and filling such a gap would fill the disk.
+constexpr double longest_filled_gap_seconds = 24 * 3600.0;
 
 constexpr int frames_between_counts = 30;
 
@@ -25,10 +28,28 @@ void print_encoded_frames(const ProgressReport& report) {
     console_line("  encoded_frames: %lld", static_cast<long long>(*report.encoded_frames));
 }
 
+// Where the movie's frames and the pairs are counted from is the same place.
+TimeRange counted_range(const TimingPlan& timing, const MovieSink& movie) {
+  TimeRange range = timing.range;
+  if (movie.counts_from_container_start()) range.start += timing.container_start_seconds;
+  return range;
+}
+
+bool has_time(const DecodedFrame& frame) {
+  return !frame.frame || frame.frame->best_effort_timestamp != AV_NOPTS_VALUE;
+}
+
 }  // namespace
 
+PairConversion::PairConversion(const TimingPlan& timing, const Processors& processors, MovieSink& movie,
+                               Progress& progress)
+    : processors_(processors),
+      movie_(movie),
+      progress_(progress),
+      pacer_(counted_range(timing, movie), timing.output_rate, timing.input_rate) {}
+
 bool PairConversion::convert(const DecodedFrame& left, const DecodedFrame& right, std::string& error) {
-  const double pair_time = std::max(left.time_seconds, right.time_seconds);
+  const double pair_time = time_of(left, right);
   switch (pacer_.decide(pair_time)) {
     case PairDecision::drop:
       return true;
@@ -38,11 +59,51 @@ bool PairConversion::convert(const DecodedFrame& left, const DecodedFrame& right
     case PairDecision::encode:
       break;
   }
-  const double gap = pacer_.gap_before(pair_time);
-  if (gap > longest_filled_gap_seconds) {
-    return fail(error, "the recording has no picture for " + std::to_string(std::llround(gap)) + " seconds");
-  }
+  if (!accept_gap(pair_time, error)) return false;
+  watch_step(left, right, pair_time);
   return write(left, right, pair_time, error);
+}
+
+// The later of the two times. A frame without one belongs to the other eye's; where both have none, one input
+// frame has passed since the last pair.
+double PairConversion::time_of(const DecodedFrame& left, const DecodedFrame& right) {
+  double time = std::max(left.time_seconds, right.time_seconds);
+  if (!has_time(left)) time = right.time_seconds;
+  if (!has_time(right)) time = left.time_seconds;
+  if (!has_time(left) && !has_time(right))
+    time = last_pair_time_ ? *last_pair_time_ + pacer_.input_frame_seconds() : 0.0;
+  if (!told_of_missing_times_ && !(has_time(left) && has_time(right))) {
+    console_line(
+        "  missing_time_stamps: frames without one are taken as following each other, first at %.6f s", time);
+    told_of_missing_times_ = true;
+  }
+  last_pair_time_ = time;
+  return time;
+}
+
+void PairConversion::watch_step(const DecodedFrame& left, const DecodedFrame& right, double pair_time) {
+  if (!has_time(left) || !has_time(right)) return;
+  if (!pacer_.out_of_step(left.time_seconds, right.time_seconds)) return;
+  if (++pairs_out_of_step_ > 1) return;
+  console_line("  eyes_out_of_step: left and right frame are %.6f s apart, first at %.6f s",
+               std::abs(left.time_seconds - right.time_seconds), pair_time);
+}
+
+void PairConversion::report_pairs_out_of_step() const {
+  if (pairs_out_of_step_ > 0)
+    console_line("  pairs_out_of_step: %lld", static_cast<long long>(pairs_out_of_step_));
+}
+
+bool PairConversion::accept_gap(double pair_time, std::string& error) const {
+  const double gap = pacer_.gap_before(pair_time);
+  if (gap <= noticed_gap_seconds) return true;
+  if (gap > longest_filled_gap_seconds) {
+    return fail(error, "the recording has no picture for " + std::to_string(std::llround(gap)) +
+                           " seconds, more than the 24 hours that can be filled");
+  }
+  console_line("  picture_gap: %.6f s without a picture before %.6f s, filled with the next one", gap,
+               pair_time);
+  return true;
 }
 
 bool PairConversion::write(const DecodedFrame& left, const DecodedFrame& right, double pair_time,

@@ -48,11 +48,8 @@ using Processors = std::vector<std::unique_ptr<YuvProcessor>>;
 /// Borrows everything it is made of for as long as it lives.
 class PairConversion {
  public:
-  PairConversion(const TimingPlan& timing, const Processors& processors, MovieSink& movie, Progress& progress)
-      : processors_(processors),
-        movie_(movie),
-        progress_(progress),
-        pacer_(timing.range, timing.output_rate, timing.input_rate) {}
+  PairConversion(const TimingPlan& timing, const Processors& processors, MovieSink& movie,
+                 Progress& progress);
 
   /// Takes the next pair; false with one message in `error` on failure.
   [[nodiscard]] bool convert(const DecodedFrame& left, const DecodedFrame& right, std::string& error);
@@ -63,7 +60,13 @@ class PairConversion {
   /// Frames written to the movie.
   [[nodiscard]] std::int64_t frames_written() const { return pacer_.frames_written(); }
 
+  /// At the end: prints how many written pairs had frames that do not belong together, if there were any.
+  void report_pairs_out_of_step() const;
+
  private:
+  [[nodiscard]] double time_of(const DecodedFrame& left, const DecodedFrame& right);
+  void watch_step(const DecodedFrame& left, const DecodedFrame& right, double pair_time);
+  [[nodiscard]] bool accept_gap(double pair_time, std::string& error) const;
   [[nodiscard]] bool write(const DecodedFrame& left, const DecodedFrame& right, double pair_time,
                            std::string& error);
 
@@ -71,6 +74,9 @@ class PairConversion {
   MovieSink& movie_;
   Progress& progress_;
   FramePacer pacer_;
+  std::optional<double> last_pair_time_;
+  bool told_of_missing_times_ = false;
+  std::int64_t pairs_out_of_step_ = 0;
   bool finished_ = false;
 };
 

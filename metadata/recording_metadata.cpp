@@ -4,6 +4,7 @@
 #include <span>
 #include <string_view>
 
+#include "common/console.h"
 #include "common/error_text.h"
 #include "common/platform/files.h"
 #include "media/ffmpeg.h"
@@ -34,6 +35,19 @@ bool is_hdr_track(const AVFormatContext& input, int track) {
   const AVCodecParameters& parameters = *input.streams[index]->codecpar;
   return parameters.color_trc == AVCOL_TRC_ARIB_STD_B67 || parameters.color_trc == AVCOL_TRC_SMPTE2084 ||
          parameters.color_primaries == AVCOL_PRI_BT2020;
+}
+
+// A video of another size than its calibration is for is sampled at the wrong places.
+void notice_other_size(const AVFormatContext& input, const char* eye, int track,
+                       const CameraIntrinsics& intrinsics) {
+  const int index = stream_index_of_video_track(input, track);
+  if (index < 0) return;
+  const AVCodecParameters& video = *input.streams[index]->codecpar;
+  if (video.width < 1 || video.height < 1) return;
+  if (video.width == intrinsics.width && video.height == intrinsics.height) return;
+  console_line(
+      "[RecordingMetadata] The calibration of the %s eye is for %dx%d pixels, but its video has %dx%d", eye,
+      intrinsics.width, intrinsics.height, video.width, video.height);
 }
 
 }  // namespace
@@ -70,11 +84,14 @@ bool read_recording_metadata(const std::filesystem::path& input, RecordingMetada
     const auto sample = read_first_document(*context, metadata.metadata_stream, *packet);
     if (sample) adopt_document(*sample, path, metadata);
   } catch (const std::exception& exception) {
-    return fail(error, std::string("invalid recording metadata: ") + exception.what());
+    return fail(error, "invalid recording metadata: " + with_short_quotation(exception.what()));
   }
   if (!metadata.raw_calibration.valid) {
     return fail(error, "no valid raw dual-track calibration sample found");
   }
+  const RawDualTrackCalibration& calibration = metadata.raw_calibration;
+  notice_other_size(*context, "left", calibration.left_track, calibration.left_intrinsics);
+  notice_other_size(*context, "right", calibration.right_track, calibration.right_intrinsics);
   metadata.is_hdr =
       is_hdr_track(*context, metadata.left_track) || is_hdr_track(*context, metadata.right_track);
   return true;

@@ -1,5 +1,6 @@
 #include "metadata/timed_metadata.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>
@@ -18,6 +19,7 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t header_size = 8;  // key, type, structure size, repeat count
 constexpr std::size_t max_schema_name = 64;
+constexpr std::size_t longest_quotation = 200;  // characters
 
 std::string_view text_of(Bytes bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -39,6 +41,16 @@ std::size_t repeat_count(Bytes record) {
 /// Records are padded to 32-bit words.
 std::size_t aligned(std::size_t size) {
   return (size + 3) & ~std::size_t{3};
+}
+
+/// Bytes of the first `count` characters of UTF-8 text.
+std::size_t longest_prefix(std::string_view text, std::size_t count) {
+  const auto begins_character = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; };
+  std::size_t bytes = 0;
+  for (; bytes < text.size(); ++bytes) {
+    if (begins_character(text[bytes]) && count-- == 0) break;
+  }
+  return bytes;
 }
 
 /// Moves the value under the new key. A copy of a hostile, deeply nested value would exhaust the stack, and
@@ -86,6 +98,25 @@ std::optional<json> parse_gpmf_json_record(const AVPacket* packet) {
   json document = json::parse(payload);
   if (!document.is_object()) throw std::runtime_error("json/v1 AVmd payload is not an object");
   return document;
+}
+
+std::string with_short_quotation(std::string_view message) {
+  constexpr std::string_view begin = "last read: '";
+  constexpr std::string_view end = "'; expected ";
+  constexpr std::size_t longest_expectation = 64;
+  const std::size_t found = message.find(begin);
+  if (found == std::string_view::npos) return std::string(message);
+  const std::string_view before = message.substr(0, found + begin.size());
+  std::string_view quoted = message.substr(before.size());
+  std::string_view after = quoted.substr(std::min(quoted.size(), quoted.rfind('\'')));
+  const std::size_t expectation = quoted.rfind(end);
+  if (expectation != std::string_view::npos &&
+      quoted.size() - expectation <= end.size() + longest_expectation) {
+    after = quoted.substr(expectation);
+  }
+  quoted.remove_suffix(after.size());
+  const std::string_view kept = quoted.substr(0, longest_prefix(quoted, longest_quotation));
+  return std::string(before).append(kept).append(kept.size() < quoted.size() ? "..." : "").append(after);
 }
 
 void adopt_legacy_keys(json& document) {

@@ -4,6 +4,8 @@
 
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <string>
+#include <string_view>
 
 struct AVFormatContext;
 struct AVPacket;
@@ -19,6 +21,10 @@ struct TimedDocument {
 /// The JSON object of a "json/v1" sample; nothing for any other sample or when `packet` is null. Throws
 /// std::runtime_error, or the JSON library's exception, for a malformed sample.
 [[nodiscard]] std::optional<nlohmann::json> parse_gpmf_json_record(const AVPacket* packet);
+
+/// The message of a failure with at most 200 characters of what it quotes from a sample: the JSON library
+/// quotes whole tokens, and a token may fill the sample.
+[[nodiscard]] std::string with_short_quotation(std::string_view message);
 
 /// Renames the keys of older recordings: "playbackTimestampSec" becomes "pts", and each camera's
 /// "videoTrackIndex" becomes "track". A current key that is already there wins.

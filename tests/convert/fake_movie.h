@@ -86,6 +86,7 @@ class RefusingProcessor final : public YuvProcessor {
 inline DecodedFrame marked_frame(std::int64_t mark, double seconds) {
   DecodedFrame decoded{FramePtr(av_frame_alloc()), seconds};
   decoded.frame->pts = mark;
+  decoded.frame->best_effort_timestamp = 0;
   return decoded;
 }
 

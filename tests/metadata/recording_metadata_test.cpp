@@ -62,6 +62,11 @@ class ReadRecordingMetadata : public testing::Test {
   std::filesystem::path path_ = folder_ / "recording.mp4";
 };
 
+// The small movies have pictures of 64x64.
+const std::string other_sizes =
+    "[RecordingMetadata] The calibration of the left eye is for 1920x1440 pixels, but its video has 64x64\n"
+    "[RecordingMetadata] The calibration of the right eye is for 1912x1436 pixels, but its video has 64x64\n";
+
 TEST_F(ReadRecordingMetadata, ReadsACompleteRecording) {
   const Outcome outcome = read_document(complete_document());
   ASSERT_TRUE(outcome.read) << outcome.error;
@@ -83,7 +88,26 @@ TEST_F(ReadRecordingMetadata, ReadsACompleteRecording) {
   EXPECT_EQ(raw.stereo_extrinsic.position, (std::array{0.064F, 0.001F, -0.002F}));
   EXPECT_EQ(raw.head_chain.position, metadata.calibration.head_chain.position);
   EXPECT_EQ(outcome.printed, "[RecordingMetadata] Raw dual-track calibration loaded from " + outcome.path +
-                                 " (native=1920x1440)\n\n");
+                                 " (native=1920x1440)\n\n" + other_sizes);
+}
+
+TEST_F(ReadRecordingMetadata, SaysNothingOfSizesThatAgree) {
+  json document = complete_document();
+  for (json& camera : document["cameras"]) {
+    for (json& lens : camera["intrinsics"]) lens["width"] = lens["height"] = 64;
+  }
+  EXPECT_EQ(read_document(document).printed, "[RecordingMetadata] Raw dual-track calibration loaded from " +
+                                                 path_.string() + " (native=64x64)\n\n");
+}
+
+// The JSON library quotes the whole text that it stopped at.
+TEST_F(ReadRecordingMetadata, QuotesLittleOfADocument) {
+  const std::string before =
+      "invalid recording metadata: [json.exception.parse_error.101] parse error at line 1, column 30002: "
+      "syntax "
+      "error while parsing value - invalid string: missing closing quote; last read: '";
+  const std::string text(30000, 'x');
+  EXPECT_EQ(read_samples({gpmf_sample("\"" + text)}).error, before + "\"" + text.substr(0, 199) + "...'");
 }
 
 TEST_F(ReadRecordingMetadata, CannotOpenWhatIsNoMovie) {

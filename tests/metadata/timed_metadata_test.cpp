@@ -156,5 +156,32 @@ TEST(LegacyKeys, YieldToTheCurrentOnes) {
   EXPECT_EQ(document.at("cameras").at(0).at("track"), 1);
 }
 
+TEST(ShortQuotation, LeavesOtherMessagesAlone) {
+  for (const std::string& message : {std::string("key 'pts' not found"), std::string(300, 'a'),
+                                     std::string("last read: ''"), std::string()})
+    EXPECT_EQ(with_short_quotation(message), message);
+}
+
+TEST(ShortQuotation, KeepsTwoHundredCharactersAndWhatWasExpected) {
+  const std::string before = "syntax error; last read: '";
+  const auto repeated = [](const std::string& character, int count) {
+    std::string text;
+    while (count-- > 0) text += character;
+    return text;
+  };
+  for (const std::string character : {"x", "\u00e4", "\U0001f3a5"}) {
+    const std::string fits = before + repeated(character, 200);
+    for (const std::string after : {"'", "'; expected end of input", "'; expected ','"}) {
+      EXPECT_EQ(with_short_quotation(fits + after), fits + after);
+      EXPECT_EQ(with_short_quotation(fits + character + after), fits + "..." + after);
+      EXPECT_EQ(with_short_quotation(fits + repeated(character, 60000) + after), fits + "..." + after);
+    }
+  }
+  const std::string full = before + std::string(200, 'x');
+  EXPECT_EQ(with_short_quotation(full + "'; expected " + std::string(500, 'y') + "'"), full + "...'")
+      << "what looks like the end but is too long for one";
+  EXPECT_EQ(with_short_quotation(full + "yyy"), full + "...") << "no end";
+}
+
 }  // namespace
 }  // namespace veyrin::test

@@ -191,20 +191,6 @@ std::vector<Malformation> sample_faults() {
   };
 }
 
-/// Delays the second half of all video by 2000 s.
-void jump_in_time(std::vector<MediaTrack>& tracks) {
-  for (MediaTrack& track : tracks) {
-    if (track.kind != TrackKind::video) continue;
-    const std::int64_t jump = std::int64_t{2000} * track.time_scale;
-    const std::size_t middle = track.samples.size() / 2;
-    for (std::size_t index = middle; index < track.samples.size(); ++index) {
-      track.samples[index].dts += jump;
-      track.samples[index].pts += jump;
-    }
-    if (middle > 0) track.samples[middle - 1].duration += jump;
-  }
-}
-
 std::vector<Malformation> track_faults() {
   return {
       {.name = "no-document",
@@ -236,7 +222,6 @@ std::vector<Malformation> track_faults() {
       {.name = "garbage-video",
        .what = "all video samples garbled",
        .in_tracks = [](std::vector<MediaTrack>& tracks) { garble_video(tracks, 0, 1); }},
-      {.name = "time-jump", .what = "time stamps that jump by 2000 seconds", .in_tracks = jump_in_time},
       {.name = "corrupt-config",
        .what = "decoder configurations garbled",
        .in_tracks =

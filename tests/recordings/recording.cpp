@@ -50,6 +50,24 @@ std::vector<std::uint8_t> document_sample(const RecordingPlan& plan, const Rig& 
   return bytes;
 }
 
+/// Removes a frame; the one before it lasts longer.
+void drop_frame(MediaTrack& track, std::size_t frame) {
+  if (frame == 0 || frame >= track.samples.size()) return;
+  track.samples[frame - 1].duration += track.samples[frame].duration;
+  track.samples.erase(track.samples.begin() + static_cast<std::ptrdiff_t>(frame));
+}
+
+/// Delays the second half of the frames.
+void jump_in_time(MediaTrack& track, double seconds) {
+  const auto jump = static_cast<std::int64_t>(std::llround(seconds * track.time_scale));
+  const std::size_t middle = track.samples.size() / 2;
+  for (std::size_t index = middle; index < track.samples.size(); ++index) {
+    track.samples[index].dts += jump;
+    track.samples[index].pts += jump;
+  }
+  if (middle > 0) track.samples[middle - 1].duration += jump;
+}
+
 bool code_eyes(const RecordingPlan& plan, const Rig& rig, std::vector<MediaTrack>& tracks,
                std::string& error) {
   MediaTrack left, right;
@@ -69,6 +87,8 @@ bool code_eyes(const RecordingPlan& plan, const Rig& rig, std::vector<MediaTrack
     return false;
   }
   if (plan.empty_right) right.samples.clear();
+  if (plan.drop_right >= 0) drop_frame(right, static_cast<std::size_t>(plan.drop_right));
+  for (MediaTrack* eye : {&left, &right}) jump_in_time(*eye, plan.jump);
   tracks.push_back(std::move(left));
   if (plan.single_camera) return true;
   tracks.push_back(std::move(right));
@@ -89,21 +109,26 @@ bool write_truth(const RecordingPlan& plan, const Rig& rig, std::string& error) 
 bool make_recording(const RecordingPlan& plan, std::string& error) {
   const Malformation* fault = find_malformation(plan.malformed);
   const Rig rig = make_rig(plan.width, plan.height, plan.rig);
+  const Rig document_rig =
+      plan.document_width > 0 ? make_rig(plan.document_width, plan.document_height, plan.rig) : rig;
 
   std::vector<MediaTrack> tracks;
   if (!code_eyes(plan, rig, tracks, error)) return false;
   if (plan.audio) {
     tracks.emplace_back();
     if (!code_sound(plan, beside(plan.output, ".sound.tmp"), tracks.back(), error)) return false;
+    tracks.back().delay_seconds = plan.sound_offset;
   }
   if (plan.extra_data_stream) {
     tracks.push_back(metadata_track(
         plan, [](double, int) { return std::vector<std::uint8_t>{'D', 'E', 'V', 'C', 0, 0, 0, 0}; }));
   }
-  tracks.push_back(metadata_track(
-      plan, [&](double seconds, int index) { return document_sample(plan, rig, fault, seconds, index); }));
+  tracks.push_back(metadata_track(plan, [&](double seconds, int index) {
+    return document_sample(plan, document_rig, fault, seconds, index);
+  }));
   tracks.back().handler_name = plan.handler_name;
   tracks.back().codec_tag = plan.metadata_tag;
+  for (MediaTrack& track : tracks) track.delay_seconds += plan.delay;
   if (fault != nullptr && fault->in_tracks != nullptr) fault->in_tracks(tracks);
 
   MovieLayout layout;

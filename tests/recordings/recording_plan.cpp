@@ -47,9 +47,11 @@ std::vector<Option> option_table(RecordingPlan& plan) {
       return true;
     };
   };
-  const auto size = [&plan](const std::string& value) {
-    return read_pair(value, 'x', plan.width, plan.height) && plan.width >= 2 && plan.height >= 2 &&
-           plan.width % 2 == 0 && plan.height % 2 == 0;
+  const auto size = [](int& width, int& height) {
+    return [&width, &height](const std::string& value) {
+      return read_pair(value, 'x', width, height) && width >= 2 && height >= 2 && width % 2 == 0 &&
+             height % 2 == 0;
+    };
   };
   const auto rate = [&plan](const std::string& value) {
     const bool whole = value.find('/') == std::string::npos;
@@ -73,7 +75,9 @@ std::vector<Option> option_table(RecordingPlan& plan) {
     return find_malformation(value) != nullptr;
   };
   return {
-      {"--size", "WxH", "pixels per eye, both even (640x640)", size},
+      {"--size", "WxH", "pixels per eye, both even (640x640)", size(plan.width, plan.height)},
+      {"--document-size", "WxH", "eye size that the calibration document is for (that of --size)",
+       size(plan.document_width, plan.document_height)},
       {"--rate", "N[/D]", "frames per second (30)", rate},
       {"--seconds", "S", "length (2)", number(plan.seconds)},
       {"--codec", "NAME", "h264, hevc or hevc10 (10-bit, HLG, BT.2020) (h264)", codec},
@@ -99,6 +103,10 @@ std::vector<Option> option_table(RecordingPlan& plan) {
       {"--empty-right", "", "no samples in the right eye's track", flag(plan.empty_right)},
       {"--right-offset", "S", "right eye starts later", number(plan.right_offset)},
       {"--start-offset", "S", "both eyes start later", number(plan.start_offset)},
+      {"--sound-offset", "S", "sound starts later", number(plan.sound_offset)},
+      {"--delay", "S", "all tracks start later", number(plan.delay)},
+      {"--drop-right", "N", "the right eye lacks frame N; needs --gop 1", number(plan.drop_right)},
+      {"--jump", "S", "the second half of the pictures is late", number(plan.jump)},
       {"--rotation", "DEGREES", "clockwise turn in the display matrix (0)", rotation},
       {"--bad-interleaving", "", "one track after the other in the file", flag(plan.bad_interleaving)},
       {"--index-first", "", "moov before mdat", flag(plan.index_first)},

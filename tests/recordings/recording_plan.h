@@ -33,6 +33,8 @@ struct RecordingPlan {
   int group_length = 0;      ///< frames per GOP; 0: about half a second
   int b_frames = 0;
   RigShape rig;
+  int document_width = 0,
+      document_height = 0;  ///< eye size of the calibration document; 0: that of the video
 
   bool swap_cameras = false;       ///< the right camera is first in the document and on the first video track
   bool swap_tracks = false;        ///< the left camera is first but the right eye's video track comes first
@@ -49,6 +51,10 @@ struct RecordingPlan {
   bool empty_right = false;   ///< the right eye's track has no samples
   double right_offset = 0.0;  ///< seconds by which the right eye starts later
   double start_offset = 0.0;  ///< seconds by which both eyes start later
+  double sound_offset = 0.0;  ///< seconds by which the sound starts later
+  double delay = 0.0;         ///< seconds by which every track starts later
+  int drop_right = -1;        ///< the frame that the right eye's track lacks; none when negative
+  double jump = 0.0;          ///< seconds by which the second half of both eyes' frames is late
   int quarter_turns = 0;      ///< clockwise turns in the display matrix of the video tracks
   bool bad_interleaving = false;
   bool index_first = false;
