@@ -81,7 +81,7 @@ std::int64_t audio_offset_microseconds(const TimeRange& range) {
 }
 
 std::int64_t whole_microseconds(double seconds) {
-  constexpr double most_seconds = 1e12;
+  constexpr double most_seconds = 9e12;
   return std::llround(std::min(seconds, most_seconds) * 1'000'000.0);
 }
 

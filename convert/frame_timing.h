@@ -64,7 +64,7 @@ class FramePacer {
   std::int64_t frames_written_ = 0;
 };
 
-/// A time in whole microseconds, as the packaged encoder is told it; at most some 30000 years.
+/// A time in whole microseconds, as the packaged encoder is told it; at most 9e12 s.
 std::int64_t whole_microseconds(double seconds);
 
 enum class AudioDecision {

@@ -30,10 +30,12 @@ std::string seconds_text(double seconds) {
   return {text.data(), result.ptr};
 }
 
-// A length of 0 would leave the movie without a video track; there is always one frame.
+// A length of 0 would leave the movie without a video track, though there is always one frame; one that is
+// not a 64-bit number of microseconds would be refused.
 std::string duration_text(double seconds) {
   constexpr double shortest = 0.000001;
-  return seconds_text(std::max(seconds, shortest));
+  constexpr double longest = 9e12;
+  return seconds_text(std::clamp(seconds, shortest, longest));
 }
 
 Arguments raw_video_input(const SoftwareEncodeRequest& request) {

@@ -43,12 +43,14 @@ class FakeMovie final : public MovieSink {
   }
 
   [[nodiscard]] bool accepts_audio() const override { return false; }
+  [[nodiscard]] bool counts_from_container_start() const override { return from_container_start; }
   bool write_audio(AVPacket& /*packet*/, std::string& error) override { return fail(error, "no sound"); }
   bool finish(std::string& /*error*/) override { return true; }
 
   // What it answers.
   std::string canvas_failure;
   std::size_t fail_at = SIZE_MAX;
+  bool from_container_start = false;
 
   // What it was asked.
   int asked_for_canvases = 0;

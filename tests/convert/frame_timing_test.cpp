@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <utility>
 
 namespace veyrin::test {
@@ -31,6 +32,59 @@ TEST(Trimming, FinishesAtTheEnd) {
   EXPECT_EQ(pacer.decide(0.9), PairDecision::encode);
   EXPECT_EQ(pacer.decide(1.0), PairDecision::finish);
   EXPECT_EQ(pacer.decide(0.99999999999), PairDecision::finish) << "rounding must not add a frame";
+}
+
+struct LengthCase {
+  double duration;
+  FrameRate rate;
+  std::int64_t frames;
+};
+
+// What `ffmpeg -f rawvideo -framerate RATE -i ... -t DURATION` writes.
+constexpr LengthCase lengths[] = {
+    {0.5, {30, 1}, 15},       {0.51, {30, 1}, 15},       {0.52, {30, 1}, 16},      {0.1, {30, 1}, 3},
+    {0.01, {30, 1}, 1},       {0.001, {30, 1}, 1},       {0.000001, {30, 1}, 1},   {0.35, {30, 1}, 11},
+    {0.05, {30, 1}, 2},       {1.0, {30, 1}, 30},        {0.5, {24, 1}, 12},       {0.51, {24, 1}, 12},
+    {0.52, {24, 1}, 12},      {0.1, {24, 1}, 2},         {0.3, {24, 1}, 7},        {0.35, {24, 1}, 8},
+    {0.5, {30000, 1001}, 15}, {0.52, {30000, 1001}, 16}, {0.3, {30000, 1001}, 9},  {0.35, {30000, 1001}, 10},
+    {1.0, {30000, 1001}, 30}, {0.05, {30000, 1001}, 1},  {0.01, {30000, 1001}, 1}, {0.1, {30000, 1001}, 3},
+};
+
+TEST(Trimming, AMovieIsAsLongAsThePackagedEncoderMakesIt) {
+  for (const LengthCase& c : lengths) {
+    EXPECT_EQ(frames_in(c.duration, c.rate), c.frames)
+        << c.duration << " s at " << c.rate.num << "/" << c.rate.den;
+  }
+}
+
+TEST(Trimming, ExtremeLengthsHoldOneFrameOrAllThereAre) {
+  EXPECT_EQ(frames_in(1e-300, {30, 1}), 1);
+  EXPECT_EQ(frames_in(4e-7, {1000000, 1}), 1);
+  EXPECT_EQ(frames_in(1e10, {60, 1}), 600'000'000'000);
+  for (const double forever : {1e15, 1e300}) EXPECT_GE(frames_in(forever, {24, 1}), std::int64_t{1} << 60);
+}
+
+TEST(Trimming, FinishesWhenTheMovieIsLongEnoughThoughThePairLiesBeforeTheEnd) {
+  FramePacer pacer(TimeRange{1.0166, 0.5}, {30, 1}, {30, 1});
+  for (int i = 0; i < 15; ++i) {
+    ASSERT_EQ(pacer.decide(1.0 + i / 30.0), PairDecision::encode) << i;
+    pacer.advance();
+    EXPECT_FALSE(pacer.repeats(1.0 + i / 30.0)) << i;
+  }
+  EXPECT_EQ(pacer.decide(1.5), PairDecision::finish);
+}
+
+TEST(FramePacing, EyesMoreThanHalfAnInputFrameApartAreOutOfStep) {
+  const FramePacer pacer(TimeRange{}, {60, 1}, {30, 1});
+  EXPECT_DOUBLE_EQ(pacer.input_frame_seconds(), 1.0 / 30);
+  for (const double step : {0.0, 0.001, 1.0 / 60, 1.0 / 60 + 0.0002}) {
+    EXPECT_FALSE(pacer.out_of_step(2.0, 2.0 + step)) << step;
+    EXPECT_FALSE(pacer.out_of_step(2.0 + step, 2.0)) << step;
+  }
+  for (const double step : {1.0 / 60 + 0.001, 1.0 / 30, 5.0}) {
+    EXPECT_TRUE(pacer.out_of_step(2.0, 2.0 + step)) << step;
+    EXPECT_TRUE(pacer.out_of_step(2.0 + step, 2.0)) << step;
+  }
 }
 
 TEST(Trimming, SpanIsLimitedByTheRecordingAndNeverZero) {

@@ -94,13 +94,28 @@ TEST(PackagedEncodeArguments, SecondsHaveSixDigitsInEveryRange) {
   };
   constexpr SecondsCase cases[] = {{10.0, "10.000000"},     {1.0 / 3.0, "0.333333"},
                                    {2.0 / 3.0, "0.666667"}, {86400.5, "86400.500000"},
-                                   {1e-9, "0.000000"},      {1e15, "1000000000000000.000000"}};
+                                   {1e-6, "0.000001"},      {1e12, "1000000000000.000000"}};
   for (const SecondsCase& item : cases) {
     request.range.duration = item.seconds;
     EXPECT_EQ(value_of(request, "-t"), item.text);
   }
-  request.range.duration = 1.7976931348623157e308;
-  EXPECT_EQ(value_of(request, "-t").size(), 309U + 7U);
+  request.has_audio = true;
+  request.range.start = 1e-9;
+  EXPECT_EQ(value_of(request, "-ss"), "0.000000");
+  request.range.start = 1.7976931348623157e308;
+  EXPECT_EQ(value_of(request, "-ss").size(), 309U + 7U);
+}
+
+TEST(PackagedEncodeArguments, DurationsStayWithinWhatTheProgramTakes) {
+  SoftwareEncodeRequest request = plain_request();
+  for (const double seconds : {4e-7, 1e-9, 1e-300}) {
+    request.range.duration = seconds;
+    EXPECT_EQ(value_of(request, "-t"), "0.000001") << seconds << ": 0 would leave out the video track";
+  }
+  for (const double seconds : {9.3e12, 1e15, 1.7976931348623157e308}) {
+    request.range.duration = seconds;
+    EXPECT_EQ(value_of(request, "-t"), "9000000000000.000000") << seconds;
+  }
 }
 
 TEST(PackagedEncodeArguments, EveryOtherColorIsNamedAfterTheWideGamut) {

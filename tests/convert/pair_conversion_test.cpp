@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "common/console.h"
@@ -14,7 +17,10 @@ namespace veyrin::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
 
 TimingPlan timing_of(FrameRate output, FrameRate input, TimeRange range = {}) {
   return {.range = range, .input_rate = input, .output_rate = output, .span_seconds = 1.0};
@@ -189,11 +195,46 @@ TEST_F(OnePair, WithAFrameMissingIsRefused) {
   EXPECT_EQ(error_, "decoded frames were not available to the YUV pipeline");
 }
 
-TEST_F(OnePair, BehindAGapOfMoreThanAMinuteIsRefused) {
-  EXPECT_FALSE(convert(timing_of({10, 1}, {10, 1}), marked_frame(1, 61.2), marked_frame(2, 61.2)));
-  EXPECT_EQ(error_, "the recording has no picture for 61 seconds");
-  EXPECT_TRUE(convert(timing_of({10, 1}, {10, 1}), marked_frame(1, 60.0), marked_frame(2, 60.0)));
+TEST_F(OnePair, BehindAGapOfMoreThanAMinuteFillsItAndSaysSo) {
+  const TimingPlan timing = timing_of({10, 1}, {10, 1});
+  EXPECT_TRUE(convert(timing, marked_frame(1, 60.0), marked_frame(2, 60.0))) << error_;
   EXPECT_EQ(movie_.indices.size(), 601U);
+  EXPECT_THAT(printed_, Not(HasSubstr("picture_gap"))) << "a minute passes without a line";
+  movie_.indices.clear();
+  EXPECT_TRUE(convert(timing, marked_frame(1, 61.2), marked_frame(2, 61.2))) << error_;
+  EXPECT_EQ(movie_.indices.size(), 613U);
+  EXPECT_THAT(printed_, StartsWith("  picture_gap: 61.200000 s without a picture before 61.200000 s, filled "
+                                   "with the next one\n"));
+}
+
+TEST_F(OnePair, BehindAGapOfMoreThanADayIsRefused) {
+  constexpr double day = 24 * 3600.0;
+  const TimingPlan timing = timing_of({1, 10}, {1, 10});
+  EXPECT_FALSE(convert(timing, marked_frame(1, day + 1), marked_frame(2, day + 1)));
+  EXPECT_EQ(error_,
+            "the recording has no picture for 86401 seconds, more than the 24 hours that can be filled");
+  EXPECT_THAT(movie_.indices, IsEmpty());
+  EXPECT_TRUE(convert(timing, marked_frame(1, day), marked_frame(2, day))) << error_;
+  EXPECT_EQ(movie_.indices.size(), 8641U);
+}
+
+TEST_F(OnePair, BehindAGapIsWrittenAsFarAsTheTrimGoes) {
+  const TimingPlan timing = timing_of({10, 1}, {10, 1}, {0.0, 100.0});
+  EXPECT_TRUE(convert(timing, marked_frame(1, 99.0), marked_frame(2, 99.0))) << error_;
+  EXPECT_EQ(movie_.indices.size(), 991U);
+}
+
+TEST_F(OnePair, CountsFromTheContainersStartWhereTheMoviesSoundDoes) {
+  TimingPlan timing = timing_of({10, 1}, {10, 1}, {0.3, std::nullopt});
+  timing.container_start_seconds = 0.5;
+  EXPECT_TRUE(convert(timing, marked_frame(1, 0.8), marked_frame(2, 0.8))) << error_;
+  EXPECT_EQ(movie_.indices.size(), 6U) << "from 0.3 on";
+  movie_.indices.clear();
+  movie_.from_container_start = true;
+  EXPECT_TRUE(convert(timing, marked_frame(1, 0.7), marked_frame(2, 0.7))) << error_;
+  EXPECT_THAT(movie_.indices, IsEmpty()) << "before 0.8";
+  EXPECT_TRUE(convert(timing, marked_frame(1, 0.8), marked_frame(2, 0.8))) << error_;
+  EXPECT_EQ(movie_.indices.size(), 1U) << "from 0.8 on";
 }
 
 TEST_F(OnePair, FailuresOfMovieAndProcessorAreItsOwn) {
