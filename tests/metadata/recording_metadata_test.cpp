@@ -91,25 +91,6 @@ TEST_F(ReadRecordingMetadata, ReadsACompleteRecording) {
                                  " (native=1920x1440)\n\n" + other_sizes);
 }
 
-TEST_F(ReadRecordingMetadata, SaysNothingOfSizesThatAgree) {
-  json document = complete_document();
-  for (json& camera : document["cameras"]) {
-    for (json& lens : camera["intrinsics"]) lens["width"] = lens["height"] = 64;
-  }
-  EXPECT_EQ(read_document(document).printed, "[RecordingMetadata] Raw dual-track calibration loaded from " +
-                                                 path_.string() + " (native=64x64)\n\n");
-}
-
-// The JSON library quotes the whole text that it stopped at.
-TEST_F(ReadRecordingMetadata, QuotesLittleOfADocument) {
-  const std::string before =
-      "invalid recording metadata: [json.exception.parse_error.101] parse error at line 1, column 30002: "
-      "syntax "
-      "error while parsing value - invalid string: missing closing quote; last read: '";
-  const std::string text(30000, 'x');
-  EXPECT_EQ(read_samples({gpmf_sample("\"" + text)}).error, before + "\"" + text.substr(0, 199) + "...'");
-}
-
 TEST_F(ReadRecordingMetadata, CannotOpenWhatIsNoMovie) {
   std::ofstream(path_) << "this is no movie";
   EXPECT_EQ(read(path_).error, "could not open input: " + path_.string());

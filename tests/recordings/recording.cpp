@@ -126,6 +126,11 @@ bool make_recording(const RecordingPlan& plan, std::string& error) {
   tracks.push_back(metadata_track(plan, [&](double seconds, int index) {
     return document_sample(plan, document_rig, fault, seconds, index);
   }));
+  for (MediaSample& sample : tracks.back().samples) {
+    const std::int64_t shift = std::llround(plan.metadata_edit * tracks.back().time_scale);
+    sample.dts -= shift;
+    sample.pts -= shift;
+  }
   tracks.back().handler_name = plan.handler_name;
   tracks.back().codec_tag = plan.metadata_tag;
   for (MediaTrack& track : tracks) track.delay_seconds += plan.delay;

@@ -105,6 +105,8 @@ std::vector<Option> option_table(RecordingPlan& plan) {
       {"--start-offset", "S", "both eyes start later", number(plan.start_offset)},
       {"--sound-offset", "S", "sound starts later", number(plan.sound_offset)},
       {"--delay", "S", "all tracks start later", number(plan.delay)},
+      {"--metadata-edit", "S", "the metadata track's edit list begins at this media time",
+       number(plan.metadata_edit)},
       {"--drop-right", "N", "the right eye lacks frame N; needs --gop 1", number(plan.drop_right)},
       {"--jump", "S", "the second half of the pictures is late", number(plan.jump)},
       {"--rotation", "DEGREES", "clockwise turn in the display matrix (0)", rotation},

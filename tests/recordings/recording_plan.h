@@ -48,14 +48,15 @@ struct RecordingPlan {
   bool extra_data_stream = false;  ///< an unnamed gpmd track with other samples before the metadata track
 
   bool audio = true;
-  bool empty_right = false;   ///< the right eye's track has no samples
-  double right_offset = 0.0;  ///< seconds by which the right eye starts later
-  double start_offset = 0.0;  ///< seconds by which both eyes start later
-  double sound_offset = 0.0;  ///< seconds by which the sound starts later
-  double delay = 0.0;         ///< seconds by which every track starts later
-  int drop_right = -1;        ///< the frame that the right eye's track lacks; none when negative
-  double jump = 0.0;          ///< seconds by which the second half of both eyes' frames is late
-  int quarter_turns = 0;      ///< clockwise turns in the display matrix of the video tracks
+  bool empty_right = false;    ///< the right eye's track has no samples
+  double right_offset = 0.0;   ///< seconds by which the right eye starts later
+  double start_offset = 0.0;   ///< seconds by which both eyes start later
+  double sound_offset = 0.0;   ///< seconds by which the sound starts later
+  double delay = 0.0;          ///< seconds by which every track starts later
+  double metadata_edit = 0.0;  ///< media time at which the edit list of the metadata track begins
+  int drop_right = -1;         ///< the frame that the right eye's track lacks; none when negative
+  double jump = 0.0;           ///< seconds by which the second half of both eyes' frames is late
+  int quarter_turns = 0;       ///< clockwise turns in the display matrix of the video tracks
   bool bad_interleaving = false;
   bool index_first = false;
   std::uint64_t hole_bytes = 0;
