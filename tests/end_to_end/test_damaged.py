@@ -88,6 +88,7 @@ def test_zero_focal_length_is_refused(converter, shelf, tmp_path):
 def test_cameras_at_one_place_leave_nothing_valid(converter, shelf, tmp_path):
     run = converter.run("--dry-run", damaged(shelf, "zero-baseline").path, folder=tmp_path).succeeded()
     assert run.value("rectification_valid_pixels") == "left 0.0%, right 0.0%"
+    assert run.value("rectification") == "both eyes have no valid pixel and will be black"
 
 
 def test_absurd_picture_size_ends_with_one_message(converter, shelf, tmp_path):
@@ -97,16 +98,13 @@ def test_absurd_picture_size_ends_with_one_message(converter, shelf, tmp_path):
         converter.run(mode, recording.path, folder=tmp_path).failed()
 
 
-@pytest.mark.parametrize("codec", ["hevc", "prores"])
-def test_a_jump_of_the_time_stamps_ends_in_a_message(converter, shelf, tmp_path, codec):
-    recording = damaged(shelf, "time-jump")
-    converter.run("--software", "--sbs-codec", codec, recording.path, folder=tmp_path).failed(
-        "the recording has no picture for 2000 seconds")
-    # The parts before and after the jump can be converted.
-    for name, start in (("before.mov", 0), ("behind.mov", 2000.5)):
-        converter.run("--software", "--sbs-codec", codec, "--start", start, "--duration", 0.5, "--output", name,
-                      recording.path, folder=tmp_path).succeeded()
-        assert len(Movie(tmp_path / name).frame_times) == 15
+def test_a_calibration_of_another_size_is_noticed(converter, shelf, tmp_path):
+    recording = shelf.get("--size", "160x160", "--seconds", 0.5, "--document-size", "320x240")
+    for mode in ([], ["--dry-run"]):
+        run = converter.run(*mode, "--software", "--sbs-codec", "prores", recording.path, folder=tmp_path).succeeded()
+        for eye in ("left", "right"):
+            assert (f"[RecordingMetadata] The calibration of the {eye} eye is for 320x240 pixels, but its video has "
+                    "160x160") in run.lines, str(run)
 
 
 @pytest.mark.parametrize("codec", ["hevc", "prores"])

@@ -1,5 +1,6 @@
 """Memory use and bytes read do not grow with the recording."""
 
+import resource
 import subprocess
 import time
 
@@ -50,3 +51,14 @@ def test_inspecting_a_huge_recording_reads_as_little_as_a_small_one(native, shel
     assert time.monotonic() - started < 10
     assert run.value("duration_seconds") == "2.000000"
     assert read_bytes(native, huge, tmp_path) < read_bytes(native, small, tmp_path) + 2_000_000
+
+
+def test_a_dry_run_for_a_huge_eye_takes_neither_memory_nor_time(native, shelf, tmp_path):
+    recording = shelf.get("--size", "64x64", "--seconds", 0.5, "--document-size", "16384x8192")
+    limited = ["sh", "-c", 'ulimit -v 600000; exec "$@"', "sh", *native.command("--dry-run", recording.path)]
+    before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime
+    done = subprocess.run(limited, cwd=tmp_path, env=native.environment({}), capture_output=True, text=True, timeout=60,
+                          check=False)
+    assert done.returncode == 0, done.stdout
+    assert "  rectification_valid_pixels: left 100.0%, right 100.0%" in done.stdout.splitlines()
+    assert resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before < 8
