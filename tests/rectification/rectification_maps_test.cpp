@@ -122,14 +122,6 @@ Outcome build(const RawDualTrackCalibration& calibration, Size eye = {64, 48}) {
   return outcome;
 }
 
-Outcome check(const RawDualTrackCalibration& calibration, Size eye) {
-  Outcome outcome;
-  capture_output();
-  outcome.built = check_rectification(calibration, eye, outcome.error);
-  outcome.printed = captured_output();
-  return outcome;
-}
-
 /// Identical cameras without distortion that look the same way from both ends of the baseline.
 RawDualTrackCalibration parallel_calibration() {
   RawDualTrackCalibration calibration;
@@ -156,57 +148,6 @@ TEST(RectificationMaps, NeedAPossibleEyeSize) {
     EXPECT_EQ(outcome.error, "invalid rectified eye size") << eye.width << "x" << eye.height;
     EXPECT_EQ(outcome.printed, "");
   }
-}
-
-TEST(RectificationMaps, OfMoreThanTheLargestSizeAreRefusedByName) {
-  struct SizeCase {
-    Size eye;
-    std::string name;
-  };
-  for (const SizeCase& c :
-       {SizeCase{{16385, 8192}, "16385x8192"}, SizeCase{{2147483647, 2147483647}, "2147483647x2147483647"}}) {
-    const std::string message = "rectified eye size is too large: " + c.name + " (at most 134217728 pixels)";
-    EXPECT_EQ(build(sample_calibration(), c.eye).error, message);
-    EXPECT_EQ(check(sample_calibration(), c.eye).error, message);
-  }
-}
-
-TEST(RectificationCheck, SaysWhatBuildingSays) {
-  RawDualTrackCalibration narrow = parallel_calibration();
-  narrow.right_intrinsics.width = 60;
-  RawDualTrackCalibration flat = sample_calibration();
-  flat.left_intrinsics.fx = 0.0;
-  RawDualTrackCalibration invalid = sample_calibration();
-  invalid.valid = false;
-  for (const RawDualTrackCalibration& calibration : {sample_calibration(), narrow, flat, invalid}) {
-    for (const Size eye : {Size{64, 48}, Size{1, 1}, Size{0, 3}, Size{333, 1}}) {
-      const Outcome built = build(calibration, eye);
-      const Outcome checked = check(calibration, eye);
-      EXPECT_EQ(checked.built, built.built);
-      EXPECT_EQ(checked.error, built.error);
-      EXPECT_EQ(checked.printed, built.printed);
-    }
-  }
-}
-
-// 2^25 pixels, of which every second row and column is looked at; the lens shows just these columns.
-TEST(RectificationCheck, LooksAtASampleOfLargeEyes) {
-  RawDualTrackCalibration narrow = parallel_calibration();
-  narrow.right_intrinsics.width = 60;
-  const Outcome outcome = check(narrow, {8192, 4096});
-  ASSERT_TRUE(outcome.built) << outcome.error;
-  const Outcome small = build(narrow, {1024, 512});
-  EXPECT_EQ(outcome.printed, small.printed);
-}
-
-TEST(RectificationMaps, WithoutAValidPixelAreNoticed) {
-  RawDualTrackCalibration calibration = parallel_calibration();
-  calibration.left_intrinsics.cx = 1e6;
-  const Outcome outcome = build(calibration);
-  ASSERT_TRUE(outcome.built) << outcome.error;
-  EXPECT_EQ(outcome.printed,
-            "  rectification_valid_pixels: left 0.0%, right 0.0%\n\n"
-            "  rectification: both eyes have no valid pixel and will be black\n");
 }
 
 TEST(RectificationMaps, NeedFisheyeCamerasOnBothSides) {
