@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdint>
-#include <span>
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "rectification/rectified_geometry.h"
 #include "thumbnail/color_converter.h"
+#include "thumbnail/footprint.h"
+#include "thumbnail/picture_scaler.h"
 
 namespace veyrin {
 namespace {
@@ -20,95 +21,133 @@ constexpr Rgba backdrop{16, 18, 21, 255};
 constexpr double shortest_baseline_metres = 1e-6F;
 // More than an image can have, and within an integer.
 constexpr double most_rows = 1 << 30;
+// What rounding leaves of a pixel that is on the picture altogether.
+constexpr float whole_share = 0.999F;
 
-/// Reads linear light between the pixels of a picture.
-class LightSampler {
- public:
-  LightSampler(const SinglePlaneImage& picture, const ColorConverter& converter)
-      : picture_(picture),
-        linear_(converter.linear),
-        last_x_(static_cast<float>(picture.width() - 1)),
-        last_y_(static_cast<float>(picture.height() - 1)) {}
+// A lens bends the sides of such a part of a view by a small fraction of a pixel.
+constexpr double longest_part = 8.0;
+// Parts that the horizon of a camera crosses are divided by this along both sides.
+constexpr int horizon_parts = 4;
 
-  /// Beyond the outermost pixel centres the picture goes on as there.
-  [[nodiscard]] LinearColor at(ImagePosition position) const {
-    const float x = std::clamp(position.x, 0.0F, last_x_), y = std::clamp(position.y, 0.0F, last_y_);
-    const int left = static_cast<int>(x), top = static_cast<int>(y);
-    const int right = std::min(left + 1, picture_.width() - 1);
-    const int bottom = std::min(top + 1, picture_.height() - 1);
-    const float fx = x - static_cast<float>(left), fy = y - static_cast<float>(top);
-    const Rgba* above = picture_.row(top);
-    const Rgba* below = picture_.row(bottom);
-    LinearColor sum;
-    add(above[left], (1.0F - fx) * (1.0F - fy), sum);
-    add(above[right], fx * (1.0F - fy), sum);
-    add(below[left], (1.0F - fx) * fy, sum);
-    add(below[right], fx * fy, sum);
-    return sum;
-  }
-
- private:
-  void add(Rgba pixel, float weight, LinearColor& sum) const {
-    sum.red += weight * linear_[pixel.red];
-    sum.green += weight * linear_[pixel.green];
-    sum.blue += weight * linear_[pixel.blue];
-  }
-
-  const SinglePlaneImage& picture_;
-  const std::array<float, 256>& linear_;
-  float last_x_, last_y_;
-};
-
-/// The light that has fallen on one canvas pixel. A whole picture may fall on a single one: its millions of
-/// samples would not add up in single precision.
+/// The light that has fallen on one canvas pixel. A whole picture may fall on a single one: its parts would
+/// not add up in single precision.
 struct Exposure {
   double red = 0.0, green = 0.0, blue = 0.0;
-  std::int64_t samples = 0;  ///< those on the picture
+  double share = 0.0;  ///< parts of the pixel that are on the picture
+
+  void add(const FootprintLight& light, double weight) {
+    const double seen = weight * light.share;
+    red += seen * light.mean.red;
+    green += seen * light.mean.green;
+    blue += seen * light.mean.blue;
+    share += seen;
+  }
 };
 
-/// Samples of the view along one side of the canvas.
-struct SampleAxis {
-  SampleAxis(double view_length, int pixels)
-      : per_pixel(std::max(1, static_cast<int>(std::ceil(view_length / pixels)))),
+/// The parts that a side of the view is divided into: so many for each pixel of the canvas that none is too
+/// long for a footprint with straight sides.
+struct PartAxis {
+  PartAxis(double view_length, int pixels)
+      : per_pixel(std::max(1, static_cast<int>(std::ceil(view_length / pixels / longest_part)))),
         count(per_pixel * pixels),
         step(view_length / count) {}
 
-  /// The view's coordinate of a sample; the view reaches half a unit beyond its outermost centres.
-  [[nodiscard]] double position(int sample) const { return (sample + 0.5) * step - 0.5; }
+  /// The view's coordinate where a part begins; the view reaches half a unit beyond its outermost centres.
+  [[nodiscard]] double begin(int part) const { return part * step - 0.5; }
 
   int per_pixel;
   int count;
   double step;
 };
 
-void expose(const LightSampler& sampler, std::span<const ImagePosition> positions, int per_pixel,
-            std::vector<Exposure>& row) {
-  auto position = positions.begin();
-  for (Exposure& exposure : row) {
-    for (int i = 0; i < per_pixel; ++i, ++position) {
-      if (std::isnan(position->x)) continue;
-      const LinearColor light = sampler.at(*position);
-      exposure.red += light.red;
-      exposure.green += light.green;
-      exposure.blue += light.blue;
-      ++exposure.samples;
+using Positions = std::vector<ImagePosition>;
+
+/// Exposes canvas pixels to the parts of a view.
+class ViewExposer {
+ public:
+  ViewExposer(const View& view, const SinglePlaneImage& picture, const ColorConverter& converter, Size canvas)
+      : view_(view),
+        reader_(picture, converter),
+        columns_(view.width(), canvas.width),
+        rows_(view.height(), canvas.height),
+        upper_(static_cast<std::size_t>(columns_.count) + 1),
+        lower_(upper_.size()) {
+    locate(0, lower_);
+  }
+
+  /// Adds the light of a row of the canvas to its pixels' exposures. Rows come one after the other.
+  void expose(int y, std::vector<Exposure>& exposures) {
+    for (int i = 0; i < rows_.per_pixel; ++i) {
+      const int part = y * rows_.per_pixel + i;
+      std::swap(upper_, lower_);
+      locate(part + 1, lower_);
+      int column = 0;
+      for (Exposure& exposure : exposures) {
+        for (int j = 0; j < columns_.per_pixel; ++j) expose_part(column++, part, exposure);
+      }
     }
   }
-}
+
+  [[nodiscard]] double parts_per_pixel() const {
+    return static_cast<double>(columns_.per_pixel) * rows_.per_pixel;
+  }
+
+ private:
+  using Corners = std::array<ImagePosition, 4>;
+
+  void locate(int part_row, Positions& positions) const {
+    view_.locate({columns_.begin(0), columns_.step, rows_.begin(part_row)}, positions);
+  }
+
+  static std::ptrdiff_t lost(const Corners& corners) {
+    return std::ranges::count_if(corners, [](ImagePosition corner) { return std::isnan(corner.x); });
+  }
+
+  void expose_part(int column, int row, Exposure& exposure) {
+    const auto at = static_cast<std::size_t>(column);
+    const Corners corners{upper_[at], upper_[at + 1], lower_[at], lower_[at + 1]};
+    const std::ptrdiff_t missing = lost(corners);
+    if (missing == 0) {
+      exposure.add(reader_.read(footprint_between(corners)), 1.0);
+    } else if (missing < std::ssize(corners)) {
+      expose_horizon(columns_.begin(column), rows_.begin(row), exposure);
+    }
+  }
+
+  /// A part with corners that have no position counts as far as smaller parts have all of theirs.
+  void expose_horizon(double u, double v, Exposure& exposure) {
+    constexpr std::size_t parts = horizon_parts;
+    constexpr double weight = 1.0 / (horizon_parts * horizon_parts);
+    std::array<std::array<ImagePosition, parts + 1>, parts + 1> grid;
+    for (std::size_t i = 0; i <= parts; ++i) {
+      const double down = rows_.step * static_cast<double>(i) / horizon_parts;
+      view_.locate({u, columns_.step / horizon_parts, v + down}, grid[i]);
+    }
+    for (std::size_t i = 0; i < parts; ++i) {
+      for (std::size_t j = 0; j < parts; ++j) {
+        const Corners corners{grid[i][j], grid[i][j + 1], grid[i + 1][j], grid[i + 1][j + 1]};
+        if (lost(corners) == 0) exposure.add(reader_.read(footprint_between(corners)), weight);
+      }
+    }
+  }
+
+  const View& view_;
+  FootprintReader reader_;
+  PartAxis columns_, rows_;
+  Positions upper_, lower_;  // corners of the parts above and below
+};
 
 float mixed(float a, float b, float share) {
   return a + share * (b - a);
 }
 
-/// The pixel's new colour when `all` samples were tried.
-Rgba developed(const Exposure& exposure, std::int64_t all, const DisplayColors& colors, Rgba background) {
-  const auto mean = [&exposure](double sum) {
-    return static_cast<float>(sum / static_cast<double>(exposure.samples));
-  };
+/// The pixel's new colour when it consists of `all` parts.
+Rgba developed(const Exposure& exposure, double all, const DisplayColors& colors, Rgba background) {
+  const auto mean = [&exposure](double sum) { return static_cast<float>(sum / exposure.share); };
   const LinearColor seen = colors.displayed({mean(exposure.red), mean(exposure.green), mean(exposure.blue)});
-  if (exposure.samples == all) return colors.encoded(seen);
+  const auto share = static_cast<float>(exposure.share / all);
+  if (share >= whole_share) return colors.encoded(seen);
   const LinearColor behind = colors.decoded(background);
-  const float share = static_cast<float>(exposure.samples) / static_cast<float>(all);
   return colors.encoded({mixed(behind.red, seen.red, share), mixed(behind.green, seen.green, share),
                          mixed(behind.blue, seen.blue, share)});
 }
@@ -141,22 +180,16 @@ void place(const SinglePlaneImage& picture, int x, SinglePlaneImage& canvas) {
 bool paint_view(const View& view, const SinglePlaneImage& picture, const ColorConverter& converter,
                 SinglePlaneImage& canvas) {
   const DisplayColors colors(converter);
-  const LightSampler sampler(picture, converter);
-  const SampleAxis columns(view.width(), canvas.width()), rows(view.height(), canvas.height());
-  std::vector<ImagePosition> positions(static_cast<std::size_t>(columns.count));
+  ViewExposer exposer(view, picture, converter, canvas.size());
   std::vector<Exposure> exposures;
-  const std::int64_t samples = std::int64_t{columns.per_pixel} * rows.per_pixel;
   bool visible = false;
   for (int y = 0; y < canvas.height(); ++y) {
     exposures.assign(static_cast<std::size_t>(canvas.width()), Exposure{});
-    for (int i = 0; i < rows.per_pixel; ++i) {
-      view.locate({columns.position(0), columns.step, rows.position(y * rows.per_pixel + i)}, positions);
-      expose(sampler, positions, columns.per_pixel, exposures);
-    }
+    exposer.expose(y, exposures);
     Rgba* pixel = canvas.row(y);
     for (const Exposure& exposure : exposures) {
-      if (exposure.samples > 0) {
-        *pixel = developed(exposure, samples, colors, *pixel);
+      if (exposure.share > 0.0) {
+        *pixel = developed(exposure, exposer.parts_per_pixel(), colors, *pixel);
         visible = true;
       }
       ++pixel;
@@ -189,13 +222,13 @@ ImagePtr paint_eyes(const RawDualTrackCalibration& calibration, const ColoredFra
 ImagePtr paint_upright(const ColoredFrame& picture, int quarter_turns, double pixel_aspect, int width) {
   const ImagePtr source = image_of_frame(*picture.frame, picture.converter);
   if (!source) return nullptr;
-  const UprightView view(source->size(), quarter_turns);
-  const double turned_aspect = quarter_turns % 2 != 0 ? 1.0 / pixel_aspect : pixel_aspect;
-  const double rows = std::round(width * view.height() / (view.width() * turned_aspect));
-  ImagePtr canvas =
-      SinglePlaneImage::create({width, static_cast<int>(std::clamp(rows, 1.0, most_rows))}, backdrop);
-  if (!canvas || !paint_view(view, *source, picture.converter, *canvas)) return nullptr;
-  return canvas;
+  const bool lying = quarter_turns % 2 != 0;
+  const double width_over_height = pixel_aspect * source->width() / source->height();
+  const double rows = std::round(lying ? width * width_over_height : width / width_over_height);
+  const Size upright{width, static_cast<int>(std::clamp(rows, 1.0, most_rows))};
+  const ImagePtr scaled =
+      scaled_picture(*source, picture.converter, lying ? Size{upright.height, upright.width} : upright);
+  return scaled ? turned_picture(*scaled, quarter_turns) : nullptr;
 }
 
 }  // namespace veyrin

@@ -9,12 +9,11 @@
 
 namespace veyrin {
 
-/// Fills the canvas with the view. Every pixel of the canvas is the mean, in linear light, of evenly spread
-/// samples of its part of the view: n x m of them, with n and m such that the samples lie no further apart
-/// than the picture's pixels (area filter when shrinking, one sample when enlarging), each interpolated
-/// between four source pixels. Where the picture has nothing to show, the canvas stays, and shines through in
-/// proportion at the border. `picture` holds the codes that `converter` reads. False when no sample was on
-/// the picture.
+/// Fills the canvas with the view. Every pixel of the canvas is the mean, in linear light, of what its
+/// footprint covers of the picture (see `FootprintReader`); footprints follow the lens in parts of at most 8
+/// units of the view a side. Where the picture has nothing to show, the canvas stays, and shines through in
+/// proportion at the border. `picture` holds the codes that `converter` reads. False when nothing of the view
+/// is on the picture.
 [[nodiscard]] bool paint_view(const View& view, const SinglePlaneImage& picture,
                               const ColorConverter& converter, SinglePlaneImage& canvas);
 
@@ -30,9 +29,9 @@ struct ColoredFrame {
 [[nodiscard]] ImagePtr paint_eyes(const RawDualTrackCalibration& calibration, const ColoredFrame& left,
                                   const ColoredFrame& right, int width);
 
-/// The whole picture after clockwise quarter turns, `width` pixels wide and as high as its shape asks for,
-/// at least 1. `pixel_aspect` is the width of its pixels over their height before turning. Null for an
-/// unreadable frame or a size beyond memory.
+/// The whole picture (`scaled_picture`) after clockwise quarter turns, `width` pixels wide and as high as its
+/// shape asks for, at least 1. `pixel_aspect` is the width of its pixels over their height before turning.
+/// Null for an unreadable frame or a size beyond memory.
 [[nodiscard]] ImagePtr paint_upright(const ColoredFrame& picture, int quarter_turns, double pixel_aspect,
                                      int width);
 

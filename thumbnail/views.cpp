@@ -1,45 +1,34 @@
 #include "thumbnail/views.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <limits>
 
 namespace veyrin {
 namespace {
 
-// The lens is evaluated for every fourth position only: over so few pixels its curve departs from a straight
-// line by less than a hundredth of a pixel.
-constexpr std::size_t lens_interval = 4;
+// The lens is not evaluated for every position: over so many units its curve departs from a straight line by
+// less than a hundredth of a pixel.
+constexpr double straight_units = 4.0;
+
+/// How many positions of a run may share an interval between evaluated ones.
+std::size_t lens_interval(double u_step) {
+  return static_cast<std::size_t>(std::clamp(straight_units / u_step, 1.0, straight_units));
+}
+
+constexpr ImagePosition nowhere{std::numeric_limits<float>::quiet_NaN(),
+                                std::numeric_limits<float>::quiet_NaN()};
+
+bool is_somewhere(ImagePosition position) {
+  return !std::isnan(position.x);
+}
 
 ImagePosition mixed(ImagePosition a, ImagePosition b, float share) {
   return {a.x + share * (b.x - a.x), a.y + share * (b.y - a.y)};
 }
 
 }  // namespace
-
-void UprightView::locate(const Row& row, std::span<ImagePosition> positions) const {
-  const double last_x = picture_.width - 1.0, last_y = picture_.height - 1.0;
-  double index = 0.0;
-  for (ImagePosition& position : positions) {
-    const double u = row.u_start + index * row.u_step, v = row.v;
-    index += 1.0;
-    double x = u, y = v;
-    switch (quarter_turns_) {
-      case 1:
-        x = v, y = last_y - u;
-        break;
-      case 2:
-        x = last_x - u, y = last_y - v;
-        break;
-      case 3:
-        x = last_x - v, y = u;
-        break;
-      default:
-        break;
-    }
-    position = {static_cast<float>(x), static_cast<float>(y)};
-  }
-}
 
 EyeView::EyeView(const CameraIntrinsics& camera, const Matrix3& source_from_rectified,
                  const RectifiedGeometry& geometry, Size picture)
@@ -52,28 +41,31 @@ EyeView::EyeView(const CameraIntrinsics& camera, const Matrix3& source_from_rect
       x_scale_(static_cast<float>(picture.width) / static_cast<float>(camera.width)),
       y_scale_(static_cast<float>(picture.height) / static_cast<float>(camera.height)) {}
 
-ImagePosition EyeView::camera_position(double u, double v) const {
-  return source_position(camera_, source_from_rectified_, u * unit_ + first_column_, v * unit_ + first_row_);
-}
-
-ImagePosition EyeView::picture_position(ImagePosition position) const {
-  constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-  if (!is_inside_source(camera_, position)) return {nan, nan};
+ImagePosition EyeView::exact_position(double u, double v) const {
+  const double column = u * unit_ + first_column_, row = v * unit_ + first_row_;
+  const Matrix3& m = source_from_rectified_;
+  // Behind the camera the projection would show what is opposite, in front of it.
+  const bool in_front = m[6] * column + m[7] * row + m[8] > 0.0;
+  const ImagePosition position = source_position(camera_, m, column, row);
+  if (!in_front || !std::isfinite(position.x) || !std::isfinite(position.y)) return nowhere;
   return {(position.x + 0.5F) * x_scale_ - 0.5F, (position.y + 0.5F) * y_scale_ - 0.5F};
 }
 
 void EyeView::locate(const Row& row, std::span<ImagePosition> positions) const {
   const auto exact = [this, &row](std::size_t index) {
-    return camera_position(row.u_start + static_cast<double>(index) * row.u_step, row.v);
+    return exact_position(row.u_start + static_cast<double>(index) * row.u_step, row.v);
   };
+  const std::size_t interval = lens_interval(row.u_step);
   ImagePosition right = exact(0);
-  for (std::size_t first = 0; first < positions.size(); first += lens_interval) {
-    const std::size_t count = std::min(lens_interval, positions.size() - first);
+  for (std::size_t first = 0; first < positions.size(); first += interval) {
+    const std::size_t count = std::min(interval, positions.size() - first);
     const ImagePosition left = right;
-    right = exact(first + lens_interval);
-    for (std::size_t i = 0; i < count; ++i) {
-      const float share = static_cast<float>(i) / static_cast<float>(lens_interval);
-      positions[first + i] = picture_position(mixed(left, right, share));
+    right = exact(first + interval);
+    const bool between = is_somewhere(left) && is_somewhere(right);
+    positions[first] = left;
+    for (std::size_t i = 1; i < count; ++i) {
+      const float share = static_cast<float>(i) / static_cast<float>(interval);
+      positions[first + i] = between ? mixed(left, right, share) : exact(first + i);
     }
   }
 }

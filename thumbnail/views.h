@@ -23,26 +23,9 @@ class View {
     double u_step = 0.0;
     double v = 0.0;
   };
-  /// The source position, in the picture's pixels, of each position of the run; NaN where the picture has
-  /// nothing to show.
+  /// The source position, in the picture's pixels, of each position of the run. It may lie outside the
+  /// picture; NaN where no camera could see what the view looks at.
   virtual void locate(const Row& row, std::span<ImagePosition> positions) const = 0;
-};
-
-/// Shows every pixel of a picture after clockwise quarter turns.
-class UprightView final : public View {
- public:
-  /// The picture's sides before turning are at least 1.
-  UprightView(Size picture, int quarter_turns) : picture_(picture), quarter_turns_(quarter_turns) {}
-
-  [[nodiscard]] double width() const override { return lying() ? picture_.height : picture_.width; }
-  [[nodiscard]] double height() const override { return lying() ? picture_.width : picture_.height; }
-  void locate(const Row& row, std::span<ImagePosition> positions) const override;
-
- private:
-  [[nodiscard]] bool lying() const { return quarter_turns_ % 2 != 0; }
-
-  Size picture_;
-  int quarter_turns_;
 };
 
 /// What a converted movie of native size shows of one eye in the central square of its picture.
@@ -51,7 +34,7 @@ class UprightView final : public View {
 /// side s = min(grid width, grid height) around the centre of the rectified grid, in native pixels. Its field
 /// of view is 2 atan(s / 2f) with f the mean focal length of both cameras (principal points off the centre
 /// turn it a little). Both eyes share the square, so their rows match and a distant point has the same place
-/// in both.
+/// in both. What lies behind the real camera, or at right angles to where it looks, has no position.
 class EyeView final : public View {
  public:
   /// Borrows the camera. The picture may have another size than the calibrated camera; positions are scaled
@@ -64,8 +47,7 @@ class EyeView final : public View {
   void locate(const Row& row, std::span<ImagePosition> positions) const override;
 
  private:
-  [[nodiscard]] ImagePosition camera_position(double u, double v) const;
-  [[nodiscard]] ImagePosition picture_position(ImagePosition camera_position) const;
+  [[nodiscard]] ImagePosition exact_position(double u, double v) const;
 
   const CameraIntrinsics& camera_;
   Matrix3 source_from_rectified_;
