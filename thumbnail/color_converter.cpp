@@ -67,6 +67,21 @@ bool holds_rgb(AVPixelFormat format) {
   return description != nullptr && (description->flags & rgb_flags) != 0;
 }
 
+// The scaler's name for "in the middle of the luma samples", which is where a plane that is not subsampled
+// along an axis has its samples too.
+constexpr int middle_position = -513;
+
+/// Tells the scaler where the frame's chroma samples lie. An unmarked frame has them where MPEG-2 and all its
+/// successors put them: at every other luma column, half-way between the rows.
+void set_chroma_position(const AVFrame& frame, SwsContext& scaler) {
+  const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  int x = 0, y = 0;
+  const bool marked = av_chroma_location_enum_to_pos(&x, &y, frame.chroma_location) >= 0;
+  if (!marked) static_cast<void>(av_chroma_location_enum_to_pos(&x, &y, AVCHROMA_LOC_LEFT));
+  scaler.src_h_chr_pos = format->log2_chroma_w > 0 ? x : middle_position;
+  scaler.src_v_chr_pos = format->log2_chroma_h > 0 ? y : middle_position;
+}
+
 ScalerPtr make_repacker(const AVFrame& frame, AVPixelFormat target_format) {
   ScalerPtr scaler(sws_alloc_context());
   if (!scaler) return nullptr;
@@ -76,6 +91,7 @@ ScalerPtr make_repacker(const AVFrame& frame, AVPixelFormat target_format) {
   scaler->dst_format = target_format;
   scaler->flags = SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP | SWS_FULL_CHR_H_INT;
   scaler->dither = SWS_DITHER_NONE;
+  set_chroma_position(frame, *scaler);
   if (sws_init_context(scaler.get(), nullptr, nullptr) < 0) return nullptr;
   // Naming the same range on both sides keeps the codes as they are.
   const int* coefficients = sws_getCoefficients(SWS_CS_DEFAULT);

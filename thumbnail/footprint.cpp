@@ -82,8 +82,9 @@ FootprintLight FootprintReader::interpolated(ImagePosition position) const {
 // each pixel that lies right of the edge.
 void FootprintReader::draw_part(float* row, float height, float x_from, float x_to) const {
   const auto [left, right] = std::minmax(x_from, x_to);
-  const float first = std::floor(left), middle = 0.5F * (left + right);
-  float* growth = row + static_cast<std::ptrdiff_t>(first);
+  const int column = static_cast<int>(left);  // not negative
+  const float first = static_cast<float>(column), middle = 0.5F * (left + right);
+  float* growth = row + column;
   if (right <= first + 1.0F) {  // within one pixel
     const float beyond = height * (middle - first);
     growth[0] += height - beyond;

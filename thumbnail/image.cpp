@@ -41,6 +41,7 @@ CodecContextPtr open_encoder(const Image& image) {
   context->height = image.height();
   context->pix_fmt = AV_PIX_FMT_RGBA;
   context->color_range = AVCOL_RANGE_JPEG;
+  context->sample_aspect_ratio = {1, 1};  // the file says that its pixels are square
   context->time_base = {1, 1};
   Dictionary options;
   // Predicted rows of a photograph take about half the space of plain ones.

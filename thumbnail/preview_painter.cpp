@@ -27,7 +27,7 @@ constexpr float whole_share = 0.999F;
 // A lens bends the sides of such a part of a view by a small fraction of a pixel.
 constexpr double longest_part = 8.0;
 // Parts that the horizon of a camera crosses are divided by this along both sides.
-constexpr int horizon_parts = 4;
+constexpr int horizon_parts = 8;
 
 /// The light that has fallen on one canvas pixel. A whole picture may fall on a single one: its parts would
 /// not add up in single precision.

@@ -72,6 +72,17 @@ TEST(PngFile, IsMarkedAsSrgb) {
   EXPECT_NE(file_text(folder / "preview.png").find("sRGB"), std::string::npos);
 }
 
+TEST(PngFile, SaysThatItsPixelsAreSquare) {
+  const TemporaryFolder folder;
+  ASSERT_TRUE(write(folder / "preview.png", *gradient(4, 4)).done);
+  const std::string bytes = file_text(folder / "preview.png");
+  const std::size_t name = bytes.find("pHYs");
+  ASSERT_NE(name, std::string::npos);
+  ASSERT_LT(name + 13, bytes.size());
+  // Its length, its name, 1 by 1 in no unit.
+  EXPECT_EQ(bytes.substr(name - 4, 17), std::string("\0\0\0\x09pHYs\0\0\0\1\0\0\0\1\0", 17));
+}
+
 TEST(PngFile, MakesMissingFolders) {
   const TemporaryFolder folder;
   const std::filesystem::path output = folder / "a/b c/\xc3\xa9t\xc3\xa9.png";
