@@ -5,6 +5,7 @@
 #include "common/console.h"
 #include "common/error_text.h"
 #include "common/platform/program.h"
+#include "decode/hardware_only.h"
 #include "media/ffmpeg.h"
 #include "media/video_types.h"
 
@@ -169,6 +170,7 @@ bool EyeDecoder::send_packet(const AVPacket* packet, std::string& error) {
     status = avcodec_send_packet(context_.get(), packet);
   }
   if (status < 0) {
+    if (means_hardware_only(status)) report_hardware_only(stream_);
     return fail_with_library_error(error, "could not submit a packet to the video decoder", status);
   }
   if (packet == nullptr) flush_sent_ = true;

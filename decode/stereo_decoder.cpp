@@ -3,17 +3,32 @@
 #include <utility>
 
 #include "common/error_text.h"
+#include "decode/hardware_only.h"
 
 namespace veyrin {
+namespace {
+
+/// Opens an eye's decoder, unless it would be one without hardware for a stream that needs it.
+[[nodiscard]] std::unique_ptr<EyeDecoder> open_eye(AVFormatContext& input, int index,
+                                                   DecoderPreference preference, AVBufferRef* shared_device,
+                                                   std::string& error, const DecoderCalls& calls) {
+  AVStream& stream = *input.streams[index];
+  auto eye = EyeDecoder::create(stream, preference, shared_device, error, calls);
+  if (eye == nullptr || eye->hardware_device() != nullptr || !needs_hardware_decoder(input, index))
+    return eye;
+  report_hardware_only(stream);
+  error = "no decoder is available for video stream " + std::to_string(index);
+  return nullptr;
+}
+
+}  // namespace
 
 std::unique_ptr<StereoDecoder> StereoDecoder::create(AVFormatContext& input, int left_index, int right_index,
                                                      DecoderPreference preference, std::string& error,
                                                      const DecoderCalls& calls) {
-  auto left =
-      EyeDecoder::create(*input.streams[left_index], preference, /*shared_device=*/nullptr, error, calls);
+  auto left = open_eye(input, left_index, preference, /*shared_device=*/nullptr, error, calls);
   if (left == nullptr) return nullptr;
-  auto right =
-      EyeDecoder::create(*input.streams[right_index], preference, left->hardware_device(), error, calls);
+  auto right = open_eye(input, right_index, preference, left->hardware_device(), error, calls);
   if (right == nullptr) return nullptr;
   return std::unique_ptr<StereoDecoder>(new StereoDecoder(std::move(left), std::move(right)));
 }

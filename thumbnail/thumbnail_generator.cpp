@@ -59,6 +59,21 @@ struct Track {
   ColoredFrame picture;
 };
 
+/// The stream whose rotation is told: the one that is shown where only one gave a frame, else the first.
+const AVStream& shown_stream(const AVFormatContext& input, const StreamChoice& choice,
+                             const std::vector<FirstFrame>& frames) {
+  const auto shown =
+      std::ranges::find_if(frames, [](const FirstFrame& first) { return first.frame != nullptr; });
+  return *input.streams[shown != frames.end() ? shown->stream : choice.streams.front()];
+}
+
+/// One eye alone is no reason to fail, but to be told.
+void report_missing_eye(const StreamChoice& choice, const std::vector<Track>& tracks) {
+  if (!choice.is_dual() || tracks.size() != 1) return;
+  const bool left_missing = tracks.front().stream->index != choice.left;
+  report_fallback(std::string("the ") + (left_missing ? "left" : "right") + " eye's track gave no frame");
+}
+
 /// Those streams that gave a frame, in the order of the file.
 std::vector<Track> colored_tracks(const AVFormatContext& input, const std::vector<FirstFrame>& frames) {
   std::vector<Track> tracks;
@@ -96,10 +111,12 @@ double pixel_aspect(const Track& track) {
   const InputContextPtr context = open_video(input, error);
   StreamChoice choice;
   if (!context || !choose_streams(*context, layout, path, choice, error)) return nullptr;
-  report_rotation(*context->streams[choice.streams.front()]);
   std::vector<FirstFrame> frames;
-  if (!decode_first_frames(*context, choice.streams, frames, error)) return nullptr;
+  const bool opened = decode_first_frames(*context, choice.streams, frames, error);
+  report_rotation(shown_stream(*context, choice, frames));
+  if (!opened) return nullptr;
   const std::vector<Track> tracks = colored_tracks(*context, frames);
+  report_missing_eye(choice, tracks);
 
   ImagePtr preview;
   if (choice.is_dual() && tracks.size() == choice.streams.size()) {

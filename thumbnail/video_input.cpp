@@ -4,11 +4,13 @@
 #include <cstddef>
 #include <exception>
 #include <optional>
+#include <span>
 #include <utility>
 
 #include "common/console.h"
 #include "common/error_text.h"
 #include "common/platform/files.h"
+#include "decode/hardware_only.h"
 #include "media/recording_input.h"
 #include "metadata/calibration_document.h"
 #include "metadata/recording_metadata.h"
@@ -54,40 +56,58 @@ RawDualTrackCalibration calibration_in(const TimedDocument& sample, const std::f
   }
 }
 
-bool is_playable(const AVStream& stream) {
+bool has_decoder(const AVStream& stream) {
   return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
          (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0 &&
          avcodec_find_decoder(stream.codecpar->codec_id) != nullptr;
 }
 
+void report_unplayable(const AVStream& stream) {
+  console_line(
+      "[VideoThumbnailGenerator] Video stream %d is not playable: %s can be decoded by graphics "
+      "hardware only",
+      stream.index, avcodec_get_name(stream.codecpar->codec_id));
+}
+
 std::vector<int> playable_streams(const AVFormatContext& input) {
   std::vector<int> playable;
-  for (unsigned index = 0; index < input.nb_streams; ++index) {
-    if (is_playable(*input.streams[index])) playable.push_back(static_cast<int>(index));
+  for (const AVStream* stream : std::span(input.streams, input.nb_streams)) {
+    if (!has_decoder(*stream)) continue;
+    if (needs_hardware_decoder(input, stream->index)) {
+      report_unplayable(*stream);
+    } else {
+      playable.push_back(stream->index);
+    }
   }
   return playable;
 }
 
-[[nodiscard]] bool choose_eyes(const AVFormatContext& input, const RawDualTrackCalibration& calibration,
-                               const std::vector<int>& playable, StreamChoice& choice) {
-  const int left = stream_index_of_video_track(input, calibration.left_track);
-  const int right = stream_index_of_video_track(input, calibration.right_track);
+/// Chooses the eyes' streams; else says in a clause why they cannot be shown.
+[[nodiscard]] bool choose_eyes(const AVFormatContext& input, const RecordingLayout& layout,
+                               const std::vector<int>& playable, StreamChoice& choice, std::string& reason) {
+  if (!layout.has_document) return fail(reason, "the file has no readable metadata of a recording");
+  if (!layout.calibration.valid) return fail(reason, "the metadata has no valid calibration");
+  if (!layout.names_two_tracks()) return fail(reason, "the calibration does not name two video tracks");
+  const int left = stream_index_of_video_track(input, layout.calibration.left_track);
+  const int right = stream_index_of_video_track(input, layout.calibration.right_track);
   const auto can_play = [&playable](int stream) {
     return std::ranges::find(playable, stream) != playable.end();
   };
-  if (!can_play(left) || !can_play(right)) return false;
+  if (!can_play(left)) return fail(reason, "the left eye's track is not playable");
+  if (!can_play(right)) return fail(reason, "the right eye's track is not playable");
   choice = {{std::min(left, right), std::max(left, right)}, left, right};
   return true;
 }
 
-[[nodiscard]] bool choose_best_stream(AVFormatContext& input, const std::string& path, StreamChoice& choice,
-                                      std::string& error) {
+[[nodiscard]] bool choose_best_stream(AVFormatContext& input, const std::vector<int>& playable,
+                                      const std::string& path, StreamChoice& choice, std::string& error) {
   const AVCodec* decoder = nullptr;
   int best = av_find_best_stream(&input, AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
   // A stream without a decoder is named when the decoder is opened.
   if (best < 0) best = av_find_best_stream(&input, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
   if (best < 0) return fail(error, "No video stream found in " + path);
-  choice = {{best}, -1, -1};
+  const bool can_play = std::ranges::find(playable, best) != playable.end();
+  choice = {{can_play || playable.empty() ? best : playable.front()}, -1, -1};
   return true;
 }
 
@@ -100,17 +120,20 @@ class TrackDecoder {
   /// Sends a packet, null for the end of the stream, and takes the frame if one is ready.
   void decode(const AVPacket* packet) {
     // A packet that the decoder refuses is damaged; the next one may be whole.
-    static_cast<void>(avcodec_send_packet(context_.get(), packet));
+    hopeless_ = means_hardware_only(avcodec_send_packet(context_.get(), packet));
     has_frame_ = avcodec_receive_frame(context_.get(), frame_.get()) >= 0;
   }
 
   [[nodiscard]] bool has_frame() const { return has_frame_; }
+  /// True when more packets would change nothing.
+  [[nodiscard]] bool is_done() const { return has_frame_ || hopeless_; }
   [[nodiscard]] FramePtr take_frame() { return has_frame_ ? std::move(frame_) : nullptr; }
   [[nodiscard]] int stream() const { return stream_; }
 
  private:
   int stream_ = -1;
   bool has_frame_ = false;
+  bool hopeless_ = false;  // the decoder works with hardware only
   CodecContextPtr context_;
   FramePtr frame_;
 };
@@ -137,15 +160,15 @@ bool TrackDecoder::open(const AVStream& stream, std::string& error) {
 }
 
 bool all_done(const std::vector<TrackDecoder>& decoders) {
-  return std::ranges::all_of(decoders, &TrackDecoder::has_frame);
+  return std::ranges::all_of(decoders, &TrackDecoder::is_done);
 }
 
-/// Hands one packet to its decoder. A stream whose frame is there is read no further.
+/// Hands one packet to its decoder. A stream that is done is read no further.
 void deliver(AVFormatContext& input, const AVPacket& packet, std::vector<TrackDecoder>& decoders) {
   const auto decoder = std::ranges::find(decoders, packet.stream_index, &TrackDecoder::stream);
-  if (decoder == decoders.end() || decoder->has_frame()) return;
+  if (decoder == decoders.end() || decoder->is_done()) return;
   decoder->decode(&packet);
-  if (decoder->has_frame()) input.streams[packet.stream_index]->discard = AVDISCARD_ALL;
+  if (decoder->is_done()) input.streams[packet.stream_index]->discard = AVDISCARD_ALL;
 }
 
 void read_frames(AVFormatContext& input, AVPacket& packet, std::vector<TrackDecoder>& decoders) {
@@ -154,7 +177,7 @@ void read_frames(AVFormatContext& input, AVPacket& packet, std::vector<TrackDeco
     av_packet_unref(&packet);
   }
   for (TrackDecoder& decoder : decoders) {
-    if (!decoder.has_frame()) decoder.decode(nullptr);
+    if (!decoder.is_done()) decoder.decode(nullptr);
   }
 }
 
@@ -164,10 +187,16 @@ InputContextPtr open_video(const std::filesystem::path& input, std::string& erro
   return open_recording(input, {.growing_recordings = true}, open_messages, error);
 }
 
+void report_fallback(const std::string& reason) {
+  console_line("[VideoThumbnailGenerator] No raw dual-track thumbnail, because %s; using rotated fallback",
+               reason.c_str());
+}
+
 RecordingLayout read_recording_layout(const std::filesystem::path& input) {
   RecordingLayout layout;
   const std::optional<TimedDocument> sample = find_document(input);
   if (!sample) return layout;
+  layout.has_document = true;
   layout.declared_raw_dual_track = declares_raw_dual_track(sample->document);
   layout.calibration = calibration_in(*sample, input);
   return layout;
@@ -183,14 +212,15 @@ bool choose_streams(AVFormatContext& input, const RecordingLayout& layout, const
     }
     console_line("[VideoThumbnailGenerator] Raw dual-track thumbnail has only %s; using rotated fallback",
                  too_few.c_str());
-    return choose_best_stream(input, path, choice, error);
+    return choose_best_stream(input, playable, path, choice, error);
   }
-  const bool two_eyes = layout.calibration.valid && layout.names_two_tracks();
-  if (two_eyes && choose_eyes(input, layout.calibration, playable, choice)) return true;
+  std::string reason;
+  if (choose_eyes(input, layout, playable, choice, reason)) return true;
   if (layout.declared_raw_dual_track) {
     return fail(error, "Could not create a rectified raw dual-track thumbnail for " + path);
   }
-  return choose_best_stream(input, path, choice, error);
+  report_fallback(reason);
+  return choose_best_stream(input, playable, path, choice, error);
 }
 
 bool decode_first_frames(AVFormatContext& input, const std::vector<int>& streams,

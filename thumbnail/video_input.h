@@ -15,6 +15,7 @@ namespace veyrin {
 
 /// What a recording says of its eyes, as far as a preview needs it.
 struct RecordingLayout {
+  bool has_document = false;             ///< a well-formed one in its timed metadata
   bool declared_raw_dual_track = false;  ///< by its document's recording mode
   /// Not valid when there is no document or when it lacks something.
   RawDualTrackCalibration calibration;
@@ -38,9 +39,13 @@ struct StreamChoice {
   [[nodiscard]] bool is_dual() const { return left >= 0 && right >= 0; }
 };
 
+/// Prints the line that says why a single picture is shown and not both eyes; `reason` is a clause.
+void report_fallback(const std::string& reason);
+
 /// The eyes' streams when the layout has a valid calibration for two playable ones, else the best video
-/// stream, with a notice when the file has fewer than two. Playable means that a decoder exists and that the
-/// stream is not a cover picture. False with one message in `error`; `path` is for the messages.
+/// stream, with a notice of the reason. Playable means that a decoder exists that works without graphics
+/// hardware, which a notice says of every stream that lacks one, and that the stream is not a cover picture.
+/// False with one message in `error`; `path` is for the messages.
 [[nodiscard]] bool choose_streams(AVFormatContext& input, const RecordingLayout& layout,
                                   const std::string& path, StreamChoice& choice, std::string& error);
 

@@ -16,6 +16,11 @@ constexpr std::string_view picture_parameters = "68ee0f2c8b";
 constexpr std::string_view sequence_parameters = "6764100aacb884d80880000003008000001e02";
 constexpr std::string_view hlg_sequence_parameters = "6764100aacb884d80b50212024000003000400000300f010";
 
+/// AV1 key frame of 64x64 black pixels with its sequence header, and the track's configuration, made with
+/// `ffmpeg -f lavfi -i color=black:s=64x64:r=10 -frames:v 1 -c:v libaom-av1 -cpu-used 4`.
+constexpr std::string_view av1_picture = "0a0a00000002afff9b5f3008320e1000c00000028000000a05776480";
+constexpr std::string_view av1_configuration = "81000c000a0a00000002afff9b5f3008";
+
 Bytes from_hex(std::string_view digits) {
   Bytes bytes;
   for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
@@ -87,6 +92,12 @@ MediaTrack megabyte_video_track(int samples) {
 
 MediaTrack coded_hlg_video_track() {
   return h264_track(3, picture_sample(), decoder_configuration(hlg_sequence_parameters));
+}
+
+MediaTrack av1_video_track(int samples) {
+  MediaTrack track = h264_track(samples, from_hex(av1_picture), from_hex(av1_configuration));
+  track.codec_tag = "av01";
+  return track;
 }
 
 MediaTrack unreadable_video_track() {

@@ -22,6 +22,10 @@ recordings::MediaTrack megabyte_video_track(int samples);
 /// As `video_track`; the transfer curve HLG stands in the coded stream alone.
 recordings::MediaTrack coded_hlg_video_track();
 
+/// AV1 track of black 64x64 pictures. The FFmpeg that this program is built with decodes AV1 in hardware
+/// only.
+recordings::MediaTrack av1_video_track(int samples = 3);
+
 /// H.264 track without decoder configuration, whose sample holds none either.
 recordings::MediaTrack unreadable_video_track();
 

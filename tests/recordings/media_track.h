@@ -27,7 +27,7 @@ struct MediaTrack {
   TrackKind kind = TrackKind::data;
   std::string codec_tag;  ///< four characters of the sample entry
   std::string handler_name;
-  std::vector<std::uint8_t> decoder_config;  ///< avcC or hvcC content, or the AudioSpecificConfig
+  std::vector<std::uint8_t> decoder_config;  ///< avcC, hvcC or av1C content, or the AudioSpecificConfig
   std::uint32_t time_scale = 1000;
   int width = 0, height = 0;          ///< video
   int quarter_turns = 0;              ///< video: clockwise turns for display

@@ -111,7 +111,7 @@ void append_video_entry(BoxBuilder& boxes, const MediaTrack& track) {
   boxes.zeros(32);
   boxes.u16(24);
   boxes.u16(0xFFFF);
-  boxes.begin(track.codec_tag == "avc1" ? "avcC" : "hvcC");
+  boxes.begin(track.codec_tag == "avc1" ? "avcC" : track.codec_tag == "av01" ? "av1C" : "hvcC");
   boxes.append(track.decoder_config);
   boxes.end();
   if (!track.colour) return;

@@ -41,6 +41,24 @@ TEST(FirstFrames, SayWhyADecoderCannotBeOpened) {
   EXPECT_EQ(error, "avcodec_open2 failed for stream 0: Invalid argument");
 }
 
+TEST(FirstFrames, OfAStreamThatNeedsHardwareAreNotSearchedThroughTheWholeFile) {
+  recordings::MediaTrack track = av1_video_track(40);
+  // Padding units make each sample a megabyte.
+  for (recordings::MediaSample& sample : track.samples) {
+    sample.data.insert(sample.data.end(), {0x7a, 0xbf, 0x84, 0x3d});
+    sample.data.resize(sample.data.size() + 999'999);
+  }
+  const TemporaryFolder folder;
+  const std::filesystem::path path = folder / "recording.mp4";
+  std::string error;
+  ASSERT_TRUE(recordings::write_movie(path, {track}, {}, error)) << error;
+  const std::optional<std::uint64_t> before = bytes_read();
+  EXPECT_FALSE(run_preview(path, folder / "preview.png", 64).written);
+  const std::optional<std::uint64_t> after = bytes_read();
+  if (!before || !after) GTEST_SKIP() << "this system does not count the bytes that a process reads";
+  EXPECT_LT(*after - *before, 20'000'000U);
+}
+
 struct Layout {
   const char* name;
   recordings::MovieLayout movie;

@@ -96,7 +96,7 @@ TEST(Footprint, WeighsEveryPixelByTheExactAreaInside) {
   std::mt19937 random(11);
   std::uniform_real_distribution<float> place(-4.0F, 28.0F), size(1.0F, 9.0F), turn(-3.2F, 3.2F);
   int on_border = 0;
-  for (int i = 0; i < 400; ++i) {
+  for (int i = 0; i < 200; ++i) {
     // Sides at 60 to 120 degrees, both ways round: nothing here is narrow enough to be widened.
     const float angle = turn(random), between = (i % 2 == 0 ? 1.0F : -1.0F) * (1.57F + turn(random) / 6.0F);
     const float u = 1.3F * size(random), v = 1.3F * size(random);
@@ -113,7 +113,7 @@ TEST(Footprint, WeighsEveryPixelByTheExactAreaInside) {
     ASSERT_NEAR(light.mean.green, expected.mean.green, 1e-3);
     ASSERT_NEAR(light.mean.blue, expected.mean.blue, 1e-3);
   }
-  EXPECT_GT(on_border, 30);
+  EXPECT_GT(on_border, 15);
 }
 
 TEST(Footprint, OfOnePixelIsWhatInterpolationGives) {

@@ -7,6 +7,7 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/metadata/sample_document.h"
@@ -77,6 +78,15 @@ class GeneratorChoices : public testing::Test {
 const std::string missing_rotation = "Thumbnail rotation=0 quarter-turn(s), MP4 display matrix=missing\n";
 const std::string one_playable =
     "Raw dual-track thumbnail has only 1 playable video stream(s); using rotated fallback\n";
+
+std::string fallback(const std::string& reason) {
+  return "No raw dual-track thumbnail, because " + reason + "; using rotated fallback\n";
+}
+
+std::string needs_hardware(int stream) {
+  return "Video stream " + std::to_string(stream) +
+         " is not playable: av1 can be decoded by graphics hardware only\n";
+}
 
 TEST_F(GeneratorChoices, RefusesWidthsBelowOne) {
   const std::filesystem::path input = movie({video_track()});
@@ -213,15 +223,26 @@ TEST_F(GeneratorChoices, ShowsOnePictureOfOtherRecordingModes) {
   expect_preview(preview(input, 64), one_playable + missing_rotation, 64, 64);
 }
 
-TEST_F(GeneratorChoices, ShowsOnePictureOfTwoStreamsWithoutACalibration) {
+TEST_F(GeneratorChoices, SaysWhyItShowsOnePictureOfTwoStreams) {
+  const std::string no_metadata = fallback("the file has no readable metadata of a recording");
+  const std::string no_calibration = fallback("the metadata has no valid calibration");
   json undeclared = parallel_document();
   undeclared.erase("recordingMode");
-  undeclared.erase("extrinsics");
-  for (const std::string& payload : {std::string("{\"pts\": 1}"), std::string("[1, 2"), undeclared.dump()}) {
+  json without_pose = undeclared, one_track = undeclared, missing_track = undeclared;
+  without_pose.erase("extrinsics");
+  one_track["cameras"][1]["track"] = 0;
+  missing_track["cameras"][1]["track"] = 5;
+  const std::vector<std::pair<std::string, std::string>> cases{
+      {"{\"pts\": 1}", no_calibration},
+      {"[1, 2", no_metadata},
+      {without_pose.dump(), no_calibration},
+      {one_track.dump(), fallback("the calibration does not name two video tracks")},
+      {missing_track.dump(), fallback("the right eye's track is not playable")}};
+  for (const auto& [payload, reason] : cases) {
     const auto input = movie({video_track(), video_track(), metadata_track(payload)});
-    expect_preview(preview(input, 64), missing_rotation, 64, 64);
+    expect_preview(preview(input, 64), reason + missing_rotation, 64, 64);
   }
-  expect_preview(preview(movie({video_track(), video_track()}), 64), missing_rotation, 64, 64);
+  expect_preview(preview(movie({video_track(), video_track()}), 64), no_metadata + missing_rotation, 64, 64);
 }
 
 TEST_F(GeneratorChoices, ReadsTheOlderKeys) {
@@ -232,13 +253,61 @@ TEST_F(GeneratorChoices, ReadsTheOlderKeys) {
   expect_preview(preview(input, 64), missing_rotation, 64, 32);
 }
 
-TEST_F(GeneratorChoices, TakesOneEyeWhenTheOtherTrackGivesNoFrame) {
+TEST_F(GeneratorChoices, TakesOneEyeAndSaysSoWhenTheOtherTrackGivesNoFrame) {
   MediaTrack empty = video_track();
   empty.samples.clear();
+  const MediaTrack metadata = metadata_track(parallel_document().dump());
   for (const MediaTrack& other : {garbled_track(), empty}) {
-    const auto input = movie({other, video_track(), metadata_track(parallel_document().dump())});
-    expect_preview(preview(input, 64), missing_rotation, 64, 64);
+    expect_preview(preview(movie({other, video_track(), metadata}), 64),
+                   missing_rotation + fallback("the left eye's track gave no frame"), 64, 64);
+    expect_preview(preview(movie({video_track(), other, metadata}), 64),
+                   missing_rotation + fallback("the right eye's track gave no frame"), 64, 64);
   }
+}
+
+TEST_F(GeneratorChoices, TellsTheRotationOfTheTrackThatIsShown) {
+  MediaTrack turned = video_track();
+  turned.quarter_turns = 1;
+  const MediaTrack metadata = metadata_track(parallel_document().dump());
+  const std::string quarter_turn = "Thumbnail rotation=1 quarter-turn(s), MP4 display matrix=available\n";
+  const PreviewRun second = preview(movie({garbled_track(), turned, metadata}), 64);
+  EXPECT_EQ(second.own_lines(), quarter_turn + fallback("the left eye's track gave no frame"));
+  const PreviewRun first = preview(movie({turned, garbled_track(), metadata}), 64);
+  EXPECT_EQ(first.own_lines(), quarter_turn + fallback("the right eye's track gave no frame"));
+}
+
+TEST_F(GeneratorChoices, DoesNotCountStreamsThatNeedGraphicsHardware) {
+  const MediaTrack metadata = metadata_track(parallel_document().dump());
+  const MediaTrack av1 = av1_video_track();
+  expect_failure(preview(movie({av1, av1, metadata})),
+                 needs_hardware(0) + needs_hardware(1) +
+                     "Declared raw dual-track thumbnail has only 0 playable video stream(s)\n");
+  expect_failure(
+      preview(movie({video_track(), av1, metadata})),
+      needs_hardware(1) + "Declared raw dual-track thumbnail has only 1 playable video stream(s)\n");
+  const auto only = movie({av1});
+  expect_failure(
+      preview(only),
+      needs_hardware(0) +
+          "Raw dual-track thumbnail has only 0 playable video stream(s); using rotated fallback\n" +
+          missing_rotation + "Could not decode a frame of " + only.string() + "\n");
+  // Any other video is shown by the stream that can be.
+  expect_preview(preview(movie({av1, video_track()})), needs_hardware(0) + one_playable + missing_rotation,
+                 64, 64);
+  expect_preview(
+      preview(movie({av1, video_track(), video_track()})),
+      needs_hardware(0) + fallback("the file has no readable metadata of a recording") + missing_rotation, 64,
+      64);
+}
+
+TEST_F(GeneratorChoices, NamesAnEyeThatNeedsGraphicsHardware) {
+  json document = parallel_document();
+  document.erase("recordingMode");
+  document["cameras"][1]["track"] = 2;
+  const MediaTrack metadata = metadata_track(document.dump());
+  expect_preview(preview(movie({video_track(), video_track(), av1_video_track(), metadata})),
+                 needs_hardware(2) + fallback("the right eye's track is not playable") + missing_rotation, 64,
+                 64);
 }
 
 TEST_F(GeneratorChoices, SaysWhenNothingCanBeDecoded) {
