@@ -11,6 +11,9 @@ namespace {
 // A lens does not spread the parts of a view so far; what a damaged calibration does must end soon.
 constexpr float widest_footprint = 64.0F;
 
+// Less of a footprint on the picture than this, in pixels, is what rounding leaves.
+constexpr float smallest_area = 1e-4F;
+
 float norm(float x, float y) {
   return std::sqrt(x * x + y * y);
 }
@@ -18,6 +21,12 @@ float norm(float x, float y) {
 /// A number of the same sign whose size is that of a footprint.
 float widened(float width) {
   return std::copysign(std::clamp(std::abs(width), 1.0F, widest_footprint), width);
+}
+
+/// The next whole number below or at a number that is not far below 0.
+int floor_of(float value) {
+  constexpr int shift = 2 * static_cast<int>(widest_footprint);
+  return static_cast<int>(value + static_cast<float>(shift)) - shift;
 }
 
 float determinant(const Footprint& footprint) {
@@ -137,15 +146,15 @@ FootprintLight FootprintReader::covered(const Footprint& footprint) {
                     centre.y + half_height > 0.0F && centre.y - half_height < height;
   if (!near) return {};
 
-  const int left = static_cast<int>(std::floor(centre.x - half_width));
-  const int top = static_cast<int>(std::floor(centre.y - half_height));
-  // One pixel more for rounding, and one for what grows behind the last.
-  growth_columns_ = static_cast<int>(std::ceil(2.0F * half_width)) + 4;
-  const int rows = static_cast<int>(std::ceil(2.0F * half_height)) + 3;
-  growth_.assign(static_cast<std::size_t>(growth_columns_) * static_cast<std::size_t>(rows), 0.0F);
+  const int left = floor_of(centre.x - half_width), top = floor_of(centre.y - half_height);
+  const ImagePosition local{centre.x - static_cast<float>(left), centre.y - static_cast<float>(top)};
+  const int columns = static_cast<int>(local.x + half_width) + 1;
+  const int rows = static_cast<int>(local.y + half_height) + 1;
+  // One more row and column for rounding, and a column for what grows behind the last.
+  growth_columns_ = columns + 2;
+  growth_.assign(static_cast<std::size_t>(growth_columns_) * static_cast<std::size_t>(rows + 1), 0.0F);
   const auto corner = [&](float along_u, float along_v) {
-    const float x = centre.x - static_cast<float>(left) + along_u * u.x + along_v * v.x;
-    const float y = centre.y - static_cast<float>(top) + along_u * u.y + along_v * v.y;
+    const float x = local.x + along_u * u.x + along_v * v.x, y = local.y + along_u * u.y + along_v * v.y;
     return ImagePosition{std::max(x, 0.0F), std::max(y, 0.0F)};
   };
   const std::array<ImagePosition, 4> corners{corner(-0.5F, -0.5F), corner(0.5F, -0.5F), corner(0.5F, 0.5F),
@@ -154,20 +163,20 @@ FootprintLight FootprintReader::covered(const Footprint& footprint) {
 
   FootprintLight light;
   const int first_row = std::max(0, -top), end_row = std::min(rows, picture_.height() - top);
-  const int end_column = std::min(growth_columns_, picture_.width() - left);
+  const int first_column = std::max(0, -left), end_column = std::min(columns, picture_.width() - left);
   float area = 0.0F;
   for (int row = first_row; row < end_row; ++row) {
     const float* growth = growth_.data() + static_cast<std::ptrdiff_t>(row) * growth_columns_;
     const Rgba* pixels = picture_.row(top + row);
     float inside = 0.0F;
-    for (int column = 0; column < end_column; ++column) {
+    for (int column = 0; column < first_column; ++column) inside += growth[column];
+    for (int column = first_column; column < end_column; ++column) {
       inside += growth[column];
-      if (left + column < 0 || inside < 1e-6F) continue;
       add(pixels[left + column], inside, light.mean);
       area += inside;
     }
   }
-  if (!(area > 0.0F)) return {};
+  if (!(area > smallest_area)) return {};
   light.mean.red /= area;
   light.mean.green /= area;
   light.mean.blue /= area;

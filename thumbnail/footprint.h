@@ -29,10 +29,10 @@ Footprint footprint_between(const std::array<ImagePosition, 4>& corners);
 /// centres gives, so that going from shrinking to enlarging is seamless.
 [[nodiscard]] std::optional<Footprint> widened(const Footprint& footprint);
 
-/// Light that falls on a footprint, as a sum over its area.
+/// What a footprint shows.
 struct FootprintLight {
   LinearColor mean;    ///< of the part on the picture; 0 when there is none
-  float share = 0.0F;  ///< of the footprint, that is on the picture
+  float share = 0.0F;  ///< how much of the footprint is on the picture, 0..1
 };
 
 /// Reads footprints of one picture. Borrows picture and converter; for one thread.
