@@ -124,7 +124,9 @@ TEST_F(ProgramBatch, DryRunFailsWithTheReasonOfTheMaps) {
   const ProgramRun run = run_converter_program(
       {"--dry-run", recording("clip.mov"), "--eye-width", "2147483647", "--eye-height", "2147483647"});
   EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.output, report("clip.mov", 0, 1) + "Error: invalid rectified eye size\n");
+  EXPECT_EQ(run.output, report("clip.mov", 0, 1) +
+                            "Error: rectified eye size is too large: "
+                            "2147483647x2147483647 (at most 134217728 pixels)\n");
 }
 
 struct ConversionCase {
