@@ -181,7 +181,7 @@ std::string_view TwoViewParameterSets::missing() const {
   return {};
 }
 
-bool check_two_view_sample(Bytes sample, bool marked_as_key, std::string& error) {
+bool check_two_view_sample(std::span<const std::uint8_t> sample, bool marked_as_key, std::string& error) {
   bool has_view[2] = {};
   bool in_order = true;
   bool random_access = false;
