@@ -37,8 +37,7 @@ class Conversion {
 
   /// The whole road; each step is one function, in order.
   [[nodiscard]] bool run() {
-    if (!open_input() || !open_decoders()) return false;
-    plan_conversion();
+    if (!open_input() || !open_decoders() || !plan_conversion()) return false;
     if (!build_maps() || !check_output_path() || !claim_output() || !output_->choose_encoder(error_) ||
         !choose_processors()) {
       return false;
@@ -49,8 +48,7 @@ class Conversion {
 
   /// As much of the road as tells whether the conversion is possible.
   [[nodiscard]] std::optional<Acceleration> check_support() {
-    if (!open_input() || !open_decoders()) return std::nullopt;
-    plan_conversion();
+    if (!open_input() || !open_decoders() || !plan_conversion()) return std::nullopt;
     if (!check_output_path()) return std::nullopt;
     return output_->check_support(error_);
   }
@@ -69,10 +67,14 @@ class Conversion {
     return decoder_ != nullptr;
   }
 
-  void plan_conversion() {
+  [[nodiscard]] bool plan_conversion() {
     const BitDepth depth = decoder_ ? decoder_->left().bit_depth() : job_.synthetic_input->depth;
-    plan_.emplace(make_conversion_plan(job_, metadata_, options_, input_facts(*input_, depth)));
+    const InputFacts facts = input_facts(*input_, depth);
+    if (!options_.output_fps && !is_plausible(facts.rate))
+      return fail(error_, implausible_rate_text(facts.rate));
+    plan_.emplace(make_conversion_plan(job_, metadata_, options_, facts));
     output_ = create_movie_output(*plan_);
+    return true;
   }
 
   [[nodiscard]] bool build_maps() {

@@ -12,6 +12,7 @@ extern "C" {
 namespace veyrin {
 namespace {
 
+constexpr FrameRate highest_input_rate{1000, 1};
 constexpr double shortest_span_seconds = 0.001;
 
 // Frame times come rounded to the container's time base; a hundredth of a frame covers that rounding, so that
@@ -19,6 +20,15 @@ constexpr double shortest_span_seconds = 0.001;
 constexpr double tie_tolerance_frames = 0.01;
 
 }  // namespace
+
+bool is_plausible(FrameRate input) {
+  return !is_valid(input) || av_cmp_q(input, highest_input_rate) <= 0;
+}
+
+std::string implausible_rate_text(FrameRate input) {
+  return "the recording's frame rate of " + std::to_string(input.num) + "/" + std::to_string(input.den) +
+         " is not plausible (--output-fps can set another one)";
+}
 
 FrameRate choose_output_rate(std::optional<FrameRate> requested, FrameRate input) {
   const FrameRate rate = requested.value_or(input);

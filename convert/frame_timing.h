@@ -3,10 +3,18 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "media/video_types.h"
 
 namespace veyrin {
+
+/// False above 1000 frames per second: no camera with two fisheye lenses records so many, but a damaged time
+/// scale makes millions, each of which would be written. An unknown rate is plausible.
+bool is_plausible(FrameRate input);
+
+/// What is said of an implausible rate.
+std::string implausible_rate_text(FrameRate input);
 
 /// The rate frames are written at: the requested one when there is one, else the input's, else 30.
 FrameRate choose_output_rate(std::optional<FrameRate> requested, FrameRate input);

@@ -13,6 +13,8 @@ namespace veyrin {
 
 /// One encode of the packaged program.
 struct SoftwareEncodeRequest {
+  /// Whether the file is a movie of so many pictures.
+  using FinishCheck = std::function<bool(const std::filesystem::path& output, std::int64_t pictures)>;
   /// Rewrites the finished file; false with one message in `error`.
   using FinishPass = std::function<bool(const std::filesystem::path& output, std::string& error)>;
 
@@ -26,7 +28,8 @@ struct SoftwareEncodeRequest {
   bool has_audio = false;
   bool overwrite = false;
   BitDepth depth = BitDepth::eight;
-  FinishPass finish_pass;  ///< runs on the output after a successful encode; may be empty
+  FinishCheck finish_check;  ///< judges the output after a successful encode; may be empty
+  FinishPass finish_pass;    ///< runs on the output after that; may be empty
 };
 
 /// The format of the piped frames: P010 for Main 10, else planar 8-bit 4:2:0 for Main.

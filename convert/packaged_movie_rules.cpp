@@ -4,9 +4,11 @@
 #include <array>
 #include <span>
 #include <string_view>
+#include <system_error>
 
 #include "common/error_text.h"
 #include "common/platform/files.h"
+#include "media/movie_check.h"
 #include "media/sound_copy.h"
 
 namespace veyrin {
@@ -76,6 +78,13 @@ bool check_packaged_name(const std::filesystem::path& output, std::string& error
 bool packaged_movie_can_be_stereo(const std::filesystem::path& output) {
   const std::string extension = extension_of(output);
   return extension == ".mp4" || extension == ".mov";
+}
+
+bool is_whole_packaged_movie(const std::filesystem::path& output, std::int64_t pictures) {
+  if (packaged_movie_can_be_stereo(output)) return count_pictures(output) == pictures;
+  std::error_code unknown;
+  return std::filesystem::is_regular_file(output, unknown) &&
+         std::filesystem::file_size(output, unknown) > 0 && !unknown;
 }
 
 bool check_packaged_sound(const std::filesystem::path& output, const AVStream& sound, bool stereo_pass,

@@ -9,7 +9,6 @@
 #include "common/platform/files.h"
 #include "common/platform/program.h"
 #include "convert/packaged_encoder_arguments.h"
-#include "media/movie_check.h"
 #include "media/movie_file.h"
 
 extern "C" {
@@ -168,7 +167,7 @@ bool PackagedSoftwareEncoder::finish(std::string& error) {
   child_->close_input();
   // FFmpeg can exit with 0 although the disk was full when it wrote the end of the file.
   if (child_->wait() != 0 || is_cut_off_movie(request_.output) ||
-      count_pictures(request_.output).value_or(frames_written_) != frames_written_) {
+      (request_.finish_check && !request_.finish_check(request_.output, frames_written_))) {
     return fail(error, "packaged GPL FFmpeg software encoding failed");
   }
   finished_ = true;

@@ -112,6 +112,7 @@ SoftwareEncodeRequest software_encode_request(const FilePlan& files, const TimeR
   request.has_audio = files.has_audio;
   request.overwrite = files.overwrite;
   request.depth = settings.pix_fmt == AV_PIX_FMT_P010LE ? BitDepth::ten : BitDepth::eight;
+  request.finish_check = is_whole_packaged_movie;
   if (wants_stereo_pass(movie, files.output)) request.finish_pass = add_st3d_to_movie;
   return request;
 }

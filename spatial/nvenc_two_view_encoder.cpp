@@ -165,7 +165,12 @@ bool NvencTwoViewEncoder::settle_sample(AVPacket& sample, std::string& error) {
   // frames.
   if (last_dts_) sample.dts = std::min(sample.dts, *last_dts_ + 1);
   last_dts_ = sample.dts;
-  return check_two_view_sample({sample.data, static_cast<std::size_t>(sample.size)}, key, error);
+  bool random_access = false;
+  if (!check_two_view_sample({sample.data, static_cast<std::size_t>(sample.size)}, random_access, error))
+    return false;
+  // Some driver may call right views key pictures whose left view needs others; players would seek there.
+  if (!random_access) sample.flags &= ~AV_PKT_FLAG_KEY;
+  return true;
 }
 
 // Gives the encoder one view, or the end when null, and hands on every pair that is ready.

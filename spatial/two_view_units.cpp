@@ -181,10 +181,10 @@ std::string_view TwoViewParameterSets::missing() const {
   return {};
 }
 
-bool check_two_view_sample(std::span<const std::uint8_t> sample, bool marked_as_key, std::string& error) {
+bool check_two_view_sample(std::span<const std::uint8_t> sample, bool& random_access, std::string& error) {
   bool has_view[2] = {};
   bool in_order = true;
-  bool random_access = false;
+  random_access = false;
   for_each_unit(sample, [&](Bytes unit) {
     const UnitHeader header = header_of(unit);
     if (header.type > last_picture || header.layer > 1) return;
@@ -197,8 +197,6 @@ bool check_two_view_sample(std::span<const std::uint8_t> sample, bool marked_as_
   if (!has_view[1]) return fail(error, "NVENC produced an MV-HEVC access unit without the right view");
   if (!in_order)
     return fail(error, "NVENC produced an MV-HEVC access unit with the right view before the left one");
-  if (marked_as_key && !random_access)
-    return fail(error, "NVENC marked an MV-HEVC picture as a key frame that is none");
   return true;
 }
 

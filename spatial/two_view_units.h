@@ -28,9 +28,9 @@ class TwoViewParameterSets {
   bool picture_set_[2] = {};
 };
 
-/// Whether a sample, with start codes, holds a picture of the left view and then one of the right view, and
-/// is marked as a key frame only if decoding can begin with it; else false with one message in `error`.
-[[nodiscard]] bool check_two_view_sample(std::span<const std::uint8_t> sample, bool marked_as_key,
+/// Whether a sample, with start codes, holds a picture of the left view and then one of the right view; else
+/// false with one message in `error`. `random_access` tells whether decoding can begin with it.
+[[nodiscard]] bool check_two_view_sample(std::span<const std::uint8_t> sample, bool& random_access,
                                          std::string& error);
 
 }  // namespace veyrin

@@ -142,7 +142,7 @@ TEST(SpatialOutput, RefusesAGeometryThatNoPlayerCanUse) {
                                                        .translation = {c.translation, 0.0F, 0.0F}};
     std::string error;
     capture_output();
-    EXPECT_EQ(create_spatial_output(plan)->open_movie(/*audio=*/nullptr, error), nullptr);
+    EXPECT_EQ(open_movie(plan, error), nullptr);
     EXPECT_EQ(captured_output(), "");
     EXPECT_EQ(error, c.error) << c.width << ' ' << c.focal_length << ' ' << c.translation;
   }
