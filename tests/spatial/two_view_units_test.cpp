@@ -135,7 +135,7 @@ std::string video_set(const VideoSet& c) {
     if (c.buffer_models > 0) writer.number(0).bits(0, 64);
   }
   writer.bits(c.extension ? 1 : 0, 1);
-  return "\x40\x01" + writer.payload() + (c.extension ? "\x55\x55" : "");
+  return "\x40\x01" + writer.payload() + (c.extension ? "UU" : "");
 }
 
 TEST(TwoViewParameterSets, ExtensionIsFoundBehindWhatMayStandBeforeIt) {
