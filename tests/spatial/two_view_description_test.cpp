@@ -49,7 +49,7 @@ TEST_F(TwoViewDescription, OfBothViewsIsComplete) {
 
 TEST_F(TwoViewDescription, SaysWhatIsNotThere) {
   const std::vector<std::string> sets = two_view_sets();
-  const std::string other_set = "\x4E" + sets[4].substr(1);
+  const std::string message = "N" + sets[4].substr(1);
   struct LackCase {
     std::string from, to;
     const char* lacks;
@@ -64,7 +64,7 @@ TEST_F(TwoViewDescription, SaysWhatIsNotThere) {
            LackCase{sets[1].substr(0, 4), "\x42\x11\x01\x01"s, "the sequence parameter set of the left view"},
            LackCase{sets[3].substr(0, 4), "\x42\x11\x0E\x85"s,
                     "the sequence parameter set of the right view"},
-           LackCase{sets[4], other_set, "the picture parameter set of the right view"},
+           LackCase{sets[4], message, "the picture parameter set of the right view"},
            LackCase{"vexu", "free", "the record of the eyes (vexu)"},
            LackCase{"stri\0\0\0\0\3"s, "stri\0\0\0\0\1"s, "the record of the eyes (vexu)"},
        }) {
