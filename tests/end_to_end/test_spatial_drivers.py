@@ -194,7 +194,7 @@ def test_movies_of_few_frames(converter, shelf, nvenc, view_decoder, eyes_of, tm
     codec = ("--codec", "hevc10") if bits == 10 else ()
     recording = shelf.get("--size", "128x128", "--seconds", 0.5, *codec)
     for count in (1, 2, 3, 4) if bits == 8 else (1, 4):
-        duration = ("--duration", (count - 0.5) / 30)
+        duration = ("--duration", count / 30)
         output = tmp_path / f"{count}.mov"
         run = converter.run("--output-format", "spatial", *BITRATES, *duration, "--output", output, recording.path,
                             folder=tmp_path, settings=nvenc(b_frames=b_frames)).succeeded()
