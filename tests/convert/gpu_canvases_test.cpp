@@ -44,7 +44,7 @@ CodecContextPtr encoder_on_surfaces(int pool_size) {
 std::unique_ptr<MovieSink> create_movie(const test::TemporaryFolder& folder, int pool_size,
                                         std::string& error) {
   EncodedMovieRequest request;
-  request.output = folder.path() / "a.mov";
+  request.output = {folder.path() / "a.mov"};
   request.container = av_guess_format("mov", nullptr, nullptr);
   request.encoder = encoder_on_surfaces(pool_size);
   if (!request.encoder) return nullptr;

@@ -122,14 +122,8 @@ int open(const char* path, int flags, ...) {
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
-int open64(const char* path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = mode_of(flags, arguments);
-  va_end(arguments);
-  if (open_fails(flags)) return -1;
-  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
-}
+// The same call here, where files are always large.
+int open64(const char* path, int flags, ...) __attribute__((alias("open")));
 
 ssize_t write(int descriptor, const void* data, std::size_t size) {
   if (write_fails(descriptor)) return -1;
