@@ -64,8 +64,9 @@ FormatNames names_of(OutputFormat format) {
   job.input = input;
   job.batch = &batch;
   job.output = output_path(input, options, metadata.is_hdr);
-  if (!keep_report_apart(job.output, error)) return false;
   if (options.output_format == OutputFormat::spatial && !check_spatial_job(job, options, error)) return false;
+  // Without leave to overwrite, what exists is refused in any case.
+  if (options.overwrite && !keep_report_apart(job.output, error)) return false;
   if (!convert_recording(job, metadata, options, error)) return false;
   batch.add_output(job.output);
   console_line("%s output: %s", names_of(options.output_format).product,
@@ -86,16 +87,16 @@ FormatNames names_of(OutputFormat format) {
 
 [[nodiscard]] bool check_preview_path(const std::filesystem::path& input, const std::filesystem::path& output,
                                       bool overwrite, std::string& error) {
-  if (!BatchFiles().keep_intact(input, output, error) || !keep_report_apart(output, error)) return false;
+  if (!BatchFiles().keep_intact(input, output, error)) return false;
   std::error_code reason;
   const bool exists = std::filesystem::exists(output, reason);
   if (reason) throw std::filesystem::filesystem_error("exists", output, reason);
   // A link whose target is missing is something of that name, too.
   const bool taken = exists || platform::name_is_taken(output, reason);
-  if (!output.has_filename())
-    return fail(error, "output path has no file name: \"" + platform::path_to_utf8(output) + "\"");
-  if (overwrite || !taken) return true;
-  return fail(error, "output already exists: " + platform::path_to_utf8(output));
+  const std::string name = platform::path_to_utf8(output);
+  if (taken && !overwrite) return fail(error, "output already exists: " + name);
+  if (!output.has_filename()) return fail(error, "output path has no file name: \"" + name + "\"");
+  return !overwrite || keep_report_apart(output, error);
 }
 
 }  // namespace

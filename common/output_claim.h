@@ -18,10 +18,10 @@ class LockFile;
 
 namespace veyrin {
 
-/// One output, claimed against other processes of this program by a lock file beside it, "NAME.veyrin-lock",
-/// which also says which temporary files belong to the work. It is gone with the claim; when the process was
-/// killed it stays, and the next claim of the same output removes what the killed one has left. Where no lock
-/// file can be made (a folder that cannot be written to, a device as the output) the claim goes without.
+/// One output and its temporary files, claimed against other processes of this program by a lock file beside
+/// each, "NAME.veyrin-lock". The lock files are gone with the claim; when the process was killed they stay,
+/// and show that a temporary file is what the killed one has left. Where no lock file can be made (a folder
+/// that cannot be written to, a device as the output) the claim goes without.
 class OutputClaim {
  public:
   /// Claims the file that the output leads to, links resolved. Waits up to `patience` for another process.
@@ -42,28 +42,24 @@ class OutputClaim {
     return replaces_ ? platform::OutputFile::Opening::replace : platform::OutputFile::Opening::create;
   }
 
-  /// Makes sure that `temporary`, in the output's folder, can be created later: removes what a killed process
-  /// has left there, and fails with one message that names the file when it is anybody else's, or when it is
-  /// one of the files that `batch` keeps intact for `input`.
+  /// Makes sure that `temporary`, in the output's folder, can be created later: claims it, too, removes what
+  /// a killed process has left there, and fails with one message that names the file when it is anybody
+  /// else's, or when it is one of the files that `batch` keeps intact for `input`.
   [[nodiscard]] bool plan_temporary(const std::filesystem::path& input, const BatchFiles& batch,
                                     const std::filesystem::path& temporary, std::string& error);
 
  private:
-  OutputClaim(std::filesystem::path file, bool replaces);
-  [[nodiscard]] bool lock(std::chrono::milliseconds patience, std::string& error);
-  [[nodiscard]] bool inherits(const std::filesystem::path& temporary) const;
-  void note_temporary(const std::filesystem::path& temporary);
+  explicit OutputClaim(std::filesystem::path file);
 
   std::filesystem::path file_;
-  bool replaces_;
-  std::unique_ptr<platform::LockFile> lock_;  // null where none can be made
-  std::vector<std::string> inherited_names_;  // of the temporary files of a killed process
-  std::string lock_text_;
+  bool replaces_ = false;
+  std::vector<std::unique_ptr<platform::LockFile>> locks_;
 };
 
 /// A temporary file that this process has created: removed with the object, in whatever way that comes about.
 class TemporaryFile {
  public:
+  /// `path` exists by now.
   explicit TemporaryFile(std::filesystem::path path) : path_(std::move(path)) {}
   ~TemporaryFile() {
     std::error_code ignored;
@@ -78,8 +74,5 @@ class TemporaryFile {
  private:
   std::filesystem::path path_;
 };
-
-/// Fails with one message that names the file when anything has the name of a temporary file.
-[[nodiscard]] bool refuse_taken_temporary(const std::filesystem::path& temporary, std::string& error);
 
 }  // namespace veyrin

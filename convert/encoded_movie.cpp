@@ -133,8 +133,9 @@ class EncodedMovie final : public MovieSink {
     if (request_.audio == nullptr || can_copy_sound(container, *request_.audio)) return true;
     const AVOutputFormat* matroska = av_guess_format("matroska", nullptr, nullptr);
     const bool matroska_helps = matroska != nullptr && can_copy_sound(*matroska, *request_.audio);
-    return fail(error, sound_failure_text(*request_.audio, std::string("a ") + container.name + " file",
-                                          matroska_helps ? ".mkv" : ""));
+    return fail(error,
+                sound_failure_text(*request_.audio, std::string("an output of the kind ") + container.name,
+                                   matroska_helps ? ".mkv" : ""));
   }
 
   [[nodiscard]] bool add_video_track(std::string& error) {

@@ -6,6 +6,7 @@
 #include <initializer_list>
 
 #include "common/platform/files.h"
+#include "convert/frame_timing.h"
 #include "media/video_types.h"
 
 namespace veyrin {
@@ -35,7 +36,9 @@ std::string seconds_text(double seconds) {
 std::string duration_text(double seconds) {
   constexpr double shortest = 0.000001;
   constexpr double longest = 9e12;
-  return seconds_text(std::clamp(seconds, shortest, longest));
+  // Rounded as the count of frames is, so that both end a movie at the same frame.
+  const std::int64_t microseconds = whole_microseconds(std::clamp(seconds, shortest, longest));
+  return seconds_text(static_cast<double>(microseconds) / 1e6);
 }
 
 Arguments raw_video_input(const SoftwareEncodeRequest& request) {

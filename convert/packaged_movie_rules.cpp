@@ -37,10 +37,12 @@ struct PackagedContainer {
   std::span<const AVCodecID> sound;
 };
 
+constexpr PackagedContainer quicktime{".mov", quicktime_sound};
+constexpr PackagedContainer matroska{".mkv", {}};
 constexpr std::array containers{
     PackagedContainer{".mp4", mp4_sound},
-    PackagedContainer{".mov", quicktime_sound},
-    PackagedContainer{".mkv", {}},
+    quicktime,
+    matroska,
     PackagedContainer{".ts", transport_stream_sound},
     PackagedContainer{".m2ts", transport_stream_sound},
     PackagedContainer{".mts", transport_stream_sound},
@@ -63,8 +65,8 @@ const PackagedContainer* container_of(const std::filesystem::path& output) {
 bool holds(const PackagedContainer& container, const AVStream& sound) {
   if (!container.sound.empty())
     return std::ranges::find(container.sound, sound.codecpar->codec_id) != container.sound.end();
-  const AVOutputFormat* matroska = av_guess_format("matroska", nullptr, nullptr);
-  return matroska == nullptr || can_copy_sound(*matroska, sound);
+  const AVOutputFormat* muxer = av_guess_format("matroska", nullptr, nullptr);
+  return muxer == nullptr || can_copy_sound(*muxer, sound);
 }
 
 }  // namespace
@@ -93,10 +95,14 @@ bool check_packaged_sound(const std::filesystem::path& output, const AVStream& s
   const AVOutputFormat* mp4 = av_guess_format("mp4", nullptr, nullptr);
   const bool passes = !stereo_pass || mp4 == nullptr || can_copy_sound(*mp4, sound);
   if (container != nullptr && holds(*container, sound) && passes) return true;
-  const PackagedContainer& quicktime = containers[1];
-  const bool quicktime_helps = &quicktime != container && passes && holds(quicktime, sound);
-  return fail(error, sound_failure_text(sound, "a " + extension_of(output) + " file with software HEVC",
-                                        quicktime_helps ? ".mov" : ".mkv"));
+  std::string_view way_out;
+  if (passes && holds(quicktime, sound))
+    way_out = quicktime.extension;
+  else if (holds(matroska, sound))
+    way_out = matroska.extension;
+  if (container != nullptr && way_out == container->extension) way_out = {};
+  return fail(error,
+              sound_failure_text(sound, "a " + extension_of(output) + " file with software HEVC", way_out));
 }
 
 }  // namespace veyrin

@@ -1,5 +1,6 @@
 #include "media/movie_check.h"
 
+#include <cerrno>
 #include <string_view>
 #include <system_error>
 
@@ -20,16 +21,22 @@ bool has_stereo_description(const AVCodecParameters& parameters) {
                                  AV_PKT_DATA_STEREO3D) != nullptr;
 }
 
-/// Uncompressed sound is indexed by the chunk.
-bool has_a_sample_per_packet(const AVCodecParameters& parameters) {
-  return av_get_bits_per_sample(parameters.codec_id) == 0;
+/// Uncompressed sound is indexed by the chunk; a packet of other sound may become several samples.
+bool has_samples_of(const AVCodecParameters& parameters, std::int64_t packets, int samples) {
+  if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) return samples == packets;
+  return av_get_bits_per_sample(parameters.codec_id) == 0 ? samples >= packets : samples > 0;
+}
+
+/// MP4 has one number for all layers of MPEG sound; only a parser tells them apart.
+AVCodecID codec_in_container(AVCodecID codec) {
+  return codec == AV_CODEC_ID_MP1 || codec == AV_CODEC_ID_MP2 ? AV_CODEC_ID_MP3 : codec;
 }
 
 bool is_as_written(AVStream& read, const TrackContent& written) {
   const AVCodecParameters& parameters = *written.parameters;
   const int samples = avformat_index_get_entries_count(&read);
-  const bool has_samples = has_a_sample_per_packet(parameters) ? samples == written.packets : samples > 0;
-  return has_samples && read.codecpar->codec_id == parameters.codec_id &&
+  return has_samples_of(parameters, written.packets, samples) &&
+         codec_in_container(read.codecpar->codec_id) == codec_in_container(parameters.codec_id) &&
          (parameters.extradata_size == 0 || read.codecpar->extradata_size > 0) &&
          (!has_stereo_description(parameters) || has_stereo_description(*read.codecpar));
 }
@@ -38,7 +45,9 @@ bool is_as_written(AVStream& read, const TrackContent& written) {
 
 int check_movie_index(const std::filesystem::path& file, std::span<const TrackContent> tracks) {
   std::error_code unknown;
-  if (!std::filesystem::is_regular_file(file, unknown)) return 0;
+  const auto type = std::filesystem::status(file, unknown).type();
+  if (type == std::filesystem::file_type::not_found) return AVERROR(ENOENT);
+  if (type != std::filesystem::file_type::regular) return 0;
   int code = 0;
   const InputContextPtr movie = open_index(file, code);
   if (!movie) return code;

@@ -153,6 +153,7 @@ bool MovieFile::write_header(Dictionary& options, std::string& error) {
   std::error_code reason;
   auto file = platform::OutputFile::open(target_.path, target_.opening, reason);
   if (!file) return fail_step(error, messages_.open, library_error_code(reason));
+  opened_file_ = true;
   io_ = MovieIo::create(std::move(file));
   if (!io_) return fail_step(error, messages_.open, AVERROR(ENOMEM));
   muxer_->pb = io_->context();
@@ -162,14 +163,16 @@ bool MovieFile::write_header(Dictionary& options, std::string& error) {
 
 bool MovieFile::write(int track, AVPacket& packet, FailureText failure, std::string& error) {
   Source& source = sources_[static_cast<std::size_t>(track)];
-  ++source.packets;
+  // Muxers drop empty packets.
+  if (packet.size > 0) ++source.packets;
   if (packet.duration == 0) packet.duration = source.default_duration;
   av_packet_rescale_ts(&packet, source.time_base, stream(track).time_base);
   packet.stream_index = track;
   packet.pos = -1;
-  has_pictures_ = has_pictures_ || stream(track).codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
   const int result = av_interleaved_write_frame(muxer_.get(), &packet);
-  return result >= 0 || fail_step(error, failure, result);
+  if (result < 0) return fail_step(error, failure, result);
+  has_pictures_ = has_pictures_ || stream(track).codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+  return true;
 }
 
 bool MovieFile::finish(std::string& error) {

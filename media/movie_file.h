@@ -93,7 +93,7 @@ class MovieFile {
   [[nodiscard]] bool write_header(Dictionary& options, std::string& error);
 
   /// True once this movie has opened its file, and so perhaps changed one of that name.
-  [[nodiscard]] bool opened_file() const { return io_ != nullptr; }
+  [[nodiscard]] bool opened_file() const { return opened_file_; }
 
   /// Writes one packet, whose times count in the time base of its track's source. The packet is consumed.
   [[nodiscard]] bool write(int track, AVPacket& packet, FailureText failure, std::string& error);
@@ -120,6 +120,7 @@ class MovieFile {
   std::unique_ptr<MovieIo> io_;  // null until the header is written
   OutputContextPtr muxer_;
   std::vector<Source> sources_;  // by track
+  bool opened_file_ = false;
   bool has_pictures_ = false;
   bool finished_ = false;
 };

@@ -38,8 +38,8 @@ struct RectificationMaps {
                                             RectificationMaps& maps, std::string& error);
 
 /// Finds out what building would find out and prints the same lines, but holds no tables. Of eyes of more
-/// than 2^24 pixels only a sample of that size at most is looked at, so that it takes seconds at most. False
-/// with one message in `error`.
+/// than 2^24 pixels only a sample of that size at most is looked at, so that it takes seconds at most, and
+/// the shares are those of the sample. False with one message in `error`.
 [[nodiscard]] bool check_rectification(const RawDualTrackCalibration& calibration, Size eye,
                                        std::string& error);
 

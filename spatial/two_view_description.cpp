@@ -78,7 +78,10 @@ std::string_view missing_part(std::istream& file, std::uint64_t file_size) {
 
 bool check_two_view_description(const std::filesystem::path& movie, std::string& error) {
   std::error_code code;
-  if (!std::filesystem::is_regular_file(movie, code)) return true;
+  const auto type = std::filesystem::status(movie, code).type();
+  // A device cannot be read again.
+  if (type != std::filesystem::file_type::regular && type != std::filesystem::file_type::not_found)
+    return true;
   const std::uint64_t file_size = std::filesystem::file_size(movie, code);
   std::ifstream file(movie, std::ios::binary);
   if (code || !file) return fail(error, "could not read the finished spatial movie");

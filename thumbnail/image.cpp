@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -106,15 +107,17 @@ constexpr std::chrono::seconds patience_with_others{30};
 
 [[nodiscard]] bool write_claimed(OutputClaim& claim, const Image& image, std::string& error) {
   const std::filesystem::path temporary = temporary_png_path(claim.file());
+  const std::string failure = "Could not write temporary PNG " + platform::path_to_utf8(temporary);
   std::string taken;
-  if (!claim.plan_temporary(/*input=*/{}, BatchFiles(), temporary, taken))
-    console_line("[VideoThumbnailGenerator] %s", taken.c_str());
+  if (!claim.plan_temporary(/*input=*/{}, BatchFiles(), temporary, taken)) return fail(error, failure);
+  // Removed after the file is closed.
+  std::optional<TemporaryFile> owner;
   std::error_code reason;
   const auto file = platform::OutputFile::open(temporary, platform::OutputFile::Opening::create, reason);
-  if (!file) return fail(error, "Could not write temporary PNG " + platform::path_to_utf8(temporary));
-  TemporaryFile owner(temporary);
+  if (!file) return fail(error, failure);
+  owner.emplace(temporary);
   if (!publish(*file, temporary, claim.file(), image, error)) return false;
-  owner.release();
+  owner->release();
   return true;
 }
 

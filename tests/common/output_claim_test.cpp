@@ -29,10 +29,9 @@ class Claim : public testing::Test {
     return claim.plan_temporary(folder_ / "recording.mp4", BatchFiles(), temporary, error_);
   }
 
-  /// What a killed process leaves that had planned this temporary file.
+  /// What a killed process leaves beside a temporary file that it had planned.
   void leave_lock(const std::string& temporary) {
-    write("movie.mp4.veyrin-lock",
-          "veyrin-video-converter is writing here; its temporary files:\n" + temporary + "\n");
+    write(temporary + ".veyrin-lock", "a veyrin-video-converter is writing the file of this name\n");
   }
 
   TemporaryFolder folder_;
@@ -134,12 +133,13 @@ TEST_F(Claim, KeepsWhatLiesAtTheTemporaryName) {
 TEST_F(Claim, RemovesWhatAKilledProcessHasLeft) {
   leave_lock("movie.tmp");
   write("movie.tmp", "half a movie");
+  write("movie.mp4.veyrin-lock", "");
   auto mine = claim();
   ASSERT_NE(mine, nullptr) << error_;
   EXPECT_TRUE(plan(*mine, temporary_)) << error_;
   EXPECT_FALSE(std::filesystem::exists(temporary_));
   mine.reset();
-  EXPECT_FALSE(std::filesystem::exists(lock_));
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path())) << "no lock remains either";
 }
 
 TEST_F(Claim, RemovesNothingElseAfterAKilledProcess) {
@@ -152,11 +152,22 @@ TEST_F(Claim, RemovesNothingElseAfterAKilledProcess) {
   EXPECT_EQ(file_text(folder_ / "other.tmp"), "not asked for");
 }
 
-TEST_F(Claim, RemembersAKilledProcessUntilItEndsItself) {
-  leave_lock("movie.tmp");
+// Killed before it had looked whether the name is free, a process has written nothing into the lock file.
+TEST_F(Claim, TakesAnEmptyLockFileForNoEvidence) {
+  write("movie.tmp.veyrin-lock", "");
+  write("movie.tmp", "precious");
   const auto mine = claim();
-  ASSERT_TRUE(plan(*mine, folder_ / "second.tmp")) << error_;
-  EXPECT_EQ(mine->file(), movie_);
+  EXPECT_FALSE(plan(*mine, temporary_));
+  EXPECT_EQ(file_text(temporary_), "precious");
+}
+
+TEST_F(Claim, SharesATemporaryFileWithNoOther) {
+  const auto mine = claim();
+  ASSERT_TRUE(plan(*mine, temporary_)) << error_;
+  const auto other = OutputClaim::create(folder_ / "movie.mov", false, error_);
+  ASSERT_NE(other, nullptr) << error_;
+  EXPECT_FALSE(plan(*other, temporary_));
+  EXPECT_EQ(error_, "output is being written by another process: " + temporary_.string());
 }
 
 TEST_F(Claim, NeverPlansARecordingAsTemporary) {

@@ -47,6 +47,7 @@ class InterruptedSt3dRemux : public testing::Test {
   void restore_old_movie() {
     std::filesystem::remove(temporary_);
     std::filesystem::remove(folder_ / "clip.mp4.veyrin-lock");
+    std::filesystem::remove(folder_ / "clip.st3d.tmp.mp4.veyrin-lock");
     std::ofstream(movie_, std::ios::binary) << old_movie;
   }
 

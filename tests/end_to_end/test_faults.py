@@ -23,12 +23,12 @@ OPTIONS = {
 # The kind of call, what it answers (0: the process is killed there), and how many such calls are tried at most.
 # VEYRIN_ALL_FAULTS=1 tries up to a thousand of each.
 FAULTS = {
-    "killed": ("change", 0, 20),
-    "disk full": ("write", errno.ENOSPC, 8),
-    "no descriptor": ("open", errno.EMFILE, 10),
-    "broken pipe": ("pipe", errno.EPIPE, 4),
+    "killed": ("change", 0, 16),
+    "disk full": ("write", errno.ENOSPC, 6),
+    "no descriptor": ("open", errno.EMFILE, 8),
+    "broken pipe": ("pipe", errno.EPIPE, 3),
     "rename refused": ("rename", errno.EACCES, 2),
-    "no memory": ("memory", errno.ENOMEM, 12),
+    "no memory": ("memory", errno.ENOMEM, 9),
 }
 # The packaged encoder writes the movie; the lock file's text is all that the converter itself writes, and it can do
 # without. The simulated driver encodes inside the converter's process, with a library that does not survive this.
@@ -103,8 +103,8 @@ class Job:
             assert names <= {self.output.name}, f"{names}\n{run}"
             assert not self.output.exists() or self.output.stat().st_size > 0 or old is not None
         else:
-            lock = f"{self.output.name}.veyrin-lock"
-            assert names <= {self.output.name, lock, TEMPORARY.get(self.kind, lock)}, names
+            files = {self.output.name, TEMPORARY.get(self.kind, self.output.name)}
+            assert names <= files | {f"{name}.veyrin-lock" for name in files}, names
         if self.kind == "preview" and run.status != 0:
             assert digest(self.output) in (old, self.result)
 

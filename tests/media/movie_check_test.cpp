@@ -61,7 +61,7 @@ TEST_F(MovieIndex, NamesAllThatWasWritten) {
 TEST_F(MovieIndex, OfOtherNumbersOrCodecsIsNotTheMovieThatWasWritten) {
   EXPECT_EQ(check(6, 23), AVERROR_INVALIDDATA);
   EXPECT_EQ(check(4, 23), AVERROR_INVALIDDATA);
-  EXPECT_EQ(check(5, 22), AVERROR_INVALIDDATA);
+  EXPECT_EQ(check(5, 24), AVERROR_INVALIDDATA);
   EXPECT_EQ(check(0, 23), AVERROR_INVALIDDATA) << "the sound is not the first track";
   sound_->codec_id = AV_CODEC_ID_AC3;
   EXPECT_EQ(check(5, 23), AVERROR_INVALIDDATA);
@@ -82,11 +82,22 @@ TEST_F(MovieIndex, WithoutOneOfItsPartsIsNotWhole) {
   EXPECT_EQ(count_pictures(file_), 0) << "no track at all";
 }
 
+// MP4 calls MPEG sound of all layers the same.
+TEST_F(MovieIndex, WithSoundOfMpegLayerTwoIsRight) {
+  const std::filesystem::path file = folder_ / "mp2.mp4";
+  output_of("ffmpeg -v error -f lavfi -i sine=duration=0.5:sample_rate=48000 -c:a mp2 -f mp4 " +
+            test::quoted(file));
+  sound_->codec_id = AV_CODEC_ID_MP2;
+  const std::array tracks{TrackContent{sound_.get(), 21}};
+  EXPECT_EQ(check_movie_index(file, tracks), 0);
+}
+
 TEST_F(MovieIndex, OfAFileThatIsNoMovieSaysNothing) {
   std::ofstream(folder_ / "text.mp4") << "text";
   EXPECT_EQ(count_pictures(folder_ / "text.mp4"), std::nullopt);
   EXPECT_EQ(count_pictures(folder_ / "missing.mp4"), std::nullopt);
   EXPECT_EQ(check_movie_index("/dev/null", {}), 0);
+  EXPECT_EQ(check_movie_index(folder_ / "missing.mp4", {}), AVERROR(ENOENT)) << "it has gone meanwhile";
 }
 
 }  // namespace

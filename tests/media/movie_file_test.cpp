@@ -213,6 +213,20 @@ TEST_F(Movie, NewFileWithoutAPictureIsRemovedWhenItIsNotFinished) {
   EXPECT_FALSE(std::filesystem::exists(file));
 }
 
+TEST_F(Movie, EmptyPacketsOfTheSourceAreNotMissed) {
+  const auto file = folder_ / "a.mov";
+  const auto movie = create(file);
+  sound_->codec_id = AV_CODEC_ID_MP3;
+  sound_->frame_size = 1152;
+  const auto video = movie->add_video_track(*picture_, {1, 25}, {25, 1}, error_);
+  const auto audio = movie->add_audio_track(*sound_, {1, 48000}, error_);
+  ASSERT_TRUE(video && audio && movie->write_header(no_options_, error_)) << error_;
+  ASSERT_TRUE(movie->write(*video, *packet("picture", 0, 1), write_failure, error_)) << error_;
+  for (int i = 0; i < 3; ++i)
+    ASSERT_TRUE(movie->write(*audio, *packet(i == 1 ? "" : "sound", 1152 * i, 1152), write_failure, error_));
+  EXPECT_TRUE(movie->finish(error_)) << error_;
+}
+
 TEST_F(Movie, UnfinishedFileWithPicturesStays) {
   const auto file = folder_ / "a.mov";
   auto movie = create(file);

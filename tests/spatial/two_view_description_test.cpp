@@ -82,8 +82,9 @@ TEST_F(TwoViewDescription, OfACutMovieIsIncomplete) {
 TEST_F(TwoViewDescription, OfWhatCannotBeReadAgainIsNotAsked) {
   std::string said;
   EXPECT_TRUE(check_two_view_description(folder / "", said));
-  EXPECT_TRUE(check_two_view_description(folder / "missing", said));
   EXPECT_EQ(said, "");
+  EXPECT_FALSE(check_two_view_description(folder / "missing", said));
+  EXPECT_EQ(said, "could not read the finished spatial movie");
 }
 
 }  // namespace

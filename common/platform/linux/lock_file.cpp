@@ -49,21 +49,35 @@ LockFile::LockFile(std::intptr_t handle, std::filesystem::path path, std::string
 
 LockFile::Outcome LockFile::take(const std::filesystem::path& path, std::unique_ptr<LockFile>& lock,
                                  std::string& reason) {
-  while (true) {
-    // Without O_NONBLOCK a pipe of that name would wait for its other end.
-    Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, file_mode));
+  // The last holder may remove the file between our opening and locking it; nobody does that for long.
+  constexpr int most_turns = 100;
+  for (int turn = 0; turn < most_turns; ++turn) {
+    bool created = true;
+    Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, file_mode));
+    if (!file.valid() && errno == EEXIST) {
+      created = false;
+      // Without O_NONBLOCK a pipe of that name would wait for its other end.
+      file = Descriptor(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+      if (!file.valid() && errno == ENOENT) continue;
+    }
     if (!file.valid()) return fail_with_errno(reason);
     if (!is_regular_file(file.get())) {
       reason = "it is not a regular file";
       return Outcome::unavailable;
     }
-    if (flock(file.get(), LOCK_EX | LOCK_NB) != 0)
-      return errno == EWOULDBLOCK ? Outcome::held : fail_with_errno(reason);
+    if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+      if (errno == EWOULDBLOCK) return Outcome::held;
+      const Outcome outcome = fail_with_errno(reason);
+      if (created) unlink(path.c_str());
+      return outcome;
+    }
     if (!has_name(file.get(), path)) continue;
-    const int descriptor = file.release();
-    lock.reset(new LockFile(descriptor, path, text_of(descriptor)));
+    std::string text = text_of(file.get());
+    lock.reset(new LockFile(file.get(), path, std::move(text)));
+    static_cast<void>(file.release());
     return Outcome::taken;
   }
+  return Outcome::held;
 }
 
 LockFile::~LockFile() {

@@ -35,21 +35,26 @@ LockFile::LockFile(std::intptr_t handle, std::filesystem::path path, std::string
 LockFile::Outcome LockFile::take(const std::filesystem::path& path, std::unique_ptr<LockFile>& lock,
                                  std::string& reason) {
   // Shared with nobody: the system itself refuses a second holder.
-  HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
-                            FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
+  Handle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
+                          FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+  if (!file.valid()) {
     const DWORD code = GetLastError();
-    // A file that its holder is removing denies access for a moment.
-    if (code == ERROR_SHARING_VIOLATION || code == ERROR_DELETE_PENDING) return Outcome::held;
+    // A file that its holder is just removing denies access; so does one that may not be opened at all.
+    const bool exists = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+    if (code == ERROR_SHARING_VIOLATION || code == ERROR_DELETE_PENDING ||
+        (code == ERROR_ACCESS_DENIED && !exists && GetLastError() == ERROR_ACCESS_DENIED)) {
+      return Outcome::held;
+    }
     reason = std::system_category().message(static_cast<int>(code));
     return Outcome::unavailable;
   }
-  Handle owner(file);
-  if (!is_regular_file(file)) {
+  if (!is_regular_file(file.get())) {
     reason = "it is not a regular file";
     return Outcome::unavailable;
   }
-  lock.reset(new LockFile(reinterpret_cast<std::intptr_t>(owner.release()), path, text_of(file)));
+  std::string text = text_of(file.get());
+  lock.reset(new LockFile(reinterpret_cast<std::intptr_t>(file.get()), path, std::move(text)));
+  static_cast<void>(file.release());
   return Outcome::taken;
 }
 
