@@ -60,8 +60,9 @@ INSTANTIATE_TEST_SUITE_P(
         SoundCase{AV_CODEC_ID_PCM_S16LE, "a.mp4", true, use_mov},
         SoundCase{AV_CODEC_ID_PCM_S16LE, "a.mov", true, ""},
         SoundCase{AV_CODEC_ID_PCM_S16LE, "a.ts", false, "give the output the extension .mov"},
-        SoundCase{AV_CODEC_ID_TRUEHD, "a.mp4", false, use_mkv}, SoundCase{AV_CODEC_ID_EAC3, "a.mkv", false, ""},
-        SoundCase{AV_CODEC_ID_OPUS, "a.mp4", true, ""}, SoundCase{AV_CODEC_ID_OPUS, "a.mov", true, use_mkv},
+        SoundCase{AV_CODEC_ID_TRUEHD, "a.mp4", false, use_mkv},
+        SoundCase{AV_CODEC_ID_EAC3, "a.mkv", false, ""}, SoundCase{AV_CODEC_ID_OPUS, "a.mp4", true, ""},
+        SoundCase{AV_CODEC_ID_OPUS, "a.mov", true, use_mkv},
         SoundCase{AV_CODEC_ID_NONE, "a.mp4", false, "; convert the sound to AAC first"}));
 
 }  // namespace
