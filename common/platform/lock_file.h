@@ -27,7 +27,7 @@ class LockFile {
   LockFile(const LockFile&) = delete;
   LockFile& operator=(const LockFile&) = delete;
 
-  /// What a holder that did not come to its end has written; empty for a new file. At most 64 KiB of it.
+  /// What a holder that did not come to its end has written; empty for a new file. At most 255 bytes of it.
   [[nodiscard]] const std::string& inherited_text() const { return inherited_text_; }
 
   /// Replaces the file's content; false when it cannot be written.
@@ -37,7 +37,10 @@ class LockFile {
   void keep_file() { removes_file_ = false; }
 
  private:
-  LockFile(std::intptr_t handle, std::filesystem::path path, std::string inherited_text);
+  /// Not taken yet. Everything is allocated here: a file that exists must not be left by a shortage of
+  /// memory.
+  explicit LockFile(std::filesystem::path path);
+  void read_inherited_text();
 
   std::intptr_t handle_;
   std::filesystem::path path_;

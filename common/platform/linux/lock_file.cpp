@@ -15,7 +15,8 @@ namespace veyrin::platform {
 namespace {
 
 constexpr mode_t file_mode = 0666;  // less what the user's mask takes away
-constexpr std::size_t most_text = 65536;
+constexpr std::size_t most_text = 255;
+constexpr std::intptr_t no_handle = -1;
 
 /// True while the name still leads to the open file: its last holder removes it before letting it go.
 bool has_name(int descriptor, const std::filesystem::path& path) {
@@ -30,27 +31,28 @@ bool is_regular_file(int descriptor) {
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-std::string text_of(int descriptor) {
-  std::string text(most_text, '\0');
-  const ssize_t size = pread(descriptor, text.data(), text.size(), 0);
-  text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-  return text;
-}
-
-[[nodiscard]] LockFile::Outcome fail_with_errno(std::string& reason) {
-  reason = std::generic_category().message(errno);
+[[nodiscard]] LockFile::Outcome unavailable(std::string& reason, int code) {
+  reason = std::generic_category().message(code);
   return LockFile::Outcome::unavailable;
 }
 
 }  // namespace
 
-LockFile::LockFile(std::intptr_t handle, std::filesystem::path path, std::string inherited_text)
-    : handle_(handle), path_(std::move(path)), inherited_text_(std::move(inherited_text)) {}
+LockFile::LockFile(std::filesystem::path path) : handle_(no_handle), path_(std::move(path)) {
+  inherited_text_.reserve(most_text);
+}
+
+void LockFile::read_inherited_text() {
+  inherited_text_.resize(most_text);
+  const ssize_t size = pread(static_cast<int>(handle_), inherited_text_.data(), most_text, 0);
+  inherited_text_.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+}
 
 LockFile::Outcome LockFile::take(const std::filesystem::path& path, std::unique_ptr<LockFile>& lock,
                                  std::string& reason) {
   // The last holder may remove the file between our opening and locking it; nobody does that for long.
   constexpr int most_turns = 100;
+  std::unique_ptr<LockFile> taken(new LockFile(path));
   for (int turn = 0; turn < most_turns; ++turn) {
     bool created = true;
     Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, file_mode));
@@ -60,27 +62,28 @@ LockFile::Outcome LockFile::take(const std::filesystem::path& path, std::unique_
       file = Descriptor(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
       if (!file.valid() && errno == ENOENT) continue;
     }
-    if (!file.valid()) return fail_with_errno(reason);
+    if (!file.valid()) return unavailable(reason, errno);
     if (!is_regular_file(file.get())) {
       reason = "it is not a regular file";
       return Outcome::unavailable;
     }
     if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-      if (errno == EWOULDBLOCK) return Outcome::held;
-      const Outcome outcome = fail_with_errno(reason);
+      const int code = errno;
+      if (code == EWOULDBLOCK) return Outcome::held;
       if (created) unlink(path.c_str());
-      return outcome;
+      return unavailable(reason, code);
     }
     if (!has_name(file.get(), path)) continue;
-    std::string text = text_of(file.get());
-    lock.reset(new LockFile(file.get(), path, std::move(text)));
-    static_cast<void>(file.release());
+    taken->handle_ = file.release();
+    taken->read_inherited_text();
+    lock = std::move(taken);
     return Outcome::taken;
   }
   return Outcome::held;
 }
 
 LockFile::~LockFile() {
+  if (handle_ == no_handle) return;
   const Descriptor file(static_cast<int>(handle_));
   if (removes_file_ && has_name(file.get(), path_)) unlink(path_.c_str());
 }

@@ -10,7 +10,8 @@
 namespace veyrin::platform {
 namespace {
 
-constexpr DWORD most_text = 65536;
+constexpr DWORD most_text = 255;
+constexpr std::intptr_t no_handle = -1;
 
 bool is_regular_file(HANDLE file) {
   BY_HANDLE_FILE_INFORMATION information;
@@ -19,32 +20,33 @@ bool is_regular_file(HANDLE file) {
          (information.dwFileAttributes & others) == 0;
 }
 
-std::string text_of(HANDLE file) {
-  std::string text(most_text, '\0');
-  DWORD size = 0;
-  if (ReadFile(file, text.data(), most_text, &size, nullptr) == 0) size = 0;
-  text.resize(size);
-  return text;
-}
-
 }  // namespace
 
-LockFile::LockFile(std::intptr_t handle, std::filesystem::path path, std::string inherited_text)
-    : handle_(handle), path_(std::move(path)), inherited_text_(std::move(inherited_text)) {}
+LockFile::LockFile(std::filesystem::path path) : handle_(no_handle), path_(std::move(path)) {
+  inherited_text_.reserve(most_text);
+}
+
+void LockFile::read_inherited_text() {
+  inherited_text_.resize(most_text);
+  DWORD size = 0;
+  if (ReadFile(reinterpret_cast<HANDLE>(handle_), inherited_text_.data(), most_text, &size, nullptr) == 0)
+    size = 0;
+  inherited_text_.resize(size);
+}
 
 LockFile::Outcome LockFile::take(const std::filesystem::path& path, std::unique_ptr<LockFile>& lock,
                                  std::string& reason) {
+  std::unique_ptr<LockFile> taken(new LockFile(path));
   // Shared with nobody: the system itself refuses a second holder.
   Handle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
                           FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
   if (!file.valid()) {
     const DWORD code = GetLastError();
-    // A file that its holder is just removing denies access; so does one that may not be opened at all.
-    const bool exists = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-    if (code == ERROR_SHARING_VIOLATION || code == ERROR_DELETE_PENDING ||
-        (code == ERROR_ACCESS_DENIED && !exists && GetLastError() == ERROR_ACCESS_DENIED)) {
-      return Outcome::held;
-    }
+    // A file that its holder is just removing denies access, even to its attributes.
+    const bool is_going = code == ERROR_ACCESS_DENIED &&
+                          GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES &&
+                          GetLastError() == ERROR_ACCESS_DENIED;
+    if (code == ERROR_SHARING_VIOLATION || code == ERROR_DELETE_PENDING || is_going) return Outcome::held;
     reason = std::system_category().message(static_cast<int>(code));
     return Outcome::unavailable;
   }
@@ -52,13 +54,14 @@ LockFile::Outcome LockFile::take(const std::filesystem::path& path, std::unique_
     reason = "it is not a regular file";
     return Outcome::unavailable;
   }
-  std::string text = text_of(file.get());
-  lock.reset(new LockFile(reinterpret_cast<std::intptr_t>(file.get()), path, std::move(text)));
-  static_cast<void>(file.release());
+  taken->handle_ = reinterpret_cast<std::intptr_t>(file.release());
+  taken->read_inherited_text();
+  lock = std::move(taken);
   return Outcome::taken;
 }
 
 LockFile::~LockFile() {
+  if (handle_ == no_handle) return;
   const Handle file(reinterpret_cast<HANDLE>(handle_));
   if (!removes_file_) return;
   FILE_DISPOSITION_INFO disposition{.DeleteFile = TRUE};
