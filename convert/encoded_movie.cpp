@@ -130,9 +130,9 @@ class EncodedMovie final : public MovieSink {
  private:
   [[nodiscard]] bool check_sound(std::string& error) const {
     const AVOutputFormat& container = file_->container();
-    if (request_.audio == nullptr || can_copy_sound(container, *request_.audio)) return true;
-    const AVOutputFormat* matroska = av_guess_format("matroska", nullptr, nullptr);
-    const bool matroska_helps = matroska != nullptr && can_copy_sound(*matroska, *request_.audio);
+    if (request_.audio == nullptr || can_copy_sound(container.name, *request_.audio)) return true;
+    const bool matroska_helps = av_guess_format("matroska", nullptr, nullptr) != nullptr &&
+                                can_copy_sound("matroska", *request_.audio);
     return fail(error,
                 sound_failure_text(*request_.audio, std::string("an output of the kind ") + container.name,
                                    matroska_helps ? ".mkv" : ""));

@@ -34,10 +34,8 @@ std::string seconds_text(double seconds) {
 // A length of 0 would leave the movie without a video track, though there is always one frame; one that is
 // not a 64-bit number of microseconds would be refused.
 std::string duration_text(double seconds) {
-  constexpr double shortest = 0.000001;
-  constexpr double longest = 9e12;
-  // Rounded as the count of frames is, so that both end a movie at the same frame.
-  const std::int64_t microseconds = whole_microseconds(std::clamp(seconds, shortest, longest));
+  // Rounded and limited as the count of frames is, so that both end a movie at the same frame.
+  const std::int64_t microseconds = std::max<std::int64_t>(whole_microseconds(seconds), 1);
   return seconds_text(static_cast<double>(microseconds) / 1e6);
 }
 

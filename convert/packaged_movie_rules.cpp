@@ -65,8 +65,7 @@ const PackagedContainer* container_of(const std::filesystem::path& output) {
 bool holds(const PackagedContainer& container, const AVStream& sound) {
   if (!container.sound.empty())
     return std::ranges::find(container.sound, sound.codecpar->codec_id) != container.sound.end();
-  const AVOutputFormat* muxer = av_guess_format("matroska", nullptr, nullptr);
-  return muxer == nullptr || can_copy_sound(*muxer, sound);
+  return can_copy_sound("matroska", sound);
 }
 
 }  // namespace
@@ -92,8 +91,7 @@ bool is_whole_packaged_movie(const std::filesystem::path& output, std::int64_t p
 bool check_packaged_sound(const std::filesystem::path& output, const AVStream& sound, bool stereo_pass,
                           std::string& error) {
   const PackagedContainer* container = container_of(output);
-  const AVOutputFormat* mp4 = av_guess_format("mp4", nullptr, nullptr);
-  const bool passes = !stereo_pass || mp4 == nullptr || can_copy_sound(*mp4, sound);
+  const bool passes = !stereo_pass || can_copy_sound("mp4", sound);
   if (container != nullptr && holds(*container, sound) && passes) return true;
   std::string_view way_out;
   if (passes && holds(quicktime, sound))

@@ -104,8 +104,7 @@ class SpatialOutput final : public MovieOutput {
 
  private:
   [[nodiscard]] static bool check_sound(const AVStream* audio, std::string& error) {
-    const AVOutputFormat* quicktime = av_guess_format("mov", nullptr, nullptr);
-    return audio == nullptr || quicktime == nullptr || can_copy_sound(*quicktime, *audio) ||
+    return audio == nullptr || can_copy_sound("mov", *audio) ||
            fail(error, sound_failure_text(*audio, "a spatial movie", /*other_extension=*/""));
   }
 

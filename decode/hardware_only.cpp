@@ -16,10 +16,9 @@ bool works_on_threads(const AVCodec& decoder) {
 
 /// A second reader of the same file, so that the first one keeps its place; null when there is none.
 InputContextPtr reopened(const AVFormatContext& input) {
-  AVFormatContext* opened = nullptr;
-  if (input.url == nullptr || avformat_open_input(&opened, input.url, input.iformat, nullptr) < 0)
-    return nullptr;
-  return InputContextPtr(opened);
+  Dictionary no_options;
+  int code = 0;
+  return input.url != nullptr ? open_demuxer(input.url, no_options, code) : nullptr;
 }
 
 /// The stream's first packet; null when it has none.

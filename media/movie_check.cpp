@@ -4,6 +4,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "media/recording_input.h"
+
 namespace veyrin {
 namespace {
 
@@ -11,9 +13,7 @@ namespace {
 InputContextPtr open_index(const std::filesystem::path& file, int& code) {
   Dictionary options;
   code = options.set("ignore_editlist", "1");
-  AVFormatContext* opened = nullptr;
-  if (code >= 0) code = avformat_open_input(&opened, media_url(file).c_str(), nullptr, options.address());
-  return InputContextPtr(opened);
+  return code >= 0 ? open_demuxer(media_url(file), options, code) : nullptr;
 }
 
 bool has_stereo_description(const AVCodecParameters& parameters) {

@@ -25,14 +25,18 @@ std::string failure_text(std::string_view message, bool with_reason, int code) {
 
 }  // namespace
 
+InputContextPtr open_demuxer(const std::string& url, Dictionary& options, int& code) {
+  AVFormatContext* opened = nullptr;
+  code = avformat_open_input(&opened, url.c_str(), nullptr, options.address());
+  return InputContextPtr(opened);
+}
+
 InputContextPtr open_recording(const std::filesystem::path& input, const InputWishes& wishes,
                                const InputMessages& messages, std::string& error) {
   Dictionary options;
   int result = wishes.growing_recordings ? open_input_options(input, options) : 0;
-  AVFormatContext* opened = nullptr;
-  if (result >= 0)
-    result = avformat_open_input(&opened, media_url(input).c_str(), nullptr, options.address());
-  InputContextPtr context(opened);
+  InputContextPtr context;
+  if (result >= 0) context = open_demuxer(media_url(input), options, result);
   if (result < 0) {
     error = failure_text(messages.open, messages.with_reason, result);
     return nullptr;

@@ -11,6 +11,10 @@
 
 namespace veyrin {
 
+/// Opens a demuxer for a file's URL (`media_url`) and reads its header; null, with FFmpeg's error code in
+/// `code`, on failure.
+[[nodiscard]] InputContextPtr open_demuxer(const std::string& url, Dictionary& options, int& code);
+
 /// How a file is opened.
 struct InputWishes {
   /// Reads into the file for what its header leaves open. Without it only the header is read, which names the

@@ -23,9 +23,9 @@ std::string codec_name(const AVCodecParameters& sound) {
 
 }  // namespace
 
-bool can_copy_sound(const AVOutputFormat& container, const AVStream& sound) {
+bool can_copy_sound(const char* muxer_name, const AVStream& sound) {
   AVFormatContext* context = nullptr;
-  if (avformat_alloc_output_context2(&context, &container, nullptr, nullptr) < 0) return true;
+  if (avformat_alloc_output_context2(&context, nullptr, muxer_name, nullptr) < 0) return true;
   const OutputContextPtr muxer(context);
   AVStream* track = avformat_new_stream(context, nullptr);
   AVIOContext* memory = nullptr;

@@ -8,9 +8,9 @@
 
 namespace veyrin {
 
-/// Asks FFmpeg's muxer, with a header that goes nowhere, whether it takes the sound. True also when there is
-/// no memory for the question.
-bool can_copy_sound(const AVOutputFormat& container, const AVStream& sound);
+/// Asks FFmpeg's muxer of this name, with a header that goes nowhere, whether it takes the sound. True also
+/// when there is no such muxer or no memory for the question.
+bool can_copy_sound(const char* muxer_name, const AVStream& sound);
 
 /// The message for sound that cannot be copied: names its codec and `target`, and says what to do. An empty
 /// `other_extension` means that no other container of the same movie would take it.

@@ -122,16 +122,6 @@ Outcome build(const RawDualTrackCalibration& calibration, Size eye = {64, 48}) {
   return outcome;
 }
 
-/// Identical cameras without distortion that look the same way from both ends of the baseline.
-RawDualTrackCalibration parallel_calibration() {
-  RawDualTrackCalibration calibration;
-  calibration.valid = true;
-  calibration.left_intrinsics = {CameraModel::kb4, 101, 101, 100.0, 100.0, 50.0, 50.0};
-  calibration.right_intrinsics = calibration.left_intrinsics;
-  calibration.stereo_extrinsic.position = {0.064F, 0.0F, 0.0F};
-  return calibration;
-}
-
 TEST(RectificationMaps, NeedAValidCalibrationBeforeAnythingElse) {
   RawDualTrackCalibration calibration = sample_calibration();
   calibration.valid = false;

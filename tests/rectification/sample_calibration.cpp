@@ -32,4 +32,13 @@ RawDualTrackCalibration sample_calibration() {
   return calibration;
 }
 
+RawDualTrackCalibration parallel_calibration() {
+  RawDualTrackCalibration calibration;
+  calibration.valid = true;
+  calibration.left_intrinsics = {CameraModel::kb4, 101, 101, 100.0, 100.0, 50.0, 50.0};
+  calibration.right_intrinsics = calibration.left_intrinsics;
+  calibration.stereo_extrinsic.position = {0.064F, 0.0F, 0.0F};
+  return calibration;
+}
+
 }  // namespace veyrin::test

@@ -14,4 +14,7 @@ Pose turned_pose(double yaw, double pitch, double roll, std::array<float, 3> pos
 /// the right one slightly turned and not quite level.
 RawDualTrackCalibration sample_calibration();
 
+/// Identical cameras without distortion that look the same way from both ends of the baseline.
+RawDualTrackCalibration parallel_calibration();
+
 }  // namespace veyrin::test
