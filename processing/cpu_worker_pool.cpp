@@ -1,8 +1,22 @@
 #include "processing/cpu_worker_pool.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace veyrin {
+namespace {
+
+/// One worker's rows of a job.
+void run_share(std::int32_t row_count, const CpuWorkerPool::RowJob& call, std::int32_t worker,
+               std::int32_t worker_count) {
+  constexpr std::int64_t block = CpuWorkerPool::block_rows;
+  for (std::int64_t begin = worker * block; begin < row_count; begin += worker_count * block) {
+    const std::int64_t end = std::min<std::int64_t>(begin + block, row_count);
+    for (std::int64_t row = begin; row < end; ++row) call(static_cast<std::int32_t>(row));
+  }
+}
+
+}  // namespace
 
 std::int32_t CpuWorkerPool::default_worker_count() {
   return static_cast<std::int32_t>(std::max(1U, std::thread::hardware_concurrency()));
@@ -24,33 +38,45 @@ CpuWorkerPool::~CpuWorkerPool() {
   for (std::thread& worker : workers_) worker.join();
 }
 
-void CpuWorkerPool::run(std::int32_t row_count, const RowJob& job) {
+void CpuWorkerPool::start(std::int32_t row_count, RowJob job) {
   {
     const std::lock_guard lock(mutex_);
-    job_ = job;
-    row_count_ = row_count;
-    finished_ = 0;
-    ++generation_;
+    jobs_.push_back({row_count, std::move(job)});
   }
   work_available_.notify_all();
-  std::unique_lock lock(mutex_);
-  work_finished_.wait(lock, [this] { return finished_ == static_cast<std::int64_t>(workers_.size()); });
 }
 
-void CpuWorkerPool::serve(std::int64_t worker, std::int64_t worker_count) {
-  std::uint64_t served = 0;
+void CpuWorkerPool::wait() {
   std::unique_lock lock(mutex_);
-  for (;;) {
-    work_available_.wait(lock, [&] { return stop_ || generation_ != served; });
-    if (stop_) return;
-    served = generation_;
-    const RowJob job = job_;
-    const auto first = static_cast<std::int32_t>(row_count_ * worker / worker_count);
-    const auto last = static_cast<std::int32_t>(row_count_ * (worker + 1) / worker_count);
+  work_finished_.wait(lock, [this] { return shares_done_ == jobs_.size() * workers_.size(); });
+  first_job_ += jobs_.size();
+  jobs_.clear();
+  shares_done_ = 0;
+  if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+}
+
+void CpuWorkerPool::run(std::int32_t row_count, RowJob job) {
+  start(row_count, std::move(job));
+  wait();
+}
+
+void CpuWorkerPool::serve(std::int32_t worker, std::int32_t worker_count) {
+  std::unique_lock lock(mutex_);
+  for (std::size_t next = 0;; ++next) {
+    work_available_.wait(lock, [&] { return stop_ || next < first_job_ + jobs_.size(); });
+    if (next >= first_job_ + jobs_.size()) return;
+    // Stays where it is while further jobs are started; it goes only when all shares are done.
+    const Job& job = jobs_[next - first_job_];
     lock.unlock();
-    for (std::int32_t row = first; row < last; ++row) job(row);
+    std::exception_ptr failure;
+    try {
+      run_share(job.row_count, job.call, worker, worker_count);
+    } catch (...) {
+      failure = std::current_exception();
+    }
     lock.lock();
-    if (++finished_ == worker_count) work_finished_.notify_one();
+    if (failure && !failure_) failure_ = failure;
+    if (++shares_done_ == jobs_.size() * static_cast<std::size_t>(worker_count)) work_finished_.notify_one();
   }
 }
 

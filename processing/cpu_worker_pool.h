@@ -1,8 +1,11 @@
-// A fixed set of worker threads that share out the rows of one job at a time.
+// A fixed set of worker threads that share out the rows of jobs, one job after the other.
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -10,38 +13,55 @@
 
 namespace veyrin {
 
+/// All calls come from one thread, which does none of the work itself.
 class CpuWorkerPool {
  public:
   using RowJob = std::function<void(std::int32_t row)>;
+
+  /// Rows that follow each other in one worker's share.
+  static constexpr std::int32_t block_rows = 8;
 
   /// One worker per hardware thread, 1 where that number is unknown.
   static std::int32_t default_worker_count();
 
   /// Starts the workers; `worker_count` is at least 1.
   explicit CpuWorkerPool(std::int32_t worker_count = default_worker_count());
-  /// Stops and joins the workers.
+  /// Lets the workers end what was started, and joins them.
   ~CpuWorkerPool();
   CpuWorkerPool(const CpuWorkerPool&) = delete;
   CpuWorkerPool& operator=(const CpuWorkerPool&) = delete;
 
-  /// Calls `job` once for each row in [0, row_count) and returns when all calls have ended. Worker i of N
-  /// takes the rows [row_count * i / N, row_count * (i + 1) / N) in order; the caller takes none. Not for
-  /// concurrent use.
-  void run(std::int32_t row_count, const RowJob& job);
+  /// Has `job` called once for each row in [0, row_count), and returns at once. Rows are dealt out in blocks
+  /// of `block_rows`, in turns: worker i of N takes the blocks i, i + N, i + 2N and so on, in order. So all
+  /// have the same to do also where part of the rows is quickly filled, and a row of equally high jobs always
+  /// belongs to the same worker. A worker goes on to its share of the next job without waiting for the
+  /// others.
+  void start(std::int32_t row_count, RowJob job);
+
+  /// Returns when every call of everything started has ended; then throws the first exception that a call
+  /// threw, if there was one.
+  void wait();
+
+  /// Both at once.
+  void run(std::int32_t row_count, RowJob job);
 
  private:
+  struct Job {
+    std::int32_t row_count;
+    RowJob call;
+  };
   struct Idle {};
   explicit CpuWorkerPool(Idle /*no workers yet*/) {}
-  void serve(std::int64_t worker, std::int64_t worker_count);
+  void serve(std::int32_t worker, std::int32_t worker_count);
 
   std::mutex mutex_;
   std::condition_variable work_available_;
   std::condition_variable work_finished_;
   // Guarded by the mutex.
-  RowJob job_;
-  std::int64_t row_count_ = 0;
-  std::uint64_t generation_ = 0;
-  std::int64_t finished_ = 0;
+  std::deque<Job> jobs_;         // started since the last wait
+  std::size_t first_job_ = 0;    // how many were started before those
+  std::size_t shares_done_ = 0;  // of jobs_, each worker's share counted
+  std::exception_ptr failure_;
   bool stop_ = false;
 
   std::vector<std::thread> workers_;

@@ -9,6 +9,7 @@
 #include <future>
 #include <map>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 #include <tuple>
 #include <utility>
@@ -37,8 +38,8 @@ TEST_P(CpuWorkerPoolSizes, GivesWorkerItsShareInOrder) {
   auto rows = rows_by_thread(pool, row_count);
   for (std::int32_t worker = 0; worker < workers; ++worker) {
     std::vector<std::int32_t> share;
-    for (std::int32_t row = row_count * worker / workers; row < row_count * (worker + 1) / workers; ++row)
-      share.push_back(row);
+    for (std::int32_t row = 0; row < row_count; ++row)
+      if (row / CpuWorkerPool::block_rows % workers == worker) share.push_back(row);
     if (share.empty()) continue;
     const auto owner =
         std::find_if(rows.begin(), rows.end(), [&](const auto& entry) { return entry.second == share; });
@@ -50,7 +51,7 @@ TEST_P(CpuWorkerPoolSizes, GivesWorkerItsShareInOrder) {
 
 INSTANTIATE_TEST_SUITE_P(WorkersAndRows, CpuWorkerPoolSizes,
                          ::testing::Combine(::testing::Values(1, 2, 3, 7, 16),
-                                            ::testing::Values(0, 1, 2, 5, 16, 101)));
+                                            ::testing::Values(0, 1, 2, 8, 16, 17, 101)));
 
 TEST(CpuWorkerPool, LeavesTheCallerOutOfTheWork) {
   CpuWorkerPool pool(2);
@@ -86,6 +87,58 @@ TEST(CpuWorkerPool, RowsWrittenByAJobAreSeenByTheCallerAndTheNextJob) {
     reversed[static_cast<std::size_t>(row)] = first[static_cast<std::size_t>(99 - row)];
   });
   for (int row = 0; row < 100; ++row) EXPECT_EQ(reversed[static_cast<std::size_t>(row)], 100 - row);
+}
+
+TEST(CpuWorkerPool, GivesBackTheCallerWhileJobsRun) {
+  CpuWorkerPool pool(2);
+  std::promise<void> go;
+  const std::shared_future<void> gone(go.get_future());
+  std::atomic<int> calls = 0;
+  for (int job = 0; job < 3; ++job) {
+    pool.start(20, [&calls, gone](std::int32_t) {
+      gone.wait();
+      ++calls;
+    });
+  }
+  EXPECT_EQ(calls.load(), 0);
+  go.set_value();
+  pool.wait();
+  EXPECT_EQ(calls.load(), 60);
+  pool.wait();  // nothing is left to wait for
+}
+
+TEST(CpuWorkerPool, KeepsTheOrderOfJobsInEachRow) {
+  CpuWorkerPool pool(3);
+  std::vector<std::vector<int>> jobs_of_row(50);
+  for (int job = 0; job < 40; ++job)
+    pool.start(50, [&jobs_of_row, job](std::int32_t row) {
+      jobs_of_row[static_cast<std::size_t>(row)].push_back(job);
+    });
+  pool.wait();
+  for (const std::vector<int>& jobs : jobs_of_row) {
+    EXPECT_EQ(jobs.size(), 40U);
+    EXPECT_TRUE(std::ranges::is_sorted(jobs));
+  }
+}
+
+TEST(CpuWorkerPool, HandsAnExceptionToTheOneWhoWaits) {
+  CpuWorkerPool pool(2);
+  pool.start(40, [](std::int32_t row) {
+    if (row % 16 == 3) throw std::runtime_error("row");
+  });
+  EXPECT_THROW(pool.wait(), std::runtime_error);
+  std::atomic<int> calls = 0;
+  pool.run(40, [&calls](std::int32_t) { ++calls; });
+  EXPECT_EQ(calls.load(), 40) << "the workers went on";
+}
+
+TEST(CpuWorkerPool, EndsWhatWasStartedBeforeItGoes) {
+  std::atomic<int> calls = 0;
+  {
+    CpuWorkerPool pool(2);
+    for (int job = 0; job < 5; ++job) pool.start(20, [&calls](std::int32_t) { ++calls; });
+  }
+  EXPECT_EQ(calls.load(), 100);
 }
 
 TEST(CpuWorkerPool, EndsWithoutEverHavingRun) {
