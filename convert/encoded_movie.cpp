@@ -6,6 +6,7 @@
 #include "common/console.h"
 #include "common/error_text.h"
 #include "convert/sbs_stereo_metadata.h"
+#include "media/frame_pool.h"
 #include "media/movie_file.h"
 #include "media/sound_copy.h"
 
@@ -38,47 +39,54 @@ constexpr DrainMessages encode_messages{"could not receive an encoded packet",
 constexpr DrainMessages flush_messages{"could not flush an encoded packet",
                                        "could not write a flushed packet"};
 
-/// Holds an intermediate 10-bit 4:2:0 canvas and brings it into the 4:2:2 format of ProRes encoders.
+/// Brings 10-bit 4:2:0 canvases into the 4:2:2 format of ProRes encoders.
 class ChromaUpsampler {
  public:
-  /// `encoder_frame` gives the size and the target format. Null with one message in `error` on failure.
-  [[nodiscard]] static std::unique_ptr<ChromaUpsampler> create(const AVFrame& encoder_frame,
+  static constexpr AVPixelFormat canvas_format = AV_PIX_FMT_YUV420P10LE;
+
+  /// `encoder` gives the size and the target format. Null with one message in `error` on failure.
+  [[nodiscard]] static std::unique_ptr<ChromaUpsampler> create(const AVCodecContext& encoder,
                                                                std::string& error) {
-    constexpr AVPixelFormat canvas_format = AV_PIX_FMT_YUV420P10LE;
-    const Size size{encoder_frame.width, encoder_frame.height};
-    std::unique_ptr<ChromaUpsampler> upsampler(new ChromaUpsampler);
-    upsampler->canvas_ = allocate_video_frame(canvas_format, size);
-    if (!upsampler->canvas_) {
-      error = "could not allocate the intermediate 4:2:0 ProRes frame";
+    const Size size{encoder.width, encoder.height};
+    ScalerPtr scaler(sws_getContext(size.width, size.height, canvas_format, size.width, size.height,
+                                    encoder.pix_fmt, SWS_BICUBIC, nullptr, nullptr, nullptr));
+    if (!scaler) {
+      error = "could not create the ProRes 4:2:0 to 4:2:2 converter";
       return nullptr;
     }
-    upsampler->canvas_->color_range = encoder_frame.color_range;
-    upsampler->scaler_.reset(sws_getContext(size.width, size.height, canvas_format, size.width, size.height,
-                                            static_cast<AVPixelFormat>(encoder_frame.format), SWS_BICUBIC,
-                                            nullptr, nullptr, nullptr));
-    if (upsampler->scaler_) return upsampler;
-    error = "could not create the ProRes 4:2:0 to 4:2:2 converter";
+    FramePool frames(encoder.pix_fmt, size, RowLayout::aligned);
+    FramePtr first = frames.take();
+    if (!first) {
+      error = "could not allocate the encoder frame";
+      return nullptr;
+    }
+    frames.give_back(std::move(first));
+    return std::unique_ptr<ChromaUpsampler>(new ChromaUpsampler(std::move(frames), std::move(scaler)));
+  }
+
+  /// The canvas as a frame for the encoder; null with one message in `error` on failure.
+  [[nodiscard]] FramePtr upsample(const AVFrame& canvas, std::string& error) {
+    FramePtr frame = frames_.take();
+    if (!frame) {
+      error = "could not make the ProRes encoder frame writable";
+      return nullptr;
+    }
+    const int rows = sws_scale(scaler_.get(), canvas.data, canvas.linesize, 0, canvas.height, frame->data,
+                               frame->linesize);
+    frame->chroma_location = canvas.chroma_location;
+    if (rows >= 0) return frame;
+    error = with_library_error("ProRes chroma upsampling failed", rows);
     return nullptr;
   }
 
-  AVFrame* canvas() { return canvas_.get(); }
-
-  /// Writes the canvas into the encoder's frame.
-  [[nodiscard]] bool upsample(AVFrame& encoder_frame, std::string& error) {
-    if (av_frame_make_writable(&encoder_frame) < 0) {
-      return fail(error, "could not make the ProRes encoder frame writable");
-    }
-    const int rows = sws_scale(scaler_.get(), canvas_->data, canvas_->linesize, 0, canvas_->height,
-                               encoder_frame.data, encoder_frame.linesize);
-    if (rows < 0) return fail_with_library_error(error, "ProRes chroma upsampling failed", rows);
-    encoder_frame.chroma_location = canvas_->chroma_location;
-    return true;
-  }
+  /// Takes a frame back that the encoder may still hold.
+  void give_back(FramePtr frame) { frames_.give_back(std::move(frame)); }
 
  private:
-  ChromaUpsampler() = default;
+  ChromaUpsampler(FramePool frames, ScalerPtr scaler)
+      : frames_(std::move(frames)), scaler_(std::move(scaler)) {}
 
-  FramePtr canvas_;
+  FramePool frames_;
   ScalerPtr scaler_;
 };
 
@@ -96,23 +104,20 @@ class EncodedMovie final : public MovieSink {
     return file_->write_header(no_options, error) && allocate_frames(error);
   }
 
-  std::span<AVFrame* const> next_canvases(std::string& error) override {
-    canvas_upsampled_ = false;
-    if (on_gpu() && !take_surface(error)) return {};
-    return {&canvas_, 1};
+  Canvases next_canvases(std::string& error) override {
+    return on_gpu() ? take_surface(error) : canvases_->take(error);
   }
 
-  bool write_canvases(std::int64_t index, std::string& error) override {
-    if (upsampler_ && !canvas_upsampled_) {
-      if (!upsampler_->upsample(*frame_, error)) return false;
-      canvas_upsampled_ = true;
+  bool write_canvases(Canvases canvases, FrameRun run, std::string& error) override {
+    if (!upsampler_) {
+      if (!encode(*canvases.front(), run, error)) return false;
+    } else {
+      FramePtr frame = upsampler_->upsample(*canvases.front(), error);
+      if (!frame || !encode(*frame, run, error)) return false;
+      upsampler_->give_back(std::move(frame));
     }
-    // The encoder's time base is one output frame, so the index is the time, exactly.
-    frame_->pts = index;
-    frame_->duration = 1;
-    const int result = avcodec_send_frame(&encoder_, frame_.get());
-    if (result < 0) return fail_with_library_error(error, "video encoding failed", result);
-    return drain(encode_messages, error);
+    if (canvases_) canvases_->give_back(std::move(canvases));
+    return true;
   }
 
   [[nodiscard]] bool accepts_audio() const override { return audio_.has_value(); }
@@ -167,25 +172,40 @@ class EncodedMovie final : public MovieSink {
   }
 
   [[nodiscard]] bool allocate_frames(std::string& error) {
-    frame_ = on_gpu() ? FramePtr(av_frame_alloc())
-                      : allocate_video_frame(encoder_.pix_fmt, {encoder_.width, encoder_.height});
-    if (!frame_ || !packet_) return fail(error, "could not allocate the encoder frame");
-    describe_colors(*frame_);
-    canvas_ = frame_.get();
-    if (encoder_.codec_id != AV_CODEC_ID_PRORES) return true;
-    upsampler_ = ChromaUpsampler::create(*frame_, error);
-    if (upsampler_) canvas_ = upsampler_->canvas();
-    return upsampler_ != nullptr;
+    CanvasKind kind{.format = encoder_.pix_fmt, .size = {encoder_.width, encoder_.height}};
+    if (!packet_) return fail(error, kind.no_memory);
+    if (encoder_.codec_id == AV_CODEC_ID_PRORES) {
+      upsampler_ = ChromaUpsampler::create(encoder_, error);
+      if (!upsampler_) return false;
+      kind.format = ChromaUpsampler::canvas_format;
+      kind.no_memory = "could not allocate the intermediate 4:2:0 ProRes frame";
+    }
+    if (!on_gpu()) canvases_ = CanvasPool::create(kind, error);
+    return on_gpu() || canvases_ != nullptr;
   }
 
   [[nodiscard]] bool on_gpu() const { return encoder_.hw_frames_ctx != nullptr; }
 
   // The encoder may still read the surfaces of earlier frames, so each frame gets one of its own.
-  [[nodiscard]] bool take_surface(std::string& error) {
-    av_frame_unref(frame_.get());
-    if (av_hwframe_get_buffer(encoder_.hw_frames_ctx, frame_.get(), 0) < 0)
-      return fail(error, "could not allocate a GPU encoder surface");
-    describe_colors(*frame_);
+  [[nodiscard]] Canvases take_surface(std::string& error) const {
+    Canvases canvases;
+    canvases.emplace_back(av_frame_alloc());
+    if (canvases.front() && av_hwframe_get_buffer(encoder_.hw_frames_ctx, canvases.front().get(), 0) >= 0)
+      return canvases;
+    error = "could not allocate a GPU encoder surface";
+    return {};
+  }
+
+  [[nodiscard]] bool encode(AVFrame& frame, FrameRun run, std::string& error) {
+    describe_colors(frame);
+    for (std::int64_t index = run.first; index < run.first + run.count; ++index) {
+      // The encoder's time base is one output frame, so the index is the time, exactly.
+      frame.pts = index;
+      frame.duration = 1;
+      const int result = avcodec_send_frame(&encoder_, &frame);
+      if (result < 0) return fail_with_library_error(error, "video encoding failed", result);
+      if (!drain(encode_messages, error)) return false;
+    }
     return true;
   }
 
@@ -217,10 +237,8 @@ class EncodedMovie final : public MovieSink {
   int video_ = -1;
   std::optional<int> audio_;
   PacketPtr packet_;
-  FramePtr frame_;
+  std::unique_ptr<CanvasPool> canvases_;  // null on the GPU
   std::unique_ptr<ChromaUpsampler> upsampler_;
-  AVFrame* canvas_ = nullptr;  // the upsampler's or the encoder's
-  bool canvas_upsampled_ = false;
 };
 
 }  // namespace

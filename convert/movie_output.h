@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "common/output_claim.h"
+#include "convert/canvas_pool.h"
 #include "convert/conversion_plan.h"
 #include "media/ffmpeg.h"
 #include "processing/yuv_processor.h"
@@ -17,18 +17,23 @@
 
 namespace veyrin {
 
+/// Output frames with the same picture.
+struct FrameRun {
+  std::int64_t first = 0;  ///< index in the movie, from 0
+  std::int64_t count = 1;  ///< at least 1
+};
+
 /// One movie being written. Destroying an unfinished one leaves the partly written file where it is.
 class MovieSink {
  public:
   virtual ~MovieSink() = default;
 
-  /// The frames to write the next pictures into, one for each layout of the movie's output. Borrowed, valid
-  /// until the next call. None with a message on failure.
-  [[nodiscard]] virtual std::span<AVFrame* const> next_canvases(std::string& error) = 0;
+  /// Canvases that nobody else uses. Further ones may be asked for before these are written. None with a
+  /// message on failure.
+  [[nodiscard]] virtual Canvases next_canvases(std::string& error) = 0;
 
-  /// Encodes the canvases as output frame `index`, counted from 0. The same canvases may be written again for
-  /// the next index; indices rise by one.
-  [[nodiscard]] virtual bool write_canvases(std::int64_t index, std::string& error) = 0;
+  /// Encodes the canvases as all frames of the run. Runs follow each other without a gap.
+  [[nodiscard]] virtual bool write_canvases(Canvases canvases, FrameRun run, std::string& error) = 0;
 
   /// False when the movie has no audio track of ours to fill.
   [[nodiscard]] virtual bool accepts_audio() const = 0;

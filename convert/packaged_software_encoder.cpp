@@ -1,7 +1,7 @@
 #include "convert/packaged_software_encoder.h"
 
-#include <array>
 #include <cstddef>
+#include <span>
 #include <system_error>
 #include <utility>
 
@@ -31,6 +31,15 @@ PlaneExtent plane_extent(int format, int plane, Size size) {
   return {static_cast<std::size_t>(plane == 0 ? size.width : size.width / 2), rows};
 }
 
+/// A plane whose rows follow each other without a gap is one piece, any other one a piece for each row.
+void add_pieces(const std::uint8_t* plane, std::ptrdiff_t stride, PlaneExtent extent,
+                std::vector<std::span<const std::byte>>& pieces) {
+  if (stride == static_cast<std::ptrdiff_t>(extent.row_bytes))
+    extent = {extent.row_bytes * static_cast<std::size_t>(extent.rows), 1};
+  for (std::int32_t y = 0; y < extent.rows; ++y)
+    pieces.push_back(std::as_bytes(std::span(plane + y * stride, extent.row_bytes)));
+}
+
 platform::ChildProcessRequest child_request(const std::filesystem::path& executable,
                                             std::vector<std::string> arguments) {
   platform::ChildProcessRequest request;
@@ -42,16 +51,17 @@ platform::ChildProcessRequest child_request(const std::filesystem::path& executa
 
 class PackagedMovie final : public MovieSink {
  public:
-  PackagedMovie(std::unique_ptr<PackagedSoftwareEncoder> encoder, FramePtr canvas, bool has_audio)
-      : encoder_(std::move(encoder)),
-        canvas_(std::move(canvas)),
-        canvases_{canvas_.get()},
-        has_audio_(has_audio) {}
+  PackagedMovie(std::unique_ptr<PackagedSoftwareEncoder> encoder, std::unique_ptr<CanvasPool> canvases,
+                bool has_audio)
+      : encoder_(std::move(encoder)), canvases_(std::move(canvases)), has_audio_(has_audio) {}
 
-  std::span<AVFrame* const> next_canvases(std::string& /*error*/) override { return canvases_; }
+  Canvases next_canvases(std::string& error) override { return canvases_->take(error); }
 
-  bool write_canvases(std::int64_t /*index*/, std::string& error) override {
-    return encoder_->write_frame(canvas_.get(), error);
+  bool write_canvases(Canvases canvases, FrameRun run, std::string& error) override {
+    for (; run.count > 0; --run.count)
+      if (!encoder_->write_frame(canvases.front().get(), error)) return false;
+    canvases_->give_back(std::move(canvases));
+    return true;
   }
 
   // The child copies the audio from the recording itself.
@@ -67,8 +77,7 @@ class PackagedMovie final : public MovieSink {
 
  private:
   std::unique_ptr<PackagedSoftwareEncoder> encoder_;
-  FramePtr canvas_;
-  std::array<AVFrame*, 1> canvases_;
+  std::unique_ptr<CanvasPool> canvases_;
   bool has_audio_;
 };
 
@@ -149,15 +158,11 @@ bool PackagedSoftwareEncoder::write_frame(const AVFrame* frame, std::string& err
       return fail(error, "software encoder received a frame with a missing plane");
     }
   }
-  for (int plane = 0; plane < planes; ++plane) {
-    const PlaneExtent extent = plane_extent(frame->format, plane, request_.size);
-    const std::uint8_t* row = frame->data[plane];
-    for (std::int32_t y = 0; y < extent.rows; ++y, row += frame->linesize[plane]) {
-      if (!child_->write(row, extent.row_bytes)) {
-        return fail(error, "packaged GPL FFmpeg stopped while receiving video frames");
-      }
-    }
-  }
+  pieces_.clear();
+  for (int plane = 0; plane < planes; ++plane)
+    add_pieces(frame->data[plane], frame->linesize[plane], plane_extent(frame->format, plane, request_.size),
+               pieces_);
+  if (!child_->write(pieces_)) return fail(error, "packaged GPL FFmpeg stopped while receiving video frames");
   ++frames_written_;
   return true;
 }
@@ -175,14 +180,13 @@ bool PackagedSoftwareEncoder::finish(std::string& error) {
 }
 
 std::unique_ptr<MovieSink> create_packaged_movie(const SoftwareEncodeRequest& request, std::string& error) {
-  FramePtr canvas = allocate_video_frame(packaged_encoder_format(request.depth), request.size);
-  if (!canvas) {
-    error = "could not allocate the encoder frame";
-    return nullptr;
-  }
+  auto canvases = CanvasPool::create(
+      {.format = packaged_encoder_format(request.depth), .size = request.size, .rows = RowLayout::gapless},
+      error);
+  if (!canvases) return nullptr;
   auto encoder = PackagedSoftwareEncoder::create(request, error);
   if (!encoder) return nullptr;
-  return std::make_unique<PackagedMovie>(std::move(encoder), std::move(canvas), request.has_audio);
+  return std::make_unique<PackagedMovie>(std::move(encoder), std::move(canvases), request.has_audio);
 }
 
 }  // namespace veyrin

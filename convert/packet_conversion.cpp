@@ -1,6 +1,7 @@
 #include "convert/packet_conversion.h"
 
 #include <array>
+#include <utility>
 
 #include "common/error_text.h"
 #include "media/recording_input.h"
@@ -39,8 +40,9 @@ bool TrackEnd::reached(AVStream& stream) const {
 }
 
 bool PacketConversion::run(std::string& error) {
-  if (!convert_packets(error)) return false;
-  if (!video_done() && !convert_last_pairs(error)) return false;
+  const bool converted = convert_packets(error) && (video_done() || convert_last_pairs(error));
+  std::string later_error;
+  if (!pairs_.finish(converted ? error : later_error) || !converted) return false;
   if (pairs_.frames_written() == 0)
     return fail(error, "the selected time range contains no synchronized video frames");
   pairs_.report_pairs_out_of_step();
@@ -111,9 +113,9 @@ bool PacketConversion::convert_last_pairs(std::string& error) {
 // Consumes every complete pair and decodes into the room that makes, until there is no further pair.
 bool PacketConversion::convert_ready_pairs(std::string& error) {
   while (!video_done() && decoder_.has_pair()) {
-    const DecodedFrame left = decoder_.left().take_frame();
-    const DecodedFrame right = decoder_.right().take_frame();
-    if (!pairs_.convert(left, right, error)) return false;
+    DecodedFrame left = decoder_.left().take_frame();
+    DecodedFrame right = decoder_.right().take_frame();
+    if (!pairs_.convert(std::move(left), std::move(right), error)) return false;
     // What is damaged behind the end of the trim does not matter.
     if (!video_done() && !decoder_.pump(error)) return false;
   }

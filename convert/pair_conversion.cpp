@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include "common/console.h"
 #include "common/error_text.h"
@@ -48,7 +49,15 @@ PairConversion::PairConversion(const TimingPlan& timing, const Processors& proce
       progress_(progress),
       pacer_(counted_range(timing, movie), timing.output_rate, timing.input_rate) {}
 
-bool PairConversion::convert(const DecodedFrame& left, const DecodedFrame& right, std::string& error) {
+PairConversion::~PairConversion() {
+  try {
+    wait_for_processors();
+  } catch (...) {
+    // Somebody has failed before, or would have called `finish`.
+  }
+}
+
+bool PairConversion::convert(DecodedFrame left, DecodedFrame right, std::string& error) {
   const double pair_time = time_of(left, right);
   switch (pacer_.decide(pair_time)) {
     case PairDecision::drop:
@@ -61,7 +70,20 @@ bool PairConversion::convert(const DecodedFrame& left, const DecodedFrame& right
   }
   if (!accept_gap(pair_time, error)) return false;
   watch_step(left, right, pair_time);
-  return write(left, right, pair_time, error);
+  std::optional<Picture> next = begin(std::move(left), std::move(right), error);
+  if (!next) return false;
+  count_frames(*next, pair_time);
+  std::optional<Picture> ready = std::exchange(pending_, std::move(next));
+  if (!ready || write(std::move(*ready), error)) return true;
+  wait_for_processors();
+  pending_.reset();
+  return false;
+}
+
+bool PairConversion::finish(std::string& error) {
+  wait_for_processors();
+  std::optional<Picture> ready = std::exchange(pending_, std::nullopt);
+  return !ready || write(std::move(*ready), error);
 }
 
 // The later of the two times. A frame without one belongs to the other eye's; where both have none, one input
@@ -73,8 +95,11 @@ double PairConversion::time_of(const DecodedFrame& left, const DecodedFrame& rig
   if (!has_time(left) && !has_time(right))
     time = last_pair_time_ ? *last_pair_time_ + pacer_.input_frame_seconds() : 0.0;
   if (!told_of_missing_times_ && !(has_time(left) && has_time(right))) {
-    console_line(
-        "  missing_time_stamps: frames without one are taken as following each other, first at %.6f s", time);
+    report([time] {
+      console_line(
+          "  missing_time_stamps: frames without one are taken as following each other, first at %.6f s",
+          time);
+    });
     told_of_missing_times_ = true;
   }
   last_pair_time_ = time;
@@ -85,8 +110,11 @@ void PairConversion::watch_step(const DecodedFrame& left, const DecodedFrame& ri
   if (!has_time(left) || !has_time(right)) return;
   if (!pacer_.out_of_step(left.time_seconds, right.time_seconds)) return;
   if (++pairs_out_of_step_ > 1) return;
-  console_line("  eyes_out_of_step: left and right frame are %.6f s apart, first at %.6f s",
-               std::abs(left.time_seconds - right.time_seconds), pair_time);
+  const double apart = std::abs(left.time_seconds - right.time_seconds);
+  report([apart, pair_time] {
+    console_line("  eyes_out_of_step: left and right frame are %.6f s apart, first at %.6f s", apart,
+                 pair_time);
+  });
 }
 
 void PairConversion::report_pairs_out_of_step() const {
@@ -94,34 +122,69 @@ void PairConversion::report_pairs_out_of_step() const {
     console_line("  pairs_out_of_step: %lld", static_cast<long long>(pairs_out_of_step_));
 }
 
-bool PairConversion::accept_gap(double pair_time, std::string& error) const {
+bool PairConversion::accept_gap(double pair_time, std::string& error) {
   const double gap = pacer_.gap_before(pair_time);
   if (gap <= noticed_gap_seconds) return true;
   if (gap > longest_filled_gap_seconds) {
     return fail(error, "the recording has no picture for " + std::to_string(std::llround(gap)) +
                            " seconds, more than the 24 hours that can be filled");
   }
-  console_line("  picture_gap: %.6f s without a picture before %.6f s, filled with the next one", gap,
-               pair_time);
+  report([gap, pair_time] {
+    console_line("  picture_gap: %.6f s without a picture before %.6f s, filled with the next one", gap,
+                 pair_time);
+  });
   return true;
 }
 
-bool PairConversion::write(const DecodedFrame& left, const DecodedFrame& right, double pair_time,
-                           std::string& error) {
-  if (!left.frame || !right.frame)
-    return fail(error, "decoded frames were not available to the YUV pipeline");
-  const auto canvases = movie_.next_canvases(error);
-  if (canvases.empty()) return false;
-  for (std::size_t index = 0; index < canvases.size(); ++index) {
-    if (!processors_[index]->process(left.frame.get(), right.frame.get(), canvases[index], error))
-      return false;
+// The pair before may still have its progress to print.
+void PairConversion::report(std::function<void()> line) {
+  if (pending_)
+    pending_->later_lines.push_back(std::move(line));
+  else
+    line();
+}
+
+// Hands the pair to the processors once they are done with the one before.
+std::optional<PairConversion::Picture> PairConversion::begin(DecodedFrame left, DecodedFrame right,
+                                                             std::string& error) {
+  Picture picture;
+  picture.left = std::move(left);
+  picture.right = std::move(right);
+  if (!picture.left.frame || !picture.right.frame) {
+    error = "decoded frames were not available to the YUV pipeline";
+    return std::nullopt;
   }
+  picture.canvases = movie_.next_canvases(error);
+  if (picture.canvases.empty()) return std::nullopt;
+  wait_for_processors();
+  for (std::size_t index = 0; index < picture.canvases.size(); ++index) {
+    if (processors_[index]->start(picture.left.frame.get(), picture.right.frame.get(),
+                                  picture.canvases[index].get(), error))
+      continue;
+    wait_for_processors();
+    return std::nullopt;
+  }
+  return picture;
+}
+
+void PairConversion::count_frames(Picture& picture, double pair_time) {
+  picture.run.first = pacer_.frames_written();
   do {
-    if (!movie_.write_canvases(pacer_.frames_written(), error)) return false;
     pacer_.advance();
   } while (pacer_.repeats(pair_time));
-  progress_.print_after_pair(pacer_.frames_written(), pacer_.seconds_done());
+  picture.run.count = pacer_.frames_written() - picture.run.first;
+  picture.seconds_done = pacer_.seconds_done();
+}
+
+bool PairConversion::write(Picture picture, std::string& error) {
+  if (!movie_.write_canvases(std::move(picture.canvases), picture.run, error)) return false;
+  progress_.print_after_pair(picture.run.first + picture.run.count, picture.seconds_done);
+  for (const auto& print : picture.later_lines) print();
   return true;
+}
+
+void PairConversion::wait_for_processors() const {
+  for (const auto& processor : processors_) processor->wait();
 }
 
 ProgressReport Progress::after_pair(std::int64_t encoded_frames, double seconds_done) {

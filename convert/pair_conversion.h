@@ -1,8 +1,10 @@
 // Pairs of decoded frames become pictures of the movie: timed, rectified, and written as often as the output
-// rate needs, with the report lines that tell how far it is.
+// rate needs, with the report lines that tell how far it is. A pair is rectified while the one before it is
+// encoded and the next ones are decoded.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -50,30 +52,54 @@ class PairConversion {
  public:
   PairConversion(const TimingPlan& timing, const Processors& processors, MovieSink& movie,
                  Progress& progress);
+  /// Waits for the processors.
+  ~PairConversion();
+  PairConversion(const PairConversion&) = delete;
+  PairConversion& operator=(const PairConversion&) = delete;
 
-  /// Takes the next pair; false with one message in `error` on failure.
-  [[nodiscard]] bool convert(const DecodedFrame& left, const DecodedFrame& right, std::string& error);
+  /// Takes the next pair and begins to rectify it, and writes the one before it; false with one message in
+  /// `error` on failure.
+  [[nodiscard]] bool convert(DecodedFrame left, DecodedFrame right, std::string& error);
+
+  /// Writes the last pair. To be called at the end, also when anything failed before: pairs that came before
+  /// a damaged place are in the movie.
+  [[nodiscard]] bool finish(std::string& error);
 
   /// True once a pair has reached the end of the range: no later one is wanted.
   [[nodiscard]] bool finished() const { return finished_; }
 
-  /// Frames written to the movie.
+  /// Frames written to the movie, or soon to be.
   [[nodiscard]] std::int64_t frames_written() const { return pacer_.frames_written(); }
 
   /// At the end: prints how many written pairs had frames that do not belong together, if there were any.
   void report_pairs_out_of_step() const;
 
  private:
+  /// A pair that the processors work on, and what is to be done when they are ready.
+  struct Picture {
+    DecodedFrame left;
+    DecodedFrame right;
+    Canvases canvases;
+    FrameRun run;
+    double seconds_done = 0.0;  ///< output time reached with it
+    /// Report lines about later pairs, which stand below this one's progress.
+    std::vector<std::function<void()>> later_lines;
+  };
+
   [[nodiscard]] double time_of(const DecodedFrame& left, const DecodedFrame& right);
   void watch_step(const DecodedFrame& left, const DecodedFrame& right, double pair_time);
-  [[nodiscard]] bool accept_gap(double pair_time, std::string& error) const;
-  [[nodiscard]] bool write(const DecodedFrame& left, const DecodedFrame& right, double pair_time,
-                           std::string& error);
+  [[nodiscard]] bool accept_gap(double pair_time, std::string& error);
+  void report(std::function<void()> line);
+  [[nodiscard]] std::optional<Picture> begin(DecodedFrame left, DecodedFrame right, std::string& error);
+  void count_frames(Picture& picture, double pair_time);
+  [[nodiscard]] bool write(Picture picture, std::string& error);
+  void wait_for_processors() const;
 
   const Processors& processors_;
   MovieSink& movie_;
   Progress& progress_;
   FramePacer pacer_;
+  std::optional<Picture> pending_;
   std::optional<double> last_pair_time_;
   bool told_of_missing_times_ = false;
   std::int64_t pairs_out_of_step_ = 0;

@@ -1,4 +1,3 @@
-#include <array>
 #include <cmath>
 #include <utility>
 
@@ -26,16 +25,16 @@ namespace {
 
 class SpatialMovie final : public MovieSink {
  public:
-  SpatialMovie(std::unique_ptr<SpatialVideoWriter> writer, FramePtr left, FramePtr right)
-      : writer_(std::move(writer)),
-        left_(std::move(left)),
-        right_(std::move(right)),
-        canvases_{left_.get(), right_.get()} {}
+  SpatialMovie(std::unique_ptr<SpatialVideoWriter> writer, std::unique_ptr<CanvasPool> canvases)
+      : writer_(std::move(writer)), canvases_(std::move(canvases)) {}
 
-  std::span<AVFrame* const> next_canvases(std::string& /*error*/) override { return canvases_; }
+  Canvases next_canvases(std::string& error) override { return canvases_->take(error); }
 
-  bool write_canvases(std::int64_t index, std::string& error) override {
-    return writer_->write_eye_pair(*left_, *right_, index, error);
+  bool write_canvases(Canvases canvases, FrameRun run, std::string& error) override {
+    for (std::int64_t index = run.first; index < run.first + run.count; ++index)
+      if (!writer_->write_eye_pair(*canvases[0], *canvases[1], index, error)) return false;
+    canvases_->give_back(std::move(canvases));
+    return true;
   }
 
   [[nodiscard]] bool accepts_audio() const override { return writer_->has_audio(); }
@@ -48,9 +47,7 @@ class SpatialMovie final : public MovieSink {
 
  private:
   std::unique_ptr<SpatialVideoWriter> writer_;
-  FramePtr left_;
-  FramePtr right_;
-  std::array<AVFrame*, 2> canvases_;
+  std::unique_ptr<CanvasPool> canvases_;
 };
 
 class SpatialOutput final : public MovieOutput {
@@ -83,12 +80,11 @@ class SpatialOutput final : public MovieOutput {
 
   std::unique_ptr<MovieSink> open_movie(const MovieInputs& inputs, std::string& error) override {
     if (!check_sound(inputs.audio, error)) return nullptr;
-    FramePtr left = make_canvas();
-    FramePtr right = make_canvas();
-    if (!left || !right) {
-      error = "could not allocate the encoder frame";
-      return nullptr;
-    }
+    auto canvases = CanvasPool::create({.count = layouts().size(),
+                                        .format = semi_planar_format(plan_.picture.depth),
+                                        .size = plan_.picture.eye_box},
+                                       error);
+    if (!canvases) return nullptr;
     auto config = spatial_writer_config(plan_, inputs.audio, error);
     if (!config || !check_geometry(*config, error)) return nullptr;
     config->output_path = inputs.output.file();
@@ -99,17 +95,13 @@ class SpatialOutput final : public MovieOutput {
     if (!encoder) return nullptr;
     auto writer = SpatialVideoWriter::create(*config, std::move(encoder), error);
     if (!writer) return nullptr;
-    return std::make_unique<SpatialMovie>(std::move(writer), std::move(left), std::move(right));
+    return std::make_unique<SpatialMovie>(std::move(writer), std::move(canvases));
   }
 
  private:
   [[nodiscard]] static bool check_sound(const AVStream* audio, std::string& error) {
     return audio == nullptr || can_copy_sound("mov", *audio) ||
            fail(error, sound_failure_text(*audio, "a spatial movie", /*other_extension=*/""));
-  }
-
-  [[nodiscard]] FramePtr make_canvas() const {
-    return allocate_video_frame(semi_planar_format(plan_.picture.depth), plan_.picture.eye_box);
   }
 
   ConversionPlan plan_;

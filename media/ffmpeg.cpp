@@ -34,16 +34,16 @@ std::string media_url(const std::filesystem::path& path) {
   return "file:" + platform::path_to_utf8(path);
 }
 
-int allocate_frame_buffers(AVFrame& frame, AVPixelFormat format, Size size) {
+int allocate_frame_buffers(AVFrame& frame, AVPixelFormat format, Size size, RowLayout rows) {
   frame.format = format;
   frame.width = size.width;
   frame.height = size.height;
-  return av_frame_get_buffer(&frame, row_alignment_bytes);
+  return av_frame_get_buffer(&frame, rows == RowLayout::aligned ? row_alignment_bytes : 1);
 }
 
-FramePtr allocate_video_frame(AVPixelFormat format, Size size) {
+FramePtr allocate_video_frame(AVPixelFormat format, Size size, RowLayout rows) {
   FramePtr frame(av_frame_alloc());
-  if (!frame || allocate_frame_buffers(*frame, format, size) < 0) return nullptr;
+  if (!frame || allocate_frame_buffers(*frame, format, size, rows) < 0) return nullptr;
   return frame;
 }
 

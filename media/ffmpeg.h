@@ -88,11 +88,16 @@ std::string with_library_error(std::string_view message, int code);
 /// its first word ("a:b.mp4").
 std::string media_url(const std::filesystem::path& path);
 
-/// Gives an empty frame buffers of the given format and size, rows aligned to 32 bytes for the kernels; a
-/// negative result is FFmpeg's error code.
-[[nodiscard]] int allocate_frame_buffers(AVFrame& frame, AVPixelFormat format, Size size);
+/// Whether rows begin at multiples of 32 bytes, for the kernels, or directly behind each other, so that a
+/// plane is one piece of memory.
+enum class RowLayout { aligned, gapless };
+
+/// Gives an empty frame buffers of the given format and size; a negative result is FFmpeg's error code.
+[[nodiscard]] int allocate_frame_buffers(AVFrame& frame, AVPixelFormat format, Size size,
+                                         RowLayout rows = RowLayout::aligned);
 
 /// A new frame with such buffers; null when memory is short or the size is out of range.
-[[nodiscard]] FramePtr allocate_video_frame(AVPixelFormat format, Size size);
+[[nodiscard]] FramePtr allocate_video_frame(AVPixelFormat format, Size size,
+                                            RowLayout rows = RowLayout::aligned);
 
 }  // namespace veyrin

@@ -72,8 +72,8 @@ struct CpuYuvProcessor::State {
                                     const YuvFormat& to) const;
   [[nodiscard]] PlanePass chroma_pass(const AVFrame* const (&eyes)[2], const YuvFormat& from, AVFrame& output,
                                       const YuvFormat& to) const;
-  void run(const PlanePass& pass) {
-    pool.run(pass.layout.rows, [&pass](std::int32_t row) { pass.write_row(row); });
+  void start(const PlanePass& pass) {
+    pool.start(pass.layout.rows, [pass](std::int32_t row) { pass.write_row(row); });
   }
 
   Size source;
@@ -129,6 +129,13 @@ std::unique_ptr<CpuYuvProcessor> CpuYuvProcessor::create(const RectificationMaps
 
 bool CpuYuvProcessor::process(const AVFrame* left, const AVFrame* right, AVFrame* output,
                               std::string& error) const {
+  if (!start(left, right, output, error)) return false;
+  wait();
+  return true;
+}
+
+bool CpuYuvProcessor::start(const AVFrame* left, const AVFrame* right, AVFrame* output,
+                            std::string& error) const {
   const auto readable = [this](const AVFrame* frame) {
     return frame != nullptr && Size{frame->width, frame->height} == state_->source &&
            describe_yuv_format(frame->format).has_value();
@@ -143,10 +150,14 @@ bool CpuYuvProcessor::process(const AVFrame* left, const AVFrame* right, AVFrame
     return fail(error, "could not make the CPU YUV encoder frame writable");
 
   const AVFrame* const eyes[2] = {left, right};
-  state_->run(state_->luma_pass(eyes, from, *output, to));
-  state_->run(state_->chroma_pass(eyes, from, *output, to));
   output->chroma_location = left->chroma_location;
+  state_->start(state_->luma_pass(eyes, from, *output, to));
+  state_->start(state_->chroma_pass(eyes, from, *output, to));
   return true;
+}
+
+void CpuYuvProcessor::wait() const {
+  state_->pool.wait();
 }
 
 }  // namespace veyrin

@@ -34,6 +34,11 @@ class CpuYuvProcessor final : public YuvProcessor {
   [[nodiscard]] bool process(const AVFrame* left, const AVFrame* right, AVFrame* output,
                              std::string& error) const override;
 
+  /// Leaves the rows to the workers. Further pairs may be started before `wait`, into other outputs.
+  [[nodiscard]] bool start(const AVFrame* left, const AVFrame* right, AVFrame* output,
+                           std::string& error) const override;
+  void wait() const override;
+
  private:
   struct State;
   explicit CpuYuvProcessor(std::unique_ptr<State> state);

@@ -46,6 +46,17 @@ class YuvProcessor {
   /// not fit the processor. One call at a time.
   [[nodiscard]] virtual bool process(const AVFrame* left, const AVFrame* right, AVFrame* output,
                                      std::string& error) const = 0;
+
+  /// Begins the same and may return before it is done: the three frames must live, and nobody else may touch
+  /// the output, until `wait` has returned. On failure nothing has begun. Processors that have no threads of
+  /// their own do all of it here.
+  [[nodiscard]] virtual bool start(const AVFrame* left, const AVFrame* right, AVFrame* output,
+                                   std::string& error) const {
+    return process(left, right, output, error);
+  }
+
+  /// Returns when all that was started is written.
+  virtual void wait() const {}
 };
 
 /// The processor for frames that stay on the GPU from the decoder to the encoder, where the system has one.

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -42,9 +43,15 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  /// Writes all bytes into the child's input, waiting while the pipe (1 MiB where the system grants it) is
-  /// full. False when the child no longer reads or its input is closed; never a signal.
-  [[nodiscard]] bool write(const void* data, std::size_t size);
+  /// Writes all bytes of all pieces, in order, into the child's input, waiting while the pipe (1 MiB where
+  /// the system grants it) is full. False when the child no longer reads or its input is closed; never a
+  /// signal.
+  [[nodiscard]] bool write(std::span<const std::span<const std::byte>> pieces);
+  /// The same for one piece.
+  [[nodiscard]] bool write(const void* data, std::size_t size) {
+    const std::span piece(static_cast<const std::byte*>(data), size);
+    return write({&piece, 1});
+  }
 
   /// Ends the child's input.
   void close_input();

@@ -1,6 +1,8 @@
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <fstream>
+#include <span>
 #include <thread>
 
 #include "common/platform/child_process.h"
@@ -71,7 +73,9 @@ TEST_F(ChildProcessTest, PipeCarriesEveryByteUntilItIsClosed) {
   ASSERT_TRUE(child) << failure_.system_error;
   EXPECT_TRUE(child->write(bytes.data(), 1000001));
   EXPECT_TRUE(child->write(bytes.data(), 0));
-  EXPECT_TRUE(child->write(bytes.data() + 1000001, bytes.size() - 1000001));
+  const auto rest = std::as_bytes(std::span(bytes)).subspan(1000001);
+  const std::array pieces{rest.first(1500000), rest.first(0), rest.subspan(1500000)};
+  EXPECT_TRUE(child->write(pieces));
   child->close_input();
   EXPECT_EQ(child->wait(), 0);
   EXPECT_TRUE(written("copy") == bytes);

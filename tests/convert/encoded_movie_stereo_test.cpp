@@ -50,12 +50,13 @@ void write_movie(const std::filesystem::path& file, const Format& format, const 
   const auto movie = create_encoded_movie(std::move(request), error);
   ASSERT_NE(movie, nullptr) << error;
   for (int i = 0; i < 3; ++i) {
-    AVFrame* canvas = movie->next_canvases(error).front();
+    Canvases canvases = movie->next_canvases(error);
+    AVFrame* canvas = canvases.front().get();
     for (int plane = 0; plane < AV_NUM_DATA_POINTERS && canvas->data[plane] != nullptr; ++plane) {
       const int rows = plane == 0 ? canvas->height : canvas->height / 2;
       std::memset(canvas->data[plane], i, static_cast<std::size_t>(canvas->linesize[plane]) * rows);
     }
-    ASSERT_TRUE(movie->write_canvases(i, error)) << error;
+    ASSERT_TRUE(movie->write_canvases(std::move(canvases), {.first = i}, error)) << error;
   }
   ASSERT_TRUE(movie->finish(error)) << error;
 }

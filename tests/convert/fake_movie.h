@@ -2,8 +2,8 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,28 +17,28 @@ namespace veyrin::test {
 /// Its canvases are empty frames; processors mark them through `pts`.
 class FakeMovie final : public MovieSink {
  public:
-  explicit FakeMovie(std::size_t canvas_count = 1) {
-    for (std::size_t i = 0; i < canvas_count; ++i) {
-      owned_.emplace_back(av_frame_alloc());
-      canvases_.push_back(owned_.back().get());
-    }
-  }
+  explicit FakeMovie(std::size_t canvas_count = 1) : canvas_count_(canvas_count) {}
 
-  std::span<AVFrame* const> next_canvases(std::string& error) override {
+  Canvases next_canvases(std::string& error) override {
     ++asked_for_canvases;
     if (!canvas_failure.empty()) {
       error = canvas_failure;
       return {};
     }
-    return canvases_;
+    Canvases canvases;
+    while (canvases.size() < canvas_count_) canvases.emplace_back(av_frame_alloc());
+    return canvases;
   }
 
-  bool write_canvases(std::int64_t index, std::string& error) override {
-    if (indices.size() == fail_at) return fail(error, "could not write");
-    indices.push_back(index);
+  bool write_canvases(Canvases canvases, FrameRun run, std::string& error) override {
+    if (on_write) on_write();
     std::vector<std::int64_t> marks;
-    for (const AVFrame* canvas : canvases_) marks.push_back(canvas->pts);
-    pictures.push_back(marks);
+    for (const FramePtr& canvas : canvases) marks.push_back(canvas->pts);
+    for (std::int64_t index = run.first; index < run.first + run.count; ++index) {
+      if (indices.size() == fail_at) return fail(error, "could not write");
+      indices.push_back(index);
+      pictures.push_back(marks);
+    }
     return true;
   }
 
@@ -51,6 +51,7 @@ class FakeMovie final : public MovieSink {
   std::string canvas_failure;
   std::size_t fail_at = SIZE_MAX;
   bool from_container_start = false;
+  std::function<void()> on_write;  ///< called first
 
   // What it was asked.
   int asked_for_canvases = 0;
@@ -58,8 +59,7 @@ class FakeMovie final : public MovieSink {
   std::vector<std::vector<std::int64_t>> pictures;  ///< per output frame, the mark of each canvas
 
  private:
-  std::vector<FramePtr> owned_;
-  std::vector<AVFrame*> canvases_;
+  std::size_t canvas_count_;
 };
 
 /// Marks the canvas with `factor` times the left frame's pts plus the right frame's.

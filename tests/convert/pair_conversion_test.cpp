@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/console.h"
@@ -35,14 +36,13 @@ std::vector<int> written_pairs(const TimingPlan& timing, const std::vector<doubl
   processors.push_back(std::make_unique<MarkingProcessor>(/*factor=*/0));
   Progress progress(timing.span_seconds);
   PairConversion pairs(timing, processors, movie, progress);
-  DecodedFrame left = marked_frame(0, 0.0);
-  DecodedFrame right = marked_frame(0, 0.0);
   std::string error;
   for (std::size_t pair = 0; pair < times.size() && !pairs.finished(); ++pair) {
-    left.time_seconds = right.time_seconds = times[pair];
-    right.frame->pts = static_cast<std::int64_t>(pair);
-    EXPECT_TRUE(pairs.convert(left, right, error)) << error;
+    EXPECT_TRUE(pairs.convert(marked_frame(0, times[pair]),
+                              marked_frame(static_cast<std::int64_t>(pair), times[pair]), error))
+        << error;
   }
+  EXPECT_TRUE(pairs.finish(error)) << error;
   std::vector<int> written;
   for (std::size_t frame = 0; frame < movie.indices.size(); ++frame) {
     EXPECT_EQ(movie.indices[frame], static_cast<std::int64_t>(frame)) << "indices rise by one";
@@ -151,11 +151,11 @@ class OnePair : public testing::Test {
  protected:
   OnePair() { processors_.push_back(std::make_unique<MarkingProcessor>()); }
 
-  bool convert(const TimingPlan& timing, const DecodedFrame& left, const DecodedFrame& right) {
+  bool convert(const TimingPlan& timing, DecodedFrame left, DecodedFrame right) {
     capture_output();
     Progress progress(timing.span_seconds);
     PairConversion pairs(timing, processors_, movie_, progress);
-    const bool converted = pairs.convert(left, right, error_);
+    const bool converted = pairs.convert(std::move(left), std::move(right), error_) && pairs.finish(error_);
     finished_ = pairs.finished();
     printed_ = captured_output();
     return converted;
@@ -252,6 +252,94 @@ TEST_F(OnePair, FailuresOfMovieAndProcessorAreItsOwn) {
   EXPECT_THAT(movie_.indices, IsEmpty());
 }
 
+/// Notes what it is told to do and leaves its pictures unfinished until it is waited for.
+class PatientProcessor final : public YuvProcessor {
+ public:
+  explicit PatientProcessor(std::vector<std::string>& events) : events_(events) {}
+
+  bool process(const AVFrame*, const AVFrame*, AVFrame*, std::string& error) const override {
+    return fail(error, "was not asked to start");
+  }
+
+  bool start(const AVFrame* left, const AVFrame* right, AVFrame* output, std::string& error) const override {
+    if (left->pts < 0) return fail(error, "cannot start");
+    events_.push_back("start " + std::to_string(left->pts));
+    left_ = left;
+    right_ = right;
+    output_ = output;
+    return true;
+  }
+
+  void wait() const override {
+    if (left_ == nullptr) return;
+    events_.push_back("ready " + std::to_string(left_->pts));
+    output_->pts = left_->pts + right_->pts;  // the frames are still there
+    left_ = nullptr;
+  }
+
+ private:
+  std::vector<std::string>& events_;
+  mutable const AVFrame* left_ = nullptr;
+  mutable const AVFrame* right_ = nullptr;
+  mutable AVFrame* output_ = nullptr;
+};
+
+class PairAfterPair : public testing::Test {
+ protected:
+  PairAfterPair() {
+    processors_.push_back(std::make_unique<PatientProcessor>(events_));
+    movie_.on_write = [this] { events_.push_back("write"); };
+  }
+
+  bool convert(std::int64_t mark, double seconds) {
+    return pairs_.convert(marked_frame(mark, seconds), marked_frame(100, seconds), error_);
+  }
+
+  std::vector<std::string> events_;
+  FakeMovie movie_;
+  Processors processors_;
+  Progress progress_{100.0};
+  PairConversion pairs_{timing_of({10, 1}, {10, 1}), processors_, movie_, progress_};
+  std::string error_;
+};
+
+TEST_F(PairAfterPair, IsRectifiedWhileTheOneBeforeIsWritten) {
+  const ConsoleSilence silence;
+  ASSERT_TRUE(convert(1, 0.0) && convert(2, 0.1) && convert(3, 0.2) && pairs_.finish(error_)) << error_;
+  EXPECT_THAT(events_, ElementsAre("start 1", "ready 1", "start 2", "write", "ready 2", "start 3", "write",
+                                   "ready 3", "write"));
+  EXPECT_THAT(movie_.pictures, ElementsAre(ElementsAre(101), ElementsAre(102), ElementsAre(103)));
+}
+
+TEST_F(PairAfterPair, HasItsLinesBelowTheProgressOfTheOneBefore) {
+  capture_output();
+  ASSERT_TRUE(convert(1, 0.0) && convert(2, 70.0) && pairs_.finish(error_)) << error_;
+  EXPECT_EQ(captured_output(),
+            "  progress_percent: 0\n"
+            "  picture_gap: 69.900000 s without a picture before 70.000000 s, filled with the next one\n"
+            "  progress_percent: 70\n");
+}
+
+TEST_F(PairAfterPair, LosesNothingOfTheOneBeforeWhenItFails) {
+  const ConsoleSilence silence;
+  ASSERT_TRUE(convert(1, 0.0)) << error_;
+  EXPECT_FALSE(convert(-1, 0.1));
+  EXPECT_EQ(error_, "cannot start");
+  EXPECT_TRUE(pairs_.finish(error_));
+  EXPECT_THAT(movie_.pictures, ElementsAre(ElementsAre(101)));
+}
+
+TEST_F(PairAfterPair, IsGivenUpWhenTheOneBeforeCannotBeWritten) {
+  const ConsoleSilence silence;
+  movie_.fail_at = 0;
+  ASSERT_TRUE(convert(1, 0.0)) << error_;
+  EXPECT_FALSE(convert(2, 0.1));
+  EXPECT_EQ(error_, "could not write");
+  movie_.fail_at = SIZE_MAX;
+  EXPECT_TRUE(pairs_.finish(error_));
+  EXPECT_THAT(movie_.indices, IsEmpty()) << "no movie goes on behind a hole";
+}
+
 TEST(PairConversion, GivesEachCanvasToItsOwnProcessor) {
   const ConsoleSilence silence;
   FakeMovie movie(/*canvas_count=*/2);
@@ -262,6 +350,7 @@ TEST(PairConversion, GivesEachCanvasToItsOwnProcessor) {
   PairConversion pairs(timing_of({10, 1}, {10, 1}), processors, movie, progress);
   std::string error;
   ASSERT_TRUE(pairs.convert(marked_frame(3, 0.0), marked_frame(4, 0.0), error)) << error;
+  ASSERT_TRUE(pairs.finish(error)) << error;
   EXPECT_THAT(movie.pictures, ElementsAre(ElementsAre(34, 304)));
 }
 

@@ -51,6 +51,7 @@ Printed convert_pairs(const TimingPlan& timing, const std::vector<FrameTimes>& t
     EXPECT_TRUE(pairs.convert(timed_frame(mark, times[i].left), timed_frame(mark, times[i].right), error))
         << error;
   }
+  EXPECT_TRUE(pairs.finish(error)) << error;
   pairs.report_pairs_out_of_step();
   Printed printed;
   std::istringstream output(captured_output());

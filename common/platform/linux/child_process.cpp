@@ -209,19 +209,19 @@ ChildProcess::~ChildProcess() {
   terminate();
 }
 
-bool ChildProcess::write(const void* data, std::size_t size) {
+bool ChildProcess::write(std::span<const std::span<const std::byte>> pieces) {
   if (!state_->input.valid()) return false;
   const BrokenPipeGuard guard;
-  const auto* bytes = static_cast<const std::byte*>(data);
-  while (size > 0) {
-    const ssize_t written = ::write(state_->input.get(), bytes, size);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) {
-      guard.discard_signal();
-      return false;
+  for (std::span<const std::byte> rest : pieces) {
+    while (!rest.empty()) {
+      const ssize_t written = ::write(state_->input.get(), rest.data(), rest.size());
+      if (written < 0 && errno == EINTR) continue;
+      if (written <= 0) {
+        guard.discard_signal();
+        return false;
+      }
+      rest = rest.subspan(static_cast<std::size_t>(written));
     }
-    bytes += written;
-    size -= static_cast<std::size_t>(written);
   }
   return true;
 }

@@ -173,16 +173,17 @@ ChildProcess::~ChildProcess() {
   terminate();
 }
 
-bool ChildProcess::write(const void* data, std::size_t size) {
+bool ChildProcess::write(std::span<const std::span<const std::byte>> pieces) {
   if (!state_->input.valid()) return false;
   constexpr std::size_t largest_write = std::size_t{1} << 30U;
-  const auto* bytes = static_cast<const std::byte*>(data);
-  while (size > 0) {
-    DWORD written = 0;
-    const auto wanted = static_cast<DWORD>(std::min(size, largest_write));
-    if (WriteFile(state_->input.get(), bytes, wanted, &written, nullptr) == 0 || written == 0) return false;
-    bytes += written;
-    size -= written;
+  for (std::span<const std::byte> rest : pieces) {
+    while (!rest.empty()) {
+      DWORD written = 0;
+      const auto wanted = static_cast<DWORD>(std::min(rest.size(), largest_write));
+      if (WriteFile(state_->input.get(), rest.data(), wanted, &written, nullptr) == 0 || written == 0)
+        return false;
+      rest = rest.subspan(written);
+    }
   }
   return true;
 }
