@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "bench/harness.h"
@@ -57,17 +58,21 @@ FramePtr make_source(const Depth& depth, std::int32_t size) {
 }
 
 /// Built once per size: that takes longer than many frames.
-const RectificationMaps& maps_of(std::int32_t size) {
-  static std::map<std::int32_t, RectificationMaps> built;
-  const auto [entry, is_new] = built.try_emplace(size);
-  if (is_new) entry->second = fisheye_maps(size);
-  return entry->second;
+std::shared_ptr<const RemapTables> tables_of(std::int32_t size) {
+  static std::map<std::int32_t, std::shared_ptr<const RemapTables>> built;
+  std::shared_ptr<const RemapTables>& tables = built[size];
+  if (tables == nullptr) {
+    CpuWorkerPool pool;
+    tables = build_remap_tables(fisheye_maps(size), {size, size}, {true, true}, pool);
+  }
+  return tables;
 }
 
 void run(benchmark::State& state, const Depth& depth, std::int32_t size, std::int32_t workers) {
   std::string error;
-  const auto processor = CpuYuvProcessor::create(
-      maps_of(size), {{size, size}, {size, size}, OutputLayout::full_sbs}, error, {.worker_count = workers});
+  const auto processor =
+      CpuYuvProcessor::create(tables_of(size), {{size, size}, {size, size}, OutputLayout::full_sbs},
+                              std::make_shared<CpuWorkerPool>(workers), error);
   if (processor == nullptr) give_up(error);
   const FramePtr left = make_source(depth, size);
   const FramePtr right = make_source(depth, size);

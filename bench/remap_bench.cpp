@@ -11,6 +11,7 @@
 #include "bench/harness.h"
 #include "processing/kernels.h"
 #include "processing/plane_pass.h"
+#include "processing/remap_tables.h"
 
 namespace veyrin::bench {
 namespace {
@@ -64,12 +65,13 @@ void run_ours(benchmark::State& state, const Depth& depth, KernelChoice choice) 
   const ProcessorGeometry geometry{size, size, OutputLayout::mono_left};
   const PlaneLayout layout = luma_layout(geometry, size);
   const LanczosWeights weights = make_lanczos_weights();
-  const PlaneRemapTable table = PlaneRemapTable::for_luma(maps().left, size);
+  CpuWorkerPool pool;
+  const auto tables = build_remap_tables(maps(), size, {true, false}, pool);
   const cv::Mat source = source_picture(depth);
   cv::Mat output(eye_size, eye_size, depth.opencv_type);
 
   PlanePass pass{.tools = {choose_kernels(choice), weights}, .layout = layout};
-  pass.eyes[0] = {&table,
+  pass.eyes[0] = {&tables->luma[0],
                   {PlaneView{source.data, static_cast<std::ptrdiff_t>(source.step), size, depth.storage}}};
   pass.canvas = {{output.data}, {static_cast<std::ptrdiff_t>(output.step)}};
   pass.bytes_per_code = static_cast<std::int32_t>(output.elemSize());
@@ -84,9 +86,10 @@ void run_ours(benchmark::State& state, const Depth& depth, KernelChoice choice) 
 
 void run_opencv(benchmark::State& state, const Depth& depth, int interpolation) {
   cv::setNumThreads(1);
-  const EyeMap& map = maps().left;
-  const cv::Mat map_x(eye_size, eye_size, CV_32FC1, const_cast<float*>(map.map_x.data()));
-  const cv::Mat map_y(eye_size, eye_size, CV_32FC1, const_cast<float*>(map.map_y.data()));
+  cv::Mat map_x(eye_size, eye_size, CV_32FC1);
+  cv::Mat map_y(eye_size, eye_size, CV_32FC1);
+  for (std::int32_t row = 0; row < eye_size; ++row)
+    maps().left.read(row, 0, eye_size, map_x.ptr<float>(row), map_y.ptr<float>(row));
   // Its fixed-point form, which remap would otherwise make anew in every call.
   cv::Mat positions;
   cv::Mat phases;

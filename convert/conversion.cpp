@@ -15,7 +15,10 @@
 #include "convert/packet_conversion.h"
 #include "convert/pair_conversion.h"
 #include "decode/stereo_decoder.h"
+#include "processing/canvas_layout.h"
+#include "processing/cpu_worker_pool.h"
 #include "processing/cpu_yuv_processor.h"
+#include "processing/remap_tables.h"
 #include "rectification/rectification_maps.h"
 
 namespace veyrin {
@@ -38,7 +41,7 @@ class Conversion {
   /// The whole road; each step is one function, in order.
   [[nodiscard]] bool run() {
     if (!open_input() || !open_decoders() || !plan_conversion()) return false;
-    if (!build_maps() || !check_output_path() || !claim_output() || !output_->choose_encoder(error_) ||
+    if (!build_tables() || !check_output_path() || !claim_output() || !output_->choose_encoder(error_) ||
         !choose_processors()) {
       return false;
     }
@@ -77,18 +80,34 @@ class Conversion {
     return true;
   }
 
-  [[nodiscard]] bool build_maps() {
+  [[nodiscard]] bool build_tables() {
+    RectificationMaps maps;
+    const bool bypassed = platform::environment_switch("VEYRIN_SKIP_RECTIFICATION");
+    if (!(bypassed ? bypass_rectification(maps)
+                   : build_rectification_maps(metadata_.raw_calibration, plan_->picture.eye, maps, error_)))
+      return false;
+    pool_ = std::make_shared<CpuWorkerPool>();
+    tables_ = build_remap_tables(maps, decoder_->left().size(), eyes_with_tables(), *pool_);
+    if (!bypassed) report_valid_shares(tables_->valid_fractions[0], tables_->valid_fractions[1]);
+    return true;
+  }
+
+  [[nodiscard]] bool bypass_rectification(RectificationMaps& maps) {
     const Size eye = plan_->picture.eye;
-    if (!platform::environment_switch("VEYRIN_SKIP_RECTIFICATION"))
-      return build_rectification_maps(metadata_.raw_calibration, eye, maps_, error_);
     if (eye != decoder_->left().size() || eye != decoder_->right().size()) {
       return fail(
           error_,
           "diagnostic rectification bypass requires output dimensions to match both source video tracks");
     }
-    maps_ = identity_maps(eye);
+    maps = identity_maps(eye);
     console_line("  rectification: bypassed for color diagnostics");
     return true;
+  }
+
+  // A processor on the decoders' device would take both eyes' tables, whatever it shows.
+  [[nodiscard]] ShownEyes eyes_with_tables() const {
+    if (decoder_->left().hardware_device() != nullptr) return {true, true};
+    return shown_eyes(output_->layouts());
   }
 
   [[nodiscard]] bool check_output_path() {
@@ -109,15 +128,18 @@ class Conversion {
   [[nodiscard]] bool choose_processors() {
     if (plan_->picture.depth != decoder_->right().bit_depth())
       return fail(error_, "left/right decoder bit depths differ");
-    if (!use_gpu_processor() && !make_cpu_processors()) return false;
-    // The tables hold all that frames need; the maps are the largest buffers of a conversion.
-    maps_ = {};
-    return true;
+    if (use_gpu_processor()) {
+      // The device has them.
+      tables_.reset();
+      pool_.reset();
+      return true;
+    }
+    return make_cpu_processors();
   }
 
   [[nodiscard]] bool use_gpu_processor() {
     const ProcessorGeometry geometry = geometry_of(output_->layouts().front());
-    auto processor = output_->use_gpu({maps_, geometry, decoder_->left().hardware_device()});
+    auto processor = output_->use_gpu({*tables_, geometry, decoder_->left().hardware_device()});
     if (!processor) return false;
     decoder_->keep_frames_on_gpu();
     processors_.push_back(std::move(processor));
@@ -127,7 +149,7 @@ class Conversion {
   [[nodiscard]] bool make_cpu_processors() {
     for (const OutputLayout layout : output_->layouts()) {
       std::string reason;
-      auto processor = CpuYuvProcessor::create(maps_, geometry_of(layout), reason);
+      auto processor = CpuYuvProcessor::create(tables_, geometry_of(layout), pool_, reason);
       if (!processor) return fail(error_, "CPU YUV pipeline unavailable: " + reason);
       processors_.push_back(std::move(processor));
     }
@@ -155,6 +177,8 @@ class Conversion {
   [[nodiscard]] bool finish_movie() {
     // Completing a file takes memory for its index; what reading needed makes room for it.
     processors_.clear();
+    tables_.reset();
+    pool_.reset();
     decoder_.reset();
     input_->context.reset();
     if (!movie_->finish(error_)) return false;
@@ -172,7 +196,8 @@ class Conversion {
   std::optional<const ConversionPlan> plan_;
   std::unique_ptr<OutputClaim> claim_;
   std::unique_ptr<MovieOutput> output_;
-  RectificationMaps maps_;
+  std::shared_ptr<CpuWorkerPool> pool_;
+  std::shared_ptr<const RemapTables> tables_;
   Processors processors_;
   std::unique_ptr<MovieSink> movie_;
   std::optional<Progress> progress_;

@@ -22,7 +22,7 @@ namespace {
     error = "H.264 output is 8-bit";
     return nullptr;
   }
-  return calls.create_processor(device, job.maps, job.geometry, job.encoder.depth, error);
+  return calls.create_processor(device, job.tables, job.geometry, job.encoder.depth, error);
 }
 
 // The encoder that takes memory frames stays open until the one on surfaces is.

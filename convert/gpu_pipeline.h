@@ -6,8 +6,8 @@
 #include <string>
 
 #include "convert/encoder_selection.h"
+#include "processing/remap_tables.h"
 #include "processing/yuv_processor.h"
-#include "rectification/rectification_maps.h"
 
 namespace veyrin {
 
@@ -24,7 +24,7 @@ const GpuPipelineCalls& system_gpu_pipeline_calls();
 /// What is converted, as for the CPU processor.
 struct GpuPipelineJob {
   const EncoderRequest& encoder;
-  const RectificationMaps& maps;
+  const RemapTables& tables;
   ProcessorGeometry geometry;
 };
 

@@ -12,8 +12,8 @@
 #include "convert/canvas_pool.h"
 #include "convert/conversion_plan.h"
 #include "media/ffmpeg.h"
+#include "processing/remap_tables.h"
 #include "processing/yuv_processor.h"
-#include "rectification/rectification_maps.h"
 
 namespace veyrin {
 
@@ -52,7 +52,7 @@ class MovieSink {
 
 /// What a GPU processor is made from. All borrowed for the call.
 struct GpuProcessorInputs {
-  const RectificationMaps& maps;
+  const RemapTables& tables;  ///< of both eyes
   const ProcessorGeometry& geometry;
   AVBufferRef* device;  ///< of the decoders; null when they decode in software
 };

@@ -37,7 +37,7 @@ class SbsMonoOutput final : public MovieOutput {
   std::unique_ptr<YuvProcessor> use_gpu(const GpuProcessorInputs& inputs) override {
     auto* in_process = std::get_if<InProcessEncoder>(&*encoder_);
     if (in_process == nullptr) return nullptr;
-    return use_gpu_pipeline({encoder_request_, inputs.maps, inputs.geometry}, inputs.device, *in_process);
+    return use_gpu_pipeline({encoder_request_, inputs.tables, inputs.geometry}, inputs.device, *in_process);
   }
 
   void report_encoder() const override {

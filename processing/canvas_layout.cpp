@@ -52,18 +52,20 @@ PlaneLayout plane_layout(const ProcessorGeometry& geometry, Size rectified, Plan
   return layout;
 }
 
-bool map_is_filled(const EyeMap& map) {
-  if (map.size.width <= 0 || map.size.height <= 0) return false;
-  const std::size_t entries =
-      static_cast<std::size_t>(map.size.width) * static_cast<std::size_t>(map.size.height);
-  return map.map_x.size() == entries && map.map_y.size() == entries;
-}
-
 bool is_even(Size size) {
   return size.width % 2 == 0 && size.height % 2 == 0;
 }
 
 }  // namespace
+
+ShownEyes shown_eyes(std::span<const OutputLayout> layouts) {
+  ShownEyes shown{};
+  for (const OutputLayout layout : layouts) {
+    shown[static_cast<std::size_t>(Eye::left)] |= layout != OutputLayout::mono_right;
+    shown[static_cast<std::size_t>(Eye::right)] |= layout != OutputLayout::mono_left;
+  }
+  return shown;
+}
 
 std::int32_t even_pad(std::int32_t box, std::int32_t image) {
   return (box - image) / 2 / 2 * 2;
@@ -77,10 +79,10 @@ PlaneLayout chroma_layout(const ProcessorGeometry& geometry, Size rectified) {
   return plane_layout(geometry, rectified, {.divisor = 2});
 }
 
-bool check_sizes(const RectificationMaps& maps, const ProcessorGeometry& geometry,
+bool check_sizes(const std::array<Size, 2>& maps, const ProcessorGeometry& geometry,
                  const SizeMessages& messages, std::string& error) {
-  const Size rectified = maps.left.size;
-  if (!map_is_filled(maps.left) || !map_is_filled(maps.right) || rectified != maps.right.size)
+  const Size rectified = maps.front();
+  if (rectified.width <= 0 || rectified.height <= 0 || maps.back() != rectified)
     return fail(error, messages.invalid_maps);
   if (!is_even(rectified) || !is_even(canvas_size(geometry.layout, geometry.eye_box)) ||
       !is_even(geometry.source) || !is_even(geometry.eye_box))

@@ -1,17 +1,24 @@
 // Where the rectified eyes land on the canvas, plane by plane, and which sizes a processor takes.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "media/video_types.h"
 #include "processing/yuv_processor.h"
-#include "rectification/rectification_maps.h"
 
 namespace veyrin {
 
 enum class Eye : std::int32_t { left = 0, right = 1 };
+
+/// Which eyes a movie shows; by Eye.
+using ShownEyes = std::array<bool, 2>;
+
+/// The eyes on the canvases of these layouts.
+ShownEyes shown_eyes(std::span<const OutputLayout> layouts);
 
 /// The canvas columns of one eye in one plane.
 struct EyeRegion {
@@ -39,14 +46,14 @@ PlaneLayout chroma_layout(const ProcessorGeometry& geometry, Size rectified);
 
 /// What a processor says of maps and sizes that do not fit together.
 struct SizeMessages {
-  const char* invalid_maps;  ///< an eye's map is empty, incomplete or unlike the other eye's
+  const char* invalid_maps;  ///< an eye's map is empty or unlike the other eye's
   const char* odd_size;
   const char* canvas_too_small;  ///< the eye box does not hold the rectified image
 };
 
-/// Tested before a processor builds its tables; false with the message of the first problem in `error`, in
-/// the order of the record.
-[[nodiscard]] bool check_sizes(const RectificationMaps& maps, const ProcessorGeometry& geometry,
+/// Tested before a processor is made for maps of these luma sizes, by Eye; false with the message of the
+/// first problem in `error`, in the order of the record.
+[[nodiscard]] bool check_sizes(const std::array<Size, 2>& maps, const ProcessorGeometry& geometry,
                                const SizeMessages& messages, std::string& error);
 
 }  // namespace veyrin

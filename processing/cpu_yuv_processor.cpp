@@ -6,7 +6,6 @@
 #include "common/error_text.h"
 #include "media/video_types.h"
 #include "processing/canvas_layout.h"
-#include "processing/cpu_worker_pool.h"
 #include "processing/kernels.h"
 #include "processing/plane_pass.h"
 
@@ -40,58 +39,42 @@ PlaneView plane_view(const AVFrame& frame, int plane, Size size, SampleStorage s
   return {frame.data[plane], frame.linesize[plane], size, storage};
 }
 
-/// A table for each eye that the layout shows; the other one's stays empty.
-template <typename MakeTable>
-std::array<PlaneRemapTable, 2> tables_of_shown_eyes(const PlaneLayout& layout, const RectificationMaps& maps,
-                                                    const MakeTable& make_table) {
-  std::array<PlaneRemapTable, 2> tables;
-  for (const EyeRegion& region : layout.eyes) {
-    tables[static_cast<std::size_t>(region.eye)] =
-        make_table(region.eye == Eye::left ? maps.left : maps.right);
-  }
-  return tables;
-}
-
 }  // namespace
 
 struct CpuYuvProcessor::State {
-  State(const RectificationMaps& maps, const ProcessorGeometry& given, const ProcessorTuning& tuning)
-      : source(given.source),
-        canvas(canvas_size(given.layout, given.eye_box)),
-        luma(luma_layout(given, maps.left.size)),
-        chroma(chroma_layout(given, maps.left.size)),
-        luma_tables(tables_of_shown_eyes(
-            luma, maps, [this](const EyeMap& map) { return PlaneRemapTable::for_luma(map, source); })),
-        chroma_tables(tables_of_shown_eyes(
-            chroma, maps,
-            [this](const EyeMap& map) { return PlaneRemapTable::for_chroma(map, half(source)); })),
-        kernels(choose_kernels(tuning.kernels)),
-        pool(tuning.worker_count > 0 ? tuning.worker_count : CpuWorkerPool::default_worker_count()) {}
+  State(std::shared_ptr<const RemapTables> given_tables, const ProcessorGeometry& geometry,
+        std::shared_ptr<CpuWorkerPool> workers, KernelChoice choice)
+      : source(geometry.source),
+        canvas(canvas_size(geometry.layout, geometry.eye_box)),
+        luma(luma_layout(geometry, given_tables->rectified.front())),
+        chroma(chroma_layout(geometry, given_tables->rectified.front())),
+        tables(std::move(given_tables)),
+        kernels(choose_kernels(choice)),
+        pool(std::move(workers)) {}
 
   [[nodiscard]] PlanePass luma_pass(const AVFrame* const (&eyes)[2], const YuvFormat& from, AVFrame& output,
                                     const YuvFormat& to) const;
   [[nodiscard]] PlanePass chroma_pass(const AVFrame* const (&eyes)[2], const YuvFormat& from, AVFrame& output,
                                       const YuvFormat& to) const;
   void start(const PlanePass& pass) {
-    pool.start(pass.layout.rows, [pass](std::int32_t row) { pass.write_row(row); });
+    pool->start(pass.layout.rows, [pass](std::int32_t row) { pass.write_row(row); });
   }
 
   Size source;
   Size canvas;
   PlaneLayout luma;
   PlaneLayout chroma;
-  std::array<PlaneRemapTable, 2> luma_tables;  ///< by Eye
-  std::array<PlaneRemapTable, 2> chroma_tables;
+  std::shared_ptr<const RemapTables> tables;
   LanczosWeights weights = make_lanczos_weights();
   Kernels kernels;
-  CpuWorkerPool pool;
+  std::shared_ptr<CpuWorkerPool> pool;
 };
 
 PlanePass CpuYuvProcessor::State::luma_pass(const AVFrame* const (&eyes)[2], const YuvFormat& from,
                                             AVFrame& output, const YuvFormat& to) const {
   PlanePass pass{.tools = {kernels, weights}, .layout = luma};
   for (std::size_t eye = 0; eye < 2; ++eye)
-    pass.eyes[eye] = {&luma_tables[eye], {plane_view(*eyes[eye], 0, source, sample_storage(from))}};
+    pass.eyes[eye] = {&tables->luma[eye], {plane_view(*eyes[eye], 0, source, sample_storage(from))}};
   pass.canvas = {{output.data[0]}, {output.linesize[0]}};
   pass.bytes_per_code = to.bytes_per_sample();
   pass.store = {to.max_code(), from.max_code(), to.shift};
@@ -103,7 +86,7 @@ PlanePass CpuYuvProcessor::State::chroma_pass(const AVFrame* const (&eyes)[2], c
                                               AVFrame& output, const YuvFormat& to) const {
   PlanePass pass{.tools = {kernels, weights}, .layout = chroma};
   for (std::size_t eye = 0; eye < 2; ++eye)
-    pass.eyes[eye] = {&chroma_tables[eye],
+    pass.eyes[eye] = {&tables->chroma[eye],
                       {plane_view(*eyes[eye], 1, half(source), sample_storage(from)),
                        plane_view(*eyes[eye], 2, half(source), sample_storage(from))}};
   pass.source_channels = chroma_channels(from);
@@ -119,12 +102,13 @@ CpuYuvProcessor::CpuYuvProcessor(std::unique_ptr<State> state) : state_(std::mov
 
 CpuYuvProcessor::~CpuYuvProcessor() = default;
 
-std::unique_ptr<CpuYuvProcessor> CpuYuvProcessor::create(const RectificationMaps& maps,
+std::unique_ptr<CpuYuvProcessor> CpuYuvProcessor::create(std::shared_ptr<const RemapTables> tables,
                                                          const ProcessorGeometry& geometry,
-                                                         std::string& error, const ProcessorTuning& tuning) {
-  if (!check_sizes(maps, geometry, size_messages, error)) return nullptr;
+                                                         std::shared_ptr<CpuWorkerPool> pool,
+                                                         std::string& error, KernelChoice kernels) {
+  if (!check_sizes(tables->rectified, geometry, size_messages, error)) return nullptr;
   return std::unique_ptr<CpuYuvProcessor>(
-      new CpuYuvProcessor(std::make_unique<State>(maps, geometry, tuning)));
+      new CpuYuvProcessor(std::make_unique<State>(std::move(tables), geometry, std::move(pool), kernels)));
 }
 
 bool CpuYuvProcessor::process(const AVFrame* left, const AVFrame* right, AVFrame* output,
@@ -157,7 +141,7 @@ bool CpuYuvProcessor::start(const AVFrame* left, const AVFrame* right, AVFrame* 
 }
 
 void CpuYuvProcessor::wait() const {
-  state_->pool.wait();
+  state_->pool->wait();
 }
 
 }  // namespace veyrin

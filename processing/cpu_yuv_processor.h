@@ -1,31 +1,24 @@
 // Rectifies a pair of decoded frames on the CPU and packs both eyes into the encoder's frame.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
+#include "processing/cpu_worker_pool.h"
 #include "processing/kernels.h"
+#include "processing/remap_tables.h"
 #include "processing/yuv_processor.h"
-#include "rectification/rectification_maps.h"
 
 namespace veyrin {
 
-/// How a processor works; never what it computes. The defaults are for conversions, the rest for tests and
-/// benchmarks.
-struct ProcessorTuning {
-  KernelChoice kernels = KernelChoice::best_for_cpu;
-  std::int32_t worker_count = 0;  ///< 0: one per hardware thread
-};
-
 class CpuYuvProcessor final : public YuvProcessor {
  public:
-  /// Builds the tables and starts the workers; null with one message in `error` when the sizes do not fit.
-  /// The maps are read only during the call.
-  [[nodiscard]] static std::unique_ptr<CpuYuvProcessor> create(const RectificationMaps& maps,
-                                                               const ProcessorGeometry& geometry,
-                                                               std::string& error,
-                                                               const ProcessorTuning& tuning = {});
+  /// Null with one message in `error` when the sizes do not fit. The tables are those of the layout's eyes at
+  /// least. Several processors may share the tables and the workers.
+  [[nodiscard]] static std::unique_ptr<CpuYuvProcessor> create(
+      std::shared_ptr<const RemapTables> tables, const ProcessorGeometry& geometry,
+      std::shared_ptr<CpuWorkerPool> pool, std::string& error,
+      KernelChoice kernels = KernelChoice::best_for_cpu);
   ~CpuYuvProcessor() override;
 
   /// Writes the canvas into `output` (canvas size, one of the five 4:2:0 formats). Both inputs have
@@ -34,7 +27,8 @@ class CpuYuvProcessor final : public YuvProcessor {
   [[nodiscard]] bool process(const AVFrame* left, const AVFrame* right, AVFrame* output,
                              std::string& error) const override;
 
-  /// Leaves the rows to the workers. Further pairs may be started before `wait`, into other outputs.
+  /// Leaves the rows to the workers. Further pairs may be started before `wait`, into other outputs, also by
+  /// other processors of the same workers; `wait` waits for all of them.
   [[nodiscard]] bool start(const AVFrame* left, const AVFrame* right, AVFrame* output,
                            std::string& error) const override;
   void wait() const override;

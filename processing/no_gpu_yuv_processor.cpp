@@ -4,7 +4,7 @@
 namespace veyrin {
 
 std::unique_ptr<GpuYuvProcessor> GpuYuvProcessor::create(AVBufferRef* /*device*/,
-                                                         const RectificationMaps& /*maps*/,
+                                                         const RemapTables& /*tables*/,
                                                          const ProcessorGeometry& /*geometry*/,
                                                          BitDepth /*depth*/, std::string& error) {
   error = "Direct3D 11 is not part of this system";

@@ -37,44 +37,33 @@ Neighbourhood classify(RemapPosition position, Size source) {
 
 }  // namespace
 
-PlaneRemapTable PlaneRemapTable::for_luma(const EyeMap& map, Size source) {
-  return {map, 1, source};
+PlaneRemapTable::PlaneRemapTable(Size size, Size source)
+    : width_(std::max(size.width, 0)), height_(std::max(size.height, 0)), source_(source) {
+  positions_ = std::make_unique_for_overwrite<RemapPosition[]>(static_cast<std::size_t>(width_) *
+                                                               static_cast<std::size_t>(height_));
+  runs_.resize(static_cast<std::size_t>(height_));
 }
 
-PlaneRemapTable PlaneRemapTable::for_chroma(const EyeMap& map, Size source) {
-  return {map, 2, source};
-}
-
-PlaneRemapTable::PlaneRemapTable(const EyeMap& map, std::int32_t map_step, Size source)
-    : width_(map.size.width / map_step), height_(map.size.height / map_step) {
-  const float scale = 1.0F / static_cast<float>(map_step);
-  positions_.reserve(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_));
-  row_begins_.reserve(static_cast<std::size_t>(height_) + 1);
-  for (std::int32_t row = 0; row < height_; ++row) {
-    row_begins_.push_back(runs_.size());
-    const std::size_t map_row = static_cast<std::size_t>(row) * map_step * map.size.width;
-    for (std::int32_t column = 0; column < width_; ++column) {
-      const std::size_t entry = map_row + static_cast<std::size_t>(column) * map_step;
-      const RemapPosition position{to_phase_steps(scale * map.map_x[entry]),
-                                   to_phase_steps(scale * map.map_y[entry])};
-      positions_.push_back(position);
-      const Neighbourhood neighbourhood = classify(position, source);
-      if (column == 0 || runs_.back().neighbourhood != neighbourhood)
-        runs_.push_back({column, neighbourhood});
-      runs_.back().end = column + 1;
-    }
+void PlaneRemapTable::fill(std::int32_t row, std::int32_t first, std::int32_t count, const MapPiece& piece) {
+  RemapPosition* positions = &positions_[static_cast<std::size_t>(row) * width_ + first];
+  std::vector<RemapRun>& runs = runs_[static_cast<std::size_t>(row)];
+  for (std::int32_t i = 0; i < count; ++i) {
+    const std::ptrdiff_t entry = std::ptrdiff_t{i} * piece.step;
+    const RemapPosition position{to_phase_steps(piece.scale * piece.map_x[entry]),
+                                 to_phase_steps(piece.scale * piece.map_y[entry])};
+    positions[i] = position;
+    const Neighbourhood neighbourhood = classify(position, source_);
+    if (runs.empty() || runs.back().neighbourhood != neighbourhood) runs.push_back({0, neighbourhood});
+    runs.back().end = first + i + 1;
   }
-  row_begins_.push_back(runs_.size());
 }
 
 std::span<const RemapPosition> PlaneRemapTable::positions(std::int32_t row) const {
-  return std::span(positions_)
-      .subspan(static_cast<std::size_t>(row) * width_, static_cast<std::size_t>(width_));
+  return {&positions_[static_cast<std::size_t>(row) * width_], static_cast<std::size_t>(width_)};
 }
 
 std::span<const RemapRun> PlaneRemapTable::runs(std::int32_t row) const {
-  const std::size_t begin = row_begins_[static_cast<std::size_t>(row)];
-  return std::span(runs_).subspan(begin, row_begins_[static_cast<std::size_t>(row) + 1] - begin);
+  return runs_[static_cast<std::size_t>(row)];
 }
 
 ShaderTable make_shader_table(const PlaneRemapTable& table) {

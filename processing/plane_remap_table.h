@@ -1,15 +1,15 @@
-// One plane's remap table: an eye's float map turned into fixed-point positions, ready to be streamed row by
-// row, and the same as plain arrays for the shaders.
+// One plane's remap table: fixed-point positions, ready to be streamed row by row, and the same as plain
+// arrays for the shaders.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
 #include "media/video_types.h"
 #include "processing/sampling_kernels.h"
-#include "rectification/rectification_maps.h"
 
 namespace veyrin {
 
@@ -27,15 +27,25 @@ struct RemapRun {
   Neighbourhood neighbourhood;
 };
 
-/// Immutable once built; shared by all workers. Eight bytes per output sample, plus a few runs per row.
+/// Filled once and then only read, by all workers. Eight bytes per output sample, plus a few runs per row.
 class PlaneRemapTable {
  public:
   /// A table without entries.
   PlaneRemapTable() = default;
-  /// One entry per map entry; `source` is the luma plane's size.
-  static PlaneRemapTable for_luma(const EyeMap& map, Size source);
-  /// One entry per second row and column of the map, positions halved; `source` is the chroma plane's size.
-  static PlaneRemapTable for_chroma(const EyeMap& map, Size source);
+  /// A table of `size` entries whose rows are still to be filled, over a source plane of that size. Its
+  /// memory is first touched by whoever fills a row.
+  PlaneRemapTable(Size size, Size source);
+
+  /// Fills the entries of a row from column `first` on: entry i with the position in the source plane that is
+  /// `scale` times (map_x[i * step], map_y[i * step]). A row is filled from left to right; different rows may
+  /// be filled by different threads.
+  struct MapPiece {
+    const float* map_x;
+    const float* map_y;
+    std::int32_t step;
+    float scale;
+  };
+  void fill(std::int32_t row, std::int32_t first, std::int32_t count, const MapPiece& piece);
 
   [[nodiscard]] std::int32_t width() const { return width_; }
   [[nodiscard]] std::int32_t height() const { return height_; }
@@ -44,13 +54,11 @@ class PlaneRemapTable {
   [[nodiscard]] std::span<const RemapRun> runs(std::int32_t row) const;
 
  private:
-  PlaneRemapTable(const EyeMap& map, std::int32_t map_step, Size source);
-
   std::int32_t width_ = 0;
   std::int32_t height_ = 0;
-  std::vector<RemapPosition> positions_;
-  std::vector<RemapRun> runs_;
-  std::vector<std::size_t> row_begins_;  ///< first run of each row, and the end
+  Size source_;
+  std::unique_ptr<RemapPosition[]> positions_;
+  std::vector<std::vector<RemapRun>> runs_;  ///< of each row
 };
 
 /// Whole samples; two 32-bit integers to the shaders.

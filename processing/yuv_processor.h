@@ -8,12 +8,13 @@
 #include <string>
 
 #include "media/video_types.h"
-#include "rectification/rectification_maps.h"
 
 struct AVBufferRef;
 struct AVFrame;
 
 namespace veyrin {
+
+struct RemapTables;
 
 /// How the eyes are placed on the canvas. The shaders of the GPU processor know the values.
 enum class OutputLayout : std::int32_t { mono_left = 0, mono_right = 1, full_sbs = 2, half_sbs = 3 };
@@ -63,10 +64,9 @@ class YuvProcessor {
 class GpuYuvProcessor : public YuvProcessor {
  public:
   /// Makes the system's GPU processor on the decoders' hardware device, which it takes a reference to, for
-  /// surfaces of this depth; null with one message in `error` on failure. The maps are read only during the
-  /// call.
-  [[nodiscard]] static std::unique_ptr<GpuYuvProcessor> create(AVBufferRef* device,
-                                                               const RectificationMaps& maps,
+  /// surfaces of this depth; null with one message in `error` on failure. The tables are those of both eyes
+  /// and are read only during the call.
+  [[nodiscard]] static std::unique_ptr<GpuYuvProcessor> create(AVBufferRef* device, const RemapTables& tables,
                                                                const ProcessorGeometry& geometry,
                                                                BitDepth depth, std::string& error);
 

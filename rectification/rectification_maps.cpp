@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
-#include <utility>
 
 #include "common/console.h"
 #include "common/error_text.h"
@@ -37,14 +36,6 @@ std::int64_t pixels_of(Size eye) {
     return fail(error, "raw dual-track rectification currently requires KB4 fisheye intrinsics");
   }
   return derive_rectified_geometry(calibration, geometry, error);
-}
-
-void report_valid_shares(double left, double right) {
-  console_line("  rectification_valid_pixels: left %.1f%%, right %.1f%%", left * 100.0, right * 100.0);
-  console_log("\n");
-  if (left > 0.0 && right > 0.0) return;
-  const char* black = left > 0.0 ? "the right eye has" : right > 0.0 ? "the left eye has" : "both eyes have";
-  console_line("  rectification: %s no valid pixel and will be black", black);
 }
 
 /// Output samples along one side, spread over the grid and centred on it.
@@ -88,43 +79,41 @@ double valid_share(const CameraIntrinsics& intrinsics, const Matrix3& source_fro
 }  // namespace
 
 EyeMap build_eye_map(const CameraIntrinsics& intrinsics, const Matrix3& source_from_rectified, Size eye,
-                     Size grid, double& valid_fraction) {
-  EyeMap map;
-  map.size = eye;
-  const std::size_t pixels =
-      static_cast<std::size_t>(std::max(eye.width, 0)) * static_cast<std::size_t>(std::max(eye.height, 0));
-  map.map_x.assign(pixels, -1.0F);
-  map.map_y.assign(pixels, -1.0F);
-
+                     Size grid) {
   const GridAxis columns(eye.width, grid.width);
   const GridAxis rows(eye.height, grid.height);
-  std::size_t index = 0;
-  std::int64_t valid_pixels = 0;
-  for (std::int32_t row = 0; row < eye.height; ++row) {
-    const double v = rows.position(row);
-    for (std::int32_t column = 0; column < eye.width; ++column, ++index) {
-      const ImagePosition source =
-          source_position(intrinsics, source_from_rectified, columns.position(column), v);
-      if (!is_inside_source(intrinsics, source)) continue;
-      map.map_x[index] = source.x;
-      map.map_y[index] = source.y;
-      ++valid_pixels;
-    }
-  }
-  valid_fraction = static_cast<double>(valid_pixels) / (static_cast<double>(eye.width) * eye.height);
-  return map;
+  return {eye, [=](std::int32_t row, std::int32_t first, std::int32_t count, float* map_x, float* map_y) {
+            const double v = rows.position(row);
+            std::int64_t valid_pixels = 0;
+            for (std::int32_t i = 0; i < count; ++i) {
+              const ImagePosition source =
+                  source_position(intrinsics, source_from_rectified, columns.position(first + i), v);
+              const bool valid = is_inside_source(intrinsics, source);
+              map_x[i] = valid ? source.x : -1.0F;
+              map_y[i] = valid ? source.y : -1.0F;
+              if (valid) ++valid_pixels;
+            }
+            return valid_pixels;
+          }};
 }
 
 bool build_rectification_maps(const RawDualTrackCalibration& calibration, Size eye, RectificationMaps& maps,
                               std::string& error) {
   RectifiedGeometry geometry;
   if (!prepare(calibration, eye, geometry, error)) return false;
-  maps.left = build_eye_map(calibration.left_intrinsics, geometry.left_source_from_rectified, eye,
-                            geometry.grid, maps.left_valid_fraction);
-  maps.right = build_eye_map(calibration.right_intrinsics, geometry.right_source_from_rectified, eye,
-                             geometry.grid, maps.right_valid_fraction);
-  report_valid_shares(maps.left_valid_fraction, maps.right_valid_fraction);
+  maps.left =
+      build_eye_map(calibration.left_intrinsics, geometry.left_source_from_rectified, eye, geometry.grid);
+  maps.right =
+      build_eye_map(calibration.right_intrinsics, geometry.right_source_from_rectified, eye, geometry.grid);
   return true;
+}
+
+void report_valid_shares(double left, double right) {
+  console_line("  rectification_valid_pixels: left %.1f%%, right %.1f%%", left * 100.0, right * 100.0);
+  console_log("\n");
+  if (left > 0.0 && right > 0.0) return;
+  const char* black = left > 0.0 ? "the right eye has" : right > 0.0 ? "the left eye has" : "both eyes have";
+  console_line("  rectification: %s no valid pixel and will be black", black);
 }
 
 bool check_rectification(const RawDualTrackCalibration& calibration, Size eye, std::string& error) {
@@ -137,22 +126,14 @@ bool check_rectification(const RawDualTrackCalibration& calibration, Size eye, s
 }
 
 RectificationMaps identity_maps(Size eye) {
-  EyeMap map;
-  map.size = eye;
-  const std::size_t count = static_cast<std::size_t>(eye.width) * static_cast<std::size_t>(eye.height);
-  map.map_x.reserve(count);
-  map.map_y.reserve(count);
-  for (std::int32_t row = 0; row < eye.height; ++row) {
-    for (std::int32_t column = 0; column < eye.width; ++column) {
-      map.map_x.push_back(static_cast<float>(column));
-      map.map_y.push_back(static_cast<float>(row));
+  const auto read = [](std::int32_t row, std::int32_t first, std::int32_t count, float* map_x, float* map_y) {
+    for (std::int32_t i = 0; i < count; ++i) {
+      map_x[i] = static_cast<float>(first + i);
+      map_y[i] = static_cast<float>(row);
     }
-  }
-  RectificationMaps maps;
-  maps.left = map;
-  maps.right = std::move(map);
-  maps.left_valid_fraction = maps.right_valid_fraction = 1.0;
-  return maps;
+    return std::int64_t{count};
+  };
+  return {.left = {eye, read}, .right = {eye, read}};
 }
 
 }  // namespace veyrin

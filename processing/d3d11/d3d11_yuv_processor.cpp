@@ -71,19 +71,19 @@ constexpr SizeMessages size_messages{
 }  // namespace
 
 struct D3D11YuvProcessor::State {
-  State(BufferRefPtr hardware_device, const RectificationMaps& maps, const ProcessorGeometry& given,
+  State(BufferRefPtr hardware_device, const RemapTables& remap, const ProcessorGeometry& given,
         BitDepth frames_depth)
       : device_reference(std::move(hardware_device)),
         hardware(*static_cast<AVD3D11VADeviceContext*>(
             reinterpret_cast<AVHWDeviceContext*>(device_reference->data)->hwctx)),
         device(*hardware.device),
         context(*hardware.device_context),
-        rectified(maps.left.size),
+        rectified(remap.rectified.front()),
         geometry(given),
         depth(frames_depth),
         canvas(canvas_size(given.layout, given.eye_box)) {}
 
-  [[nodiscard]] bool upload_tables(const RectificationMaps& maps, std::string& error);
+  [[nodiscard]] bool upload_tables(const RemapTables& remap, std::string& error);
   [[nodiscard]] bool upload_table(const PlaneRemapTable& table, std::size_t slot, std::string& error);
   [[nodiscard]] bool create_parameters(std::string& error);
   [[nodiscard]] bool create_surfaces(std::string& error);
@@ -126,14 +126,10 @@ bool D3D11YuvProcessor::State::upload_table(const PlaneRemapTable& table, std::s
          upload(device, std::span(arrays.phases), tables[slot + 1], error);
 }
 
-bool D3D11YuvProcessor::State::upload_tables(const RectificationMaps& maps, std::string& error) {
-  const Size luma = geometry.source;
-  const Size chroma{luma.width / 2, luma.height / 2};
+bool D3D11YuvProcessor::State::upload_tables(const RemapTables& remap, std::string& error) {
   const std::vector<float> products = make_shader_weights(make_lanczos_weights());
-  return upload_table(PlaneRemapTable::for_luma(maps.left, luma), 0, error) &&
-         upload_table(PlaneRemapTable::for_luma(maps.right, luma), 2, error) &&
-         upload_table(PlaneRemapTable::for_chroma(maps.left, chroma), 4, error) &&
-         upload_table(PlaneRemapTable::for_chroma(maps.right, chroma), 6, error) &&
+  return upload_table(remap.luma[0], 0, error) && upload_table(remap.luma[1], 2, error) &&
+         upload_table(remap.chroma[0], 4, error) && upload_table(remap.chroma[1], 6, error) &&
          upload(device, std::span(products), weights, error);
 }
 
@@ -252,8 +248,7 @@ D3D11YuvProcessor::D3D11YuvProcessor(std::unique_ptr<State> state) : state_(std:
 
 D3D11YuvProcessor::~D3D11YuvProcessor() = default;
 
-std::unique_ptr<D3D11YuvProcessor> D3D11YuvProcessor::create(AVBufferRef* device,
-                                                             const RectificationMaps& maps,
+std::unique_ptr<D3D11YuvProcessor> D3D11YuvProcessor::create(AVBufferRef* device, const RemapTables& remap,
                                                              const ProcessorGeometry& geometry,
                                                              BitDepth depth, std::string& error,
                                                              const std::string& compiler_library) {
@@ -262,10 +257,10 @@ std::unique_ptr<D3D11YuvProcessor> D3D11YuvProcessor::create(AVBufferRef* device
     error = "could not retain D3D11 device";
     return nullptr;
   }
-  if (!check_sizes(maps, geometry, size_messages, error)) return nullptr;
-  auto state = std::make_unique<State>(std::move(reference), maps, geometry, depth);
+  if (!check_sizes(remap.rectified, geometry, size_messages, error)) return nullptr;
+  auto state = std::make_unique<State>(std::move(reference), remap, geometry, depth);
   if (!create_yuv_shaders(state->device, compiler_library, state->shaders, error) ||
-      !state->upload_tables(maps, error) || !state->create_parameters(error) ||
+      !state->upload_tables(remap, error) || !state->create_parameters(error) ||
       !state->create_surfaces(error) || !state->create_encoder_frames(error) ||
       !state->check_encoder_surface(error))
     return nullptr;
@@ -289,10 +284,10 @@ AVBufferRef* D3D11YuvProcessor::encoder_frames() const {
   return state_->encoder_frames.get();
 }
 
-std::unique_ptr<GpuYuvProcessor> GpuYuvProcessor::create(AVBufferRef* device, const RectificationMaps& maps,
+std::unique_ptr<GpuYuvProcessor> GpuYuvProcessor::create(AVBufferRef* device, const RemapTables& remap,
                                                          const ProcessorGeometry& geometry, BitDepth depth,
                                                          std::string& error) {
-  return D3D11YuvProcessor::create(device, maps, geometry, depth, error);
+  return D3D11YuvProcessor::create(device, remap, geometry, depth, error);
 }
 
 }  // namespace veyrin

@@ -14,7 +14,7 @@ class D3D11YuvProcessor final : public GpuYuvProcessor {
   /// Uploads the tables and makes everything that frames need; null with one message in `error` on failure.
   /// `device` is a D3D11VA hardware device context; all surfaces are NV12, or P010 for ten bits.
   [[nodiscard]] static std::unique_ptr<D3D11YuvProcessor> create(
-      AVBufferRef* device, const RectificationMaps& maps, const ProcessorGeometry& geometry, BitDepth depth,
+      AVBufferRef* device, const RemapTables& remap, const ProcessorGeometry& geometry, BitDepth depth,
       std::string& error, const std::string& compiler_library = shader_compiler_library);
   ~D3D11YuvProcessor() override;
 

@@ -33,12 +33,12 @@ class GpuPipeline : public testing::Test {
     device_.reset(av_hwdevice_ctx_alloc(AV_HWDEVICE_TYPE_CUDA));
     surfaces_.reset(av_hwframe_ctx_alloc(device_.get()));
     reinterpret_cast<AVHWFramesContext*>(surfaces_->data)->sw_format = AV_PIX_FMT_P010LE;
-    calls_.create_processor = [this](AVBufferRef* device, const RectificationMaps& maps,
+    calls_.create_processor = [this](AVBufferRef* device, const RemapTables& tables,
                                      const ProcessorGeometry& geometry, BitDepth depth,
                                      std::string& error) -> std::unique_ptr<GpuYuvProcessor> {
       ++processors_wanted_;
       EXPECT_EQ(device, device_.get());
-      EXPECT_EQ(&maps, &maps_);
+      EXPECT_EQ(&tables, &tables_);
       EXPECT_EQ(geometry.layout, OutputLayout::half_sbs);
       EXPECT_EQ(depth, BitDepth::ten);
       if (!refusal_.empty()) {
@@ -66,7 +66,7 @@ class GpuPipeline : public testing::Test {
 
   bool use(bool hardware_decoders = true) {
     capture_output();
-    const auto processor = use_gpu_pipeline({request_, maps_, {{64, 64}, {32, 32}, OutputLayout::half_sbs}},
+    const auto processor = use_gpu_pipeline({request_, tables_, {{64, 64}, {32, 32}, OutputLayout::half_sbs}},
                                             hardware_decoders ? device_.get() : nullptr, selected_, calls_);
     printed_ = captured_output();
     return processor != nullptr;
@@ -80,7 +80,7 @@ class GpuPipeline : public testing::Test {
 
   BufferRefPtr device_;
   BufferRefPtr surfaces_;
-  RectificationMaps maps_;
+  RemapTables tables_;
   EncoderRequest request_;
   InProcessEncoder selected_;
   GpuPipelineCalls calls_;

@@ -45,6 +45,13 @@ void read_sample(std::string_view bytes) {
   std::string error;
   const bool built = veyrin::build_rectification_maps(condensed, {9, 7}, maps, error);
   if (built != error.empty()) std::abort();
+  if (!built) return;
+  float map_x[9];
+  float map_y[9];
+  for (std::int32_t row = 0; row < 7; ++row) {
+    maps.left.read(row, 0, 9, map_x, map_y);
+    maps.right.read(row, 0, 9, map_x, map_y);
+  }
 }
 
 }  // namespace

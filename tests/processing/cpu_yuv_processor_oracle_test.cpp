@@ -3,9 +3,11 @@
 #include <tuple>
 
 #include "processing/cpu_yuv_processor.h"
+#include "tests/processing/make_processor.h"
 #include "tests/processing/oracle.h"
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace veyrin::test {
 namespace {
@@ -30,10 +32,10 @@ TEST_P(CpuYuvProcessorFormats, MatchesTheDoublePrecisionOracle) {
   // Without pad, with uneven pads, with a chroma pad that is odd, and with an odd half eye box.
   for (const Sizes& size : {Sizes{{62, 40}, {46, 36}, {46, 36}}, Sizes{{48, 54}, {50, 30}, {64, 40}},
                             Sizes{{40, 40}, {34, 22}, {38, 26}}}) {
-    const RectificationMaps maps = random_maps(size.rectified, size.source, 7);
+    const StoredMaps maps = random_maps(size.rectified, size.source, 7);
     const ProcessorGeometry geometry{size.source, size.box, layout};
     std::string error;
-    const auto processor = CpuYuvProcessor::create(maps, geometry, error, {kernels, /*worker_count=*/2});
+    const auto processor = make_processor(maps, geometry, error, {kernels, /*worker_count=*/2});
     ASSERT_NE(processor, nullptr) << error;
 
     const FramePtr left = make_frame(input_format, size.source.width, size.source.height, 3);

@@ -4,9 +4,11 @@
 
 #include "processing/cpu_yuv_processor.h"
 #include "rectification/rectification_maps.h"
+#include "tests/processing/make_processor.h"
 #include "tests/processing/oracle.h"
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace veyrin::test {
 namespace {
@@ -17,7 +19,7 @@ constexpr AVPixelFormat all_formats[] = {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVJ420P
 FramePtr process(const RectificationMaps& maps, const ProcessorGeometry& geometry, const AVFrame& left,
                  const AVFrame& right, AVPixelFormat output_format, const ProcessorTuning& tuning = {}) {
   std::string error;
-  const auto processor = CpuYuvProcessor::create(maps, geometry, error, tuning);
+  const auto processor = make_processor(maps, geometry, error, tuning);
   EXPECT_NE(processor, nullptr) << error;
   const int width =
       geometry.layout == OutputLayout::full_sbs ? 2 * geometry.eye_box.width : geometry.eye_box.width;
@@ -150,16 +152,16 @@ TEST(CpuYuvProcessorPicture, HalfWidthTakesTheMeanOfNeighboursWithHalvesUp) {
 }
 
 TEST(CpuYuvProcessorPicture, MonoLayoutsUseOneEyeOnly) {
-  const RectificationMaps maps = random_maps({32, 24}, {30, 28}, 4);
+  const StoredMaps maps = random_maps({32, 24}, {30, 28}, 4);
   FramePtr eyes[2] = {make_frame(AV_PIX_FMT_NV12, 30, 28), make_frame(AV_PIX_FMT_NV12, 30, 28)};
   fill_random(*eyes[0], 1);
   fill_random(*eyes[1], 2);
   const FramePtr noise = make_frame(AV_PIX_FMT_NV12, 30, 28);
   fill_random(*noise, 3);
-  RectificationMaps only_left = maps;
-  only_left.right = identity_maps({32, 24}).right;
-  RectificationMaps only_right = maps;
-  only_right.left = identity_maps({32, 24}).left;
+  StoredMaps only_left = maps;
+  only_left.right = stored(identity_maps({32, 24}).right);
+  StoredMaps only_right = maps;
+  only_right.left = stored(identity_maps({32, 24}).left);
 
   const ProcessorGeometry left_only{{30, 28}, {32, 24}, OutputLayout::mono_left};
   EXPECT_EQ(samples(*process(maps, left_only, *eyes[0], *eyes[1], AV_PIX_FMT_NV12)),
@@ -170,7 +172,7 @@ TEST(CpuYuvProcessorPicture, MonoLayoutsUseOneEyeOnly) {
 }
 
 TEST(CpuYuvProcessorPicture, FullSideBySideIsTheTwoMonoPicturesNextToEachOther) {
-  const RectificationMaps maps = random_maps({32, 24}, {30, 28}, 5);
+  const StoredMaps maps = random_maps({32, 24}, {30, 28}, 5);
   const FramePtr left = make_frame(AV_PIX_FMT_P010LE, 30, 28);
   const FramePtr right = make_frame(AV_PIX_FMT_P010LE, 30, 28);
   fill_random(*left, 1);
@@ -194,8 +196,8 @@ TEST(CpuYuvProcessorPicture, UnusableMapEntriesGiveZeroLumaAndChromaAtTheTablesP
   for (const float value :
        {-1.0F, std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
         -std::numeric_limits<float>::infinity(), 1e30F, -1e30F}) {
-    RectificationMaps maps = identity_maps({16, 16});
-    for (EyeMap* map : {&maps.left, &maps.right}) {
+    StoredMaps maps = stored(identity_maps({16, 16}));
+    for (StoredMap* map : {&maps.left, &maps.right}) {
       map->map_x.assign(map->map_x.size(), value);
       map->map_y.assign(map->map_y.size(), value);
     }
@@ -214,7 +216,7 @@ TEST(CpuYuvProcessorPicture, UnusableMapEntriesGiveZeroLumaAndChromaAtTheTablesP
 TEST(CpuYuvProcessorPicture, DegenerateMapsGiveAnEmptyPicture) {
   const FramePtr source = make_frame(AV_PIX_FMT_P010LE, 6, 4);  // smaller than the kernel
   fill_constant(*source, 1000, 100, 900);
-  RectificationMaps maps = identity_maps({2, 2});
+  StoredMaps maps = stored(identity_maps({2, 2}));
   maps.left.map_x.assign(4, std::numeric_limits<float>::quiet_NaN());
   const FramePtr output =
       process(maps, {{6, 4}, {2, 2}, OutputLayout::mono_left}, *source, *source, AV_PIX_FMT_P010LE);
@@ -222,7 +224,7 @@ TEST(CpuYuvProcessorPicture, DegenerateMapsGiveAnEmptyPicture) {
 }
 
 TEST(CpuYuvProcessorPicture, AnyNumberOfWorkersGivesIdenticalBytes) {
-  const RectificationMaps maps = random_maps({70, 62}, {64, 60}, 6);
+  const StoredMaps maps = random_maps({70, 62}, {64, 60}, 6);
   for (const AVPixelFormat format : {AV_PIX_FMT_NV12, AV_PIX_FMT_YUV420P10LE}) {
     const FramePtr left = make_frame(format, 64, 60);
     const FramePtr right = make_frame(format, 64, 60);
@@ -237,7 +239,7 @@ TEST(CpuYuvProcessorPicture, AnyNumberOfWorkersGivesIdenticalBytes) {
 }
 
 TEST(CpuYuvProcessorPicture, ScalarAndFastKernelsDifferByAtMostOneCode) {
-  const RectificationMaps maps = random_maps({120, 80}, {110, 90}, 8);
+  const StoredMaps maps = random_maps({120, 80}, {110, 90}, 8);
   for (const AVPixelFormat format : all_formats) {
     const FramePtr left = make_frame(format, 110, 90);
     const FramePtr right = make_frame(format, 110, 90);
@@ -261,7 +263,7 @@ TEST(CpuYuvProcessorPicture, ScalarAndFastKernelsDifferByAtMostOneCode) {
 }
 
 TEST(CpuYuvProcessorPicture, RowsLongerThanOneChunkAreSeamless) {
-  const RectificationMaps maps = random_maps({2106, 4}, {300, 40}, 10);
+  const StoredMaps maps = random_maps({2106, 4}, {300, 40}, 10);
   const FramePtr left = make_frame(AV_PIX_FMT_NV12, 300, 40);
   const FramePtr right = make_frame(AV_PIX_FMT_NV12, 300, 40);
   fill_random(*left, 1);
@@ -274,10 +276,10 @@ TEST(CpuYuvProcessorPicture, RowsLongerThanOneChunkAreSeamless) {
 }
 
 TEST(CpuYuvProcessorPicture, ConsecutiveFramesDoNotInfluenceEachOther) {
-  const RectificationMaps maps = random_maps({32, 24}, {30, 28}, 9);
+  const StoredMaps maps = random_maps({32, 24}, {30, 28}, 9);
   const ProcessorGeometry geometry{{30, 28}, {36, 28}, OutputLayout::full_sbs};
   std::string error;
-  const auto processor = CpuYuvProcessor::create(maps, geometry, error);
+  const auto processor = make_processor(maps, geometry, error);
   ASSERT_NE(processor, nullptr) << error;
   const AVPixelFormat sequence[] = {AV_PIX_FMT_NV12, AV_PIX_FMT_P010LE, AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12};
   std::uint32_t seed = 1;

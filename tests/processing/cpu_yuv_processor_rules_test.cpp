@@ -2,7 +2,9 @@
 
 #include "processing/cpu_yuv_processor.h"
 #include "rectification/rectification_maps.h"
+#include "tests/processing/make_processor.h"
 #include "tests/processing/yuv_frames.h"
+#include "tests/rectification/stored_maps.h"
 #include "tests/support/allocation_limit.h"
 
 namespace veyrin::test {
@@ -16,7 +18,7 @@ constexpr const char* incompatible = "CPU YUV processing received incompatible f
 
 std::string creation_error(const RectificationMaps& maps, const ProcessorGeometry& geometry) {
   std::string error;
-  const auto processor = CpuYuvProcessor::create(maps, geometry, error);
+  const auto processor = make_processor(maps, geometry, error);
   EXPECT_EQ(processor == nullptr, !error.empty());
   return error;
 }
@@ -28,14 +30,12 @@ TEST(CpuYuvProcessorCreation, RefusesMapsThatAreMissingOrDiffer) {
     const char* name;
     void (*damage)(RectificationMaps&);
   } cases[] = {
-      {"no left x", [](RectificationMaps& maps) { maps.left.map_x.clear(); }},
-      {"no left y", [](RectificationMaps& maps) { maps.left.map_y.clear(); }},
-      {"no right x", [](RectificationMaps& maps) { maps.right.map_x.clear(); }},
-      {"no right y", [](RectificationMaps& maps) { maps.right.map_y.clear(); }},
+      {"no left map", [](RectificationMaps& maps) { maps.left = {}; }},
+      {"no right map", [](RectificationMaps& maps) { maps.right = {}; }},
+      {"nothing to read", [](RectificationMaps& maps) { maps.right.read = nullptr; }},
       {"zero width", [](RectificationMaps& maps) { maps.left.size.width = 0; }},
       {"zero height", [](RectificationMaps& maps) { maps.right.size.height = 0; }},
       {"negative size", [](RectificationMaps& maps) { maps.left.size.width = maps.right.size.width = -16; }},
-      {"too few entries", [](RectificationMaps& maps) { maps.left.map_x.pop_back(); }},
       {"other width",
        [](RectificationMaps& maps) {
          maps.right = identity_maps({14, 12}).left;
@@ -73,7 +73,7 @@ TEST(CpuYuvProcessorCreation, RefusesACanvasSmallerThanTheImage) {
 TEST(CpuYuvProcessorCreation, ReportsTheFirstFailureInOrder) {
   RectificationMaps maps = identity_maps({15, 12});
   EXPECT_EQ(creation_error(maps, {{21, 20}, {13, 9}, OutputLayout::mono_left}), odd_sizes);
-  maps.left.map_x.clear();
+  maps.left.read = nullptr;
   EXPECT_EQ(creation_error(maps, {{21, 20}, {13, 9}, OutputLayout::mono_left}), invalid_maps);
 }
 
@@ -88,8 +88,8 @@ class CpuYuvProcessorRules : public ::testing::Test {
   }
 
   std::string unused_error;
-  std::unique_ptr<CpuYuvProcessor> processor = CpuYuvProcessor::create(
-      identity_maps({16, 12}), {{20, 18}, {20, 14}, OutputLayout::full_sbs}, unused_error);
+  std::unique_ptr<CpuYuvProcessor> processor =
+      make_processor(identity_maps({16, 12}), {{20, 18}, {20, 14}, OutputLayout::full_sbs}, unused_error);
   FramePtr left = make_frame(AV_PIX_FMT_NV12, 20, 18);
   FramePtr right = make_frame(AV_PIX_FMT_NV12, 20, 18);
   FramePtr output = make_frame(AV_PIX_FMT_YUV420P, 40, 14);

@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
+#include "processing/remap_tables.h"
 #include "processing/yuv_processor.h"
-#include "rectification/rectification_maps.h"
 
 namespace veyrin::test {
 namespace {
 
 TEST(GpuYuvProcessor, IsRefusedWithAReasonWhereTheSystemHasNone) {
   std::string error;
-  EXPECT_EQ(GpuYuvProcessor::create(nullptr, identity_maps({8, 8}), {{8, 8}, {8, 8}}, BitDepth::eight, error),
+  EXPECT_EQ(GpuYuvProcessor::create(nullptr, RemapTables{}, {{8, 8}, {8, 8}}, BitDepth::eight, error),
             nullptr);
   EXPECT_EQ(error, "Direct3D 11 is not part of this system");
 }

@@ -6,8 +6,10 @@
 #include <opencv2/imgproc.hpp>
 
 #include "processing/cpu_yuv_processor.h"
+#include "tests/processing/make_processor.h"
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace veyrin::test {
 namespace {
@@ -24,8 +26,8 @@ float between_no_phases(double position) {
 }
 
 /// A magnified, turned and bent view whose neighbourhoods stay inside the source, chroma's included.
-EyeMap bent_map(double turn) {
-  EyeMap map{{size, size}, {}, {}};
+StoredMap bent_map(double turn) {
+  StoredMap map{{size, size}, {}, {}};
   constexpr double centre = (size - 1) / 2.0;
   for (int y = 0; y < size; ++y)
     for (int x = 0; x < size; ++x) {
@@ -46,7 +48,7 @@ cv::Mat channel_as_floats(const AVFrame& frame, Channel channel) {
   return picture;
 }
 
-cv::Mat remapped(const AVFrame& source, const EyeMap& map, Channel channel) {
+cv::Mat remapped(const AVFrame& source, const StoredMap& map, Channel channel) {
   const int divisor = channel == Channel::y ? 1 : 2;
   cv::Mat map_x(size / divisor, size / divisor, CV_32FC1);
   cv::Mat map_y = map_x.clone();
@@ -68,14 +70,14 @@ class OpenCvAgreement : public ::testing::TestWithParam<std::tuple<AVPixelFormat
 
 TEST_P(OpenCvAgreement, EveryCodeIsOpenCvsFloatRounded) {
   const auto& [format, kernels] = GetParam();
-  const RectificationMaps maps{.left = bent_map(0.06), .right = bent_map(-0.03)};
+  const StoredMaps maps{.left = bent_map(0.06), .right = bent_map(-0.03)};
   const FramePtr left = make_frame(format, size, size);
   const FramePtr right = make_frame(format, size, size);
   fill_random(*left, 21);
   fill_random(*right, 22);
   std::string error;
-  const auto processor = CpuYuvProcessor::create(maps, {{size, size}, {size, size}, OutputLayout::full_sbs},
-                                                 error, {kernels, 1});
+  const auto processor =
+      make_processor(maps, {{size, size}, {size, size}, OutputLayout::full_sbs}, error, {kernels, 1});
   ASSERT_NE(processor, nullptr) << error;
   const FramePtr output = make_frame(format, 2 * size, size);
   ASSERT_TRUE(processor->process(left.get(), right.get(), output.get(), error)) << error;

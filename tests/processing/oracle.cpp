@@ -66,7 +66,7 @@ double oracle_sample(const AVFrame& source, Channel channel, float map_x, float 
   return sum;
 }
 
-double oracle_value(const RectificationMaps& maps, const ProcessorGeometry& geometry, const AVFrame& left,
+double oracle_value(const StoredMaps& maps, const ProcessorGeometry& geometry, const AVFrame& left,
                     const AVFrame& right, const AVFrame& output, Channel channel, int x, int y) {
   const int rectified_width = maps.left.size.width;
   const int rectified_height = maps.left.size.height;
@@ -83,7 +83,7 @@ double oracle_value(const RectificationMaps& maps, const ProcessorGeometry& geom
     if (right_eye) x -= eye_span;
   }
   const AVFrame& source = right_eye ? right : left;
-  const EyeMap& map = right_eye ? maps.right : maps.left;
+  const StoredMap& map = right_eye ? maps.right : maps.left;
   const int source_bits = sample_bits(source.format);
   const double fill = luma ? 0.0 : std::ldexp(1.0, source_bits - 1);
 
@@ -107,7 +107,7 @@ double oracle_value(const RectificationMaps& maps, const ProcessorGeometry& geom
   return output_max * std::min(std::max(value, 0.0), source_max) / source_max;
 }
 
-std::string compare_with_oracle(const RectificationMaps& maps, const ProcessorGeometry& geometry,
+std::string compare_with_oracle(const StoredMaps& maps, const ProcessorGeometry& geometry,
                                 const AVFrame& left, const AVFrame& right, const AVFrame& output,
                                 double tie_margin) {
   std::ostringstream report;

@@ -6,6 +6,7 @@
 
 #include "processing/cpu_yuv_processor.h"
 #include "tests/processing/yuv_frames.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace veyrin::test {
 
@@ -17,13 +18,13 @@ double oracle_sample(const AVFrame& source, Channel channel, float map_x, float 
                      double fill);
 
 /// The value, in codes of the output's depth and before rounding, that belongs at one place of the canvas.
-double oracle_value(const RectificationMaps& maps, const ProcessorGeometry& geometry, const AVFrame& left,
+double oracle_value(const StoredMaps& maps, const ProcessorGeometry& geometry, const AVFrame& left,
                     const AVFrame& right, const AVFrame& output, Channel channel, int x, int y);
 
 /// Compares a whole output frame. Empty when every code is the rounded exact value, or next to it where that
 /// value is within `tie_margin` of a rounding boundary; otherwise says where and how the first and the worst
 /// samples differ.
-std::string compare_with_oracle(const RectificationMaps& maps, const ProcessorGeometry& geometry,
+std::string compare_with_oracle(const StoredMaps& maps, const ProcessorGeometry& geometry,
                                 const AVFrame& left, const AVFrame& right, const AVFrame& output,
                                 double tie_margin);
 

@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "processing/kernels.h"
+#include "tests/processing/make_processor.h"
 #include "tests/processing/oracle.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace veyrin::test {
 namespace {
@@ -18,7 +20,7 @@ constexpr float nan_value = std::numeric_limits<float>::quiet_NaN();
 constexpr float infinity = std::numeric_limits<float>::infinity();
 
 /// A map that samples (x, y) everywhere.
-EyeMap constant_map(float x, float y, int width = 2, int height = 2) {
+StoredMap constant_map(float x, float y, int width = 2, int height = 2) {
   const auto entries = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
   return {{width, height}, std::vector<float>(entries, x), std::vector<float>(entries, y)};
 }
@@ -38,11 +40,11 @@ WholeAndPhase split(std::int32_t steps) {
 }
 
 WholeAndPhase luma_position(float value) {
-  return split(PlaneRemapTable::for_luma(constant_map(value, 0.0F), {100, 100}).positions(0)[0].x);
+  return split(luma_table(constant_map(value, 0.0F), {100, 100})->positions(0)[0].x);
 }
 
 WholeAndPhase chroma_position(float value) {
-  return split(PlaneRemapTable::for_chroma(constant_map(value, 0.0F), {50, 50}).positions(0)[0].x);
+  return split(chroma_table(constant_map(value, 0.0F), {100, 100})->positions(0)[0].x);
 }
 
 TEST(PlaneRemapTable, SplitsLumaPositionsIntoIntegerAndPhase) {
@@ -89,16 +91,18 @@ TEST(PlaneRemapTable, KeepsHugePositionsFarOutside) {
 }
 
 TEST(PlaneRemapTable, LumaReadsEveryEntryAndChromaEverySecond) {
-  EyeMap map{{6, 4}, {}, {}};
+  StoredMap map{{6, 4}, {}, {}};
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 6; ++x) {
       map.map_x.push_back(static_cast<float>(10 * x));
       map.map_y.push_back(static_cast<float>(10 * y));
     }
-  const PlaneRemapTable luma = PlaneRemapTable::for_luma(map, {60, 40});
+  const auto luma_owner = luma_table(map, {60, 40});
+  const PlaneRemapTable& luma = *luma_owner;
   ASSERT_EQ(luma.width(), 6);
   ASSERT_EQ(luma.height(), 4);
-  const PlaneRemapTable chroma = PlaneRemapTable::for_chroma(map, {30, 20});
+  const auto chroma_owner = chroma_table(map, {60, 40});
+  const PlaneRemapTable& chroma = *chroma_owner;
   ASSERT_EQ(chroma.width(), 3);
   ASSERT_EQ(chroma.height(), 2);
   for (int y = 0; y < 4; ++y)
@@ -117,7 +121,7 @@ TEST(PlaneRemapTable, LumaReadsEveryEntryAndChromaEverySecond) {
 }
 
 Neighbourhood neighbourhood_at(float x, float y, Size source) {
-  return PlaneRemapTable::for_luma(constant_map(x, y), source).runs(0).front().neighbourhood;
+  return luma_table(constant_map(x, y), source)->runs(0).front().neighbourhood;
 }
 
 TEST(PlaneRemapTable, TellsInsideBorderAndOutsideApart) {
@@ -147,11 +151,12 @@ TEST(PlaneRemapTable, HasNoInsideInPlanesSmallerThanTheKernel) {
 }
 
 TEST(PlaneRemapTable, RunsCoverEachRowAndSplitWhereTheNeighbourhoodChanges) {
-  EyeMap map{{8, 2}, {}, {}};
+  StoredMap map{{8, 2}, {}, {}};
   for (const float x : {-20.0F, -20.0F, 1.0F, 9.0F, 9.5F, 10.0F, 18.0F, 60.0F}) map.map_x.push_back(x);
   map.map_x.resize(16, 9.0F);
   map.map_y.assign(16, 9.0F);
-  const PlaneRemapTable table = PlaneRemapTable::for_luma(map, {20, 20});
+  const auto table_owner = luma_table(map, {20, 20});
+  const PlaneRemapTable& table = *table_owner;
   const std::pair<std::int32_t, Neighbourhood> expected[] = {{2, Neighbourhood::outside},
                                                              {3, Neighbourhood::border},
                                                              {6, Neighbourhood::inside},
@@ -169,10 +174,10 @@ TEST(PlaneRemapTable, RunsCoverEachRowAndSplitWhereTheNeighbourhoodChanges) {
 }
 
 TEST(ShaderTables, SplitPositionsIntoWholesAndPhases) {
-  const EyeMap map{{4, 2},
-                   {0.0F, 2.5F, -0.25F, nan_value, 7.99F, 100.0F, -3.0F, 1.03125F},
-                   {0.0F, 1.25F, 3.0F, 2.0F, 0.5F, -7.5F, 5.96875F, 1e30F}};
-  const ShaderTable table = make_shader_table(PlaneRemapTable::for_luma(map, {16, 16}));
+  const StoredMap map{{4, 2},
+                      {0.0F, 2.5F, -0.25F, nan_value, 7.99F, 100.0F, -3.0F, 1.03125F},
+                      {0.0F, 1.25F, 3.0F, 2.0F, 0.5F, -7.5F, 5.96875F, 1e30F}};
+  const ShaderTable table = make_shader_table(*luma_table(map, {16, 16}));
   struct Entry {
     int x, y, phase_x, phase_y;
   };
@@ -192,8 +197,8 @@ TEST(ShaderTables, SplitPositionsIntoWholesAndPhases) {
 }
 
 TEST(ShaderTables, OfChromaAreHalfTheSize) {
-  const EyeMap map{{4, 2}, {0, 9, 3, 9, 9, 9, 9, 9}, {1, 9, 5, 9, 9, 9, 9, 9}};
-  const ShaderTable table = make_shader_table(PlaneRemapTable::for_chroma(map, {8, 8}));
+  const StoredMap map{{4, 2}, {0, 9, 3, 9, 9, 9, 9, 9}, {1, 9, 5, 9, 9, 9, 9, 9}};
+  const ShaderTable table = make_shader_table(*chroma_table(map, {16, 16}));
   ASSERT_EQ(table.positions.size(), 2U);
   EXPECT_EQ(table.positions[1].x, 1);
   EXPECT_EQ(table.positions[1].y, 2);

@@ -5,9 +5,11 @@
 
 #include "processing/kernels.h"
 #include "processing/plane_pass.h"
+#include "tests/processing/make_processor.h"
 #include "tests/processing/oracle.h"
 #include "tests/processing/random_maps.h"
 #include "tests/processing/yuv_frames.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace veyrin::test {
 namespace {
@@ -32,12 +34,13 @@ class PlaneSampler : public ::testing::TestWithParam<KernelChoice> {
   }
 
   FramePtr frame;
-  RectificationMaps maps;
+  StoredMaps maps;
   LanczosWeights weights = make_lanczos_weights();
 };
 
 TEST_P(PlaneSampler, CountsTapsOutsideThePlaneAsFill) {
-  const PlaneRemapTable table = PlaneRemapTable::for_luma(maps.left, {source_width, source_height});
+  const auto table_owner = luma_table(maps.left, {source_width, source_height});
+  const PlaneRemapTable& table = *table_owner;
   int borders = 0;
   for (std::int32_t row = 0; row < table.height(); ++row) {
     for (const RemapRun& run : table.runs(row)) borders += run.neighbourhood == Neighbourhood::border ? 1 : 0;
@@ -54,7 +57,8 @@ TEST_P(PlaneSampler, CountsTapsOutsideThePlaneAsFill) {
 }
 
 TEST_P(PlaneSampler, SamplesBothChannelsOfAPairPlane) {
-  const PlaneRemapTable table = PlaneRemapTable::for_chroma(maps.left, {source_width / 2, source_height / 2});
+  const auto table_owner = chroma_table(maps.left, {source_width, source_height});
+  const PlaneRemapTable& table = *table_owner;
   for (std::int32_t row = 0; row < table.height(); ++row) {
     std::vector<float> u(static_cast<std::size_t>(table.width()));
     std::vector<float> v(u.size());
@@ -72,7 +76,8 @@ TEST_P(PlaneSampler, SamplesBothChannelsOfAPairPlane) {
 }
 
 TEST_P(PlaneSampler, GivesTheSameValuesForAnyStretchOfARow) {
-  const PlaneRemapTable table = PlaneRemapTable::for_luma(maps.left, {source_width, source_height});
+  const auto table_owner = luma_table(maps.left, {source_width, source_height});
+  const PlaneRemapTable& table = *table_owner;
   constexpr std::int32_t row = 12;
   std::vector<float> whole(static_cast<std::size_t>(table.width()));
   sample_one(tools(), table, row, 0, table.width(), luma(), fill, whole.data());
@@ -90,10 +95,11 @@ TEST_P(PlaneSampler, GivesTheSameValuesForAnyStretchOfARow) {
 
 TEST_P(PlaneSampler, RepeatedBorderPositionsKeepTheirOwnValues) {
   // Runs of one position, as invalid map entries make them, between others.
-  EyeMap map{{8, 1}, {0.3F, -1.5F, -1.5F, 27.7F, 27.7F, 27.7F, 1.2F, 0.3F}, {}};
+  StoredMap map{{8, 1}, {0.3F, -1.5F, -1.5F, 27.7F, 27.7F, 27.7F, 1.2F, 0.3F}, {}};
   map.map_y.assign(8, 12.4F);
   map.map_y[5] = 13.0F;
-  const PlaneRemapTable table = PlaneRemapTable::for_luma(map, {source_width, source_height});
+  const auto table_owner = luma_table(map, {source_width, source_height});
+  const PlaneRemapTable& table = *table_owner;
   ASSERT_EQ(table.runs(0).size(), 1U);
   ASSERT_EQ(table.runs(0).front().neighbourhood, Neighbourhood::border);
   float values[8] = {};

@@ -6,7 +6,7 @@
 namespace veyrin::test {
 namespace {
 
-EyeMap random_map(Size size, Size source, std::mt19937& random) {
+StoredMap random_map(Size size, Size source, std::mt19937& random) {
   constexpr float infinity = std::numeric_limits<float>::infinity();
   constexpr float odd_values[] = {-1.0F,    -1.0F,     -1.0F,    std::numeric_limits<float>::quiet_NaN(),
                                   infinity, -infinity, 3e9F,     -3e9F,
@@ -16,7 +16,7 @@ EyeMap random_map(Size size, Size source, std::mt19937& random) {
   const auto anywhere = [&random](int length) {
     return std::uniform_real_distribution<float>(-6.0F, static_cast<float>(length) + 6.0F)(random);
   };
-  EyeMap map{size, {}, {}};
+  StoredMap map{size, {}, {}};
   for (int y = 0; y < size.height; ++y)
     for (int x = 0; x < size.width; ++x) {
       // A slight rotation that overshoots the source by 5 on each side, so that long interior runs occur.
@@ -41,9 +41,9 @@ EyeMap random_map(Size size, Size source, std::mt19937& random) {
 
 }  // namespace
 
-RectificationMaps random_maps(Size rectified, Size source, std::uint32_t seed) {
+StoredMaps random_maps(Size rectified, Size source, std::uint32_t seed) {
   std::mt19937 random(seed);
-  RectificationMaps maps;
+  StoredMaps maps;
   maps.left = random_map(rectified, source, random);
   maps.right = random_map(rectified, source, random);
   return maps;

@@ -4,12 +4,12 @@
 #include <cstdint>
 
 #include "media/video_types.h"
-#include "rectification/rectification_maps.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace veyrin::test {
 
 /// Mostly smooth positions over a source of that size, reaching beyond each edge, mixed with random ones,
 /// invalid entries, infinities, NaN and huge values.
-RectificationMaps random_maps(Size rectified, Size source, std::uint32_t seed);
+StoredMaps random_maps(Size rectified, Size source, std::uint32_t seed);
 
 }  // namespace veyrin::test

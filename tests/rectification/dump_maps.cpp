@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "rectification/rectification_maps.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace {
 
@@ -45,15 +45,15 @@ int dump_maps(const char* case_file, const char* output) {
   calibration.stereo_extrinsic.plus_z = values.at("plus_z");
   calibration.stereo_extrinsic.position = values.at("position");
 
-  veyrin::RectificationMaps maps;
+  veyrin::test::StoredMaps maps;
   std::string error;
   const veyrin::Size eye{values.at("eye_width"), values.at("eye_height")};
-  if (!veyrin::build_rectification_maps(calibration, eye, maps, error)) {
+  if (!veyrin::test::build_stored_maps(calibration, eye, maps, error)) {
     std::fprintf(stderr, "%s\n", error.c_str());
     return 1;
   }
   std::ofstream file(output, std::ios::binary);
-  for (const veyrin::EyeMap* map : {&maps.left, &maps.right}) {
+  for (const veyrin::test::StoredMap* map : {&maps.left, &maps.right}) {
     write(file, map->map_x);
     write(file, map->map_y);
   }

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "rectification/rectification_maps.h"
 #include "rectification/rectified_geometry.h"
 #include "tests/rectification/sample_calibration.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace veyrin::test {
 namespace {
@@ -41,7 +41,7 @@ TEST(OpenCv, HasTheSameFisheyeModel) {
 }
 
 /// The largest difference of one eye's map to OpenCV's for the same rectifying rotation and camera.
-double difference_to_opencv(const EyeMap& map, const CameraIntrinsics& camera, const cv::Matx33d& rotation,
+double difference_to_opencv(const StoredMap& map, const CameraIntrinsics& camera, const cv::Matx33d& rotation,
                             const cv::Matx33d& rectified) {
   cv::Mat expected_x, expected_y;
   cv::fisheye::initUndistortRectifyMap(
@@ -72,9 +72,9 @@ TEST(OpenCv, RectifiesTheSameWay) {
   const RawDualTrackCalibration calibration = sample_calibration();
   const CameraIntrinsics& left = calibration.left_intrinsics;
   const CameraIntrinsics& right = calibration.right_intrinsics;
-  RectificationMaps built;
+  StoredMaps built;
   std::string error;
-  ASSERT_TRUE(build_rectification_maps(calibration, {640, 480}, built, error)) << error;
+  ASSERT_TRUE(build_stored_maps(calibration, {640, 480}, built, error)) << error;
 
   const Pose& pose = calibration.stereo_extrinsic;
   const cv::Vec3d baseline(pose.position[0], pose.position[1], pose.position[2]);

@@ -5,6 +5,7 @@
 
 #include "rectification/rectification_maps.h"
 #include "tests/rectification/sample_calibration.h"
+#include "tests/rectification/stored_maps.h"
 #include "tests/support/captured_output.h"
 
 namespace veyrin::test {
@@ -18,9 +19,10 @@ struct Outcome {
 
 Outcome build(const RawDualTrackCalibration& calibration, Size eye = {64, 48}) {
   Outcome outcome;
-  RectificationMaps maps;
+  StoredMaps maps;
   capture_output();
-  outcome.done = build_rectification_maps(calibration, eye, maps, outcome.error);
+  outcome.done = build_stored_maps(calibration, eye, maps, outcome.error);
+  if (outcome.done) report_valid_shares(maps.left_valid_fraction, maps.right_valid_fraction);
   outcome.printed = captured_output();
   return outcome;
 }

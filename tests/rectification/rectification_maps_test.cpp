@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/rectification/sample_calibration.h"
+#include "tests/rectification/stored_maps.h"
 #include "tests/support/captured_output.h"
 
 namespace veyrin::test {
@@ -22,14 +23,14 @@ CameraIntrinsics plain_camera(std::int32_t width, std::int32_t height) {
 }
 
 struct Built {
-  EyeMap map;
+  StoredMap map;
   double valid_fraction = -1.0;
 };
 
 Built build(const CameraIntrinsics& camera, Size eye, Size grid,
             const Matrix3& source_from_rectified = identity) {
   Built built;
-  built.map = build_eye_map(camera, source_from_rectified, eye, grid, built.valid_fraction);
+  built.map = stored(build_eye_map(camera, source_from_rectified, eye, grid), &built.valid_fraction);
   return built;
 }
 
@@ -109,7 +110,7 @@ TEST(EyeMap, MarksEverythingWhenTheGeometryIsNoNumber) {
 
 struct Outcome {
   bool built = false;
-  RectificationMaps maps;
+  StoredMaps maps;
   std::string error;
   std::string printed;
 };
@@ -117,7 +118,8 @@ struct Outcome {
 Outcome build(const RawDualTrackCalibration& calibration, Size eye = {64, 48}) {
   Outcome outcome;
   capture_output();
-  outcome.built = build_rectification_maps(calibration, eye, outcome.maps, outcome.error);
+  outcome.built = build_stored_maps(calibration, eye, outcome.maps, outcome.error);
+  if (outcome.built) report_valid_shares(outcome.maps.left_valid_fraction, outcome.maps.right_valid_fraction);
   outcome.printed = captured_output();
   return outcome;
 }
@@ -208,7 +210,7 @@ TEST(RectificationMaps, ReportTheirSizeAndValidShares) {
 TEST(RectificationMaps, AreSymmetricForParallelCameras) {
   const Outcome outcome = build(parallel_calibration(), {101, 101});
   ASSERT_TRUE(outcome.built) << outcome.error;
-  const RectificationMaps& maps = outcome.maps;
+  const StoredMaps& maps = outcome.maps;
   EXPECT_EQ(maps.left.map_x, maps.right.map_x);
   EXPECT_EQ(maps.left.map_y, maps.right.map_y);
   // The ray of the grid position (75, 50) leaves at atan(0.25).
@@ -228,8 +230,8 @@ TEST(RectificationMaps, TruncateTheMeanGridSize) {
 }
 
 TEST(IdentityMaps, TakeEveryPixelFromItsOwnPlace) {
-  const RectificationMaps maps = identity_maps({3, 2});
-  for (const EyeMap* map : {&maps.left, &maps.right}) {
+  const StoredMaps maps = stored(identity_maps({3, 2}));
+  for (const StoredMap* map : {&maps.left, &maps.right}) {
     EXPECT_EQ(map->size, (Size{3, 2}));
     EXPECT_EQ(map->map_x, (std::vector<float>{0, 1, 2, 0, 1, 2}));
     EXPECT_EQ(map->map_y, (std::vector<float>{0, 0, 0, 1, 1, 1}));

@@ -9,8 +9,8 @@
 #include <random>
 #include <string>
 
-#include "rectification/rectification_maps.h"
 #include "tests/rectification/sample_calibration.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace veyrin::test {
 namespace {
@@ -43,7 +43,7 @@ Point seen_from_right(const Pose& right_in_left, const Point& p) {
 }
 
 /// Where the rectified eye shows a source position: the map's inverse, refined between its pixels.
-std::optional<Position> rectified_position(const EyeMap& map, const Position& source) {
+std::optional<Position> rectified_position(const StoredMap& map, const Position& source) {
   const auto at = [&](int column, int row) {
     const auto index = static_cast<std::size_t>(row) * map.size.width + column;
     return Position{map.map_x[index], map.map_y[index]};
@@ -90,9 +90,9 @@ TEST_P(RowAlignment, PutsKnownPointsIntoOneRowOfBothEyes) {
   const Rig& rig = GetParam();
   RawDualTrackCalibration calibration = sample_calibration();
   calibration.stereo_extrinsic = rig.right_in_left;
-  RectificationMaps maps;
+  StoredMaps maps;
   std::string error;
-  ASSERT_TRUE(build_rectification_maps(calibration, rig.eye, maps, error)) << error;
+  ASSERT_TRUE(build_stored_maps(calibration, rig.eye, maps, error)) << error;
 
   std::mt19937 random(5);
   std::uniform_real_distribution<double> slope(-0.75, 0.75);

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "rectification/rectification_maps.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace veyrin::test {
 namespace {
@@ -41,7 +41,7 @@ bool is_on_picture(ImagePosition position, Size picture) {
 }
 
 /// Compares a view of the eye with the movie's own table for the same positions, in source pixels.
-void expect_as_in_the_movie(const View& view, const EyeMap& map, int side) {
+void expect_as_in_the_movie(const View& view, const StoredMap& map, int side) {
   const int first_column = (map.size.width - side) / 2, first_row = (map.size.height - side) / 2;
   std::vector<ImagePosition> row(static_cast<std::size_t>(side));
   int shown = 0;
@@ -75,10 +75,10 @@ TEST(EyeView, ShowsTheCentralSquareOfTheConvertedMovie) {
     SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
     const RawDualTrackCalibration recording = calibration(width, height);
     RectifiedGeometry geometry;
-    RectificationMaps maps;
+    StoredMaps maps;
     std::string error;
     ASSERT_TRUE(derive_rectified_geometry(recording, geometry, error)) << error;
-    ASSERT_TRUE(build_rectification_maps(recording, {width, height}, maps, error)) << error;
+    ASSERT_TRUE(build_stored_maps(recording, {width, height}, maps, error)) << error;
     const EyeView left(recording.left_intrinsics, geometry.left_source_from_rectified, geometry,
                        {width, height});
     const EyeView right(recording.right_intrinsics, geometry.right_source_from_rectified, geometry,

@@ -8,6 +8,7 @@
 #include "rectification/rectification_maps.h"
 #include "tests/processing/d3d11/faulty_device.h"
 #include "tests/processing/d3d11/gpu_frames.h"
+#include "tests/processing/make_processor.h"
 #include "tests/support/allocation_limit.h"
 
 extern "C" {
@@ -46,7 +47,8 @@ class D3D11YuvProcessorCreation : public ::testing::Test {
                                   const ProcessorGeometry& sizes,
                                   const std::string& compiler = shader_compiler_library) {
     std::string error;
-    const auto processor = D3D11YuvProcessor::create(device, maps, sizes, BitDepth::ten, error, compiler);
+    const auto processor = D3D11YuvProcessor::create(device, *make_tables(maps, sizes.source), sizes,
+                                                     BitDepth::ten, error, compiler);
     EXPECT_EQ(processor == nullptr, !error.empty());
     return error;
   }
@@ -173,7 +175,8 @@ TEST_F(D3D11YuvProcessorCreation, RepeatsWhyTheEncodersFramesCannotBeMade) {
 
 TEST_F(D3D11YuvProcessorCreation, IsWhatTheSystemsFactoryDoes) {
   std::string error;
-  const auto processor = GpuYuvProcessor::create(device_.get(), maps_, geometry, BitDepth::eight, error);
+  const auto processor = GpuYuvProcessor::create(device_.get(), *make_tables(maps_, geometry.source),
+                                                 geometry, BitDepth::eight, error);
   ASSERT_NE(processor, nullptr) << error;
   const auto& frames = *reinterpret_cast<AVHWFramesContext*>(processor->encoder_frames()->data);
   EXPECT_EQ(frames.format, AV_PIX_FMT_D3D11);

@@ -13,6 +13,7 @@
 #include "processing/d3d11/d3d11_yuv_processor.h"
 #include "rectification/rectification_maps.h"
 #include "tests/processing/d3d11/gpu_frames.h"
+#include "tests/processing/make_processor.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -36,7 +37,7 @@ class D3D11YuvProcessorFrames : public ::testing::Test {
     ASSERT_NE(device_, nullptr) << "no D3D11 adapter";
     std::string error;
     processor_ = D3D11YuvProcessor::create(
-        device_.get(), identity_maps({box_size, box_size}),
+        device_.get(), *make_tables(identity_maps({box_size, box_size}), {source_size, source_size}),
         {{source_size, source_size}, {box_size, box_size}, OutputLayout::full_sbs}, BitDepth::ten, error);
     ASSERT_NE(processor_, nullptr) << error;
   }
@@ -219,7 +220,7 @@ TEST(D3D11DebugLayer, HasNothingToSay) {
     const FramePtr right = surfaces.upload(*picture);
     messages->ClearStoredMessages();
     const auto processor = D3D11YuvProcessor::create(
-        device.get(), identity_maps({box_size, box_size}),
+        device.get(), *make_tables(identity_maps({box_size, box_size}), {source_size, source_size}),
         {{source_size, source_size}, {box_size, box_size}, OutputLayout::half_sbs}, depth, error);
     ASSERT_NE(processor, nullptr) << error;
     const FramePtr canvas = take_surface(processor->encoder_frames());

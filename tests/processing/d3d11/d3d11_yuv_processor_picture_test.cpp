@@ -11,6 +11,7 @@
 #include "processing/cpu_yuv_processor.h"
 #include "processing/d3d11/d3d11_yuv_processor.h"
 #include "tests/processing/d3d11/gpu_frames.h"
+#include "tests/processing/make_processor.h"
 #include "tests/processing/oracle.h"
 #include "tests/processing/random_maps.h"
 
@@ -42,7 +43,7 @@ struct CodeDifference {
 };
 
 /// How far a luma sample is from the exact value beyond the rounding of its format, in codes.
-double worst_luma(const RectificationMaps& maps, const ProcessorGeometry& geometry, const AVFrame& left,
+double worst_luma(const StoredMaps& maps, const ProcessorGeometry& geometry, const AVFrame& left,
                   const AVFrame& right, const AVFrame& output) {
   // Ten-bit codes have six further bits below them.
   const double codes_per_step = output.format == AV_PIX_FMT_P010LE ? 1.0 / 64.0 : 1.0;
@@ -98,13 +99,14 @@ TEST_P(D3D11YuvProcessorPicture, IsThatOfTheCpuProcessor) {
                             Sizes{{40, 40}, {34, 22}, {38, 26}}, Sizes{{64, 64}, {32, 32}, {34, 34}},
                             Sizes{{320, 240}, {300, 200}, {328, 222}}}) {
     SCOPED_TRACE(::testing::Message() << "box " << size.box.width << "x" << size.box.height);
-    const RectificationMaps maps = random_maps(size.rectified, size.source, 7);
+    const StoredMaps maps = random_maps(size.rectified, size.source, 7);
     const ProcessorGeometry geometry{size.source, size.box, layout};
     std::string error;
-    const auto gpu = D3D11YuvProcessor::create(
-        device_.get(), maps, geometry, format == AV_PIX_FMT_P010LE ? BitDepth::ten : BitDepth::eight, error);
+    const auto gpu =
+        D3D11YuvProcessor::create(device_.get(), *make_tables(maps, geometry.source), geometry,
+                                  format == AV_PIX_FMT_P010LE ? BitDepth::ten : BitDepth::eight, error);
     ASSERT_NE(gpu, nullptr) << error;
-    const auto cpu = CpuYuvProcessor::create(maps, geometry, error, {KernelChoice::scalar_only, 2});
+    const auto cpu = make_processor(maps, geometry, error, {KernelChoice::scalar_only, 2});
     ASSERT_NE(cpu, nullptr) << error;
 
     const FramePtr left = make_frame(format, size.source.width, size.source.height);

@@ -9,6 +9,7 @@
 #include "media/video_types.h"
 #include "processing/d3d11/d3d11_yuv_processor.h"
 #include "tests/processing/d3d11/gpu_frames.h"
+#include "tests/processing/make_processor.h"
 #include "tests/processing/random_maps.h"
 
 namespace veyrin::test {
@@ -29,7 +30,9 @@ TEST_P(UploadingProcessorFormats, GivesThePictureOfGpuFrames) {
   ASSERT_NE(device, nullptr) << "no D3D11 adapter";
   std::string error;
   auto gpu = D3D11YuvProcessor::create(
-      device.get(), random_maps({box_size, box_size}, {source_size, source_size}, 3), geometry, depth, error);
+      device.get(),
+      *make_tables(random_maps({box_size, box_size}, {source_size, source_size}, 3), geometry.source),
+      geometry, depth, error);
   ASSERT_NE(gpu, nullptr) << error;
   const D3D11YuvProcessor& direct = *gpu;
   const FramePtr expected = take_surface(direct.encoder_frames());
