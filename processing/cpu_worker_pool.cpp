@@ -4,19 +4,6 @@
 #include <utility>
 
 namespace veyrin {
-namespace {
-
-/// One worker's rows of a job.
-void run_share(std::int32_t row_count, const CpuWorkerPool::RowJob& call, std::int32_t worker,
-               std::int32_t worker_count) {
-  constexpr std::int64_t block = CpuWorkerPool::block_rows;
-  for (std::int64_t begin = worker * block; begin < row_count; begin += worker_count * block) {
-    const std::int64_t end = std::min<std::int64_t>(begin + block, row_count);
-    for (std::int64_t row = begin; row < end; ++row) call(static_cast<std::int32_t>(row));
-  }
-}
-
-}  // namespace
 
 std::int32_t CpuWorkerPool::default_worker_count() {
   return static_cast<std::int32_t>(std::max(1U, std::thread::hardware_concurrency()));
@@ -38,12 +25,16 @@ CpuWorkerPool::~CpuWorkerPool() {
   for (std::thread& worker : workers_) worker.join();
 }
 
-void CpuWorkerPool::start(std::int32_t row_count, RowJob job) {
+void CpuWorkerPool::add(Job job) {
   {
     const std::lock_guard lock(mutex_);
-    jobs_.push_back({row_count, std::move(job)});
+    jobs_.push_back(std::move(job));
   }
   work_available_.notify_all();
+}
+
+void CpuWorkerPool::start(std::int32_t row_count, RowJob job) {
+  add({row_count, block_rows, std::move(job)});
 }
 
 void CpuWorkerPool::wait() {
@@ -60,6 +51,23 @@ void CpuWorkerPool::run(std::int32_t row_count, RowJob job) {
   wait();
 }
 
+void CpuWorkerPool::run_bands(std::int32_t row_count, std::int32_t band_rows, const BandJob& job) {
+  const std::int32_t bands = row_count / band_rows + (row_count % band_rows != 0 ? 1 : 0);
+  add({bands, 1, [&](std::int32_t band) {
+         const std::int32_t begin = band * band_rows;
+         job(begin, begin + std::min(band_rows, row_count - begin));
+       }});
+  wait();
+}
+
+void CpuWorkerPool::run_share(const Job& job, std::int32_t worker, std::int32_t worker_count) {
+  const std::int64_t block = job.block;
+  for (std::int64_t begin = worker * block; begin < job.row_count; begin += worker_count * block) {
+    const std::int64_t end = std::min<std::int64_t>(begin + block, job.row_count);
+    for (std::int64_t row = begin; row < end; ++row) job.call(static_cast<std::int32_t>(row));
+  }
+}
+
 void CpuWorkerPool::serve(std::int32_t worker, std::int32_t worker_count) {
   std::unique_lock lock(mutex_);
   for (std::size_t next = 0;; ++next) {
@@ -70,7 +78,7 @@ void CpuWorkerPool::serve(std::int32_t worker, std::int32_t worker_count) {
     lock.unlock();
     std::exception_ptr failure;
     try {
-      run_share(job.row_count, job.call, worker, worker_count);
+      run_share(job, worker, worker_count);
     } catch (...) {
       failure = std::current_exception();
     }

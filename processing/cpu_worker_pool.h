@@ -45,13 +45,22 @@ class CpuWorkerPool {
   /// Both at once.
   void run(std::int32_t row_count, RowJob job);
 
+  using BandJob = std::function<void(std::int32_t begin, std::int32_t end)>;
+
+  /// The same for jobs that keep something from row to row: `job` is called once for each band of
+  /// `band_rows` rows, the last one perhaps less, dealt out in turns.
+  void run_bands(std::int32_t row_count, std::int32_t band_rows, const BandJob& job);
+
  private:
   struct Job {
     std::int32_t row_count;
+    std::int32_t block;  ///< rows that follow each other in one share
     RowJob call;
   };
   struct Idle {};
   explicit CpuWorkerPool(Idle /*no workers yet*/) {}
+  void add(Job job);
+  static void run_share(const Job& job, std::int32_t worker, std::int32_t worker_count);
   void serve(std::int32_t worker, std::int32_t worker_count);
 
   std::mutex mutex_;

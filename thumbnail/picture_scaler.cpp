@@ -8,12 +8,17 @@
 namespace veyrin {
 namespace {
 
+// Rows of the scaled picture that a worker takes at a time.
+constexpr std::int32_t band_rows = 16;
+
 /// Rows of a picture in linear light, scaled in width. A row is made once even when two rows of the scaled
 /// picture share it.
 class ScaledRows {
  public:
-  ScaledRows(const SinglePlaneImage& picture, const ColorConverter& converter, int width)
-      : picture_(picture), linear_(converter.linear), axis_(picture.width(), width) {
+  /// All are borrowed; `axis` makes `width` pixels of the picture's rows.
+  ScaledRows(const SinglePlaneImage& picture, const ColorConverter& converter, const ScaledAxis& axis,
+             int width)
+      : picture_(picture), linear_(converter.linear), axis_(axis) {
     for (Row& row : rows_) row.colors.resize(static_cast<std::size_t>(width));
   }
 
@@ -51,7 +56,7 @@ class ScaledRows {
 
   const SinglePlaneImage& picture_;
   const std::array<float, 256>& linear_;
-  ScaledAxis axis_;
+  const ScaledAxis& axis_;
   std::array<Row, 2> rows_;
 };
 
@@ -105,30 +110,34 @@ void ScaledAxis::interpolate(int target, int source_length, int target_length) {
   add(static_cast<int>(first), std::span(weights).first(source_length > 1 ? 2 : 1));
 }
 
-ImagePtr scaled_picture(const SinglePlaneImage& picture, const ColorConverter& converter, Size target) {
+ImagePtr scaled_picture(const SinglePlaneImage& picture, const ColorConverter& converter, Size target,
+                        CpuWorkerPool& pool) {
   ImagePtr scaled = SinglePlaneImage::create(target, {});
   if (!scaled) return nullptr;
   const DisplayColors colors(converter);
+  const ScaledAxis columns(picture.width(), target.width);
   const ScaledAxis axis(picture.height(), target.height);
-  ScaledRows rows(picture, converter, target.width);
-  std::vector<Sum> sums;
-  for (int y = 0; y < target.height; ++y) {
-    sums.assign(static_cast<std::size_t>(target.width), Sum{});
-    const auto [first, weights] = axis.taps(y);
-    int source_row = first;
-    for (const double weight : weights) {
-      auto sum = sums.begin();
-      for (const LinearColor& color : rows.row(source_row++)) {
-        sum->red += weight * color.red;
-        sum->green += weight * color.green;
-        sum->blue += weight * color.blue;
-        ++sum;
+  pool.run_bands(target.height, band_rows, [&](std::int32_t begin, std::int32_t end) {
+    ScaledRows rows(picture, converter, columns, target.width);
+    std::vector<Sum> sums;
+    for (int y = begin; y < end; ++y) {
+      sums.assign(static_cast<std::size_t>(target.width), Sum{});
+      const auto [first, weights] = axis.taps(y);
+      int source_row = first;
+      for (const double weight : weights) {
+        auto sum = sums.begin();
+        for (const LinearColor& color : rows.row(source_row++)) {
+          sum->red += weight * color.red;
+          sum->green += weight * color.green;
+          sum->blue += weight * color.blue;
+          ++sum;
+        }
       }
+      std::ranges::transform(sums, scaled->row(y), [&colors](const Sum& sum) {
+        return colors.encoded(colors.displayed(light_of(sum)));
+      });
     }
-    std::ranges::transform(sums, scaled->row(y), [&colors](const Sum& sum) {
-      return colors.encoded(colors.displayed(light_of(sum)));
-    });
-  }
+  });
   return scaled;
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "media/video_types.h"
+#include "processing/cpu_worker_pool.h"
 #include "thumbnail/color_converter.h"
 #include "thumbnail/image.h"
 
@@ -46,7 +47,7 @@ class ScaledAxis {
 /// The picture in the target's size, brought to the screen's colours; the mean of pixels is taken in linear
 /// light. `picture` holds the codes that `converter` reads. Null when the size is beyond memory.
 [[nodiscard]] ImagePtr scaled_picture(const SinglePlaneImage& picture, const ColorConverter& converter,
-                                      Size target);
+                                      Size target, CpuWorkerPool& pool);
 
 /// The picture after clockwise quarter turns (0..3); null when memory is short.
 [[nodiscard]] ImagePtr turned_picture(const SinglePlaneImage& picture, int quarter_turns);

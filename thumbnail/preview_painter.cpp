@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,6 +28,10 @@ constexpr float whole_share = 0.999F;
 
 // A lens bends the sides of such a part of a view by a small fraction of a pixel.
 constexpr double longest_part = 8.0;
+
+// Rows of the canvas that a worker takes at a time; the corners between two of them are located once.
+constexpr std::int32_t band_rows = 16;
+
 // Parts that the horizon of a camera crosses are divided by this along both sides.
 constexpr int horizon_parts = 8;
 
@@ -65,14 +71,16 @@ using Positions = std::vector<ImagePosition>;
 /// Exposes canvas pixels to the parts of a view.
 class ViewExposer {
  public:
-  ViewExposer(const View& view, const SinglePlaneImage& picture, const ColorConverter& converter, Size canvas)
+  /// Begins with row `first_row` of the canvas.
+  ViewExposer(const View& view, const SinglePlaneImage& picture, const ColorConverter& converter, Size canvas,
+              int first_row)
       : view_(view),
         reader_(picture, converter),
         columns_(view.width(), canvas.width),
         rows_(view.height(), canvas.height),
         upper_(static_cast<std::size_t>(columns_.count) + 1),
         lower_(upper_.size()) {
-    locate(0, lower_);
+    locate(first_row * rows_.per_pixel, lower_);
   }
 
   /// Adds the light of a row of the canvas to its pixels' exposures. Rows come one after the other.
@@ -158,12 +166,13 @@ double baseline_length(const Pose& extrinsic) {
 
 /// One eye's square; null when it cannot be rendered.
 [[nodiscard]] ImagePtr paint_eye(const CameraIntrinsics& camera, const Matrix3& source_from_rectified,
-                                 const RectifiedGeometry& geometry, const ColoredFrame& eye, int side) {
+                                 const RectifiedGeometry& geometry, const ColoredFrame& eye, int side,
+                                 CpuWorkerPool& pool) {
   const ImagePtr picture = image_of_frame(*eye.frame, eye.converter);
   ImagePtr square = SinglePlaneImage::create({side, side}, backdrop);
   if (!picture || !square) return nullptr;
   const EyeView view(camera, source_from_rectified, geometry, picture->size());
-  return paint_view(view, *picture, eye.converter, *square) ? std::move(square) : nullptr;
+  return paint_view(view, *picture, eye.converter, *square, pool) ? std::move(square) : nullptr;
 }
 
 /// Copies as much of a picture as the canvas has room for.
@@ -178,28 +187,30 @@ void place(const SinglePlaneImage& picture, int x, SinglePlaneImage& canvas) {
 }  // namespace
 
 bool paint_view(const View& view, const SinglePlaneImage& picture, const ColorConverter& converter,
-                SinglePlaneImage& canvas) {
+                SinglePlaneImage& canvas, CpuWorkerPool& pool) {
   const DisplayColors colors(converter);
-  ViewExposer exposer(view, picture, converter, canvas.size());
-  std::vector<Exposure> exposures;
-  bool visible = false;
-  for (int y = 0; y < canvas.height(); ++y) {
-    exposures.assign(static_cast<std::size_t>(canvas.width()), Exposure{});
-    exposer.expose(y, exposures);
-    Rgba* pixel = canvas.row(y);
-    for (const Exposure& exposure : exposures) {
-      if (exposure.share > 0.0) {
-        *pixel = developed(exposure, exposer.parts_per_pixel(), colors, *pixel);
-        visible = true;
+  std::atomic<bool> visible = false;
+  pool.run_bands(canvas.height(), band_rows, [&](std::int32_t begin, std::int32_t end) {
+    ViewExposer exposer(view, picture, converter, canvas.size(), begin);
+    std::vector<Exposure> exposures;
+    for (int y = begin; y < end; ++y) {
+      exposures.assign(static_cast<std::size_t>(canvas.width()), Exposure{});
+      exposer.expose(y, exposures);
+      Rgba* pixel = canvas.row(y);
+      for (const Exposure& exposure : exposures) {
+        if (exposure.share > 0.0) {
+          *pixel = developed(exposure, exposer.parts_per_pixel(), colors, *pixel);
+          visible = true;
+        }
+        ++pixel;
       }
-      ++pixel;
     }
-  }
+  });
   return visible;
 }
 
 ImagePtr paint_eyes(const RawDualTrackCalibration& calibration, const ColoredFrame& left,
-                    const ColoredFrame& right, int width) {
+                    const ColoredFrame& right, int width, CpuWorkerPool& pool) {
   if (!(baseline_length(calibration.stereo_extrinsic) >= shortest_baseline_metres)) return nullptr;
   RectifiedGeometry geometry;
   std::string ignored;
@@ -208,10 +219,10 @@ ImagePtr paint_eyes(const RawDualTrackCalibration& calibration, const ColoredFra
   ImagePtr canvas = SinglePlaneImage::create({width, half}, backdrop);
   if (!canvas) return nullptr;
   const ImagePtr left_eye =
-      paint_eye(calibration.left_intrinsics, geometry.left_source_from_rectified, geometry, left, half);
+      paint_eye(calibration.left_intrinsics, geometry.left_source_from_rectified, geometry, left, half, pool);
   if (!left_eye) return nullptr;
-  const ImagePtr right_eye =
-      paint_eye(calibration.right_intrinsics, geometry.right_source_from_rectified, geometry, right, half);
+  const ImagePtr right_eye = paint_eye(calibration.right_intrinsics, geometry.right_source_from_rectified,
+                                       geometry, right, half, pool);
   if (!right_eye) return nullptr;
   place(*left_eye, 0, *canvas);
   // A canvas one pixel wide has no room for the right square.
@@ -219,7 +230,8 @@ ImagePtr paint_eyes(const RawDualTrackCalibration& calibration, const ColoredFra
   return canvas;
 }
 
-ImagePtr paint_upright(const ColoredFrame& picture, int quarter_turns, double pixel_aspect, int width) {
+ImagePtr paint_upright(const ColoredFrame& picture, int quarter_turns, double pixel_aspect, int width,
+                       CpuWorkerPool& pool) {
   const ImagePtr source = image_of_frame(*picture.frame, picture.converter);
   if (!source) return nullptr;
   const bool lying = quarter_turns % 2 != 0;
@@ -227,7 +239,7 @@ ImagePtr paint_upright(const ColoredFrame& picture, int quarter_turns, double pi
   const double rows = std::round(lying ? width * width_over_height : width / width_over_height);
   const Size upright{width, static_cast<int>(std::clamp(rows, 1.0, most_rows))};
   const ImagePtr scaled =
-      scaled_picture(*source, picture.converter, lying ? Size{upright.height, upright.width} : upright);
+      scaled_picture(*source, picture.converter, lying ? Size{upright.height, upright.width} : upright, pool);
   return scaled ? turned_picture(*scaled, quarter_turns) : nullptr;
 }
 

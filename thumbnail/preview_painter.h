@@ -3,6 +3,7 @@
 
 #include "media/ffmpeg.h"
 #include "metadata/calibration.h"
+#include "processing/cpu_worker_pool.h"
 #include "thumbnail/color_converter.h"
 #include "thumbnail/image.h"
 #include "thumbnail/views.h"
@@ -15,7 +16,7 @@ namespace veyrin {
 /// proportion at the border. `picture` holds the codes that `converter` reads. False when nothing of the view
 /// is on the picture.
 [[nodiscard]] bool paint_view(const View& view, const SinglePlaneImage& picture,
-                              const ColorConverter& converter, SinglePlaneImage& canvas);
+                              const ColorConverter& converter, SinglePlaneImage& canvas, CpuWorkerPool& pool);
 
 /// A decoded picture and how its colours are read. Borrows the frame.
 struct ColoredFrame {
@@ -27,12 +28,12 @@ struct ColoredFrame {
 /// pixels, (16, 18, 21) where there is nothing to show. Null when an eye cannot be rendered: a baseline below
 /// 1e-6 m, a singular calibration, no view of the picture, an unreadable frame, or a size beyond memory.
 [[nodiscard]] ImagePtr paint_eyes(const RawDualTrackCalibration& calibration, const ColoredFrame& left,
-                                  const ColoredFrame& right, int width);
+                                  const ColoredFrame& right, int width, CpuWorkerPool& pool);
 
 /// The whole picture (`scaled_picture`) after clockwise quarter turns, `width` pixels wide and as high as its
 /// shape asks for, at least 1. `pixel_aspect` is the width of its pixels over their height before turning.
 /// Null for an unreadable frame or a size beyond memory.
 [[nodiscard]] ImagePtr paint_upright(const ColoredFrame& picture, int quarter_turns, double pixel_aspect,
-                                     int width);
+                                     int width, CpuWorkerPool& pool);
 
 }  // namespace veyrin

@@ -88,11 +88,11 @@ std::vector<Track> colored_tracks(const AVFormatContext& input, const std::vecto
 }
 
 [[nodiscard]] ImagePtr paint_dual(const RecordingLayout& layout, const StreamChoice& choice,
-                                  const std::vector<Track>& tracks, int width) {
+                                  const std::vector<Track>& tracks, int width, CpuWorkerPool& pool) {
   const auto picture = [&tracks](int stream) -> const ColoredFrame& {
     return std::ranges::find(tracks, stream, [](const Track& track) { return track.stream->index; })->picture;
   };
-  return paint_eyes(layout.calibration, picture(choice.left), picture(choice.right), width);
+  return paint_eyes(layout.calibration, picture(choice.left), picture(choice.right), width, pool);
 }
 
 /// Width over height of the picture's pixels; the container's value goes before the codec's.
@@ -118,14 +118,15 @@ double pixel_aspect(const Track& track) {
   const std::vector<Track> tracks = colored_tracks(*context, frames);
   report_missing_eye(choice, tracks);
 
+  CpuWorkerPool pool;
   ImagePtr preview;
   if (choice.is_dual() && tracks.size() == choice.streams.size()) {
-    preview = paint_dual(layout, choice, tracks, width);
+    preview = paint_dual(layout, choice, tracks, width, pool);
     if (!preview) error = "Could not create a rectified raw dual-track thumbnail for " + path;
   } else if (!tracks.empty()) {
     const Track& track = tracks.front();
     const int quarter_turns = display_rotation_quarter_turns(*track.stream).value_or(0);
-    preview = paint_upright(track.picture, quarter_turns, pixel_aspect(track), width);
+    preview = paint_upright(track.picture, quarter_turns, pixel_aspect(track), width, pool);
     if (!preview) error = "Could not create a thumbnail for " + path;
   } else {
     error = "Could not decode a frame of " + path;

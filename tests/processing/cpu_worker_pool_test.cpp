@@ -121,6 +121,25 @@ TEST(CpuWorkerPool, KeepsTheOrderOfJobsInEachRow) {
   }
 }
 
+TEST(CpuWorkerPool, GivesWholeBands) {
+  CpuWorkerPool pool(3);
+  for (const std::int32_t rows : {0, 1, 16, 17, 100}) {
+    std::mutex mutex;
+    std::map<std::int32_t, std::int32_t> bands;
+    pool.run_bands(rows, 16, [&](std::int32_t begin, std::int32_t end) {
+      const std::lock_guard lock(mutex);
+      EXPECT_TRUE(bands.emplace(begin, end).second);
+    });
+    std::int32_t expected_begin = 0;
+    for (const auto& [begin, end] : bands) {
+      EXPECT_EQ(begin, expected_begin);
+      EXPECT_EQ(end, std::min(begin + 16, rows));
+      expected_begin = end;
+    }
+    EXPECT_EQ(expected_begin, rows);
+  }
+}
+
 TEST(CpuWorkerPool, HandsAnExceptionToTheOneWhoWaits) {
   CpuWorkerPool pool(2);
   pool.start(40, [](std::int32_t row) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/thumbnail/test_picture.h"
+#include "tests/thumbnail/workers.h"
 #include "thumbnail/preview_painter.h"
 #include "thumbnail/views.h"
 
@@ -90,7 +91,7 @@ TEST_P(EyeViewArea, IsTheMeanOverWhatAPixelCoversOfTheRecordedPicture) {
   const ColorConverter colors = standard();
   const ImagePtr canvas = SinglePlaneImage::create({canvas_side, canvas_side}, {});
   const EyeView view(recording.left_intrinsics, geometry.left_source_from_rectified, geometry, {side, side});
-  ASSERT_TRUE(paint_view(view, *noise, colors, *canvas));
+  ASSERT_TRUE(paint_view(view, *noise, colors, *canvas, workers()));
 
   const Reference reference(recording.left_intrinsics, geometry, canvas_side);
   const DisplayColors display(colors);

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tests/thumbnail/test_picture.h"
+#include "tests/thumbnail/workers.h"
 #include "thumbnail/picture_scaler.h"
 
 namespace veyrin::test {
@@ -65,7 +66,7 @@ TEST(PictureScalerAndOpenCv, AgreeOnNoiseAtAnyRatioFromOneUp) {
                                         {32, 20},
                                         {300, 20},
                                         {1, 1}}) {
-      const ImagePtr scaled = scaled_picture(*source, colors, {width, height});
+      const ImagePtr scaled = scaled_picture(*source, colors, {width, height}, workers());
       ASSERT_TRUE(scaled);
       cv::Mat expected;
       cv::resize(light, expected, {width, height}, 0.0, 0.0, cv::INTER_AREA);

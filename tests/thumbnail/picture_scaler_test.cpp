@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "tests/thumbnail/test_picture.h"
+#include "tests/thumbnail/workers.h"
 
 namespace veyrin::test {
 namespace {
@@ -16,7 +17,7 @@ namespace {
 ImagePtr painted(const SinglePlaneImage& source, int quarter_turns, int width, int height,
                  const ColorConverter& colors = standard()) {
   const Size unturned = quarter_turns % 2 != 0 ? Size{height, width} : Size{width, height};
-  return turned_picture(*scaled_picture(source, colors, unturned), quarter_turns);
+  return turned_picture(*scaled_picture(source, colors, unturned, workers()), quarter_turns);
 }
 
 std::uint8_t grey_at(int x, int y) {
@@ -124,8 +125,8 @@ TEST(PictureScaler, DoesNotLoseLightInAMillionSamples) {
 
 TEST(PictureScaler, RefusesSizesBeyondMemory) {
   const ImagePtr source = picture(2, 2, [](int, int) { return white; });
-  EXPECT_FALSE(scaled_picture(*source, standard(), {2'000'000'000, 2'000'000'000}));
-  EXPECT_FALSE(scaled_picture(*source, standard(), {0, 5}));
+  EXPECT_FALSE(scaled_picture(*source, standard(), {2'000'000'000, 2'000'000'000}, workers()));
+  EXPECT_FALSE(scaled_picture(*source, standard(), {0, 5}, workers()));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "tests/thumbnail/test_picture.h"
+#include "tests/thumbnail/workers.h"
 #include "thumbnail/views.h"
 
 namespace veyrin::test {
@@ -55,7 +56,7 @@ TEST(ViewPainter, CopiesCodeByCodeWhereNothingIsScaled) {
                 static_cast<std::uint8_t>(255 - x * y)};
   });
   const ImagePtr canvas = SinglePlaneImage::create({13, 7}, backdrop);
-  ASSERT_TRUE(paint_view(PlainView(13, 7), *source, standard(), *canvas));
+  ASSERT_TRUE(paint_view(PlainView(13, 7), *source, standard(), *canvas, workers()));
   for (int y = 0; y < 7; ++y) {
     for (int x = 0; x < 13; ++x) EXPECT_EQ(canvas->row(y)[x], source->row(y)[x]) << x << " " << y;
   }
@@ -65,27 +66,27 @@ TEST(ViewPainter, DoesNotLoseLightInAMillionSamples) {
   // Single precision gets two of these colours wrong at this size.
   const ImagePtr source = picture(1200, 1200, [](int, int) { return Rgba{200, 100, 50}; });
   const ImagePtr canvas = SinglePlaneImage::create({1, 1}, backdrop);
-  ASSERT_TRUE(paint_view(PlainView(1200, 1200), *source, standard(), *canvas));
+  ASSERT_TRUE(paint_view(PlainView(1200, 1200), *source, standard(), *canvas, workers()));
   EXPECT_EQ(canvas->row(0)[0], (Rgba{200, 100, 50}));
 }
 
 TEST(ViewPainter, LetsTheCanvasShineThroughWhereThereIsNothingToShow) {
   const ImagePtr source = picture(8, 8, [](int, int) { return white; });
   const ImagePtr canvas = SinglePlaneImage::create({2, 2}, backdrop);
-  ASSERT_TRUE(paint_view(BorderedView(5.55), *source, standard(), *canvas));
+  ASSERT_TRUE(paint_view(BorderedView(5.55), *source, standard(), *canvas, workers()));
   EXPECT_EQ(canvas->row(0)[0], white);
   // About half of the right pixel sees white: half the light on top of half the backdrop's.
   EXPECT_NEAR(canvas->row(0)[1].red, 188, 2);
   EXPECT_LT(canvas->row(0)[1].red, 255);
   const ImagePtr left_only = SinglePlaneImage::create({2, 2}, backdrop);
-  ASSERT_TRUE(paint_view(BorderedView(3.5), *source, standard(), *left_only));
+  ASSERT_TRUE(paint_view(BorderedView(3.5), *source, standard(), *left_only, workers()));
   EXPECT_EQ(left_only->row(1)[1], backdrop);
 }
 
 TEST(ViewPainter, SaysWhenNothingIsVisible) {
   const ImagePtr source = picture(8, 8, [](int, int) { return white; });
   const ImagePtr canvas = SinglePlaneImage::create({3, 3}, backdrop);
-  EXPECT_FALSE(paint_view(BorderedView(-10.0), *source, standard(), *canvas));
+  EXPECT_FALSE(paint_view(BorderedView(-10.0), *source, standard(), *canvas, workers()));
   for (int y = 0; y < 3; ++y) {
     for (int x = 0; x < 3; ++x) EXPECT_EQ(canvas->row(y)[x], backdrop);
   }
