@@ -62,16 +62,20 @@ class MedianReporter : public benchmark::BenchmarkReporter {
 
 }  // namespace
 
-RectificationMaps fisheye_maps(std::int32_t size) {
+RawDualTrackCalibration fisheye_calibration(std::int32_t size) {
   RawDualTrackCalibration calibration;
   calibration.valid = true;
   calibration.left_intrinsics = fisheye_camera(size, 0.502, 0.496);
   calibration.right_intrinsics = fisheye_camera(size, 0.495, 0.503);
   calibration.stereo_extrinsic = right_camera_in_left();
+  return calibration;
+}
+
+RectificationMaps fisheye_maps(std::int32_t size) {
   RectificationMaps maps;
   std::string error;
   const ConsoleSilence silence;
-  if (!build_rectification_maps(calibration, {size, size}, maps, error)) {
+  if (!build_rectification_maps(fisheye_calibration(size), {size, size}, maps, error)) {
     std::fprintf(stderr, "no maps for the benchmark: %s\n", error.c_str());
     std::exit(1);
   }

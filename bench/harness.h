@@ -9,8 +9,10 @@
 
 namespace veyrin::bench {
 
-/// Maps of a stereo rig of two slightly different, slightly turned fisheye cameras with `size` x `size`
-/// pixels per eye, rectified to the same size. Ends the program when they cannot be built.
+/// A stereo rig of two slightly different, slightly turned fisheye cameras with `size` x `size` pixels each.
+RawDualTrackCalibration fisheye_calibration(std::int32_t size);
+
+/// The maps of that rig, rectified to the same size. Ends the program when they cannot be built.
 RectificationMaps fisheye_maps(std::int32_t size);
 
 /// A deterministic sample value below `codes` with texture at all scales.
