@@ -2,9 +2,6 @@
 
 import dataclasses
 
-# Processors on which the faster kernels for 8-bit luma are expected.
-WIDE_PERMUTES = {"avx512_vbmi", "avx512_vnni"}
-
 
 @dataclasses.dataclass(frozen=True)
 class Bar:
@@ -23,9 +20,8 @@ class Bar:
 
 def bars(machine):
     """The bars by the rows' keys, for a machine."""
-    luma = 6.5 if WIDE_PERMUTES <= machine.flags else 5.0
     return {
-        "kernels: luma 8-bit inside": Bar("at least", luma),
+        "kernels: luma 8-bit inside": Bar("at least", 6.5 if machine.permutes_wide else 5.0),
         # The same speed: within 5 percent.
         "kernels: luma P010 beside planar 10-bit": Bar("at least", 0.95),
         "start-up: time at 3840x3840": Bar("at least", 0.85 * machine.threads),

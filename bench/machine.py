@@ -5,6 +5,9 @@ import os
 import re
 from pathlib import Path
 
+# By the kernel's names: what the fastest kernels need.
+WIDE_PERMUTES = {"avx512vbmi", "avx512_vnni"}
+
 
 @dataclasses.dataclass(frozen=True)
 class Machine:
@@ -15,8 +18,13 @@ class Machine:
     system: str
 
     @property
+    def permutes_wide(self):
+        """Whether it has AVX-512 VBMI and VNNI."""
+        return WIDE_PERMUTES <= self.flags
+
+    @property
     def text(self):
-        wide = "with" if {"avx512_vbmi", "avx512_vnni"} <= self.flags else "without"
+        wide = "with" if self.permutes_wide else "without"
         return (f"{self.processor}, {self.threads} hardware thread{'s' if self.threads != 1 else ''}, "
                 f"{wide} AVX-512 VBMI and VNNI, {self.memory_gib:.0f} GiB, {self.system}")
 

@@ -17,7 +17,7 @@ sys.dont_write_bytecode = True
 import programs  # noqa: E402
 import recordings  # noqa: E402
 from google_benchmark import counter_values  # noqa: E402
-from machine import processor_facts  # noqa: E402
+from machine import Machine, processor_facts  # noqa: E402
 from programs import Failure  # noqa: E402
 
 
@@ -34,6 +34,13 @@ class Reports(unittest.TestCase):
         text = "processor\t: 0\nmodel name\t: Some CPU\nflags\t\t: fpu avx2\n\nprocessor\t: 1\nmodel name\t: Other\nflags\t: x\n"
         self.assertEqual(processor_facts(text), ("Some CPU", {"fpu", "avx2"}))
         self.assertEqual(processor_facts("Processor: 0\n"), ("unknown processor", frozenset()))
+
+    def test_the_kernels_names_of_both_extensions_are_known(self):
+        for flags, wide in (("avx2 avx512vbmi avx512_vbmi2 avx512_vnni", True), ("avx2 avx512_vbmi2 avx512_vnni", False),
+                            ("avx2 avx512vbmi avx_vnni", False)):
+            machine = Machine("x", 2, processor_facts(f"flags\t: {flags}\n")[1], 16, "Debian")
+            self.assertEqual(machine.permutes_wide, wide)
+            self.assertIn(f", {'with' if wide else 'without'} AVX-512 VBMI and VNNI", machine.text)
 
 
 class Programs(unittest.TestCase):
