@@ -58,7 +58,7 @@ struct Place {
   const EyeMap& (*map)(const PlaneKind& kind);  ///< built once
 };
 
-/// A fisheye lens of a rig, where nearly all neighbourhoods lie inside.
+/// A fisheye lens of a rig; all neighbourhoods lie inside.
 const EyeMap& inside_map(const PlaneKind& kind);
 /// Positions along the upper and the left edge, each with some of its taps outside.
 const EyeMap& border_map(const PlaneKind& kind);

@@ -72,8 +72,8 @@ class Bars(unittest.TestCase):
         for key, theirs, below, at, kind in (
                 ("job: wall time beside the encoder alone", 100, 110.1, 110, False),
                 ("seeking: --start at 95 %", 10, 13.1, 13, False),
-                ("memory: ProRes", 100, 111, 110, False),
-                ("memory: HEVC", 100, 111, 110, False),
+                ("memory: ProRes", 100, 115.1, 115, False),
+                ("memory: HEVC", 100, 115.1, 115, False),
                 ("kernels: luma P010 beside planar 10-bit", 95, 101, 100, True),
                 ("start-up: peak memory at 3840x3840", 1, 320.1, 320, False)):
             with self.subTest(key):
