@@ -11,7 +11,8 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[1]
 BUILD = ROOT / "build" / "release"
 BIN = BUILD / "bin"
-TARGETS = ("veyrin-video-converter", "make_recording", "plane_bench", "start_up_bench", "frame_rate_bench")
+TARGETS = ("veyrin-video-converter", "ffmpeg-gpl", "make_recording", "plane_bench", "remap_bench", "start_up_bench",
+           "frame_rate_bench")
 
 
 class Failure(Exception):
