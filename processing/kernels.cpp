@@ -1,6 +1,7 @@
 #include "processing/kernels.h"
 
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <numbers>
 
@@ -34,16 +35,85 @@ void fill_phase(float x, float (&weights)[lanczos_taps]) {
   for (int k = 0; k < lanczos_taps; ++k) weights[k] = static_cast<float>(values[k] / sum);
 }
 
-// The compiler's probe also asks whether the operating system saves the wide registers.
-bool cpu_runs_avx2() {
+/// The weights of a phase in steps of 2^-bits. Rounding their running sum keeps the total at exactly 1, so
+/// that an even area stays as it is, and each weight within one step.
+template <int bits>
+void round_to_steps(const float (&taps)[lanczos_taps], std::int32_t (&steps)[lanczos_taps]) {
+  double sum = 0.0;
+  std::int32_t rounded_before = 0;
+  for (int tap = 0; tap < lanczos_taps; ++tap) {
+    sum += static_cast<double>(taps[tap]);
+    const bool is_last = tap == lanczos_taps - 1;
+    const auto rounded = static_cast<std::int32_t>(std::lround(std::ldexp(is_last ? 1.0 : sum, bits)));
+    steps[tap] = rounded - rounded_before;
+    rounded_before = rounded;
+  }
+}
+
+/// Cuts the lowest limb off a number: returns it, between -2^(bits-1) and 2^(bits-1) - 1, and leaves the
+/// rest.
+template <int bits>
+std::int32_t cut_limb(std::int32_t& number) {
+  constexpr std::int32_t half = 1 << (bits - 1);
+  const std::int32_t limb = ((number + half) & (2 * half - 1)) - half;
+  number = (number - limb) / (2 * half);
+  return limb;
+}
+
+void fill_limbs(int phase, LanczosWeights& weights) {
+  std::int32_t steps[lanczos_taps];
+  round_to_steps<byte_weight_bits>(weights.taps[phase], steps);
+  for (int tap = 0; tap < lanczos_taps; ++tap)
+    for (int limb = byte_limb_count - 1; limb >= 0; --limb)
+      weights.byte_limbs[limb][tap / 4][phase][tap % 4] =
+          static_cast<std::int8_t>(cut_limb<byte_limb_bits>(steps[tap]));
+  round_to_steps<word_weight_bits>(weights.taps[phase], steps);
+  for (int tap = 0; tap < lanczos_taps; ++tap) {
+    weights.word_limbs[1][tap / 2][phase][tap % 2] =
+        static_cast<std::int16_t>(cut_limb<word_limb_bits>(steps[tap]));
+    weights.word_limbs[0][tap / 2][phase][tap % 2] = static_cast<std::int16_t>(steps[tap]);
+  }
+}
+
+// The compiler's probes also ask whether the operating system saves the wide registers.
+
+bool runs_avx512() {
+  return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
+         __builtin_cpu_supports("avx512vnni") && __builtin_cpu_supports("avx2") &&
+         __builtin_cpu_supports("fma");
+}
+
+bool runs_avx2() {
   return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
 }
+
+bool runs_always() {
+  return true;
+}
+
+struct KernelSet {
+  KernelChoice choice;
+  bool (*runs_here)();
+  Kernels kernels;
+};
+
+/// The fastest first.
+constexpr KernelSet kernel_sets[] = {
+    {KernelChoice::avx512, runs_avx512, {"AVX-512", avx512_sampling, avx2_storing}},
+    {KernelChoice::avx2, runs_avx2, {"AVX2", avx2_sampling, avx2_storing}},
+    {KernelChoice::scalar_only, runs_always, {"scalar", scalar_sampling, scalar_storing}},
+};
 
 }  // namespace
 
 Kernels choose_kernels(KernelChoice choice) {
-  if (choice == KernelChoice::best_for_cpu && cpu_runs_avx2()) return {"AVX2", avx2_sampling, avx2_storing};
-  return {"scalar", scalar_sampling, scalar_storing};
+  bool reached = choice == KernelChoice::best_for_cpu;
+  for (const KernelSet& set : kernel_sets) {
+    reached = reached || set.choice == choice;
+    if (reached && set.runs_here()) return set.kernels;
+  }
+  return std::end(kernel_sets)[-1].kernels;
 }
 
 LanczosWeights make_lanczos_weights() {
@@ -54,7 +124,9 @@ LanczosWeights make_lanczos_weights() {
     for (int tap = 0; tap < lanczos_taps; ++tap) {
       for (float& copy : weights.pair_taps[phase][tap]) copy = taps[tap];
       for (float& copy : weights.rows[phase][tap]) copy = taps[tap];
+      weights.by_tap[tap][phase] = taps[tap];
     }
+    fill_limbs(phase, weights);
   }
   return weights;
 }

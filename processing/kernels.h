@@ -8,17 +8,18 @@
 
 namespace veyrin {
 
-/// Which kernels a processor uses.
-enum class KernelChoice : std::int32_t { best_for_cpu, scalar_only };
+/// Which kernels a processor uses. The named sets are for tests and benchmarks.
+enum class KernelChoice : std::int32_t { best_for_cpu = 0, scalar_only = 1, avx2 = 2, avx512 = 3 };
 
-/// One instruction set's kernels. A new set is one more entry in `choose_kernels`.
+/// One instruction set's kernels. A new set is one more row in kernels.cpp.
 struct Kernels {
   const char* name;
   const SamplingKernels& sampling;
   const StoringKernels& storing;
 };
 
-/// The fastest kernels that this processor and system can run, or the scalar ones when asked for.
+/// The fastest kernels that this processor and system can run, or the set asked for. The next slower set stands
+/// in for one that cannot run here.
 Kernels choose_kernels(KernelChoice choice);
 
 /// One-dimensional Lanczos weights (a = 4) of all 32 phases; each phase's eight sum to 1. Phase 0 is the

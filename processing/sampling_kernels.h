@@ -19,6 +19,13 @@ struct RemapPosition {
   std::int32_t y;
 };
 
+inline constexpr int byte_limb_bits = 8;
+inline constexpr int byte_limb_count = 3;
+inline constexpr int byte_weight_bits = 22;  ///< a row of bytes times such weights adds up to less than 2^31
+inline constexpr int word_limb_bits = 13;
+inline constexpr int word_limb_count = 2;
+inline constexpr int word_weight_bits = 26;
+
 /// The eight one-dimensional weights of each phase; tap k belongs to source index integer position - 3 + k.
 /// The weight of a tap pair is the product of its row's and its column's weight.
 struct LanczosWeights {
@@ -27,6 +34,17 @@ struct LanczosWeights {
   alignas(32) float pair_taps[phase_count][lanczos_taps][2];
   /// Each weight once per column, so that a row of samples is weighted straight from memory.
   alignas(32) float rows[phase_count][lanczos_taps][lanczos_taps];
+
+  // For kernels that fetch the weights of many outputs at once and sum rows in whole numbers.
+
+  /// The weights of all phases, tap by tap.
+  alignas(64) float by_tap[lanczos_taps][phase_count];
+  /// Weights in steps of 2^-22, each phase's adding up to 1 exactly, as three signed bytes, highest first,
+  /// for taps 0 to 3 and 4 to 7.
+  alignas(64) std::int8_t byte_limbs[byte_limb_count][2][phase_count][4];
+  /// The same in steps of 2^-26, as two signed words of 13 bits and more, for taps 0 and 1, 2 and 3, and so
+  /// on.
+  alignas(64) std::int16_t word_limbs[word_limb_count][4][phase_count][2];
 };
 
 /// How a sample lies in memory.
@@ -40,6 +58,7 @@ inline constexpr int high_alignment_shift = 6;  ///< 16 - 10 bits
 
 /// Weighted 8x8 sums at `count` positions of a plane whose whole neighbourhoods lie inside it. `plane` is the
 /// first sample, `stride` the bytes from row to row; the plane is smaller than 2 GiB. Writes out[0, count).
+/// Reads nothing but samples that lie in a neighbourhood or, in one of its rows, between two of them.
 using SampleOneFunction = void (*)(const RemapPosition* positions, std::size_t count,
                                    const std::uint8_t* plane, std::ptrdiff_t stride,
                                    const LanczosWeights& weights, float* out);
@@ -60,5 +79,9 @@ extern const SamplingKernels scalar_sampling;
 
 /// Needs AVX2 and FMA. Sums differ from the scalar ones by float rounding only.
 extern const SamplingKernels avx2_sampling;
+
+/// Needs AVX-512 F, BW, VL, VBMI and VNNI. Rows are summed with weights rounded to 22 (bytes) or 26 bits:
+/// sums differ from the scalar ones by less than 0.001.
+extern const SamplingKernels avx512_sampling;
 
 }  // namespace veyrin
