@@ -52,7 +52,7 @@ inline constexpr int high_alignment_shift = 6;  ///< 16 - 10 bits
 
 /// Weighted 8x8 sums at `count` positions of a plane whose whole neighbourhoods lie inside it. `plane` is the
 /// first sample, `stride` the bytes from row to row; the plane is smaller than 2 GiB. Writes out[0, count).
-/// Reads nothing but samples that lie in a neighbourhood or, in one of its rows, between two of them.
+/// Reads nothing outside the smallest rectangle of samples that holds all neighbourhoods.
 using SampleOneFunction = void (*)(const RemapPosition* positions, std::size_t count,
                                    const std::uint8_t* plane, std::ptrdiff_t stride,
                                    const LanczosWeights& weights, float* out);

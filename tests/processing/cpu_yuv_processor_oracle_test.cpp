@@ -6,6 +6,7 @@
 #include "tests/processing/make_processor.h"
 #include "tests/processing/oracle.h"
 #include "tests/processing/random_maps.h"
+#include "tests/processing/sampling_kernels_fixture.h"
 #include "tests/processing/yuv_frames.h"
 #include "tests/rectification/stored_maps.h"
 
@@ -26,6 +27,7 @@ class CpuYuvProcessorFormats : public ::testing::TestWithParam<FormatsAndLayout>
 
 TEST_P(CpuYuvProcessorFormats, MatchesTheDoublePrecisionOracle) {
   const auto& [input_format, output_format, layout, kernels] = GetParam();
+  if (!kernel_set_runs_here(kernels)) GTEST_SKIP() << "this CPU does not run " << kernel_set_name(kernels);
   struct Sizes {
     Size source, rectified, box;
   };
@@ -53,11 +55,11 @@ TEST_P(CpuYuvProcessorFormats, MatchesTheDoublePrecisionOracle) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    AllFormatsAndLayouts, CpuYuvProcessorFormats,
-    ::testing::Combine(::testing::ValuesIn(all_formats), ::testing::ValuesIn(all_formats),
-                       ::testing::ValuesIn(all_layouts),
-                       ::testing::Values(KernelChoice::scalar_only, KernelChoice::best_for_cpu)));
+INSTANTIATE_TEST_SUITE_P(AllFormatsAndLayouts, CpuYuvProcessorFormats,
+                         ::testing::Combine(::testing::ValuesIn(all_formats),
+                                            ::testing::ValuesIn(all_formats),
+                                            ::testing::ValuesIn(all_layouts),
+                                            ::testing::ValuesIn(all_kernel_sets)));
 
 }  // namespace
 }  // namespace veyrin::test

@@ -56,7 +56,22 @@ TEST(LanczosWeights, RepeatThemselvesForRowsAndPairs) {
       const float weight = weights.taps[phase][tap];
       for (const float copy : weights.pair_taps[phase][tap]) EXPECT_EQ(copy, weight);
       for (const float copy : weights.rows[phase][tap]) EXPECT_EQ(copy, weight);
+      EXPECT_EQ(weights.by_tap[tap][phase], weight);
     }
+}
+
+TEST(LanczosWeights, LimbsAddUpToWeightsInSteps) {
+  const LanczosWeights weights = make_lanczos_weights();
+  for (int phase = 0; phase < phase_count; ++phase) {
+    int sum = 0;
+    for (int tap = 0; tap < lanczos_taps; ++tap) {
+      int steps = 0;
+      for (const auto& limb : weights.byte_limbs) steps = 256 * steps + limb[tap / 4][phase][tap % 4];
+      EXPECT_LE(std::abs(std::ldexp(oracle_weight(phase, tap), 22) - steps), 1.01) << phase << ", " << tap;
+      sum += steps;
+    }
+    EXPECT_EQ(sum, 1 << 22) << phase;
+  }
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "processing/cpu_yuv_processor.h"
 #include "tests/processing/make_processor.h"
 #include "tests/processing/random_maps.h"
+#include "tests/processing/sampling_kernels_fixture.h"
 #include "tests/processing/yuv_frames.h"
 #include "tests/rectification/stored_maps.h"
 
@@ -70,6 +71,7 @@ class OpenCvAgreement : public ::testing::TestWithParam<std::tuple<AVPixelFormat
 
 TEST_P(OpenCvAgreement, EveryCodeIsOpenCvsFloatRounded) {
   const auto& [format, kernels] = GetParam();
+  if (!kernel_set_runs_here(kernels)) GTEST_SKIP() << "this CPU does not run " << kernel_set_name(kernels);
   const StoredMaps maps{.left = bent_map(0.06), .right = bent_map(-0.03)};
   const FramePtr left = make_frame(format, size, size);
   const FramePtr right = make_frame(format, size, size);
@@ -103,8 +105,7 @@ TEST_P(OpenCvAgreement, EveryCodeIsOpenCvsFloatRounded) {
 INSTANTIATE_TEST_SUITE_P(FormatsAndKernels, OpenCvAgreement,
                          ::testing::Combine(::testing::Values(AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12,
                                                               AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_P010LE),
-                                            ::testing::Values(KernelChoice::scalar_only,
-                                                              KernelChoice::best_for_cpu)));
+                                            ::testing::ValuesIn(all_kernel_sets)));
 
 }  // namespace
 }  // namespace veyrin::test

@@ -8,6 +8,7 @@
 #include "tests/processing/make_processor.h"
 #include "tests/processing/oracle.h"
 #include "tests/processing/random_maps.h"
+#include "tests/processing/sampling_kernels_fixture.h"
 #include "tests/processing/yuv_frames.h"
 #include "tests/rectification/stored_maps.h"
 
@@ -23,6 +24,11 @@ class PlaneSampler : public ::testing::TestWithParam<KernelChoice> {
   PlaneSampler() : frame(make_frame(AV_PIX_FMT_NV12, source_width, source_height, 2)) {
     fill_random(*frame, 5);
     maps = random_maps({150, 24}, {source_width, source_height}, 11);
+  }
+
+  void SetUp() override {
+    if (!kernel_set_runs_here(GetParam()))
+      GTEST_SKIP() << "this CPU does not run " << kernel_set_name(GetParam());
   }
 
   [[nodiscard]] SamplingTools tools() const { return {choose_kernels(GetParam()), weights}; }
@@ -109,11 +115,8 @@ TEST_P(PlaneSampler, RepeatedBorderPositionsKeepTheirOwnValues) {
         << i;
 }
 
-INSTANTIATE_TEST_SUITE_P(AllKernels, PlaneSampler,
-                         ::testing::Values(KernelChoice::scalar_only, KernelChoice::best_for_cpu),
-                         [](const auto& test) {
-                           return test.param == KernelChoice::scalar_only ? "Scalar" : "Best";
-                         });
+INSTANTIATE_TEST_SUITE_P(AllKernels, PlaneSampler, ::testing::ValuesIn(all_kernel_sets),
+                         [](const auto& test) { return kernel_set_name(test.param); });
 
 }  // namespace
 }  // namespace veyrin::test

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "processing/kernels.h"
+#include "tests/processing/sampling_kernels_fixture.h"
 
 namespace veyrin::test {
 namespace {
@@ -19,18 +20,14 @@ constexpr StoreRule up_to_10{1023.0F, 255.0F, 0};
 constexpr StoreRule down_to_8{255.0F, 1023.0F, 0};
 constexpr StoreRule high_10{1023.0F, 1023.0F, 6};
 
-enum class Set { scalar, avx2 };
-
-class StoringKernelsTest : public ::testing::TestWithParam<Set> {
+class StoringKernelsTest : public ::testing::TestWithParam<KernelChoice> {
  protected:
   void SetUp() override {
-    if (GetParam() == Set::avx2 && &choose_kernels(KernelChoice::best_for_cpu).storing != &avx2_storing)
-      GTEST_SKIP() << "this CPU has no AVX2";
+    if (!kernel_set_runs_here(GetParam()))
+      GTEST_SKIP() << "this CPU does not run " << kernel_set_name(GetParam());
   }
 
-  [[nodiscard]] const StoringKernels& kernels() const {
-    return GetParam() == Set::avx2 ? avx2_storing : scalar_storing;
-  }
+  [[nodiscard]] const StoringKernels& kernels() const { return choose_kernels(GetParam()).storing; }
 
   [[nodiscard]] std::vector<int> store(const std::vector<float>& values, const StoreRule& rule) const {
     const bool wide = rule.max_code > 255.0F;
@@ -165,12 +162,13 @@ TEST_P(StoringKernelsTest, AveragesNeighboursAlsoInPlace) {
   }
 }
 
-std::string set_name(const ::testing::TestParamInfo<Set>& info) {
-  return info.param == Set::avx2 ? "Avx2" : "Scalar";
+std::string set_name(const ::testing::TestParamInfo<KernelChoice>& info) {
+  return kernel_set_name(info.param);
 }
 
-INSTANTIATE_TEST_SUITE_P(AllKernels, StoringKernelsTest, ::testing::Values(Set::scalar, Set::avx2), set_name);
-INSTANTIATE_TEST_SUITE_P(AllKernels, FastStoringKernelsTest, ::testing::Values(Set::avx2), set_name);
+INSTANTIATE_TEST_SUITE_P(AllKernels, StoringKernelsTest, ::testing::ValuesIn(all_kernel_sets), set_name);
+INSTANTIATE_TEST_SUITE_P(AllKernels, FastStoringKernelsTest,
+                         ::testing::Values(KernelChoice::avx2, KernelChoice::avx512), set_name);
 
 }  // namespace
 }  // namespace veyrin::test
