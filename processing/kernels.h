@@ -18,8 +18,8 @@ struct Kernels {
   const StoringKernels& storing;
 };
 
-/// The fastest kernels that this processor and system can run, or the set asked for. The next slower set stands
-/// in for one that cannot run here.
+/// The fastest kernels that this processor and system can run, or the set asked for. The next slower set
+/// stands in for one that cannot run here.
 Kernels choose_kernels(KernelChoice choice);
 
 /// One-dimensional Lanczos weights (a = 4) of all 32 phases; each phase's eight sum to 1. Phase 0 is the
