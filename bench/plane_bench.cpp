@@ -8,11 +8,13 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #include <string>
+#include <vector>
 
 #include "bench/harness.h"
 #include "bench/plane_cases.h"
 #include "processing/kernels.h"
 #include "processing/plane_pass.h"
+#include "processing/remap_tables.h"
 
 namespace veyrin::bench {
 namespace {
@@ -31,10 +33,11 @@ void with_our_kernels(const PlaneKind& kind, const EyeMap& map, Planes& planes, 
   layout.rows = planes.output_size.height;
   layout.eyes = {{Eye::left, 0, planes.output_size.width, 0, planes.output_size.width, 0}};
   const LanczosWeights weights = make_lanczos_weights();
-  const PlaneRemapTable table = is_luma(kind) ? PlaneRemapTable::for_luma(map, planes.source_size)
-                                              : PlaneRemapTable::for_chroma(map, planes.source_size);
+  CpuWorkerPool pool;
+  const Size luma_source{planes.source_size.width * planes.step, planes.source_size.height * planes.step};
+  const auto tables = build_remap_tables({map, {}}, luma_source, {true, false}, pool);
   PlanePass pass{.tools = {choose_kernels(KernelChoice::best_for_cpu), weights}, .layout = layout};
-  pass.eyes[0].table = &table;
+  pass.eyes[0].table = is_luma(kind) ? &tables->luma[0] : &tables->chroma[0];
   for (std::size_t plane = 0; plane < plane_count(kind); ++plane) {
     const cv::Mat& source = planes.sources[plane];
     cv::Mat& output = planes.outputs[plane];
@@ -58,14 +61,16 @@ void with_opencv(const EyeMap& map, Planes& planes, const RunPlane& run_plane) {
   cv::setNumThreads(1);
   cv::Mat map_x(planes.output_size.height, planes.output_size.width, CV_32FC1);
   cv::Mat map_y = map_x.clone();
-  for (std::int32_t y = 0; y < map_x.rows; ++y)
+  std::vector<float> row_x(static_cast<std::size_t>(map.size.width));
+  std::vector<float> row_y(row_x.size());
+  for (std::int32_t y = 0; y < map_x.rows; ++y) {
+    map.read(y * planes.step, 0, map.size.width, row_x.data(), row_y.data());
     for (std::int32_t x = 0; x < map_x.cols; ++x) {
-      const std::size_t entry =
-          static_cast<std::size_t>(y * planes.step) * static_cast<std::size_t>(map.size.width) +
-          static_cast<std::size_t>(x * planes.step);
-      map_x.at<float>(y, x) = map.map_x[entry] / static_cast<float>(planes.step);
-      map_y.at<float>(y, x) = map.map_y[entry] / static_cast<float>(planes.step);
+      const auto entry = static_cast<std::size_t>(x * planes.step);
+      map_x.at<float>(y, x) = row_x[entry] / static_cast<float>(planes.step);
+      map_y.at<float>(y, x) = row_y[entry] / static_cast<float>(planes.step);
     }
+  }
   // Its fixed-point form, which remap would otherwise make anew in every call.
   cv::Mat positions;
   cv::Mat phases;

@@ -9,16 +9,18 @@ constexpr std::int32_t eye_size = 1920;
 
 EyeMap make_border_map(float step) {
   constexpr std::int32_t rows = 256;
-  EyeMap map{{eye_size, rows}, {}, {}};
-  for (std::int32_t row = 0; row < rows; ++row) {
-    for (std::int32_t column = 0; column < eye_size; ++column) {
+  const auto read = [step](std::int32_t row, std::int32_t first, std::int32_t count, float* map_x,
+                           float* map_y) {
+    for (std::int32_t i = 0; i < count; ++i) {
+      const std::int32_t column = first + i;
       const float across = step * (-3.9F + 6.8F * static_cast<float>((7 * row + column) % rows) / rows);
       const float along = 8.0F + (eye_size - 24.0F) / eye_size * static_cast<float>(column);
-      map.map_x.push_back(row < rows / 2 ? along : across);
-      map.map_y.push_back(row < rows / 2 ? across : along);
+      map_x[i] = row < rows / 2 ? along : across;
+      map_y[i] = row < rows / 2 ? across : along;
     }
-  }
-  return map;
+    return std::int64_t{count};
+  };
+  return {{eye_size, rows}, read};
 }
 
 void fill(cv::Mat& picture, const PlaneKind& kind, std::int32_t plane) {

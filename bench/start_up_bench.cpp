@@ -8,6 +8,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "bench/harness.h"
 #include "common/console.h"
@@ -16,13 +17,15 @@
 namespace veyrin::bench {
 namespace {
 
-/// The steps of a conversion between its plan and its movie, with so many threads. The maps are gone when it
-/// returns.
+/// The steps of a conversion between its plan and its movie, with so many threads.
 std::unique_ptr<YuvProcessor> start_up(const RawDualTrackCalibration& calibration, Size eye,
                                        std::int32_t threads, std::string& error) {
   RectificationMaps maps;
   if (!build_rectification_maps(calibration, eye, maps, error)) return nullptr;
-  return CpuYuvProcessor::create(maps, {eye, eye, OutputLayout::full_sbs}, error, {.worker_count = threads});
+  auto pool = std::make_shared<CpuWorkerPool>(threads);
+  auto tables = build_remap_tables(maps, eye, {true, true}, *pool);
+  return CpuYuvProcessor::create(std::move(tables), {eye, eye, OutputLayout::full_sbs}, std::move(pool),
+                                 error);
 }
 
 /// A figure of this process in bytes, by its name in the kernel's status file; 0 if it is not there.
