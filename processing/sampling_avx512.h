@@ -1,33 +1,31 @@
 // How the AVX-512 kernels bring samples into their lanes. Holds intrinsics only, and only files compiled for
 // AVX-512 include it.
 //
-// A lane sums eight bytes, so a group has 16 outputs, or eight of pairs. Neighbouring outputs share most of
-// their samples: windows on the source, which hold all the neighbourhoods, are loaded row by row, and a byte
-// permutation brings every lane its taps. One window fits most groups, two fit those that are far apart in
-// the source, as in pictures made smaller. Where neither fits, neighbourhoods are loaded one by one. All of
-// this changes what is loaded and never what is summed.
+// A group is 16 outputs of single bytes, or eight of pairs of bytes or of words. Neighbouring outputs share
+// most of their samples: windows on the source, which hold all the neighbourhoods, are loaded row by row, and
+// a byte permutation brings every lane its taps. One window fits most groups, two fit those that are far
+// apart in the source, as in pictures made smaller. Where neither fits, neighbourhoods are loaded one by one.
+// All of this changes what is loaded and never what is summed.
 #pragma once
 
 #include <immintrin.h>
 
+#include "processing/avx512_groups.h"
 #include "processing/sampling_kernels.h"
 
 namespace veyrin {
 namespace {
 
-constexpr std::size_t lanes = 16;
-constexpr int register_bytes = 64;
-
 // The rows below the present neighbourhoods are what the next output rows need. Prefetching past the plane's
 // end is harmless.
 constexpr std::ptrdiff_t source_rows_ahead = 14;
 
-/// What follows from the number of channels, 1 or 2; a channel's sample and a position of it take `channels`
-/// bytes.
-template <int channels>
+/// What follows from the bytes from position to position: 1 of single bytes, 2 of pairs of bytes and of
+/// words.
+template <int position_bytes>
 struct Shape {
-  static constexpr int outputs = static_cast<int>(lanes) / channels;
-  static constexpr int row_bytes = lanczos_taps * channels;  ///< a neighbourhood's in a row
+  static constexpr int outputs = static_cast<int>(lanes) / position_bytes;
+  static constexpr int row_bytes = lanczos_taps * position_bytes;  ///< a neighbourhood's in a row
 };
 
 /// Two registers that a byte permutation chooses from.
@@ -36,14 +34,10 @@ struct Samples {
   __m512i high;
 };
 
-__m512i lane_numbers() {
-  return _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
-}
-
 /// The output that each lane belongs to.
-template <int channels>
+template <int position_bytes>
 __m512i outputs_of_lanes() {
-  return _mm512_and_si512(lane_numbers(), _mm512_set1_epi32(Shape<channels>::outputs - 1));
+  return _mm512_and_si512(lane_numbers(), _mm512_set1_epi32(Shape<position_bytes>::outputs - 1));
 }
 
 /// The positions of a group.
@@ -52,13 +46,13 @@ struct Group {
   __m512i x;  ///< by lane
   __m512i y;
 
-  template <int channels>
+  template <int position_bytes>
   static Group at(const RemapPosition* positions) {
-    const __m512i output = outputs_of_lanes<channels>();
+    const __m512i output = outputs_of_lanes<position_bytes>();
     const __m512i index_x = _mm512_add_epi32(output, output);
     const __m512i index_y = _mm512_add_epi32(index_x, _mm512_set1_epi32(1));
     const __m512i low = _mm512_loadu_si512(positions);
-    if constexpr (channels == 2)
+    if constexpr (position_bytes == 2)
       return {positions, _mm512_permutexvar_epi32(index_x, low), _mm512_permutexvar_epi32(index_y, low)};
     const __m512i high = _mm512_loadu_si512(positions + lanes / 2);
     return {positions, _mm512_permutex2var_epi32(low, index_x, high),
@@ -81,18 +75,18 @@ struct Span {
 };
 
 /// The source rows of all neighbourhoods in a span, two in a register.
-template <int channels>
+template <int position_bytes>
 class Window {
  public:
   static constexpr int bytes = register_bytes / 2;  ///< of a row
-  static constexpr int most_columns = (bytes - Shape<channels>::row_bytes) / channels;
+  static constexpr int most_columns = (bytes - Shape<position_bytes>::row_bytes) / position_bytes;
 
   Window(const Span& span, const std::uint8_t* plane, std::ptrdiff_t stride)
       : first_(plane + (span.top - lanczos_taps_before) * stride +
-               static_cast<std::ptrdiff_t>(span.left - lanczos_taps_before) * channels),
+               static_cast<std::ptrdiff_t>(span.left - lanczos_taps_before) * position_bytes),
         stride_(stride),
         last_row_(lanczos_taps - 1 + span.rows),
-        wanted_(span.columns <= most_columns ? ~0U >> ((most_columns - span.columns) * channels) : 0) {}
+        wanted_(span.columns <= most_columns ? ~0U >> ((most_columns - span.columns) * position_bytes) : 0) {}
 
   /// Row `row` of the neighbourhoods that begin at the top, and the one below.
   [[nodiscard]] __m512i load(int row) const {
@@ -117,12 +111,15 @@ class Window {
   __mmask32 wanted_;
 };
 
-/// One window of four rows for the whole group.
-template <int channels>
+/// One window of four rows for the whole group, whose neighbourhoods may begin in the first `most_rows`.
+template <int position_bytes, int most_rows>
 class OneWindow {
  public:
+  /// The samples for a row hold those for the row below as well.
+  static constexpr bool holds_next_row = most_rows < 4;
+
   OneWindow(const Group& group, const std::uint8_t* plane, std::ptrdiff_t stride)
-      : span_(group.positions[0], group.positions[Shape<channels>::outputs - 1]),
+      : span_(group.positions[0], group.positions[Shape<position_bytes>::outputs - 1]),
         window_(span_, plane, stride),
         column_(_mm512_sub_epi32(_mm512_srai_epi32(group.x, phase_bits), _mm512_set1_epi32(span_.left))),
         row_(_mm512_sub_epi32(_mm512_srai_epi32(group.y, phase_bits), _mm512_set1_epi32(span_.top))) {
@@ -131,14 +128,14 @@ class OneWindow {
 
   /// Not when positions lie outside the span of the first and the last, either.
   [[nodiscard]] bool fits() const {
-    return span_.columns <= Window<channels>::most_columns && span_.rows < 4 &&
+    return span_.columns <= Window<position_bytes>::most_columns && span_.rows < most_rows &&
            (_mm512_cmpgt_epu32_mask(column_, _mm512_set1_epi32(span_.columns)) |
             _mm512_cmpgt_epu32_mask(row_, _mm512_set1_epi32(span_.rows))) == 0;
   }
 
   /// Where in the samples each lane's neighbourhood begins.
   [[nodiscard]] __m512i places() const {
-    return _mm512_add_epi32(channels == 2 ? _mm512_slli_epi32(column_, 1) : column_,
+    return _mm512_add_epi32(position_bytes == 2 ? _mm512_slli_epi32(column_, 1) : column_,
                             _mm512_slli_epi32(row_, 5));
   }
 
@@ -154,16 +151,18 @@ class OneWindow {
 
  private:
   Span span_;
-  Window<channels> window_;
+  Window<position_bytes> window_;
   __m512i column_;
   __m512i row_;
   __m512i loaded_[lanczos_taps + 2];
 };
 
 /// A window of two rows for either half of the group.
-template <int channels>
+template <int position_bytes>
 class TwoWindows {
  public:
+  static constexpr bool holds_next_row = false;
+
   TwoWindows(const Group& group, const std::uint8_t* plane, std::ptrdiff_t stride)
       : spans_{{group.positions[0], group.positions[half - 1]},
                {group.positions[half], group.positions[2 * half - 1]}},
@@ -175,7 +174,7 @@ class TwoWindows {
   }
 
   [[nodiscard]] bool fits() const {
-    constexpr int most = Window<channels>::most_columns;
+    constexpr int most = Window<position_bytes>::most_columns;
     return spans_[0].columns <= most && spans_[1].columns <= most && spans_[0].rows < 2 &&
            spans_[1].rows < 2 &&
            (_mm512_cmpgt_epu32_mask(column_, by_half(&Span::columns)) |
@@ -185,51 +184,54 @@ class TwoWindows {
   [[nodiscard]] __m512i places() const {
     const __m512i half_place = _mm512_maskz_set1_epi32(second_half, register_bytes);
     return _mm512_add_epi32(
-        _mm512_add_epi32(channels == 2 ? _mm512_slli_epi32(column_, 1) : column_, half_place),
+        _mm512_add_epi32(position_bytes == 2 ? _mm512_slli_epi32(column_, 1) : column_, half_place),
         _mm512_slli_epi32(row_, 5));
   }
 
   [[nodiscard]] Samples take(int row) { return {windows_[0].load(row), windows_[1].load(row)}; }
 
  private:
-  static constexpr int half = Shape<channels>::outputs / 2;
-  static constexpr __mmask16 second_half = channels == 2 ? 0b1111'0000'1111'0000 : 0b1111'1111'0000'0000;
+  static constexpr int half = Shape<position_bytes>::outputs / 2;
+  static constexpr __mmask16 second_half =
+      position_bytes == 2 ? 0b1111'0000'1111'0000 : 0b1111'1111'0000'0000;
 
   [[nodiscard]] __m512i by_half(std::int32_t Span::*member) const {
     return _mm512_mask_set1_epi32(_mm512_set1_epi32(spans_[0].*member), second_half, spans_[1].*member);
   }
 
   Span spans_[2];
-  Window<channels> windows_[2];
+  Window<position_bytes> windows_[2];
   __m512i column_;
   __m512i row_;
 };
 
 /// The neighbourhoods themselves side by side.
-template <int channels>
+template <int position_bytes>
 class Neighbourhoods {
  public:
+  static constexpr bool holds_next_row = false;
+
   Neighbourhoods(const Group& group, const std::uint8_t* plane, std::ptrdiff_t stride)
       : plane_(plane), stride_(stride) {
     const __m512i before = _mm512_set1_epi32(lanczos_taps_before);
     const __m512i column = _mm512_sub_epi32(_mm512_srai_epi32(group.x, phase_bits), before);
     const __m512i row = _mm512_sub_epi32(_mm512_srai_epi32(group.y, phase_bits), before);
     const __m512i row_bytes = _mm512_mullo_epi32(row, _mm512_set1_epi32(static_cast<std::int32_t>(stride)));
-    _mm512_store_si512(offsets_,
-                       _mm512_add_epi32(row_bytes, channels == 2 ? _mm512_slli_epi32(column, 1) : column));
+    _mm512_store_si512(
+        offsets_, _mm512_add_epi32(row_bytes, position_bytes == 2 ? _mm512_slli_epi32(column, 1) : column));
   }
 
   [[nodiscard]] __m512i places() const {
-    return _mm512_slli_epi32(outputs_of_lanes<channels>(), channels == 2 ? 4 : 3);
+    return _mm512_slli_epi32(outputs_of_lanes<position_bytes>(), position_bytes == 2 ? 4 : 3);
   }
 
   [[nodiscard]] Samples take(int row) const {
-    return {load(row, 0), load(row, Shape<channels>::outputs / 2)};
+    return {load(row, 0), load(row, Shape<position_bytes>::outputs / 2)};
   }
 
  private:
   [[nodiscard]] __m512i load(int row, int output) const {
-    constexpr int quarter = Shape<channels>::outputs / 8;
+    constexpr int quarter = Shape<position_bytes>::outputs / 8;
     const auto load_half = [&](int first) {
       return _mm256_inserti128_si256(_mm256_castsi128_si256(load_quarter(row, first)),
                                      load_quarter(row, first + quarter), 1);
@@ -238,7 +240,7 @@ class Neighbourhoods {
   }
   [[nodiscard]] __m128i load_quarter(int row, int output) const {
     const std::uint8_t* first = plane_ + offsets_[output] + row * stride_;
-    if constexpr (channels == 2) return _mm_loadu_si128(reinterpret_cast<const __m128i*>(first));
+    if constexpr (position_bytes == 2) return _mm_loadu_si128(reinterpret_cast<const __m128i*>(first));
     const std::uint8_t* second = plane_ + offsets_[output + 1] + row * stride_;
     return _mm_castpd_si128(_mm_loadh_pd(_mm_load_sd(reinterpret_cast<const double*>(first)),
                                          reinterpret_cast<const double*>(second)));
@@ -248,6 +250,17 @@ class Neighbourhoods {
   std::ptrdiff_t stride_;
   alignas(register_bytes) std::int32_t offsets_[lanes];
 };
+
+/// Calls sum(rows) with the first kind of rows that fits, and returns its result.
+template <int position_bytes, int most_rows, typename Sum>
+__m512 in_rows(const Group& group, const std::uint8_t* plane, std::ptrdiff_t stride, const Sum& sum) {
+  OneWindow<position_bytes, most_rows> one(group, plane, stride);
+  if (one.fits()) return sum(one);
+  TwoWindows<position_bytes> two(group, plane, stride);
+  if (two.fits()) return sum(two);
+  Neighbourhoods<position_bytes> separate(group, plane, stride);
+  return sum(separate);
+}
 
 }  // namespace
 }  // namespace veyrin
