@@ -33,6 +33,7 @@ constexpr InputMessages messages{.open = "could not open input",
 std::optional<ConversionInput> open_conversion_input(const ConversionJob& job,
                                                      const RecordingMetadata& metadata, std::string& error) {
   ConversionInput input;
+  input.path = job.input;
   input.context = job.synthetic_input ? make_synthetic_streams(*job.synthetic_input, error)
                                       : open_recording(job.input, {}, messages, error);
   if (!input.context) return std::nullopt;

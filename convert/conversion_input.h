@@ -1,6 +1,7 @@
 // The recording of a conversion, opened, with the streams that are read of it.
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -12,6 +13,7 @@ namespace veyrin {
 
 /// Streams are named by their indices.
 struct ConversionInput {
+  std::filesystem::path path;  ///< empty with synthetic streams
   InputContextPtr context;
   int left_stream = -1;  ///< both eyes' are equal when one camera serves both
   int right_stream = -1;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "common/error_text.h"
+#include "common/platform/program.h"
 #include "media/recording_input.h"
 
 namespace veyrin {
@@ -15,12 +16,29 @@ bool TrackEnd::reached(AVStream& stream) const {
 }
 
 bool PacketConversion::run(std::string& error) {
-  const bool converted = convert_packets(error) && (video_done() || convert_last_pairs(error));
+  const bool converted =
+      seek_near_start(error) && convert_packets(error) && (video_done() || convert_last_pairs(error));
   std::string later_error;
   if (!pairs_.finish(converted ? error : later_error) || !converted) return false;
   if (pairs_.frames_written() == 0)
     return fail(error, "the selected time range contains no synchronized video frames");
   pairs_.report_pairs_out_of_step();
+  return true;
+}
+
+// Decoding everything before the trim takes long where that is an hour.
+bool PacketConversion::seek_near_start(std::string& error) {
+  if (range_.start <= 0 || platform::environment_switch("VEYRIN_DISABLE_SEEKING")) return true;
+  TrimNeeds needs;
+  needs.is_dropped = [this](double pair_time) { return pairs_.drops(pair_time); };
+  if (!audio_done_) needs.sound_from = range_.start;
+  seek_ = find_trim_seek(input_, needs);
+  if (!seek_) return true;
+  const int result =
+      av_seek_frame(input_.context.get(), seek_->stream, seek_->timestamp, AVSEEK_FLAG_BACKWARD);
+  if (result < 0) return fail_with_library_error(error, "could not read an input packet", result);
+  decoder_.left().use_frames_from(seek_->point.left.first_pts);
+  decoder_.right().use_frames_from(seek_->point.right.first_pts);
   return true;
 }
 
@@ -44,6 +62,7 @@ bool PacketConversion::handle_packet(AVPacket& packet, std::string& error) {
   if (video_done()) return true;
   if (packet.stream_index == input_.left_stream) left_end_.saw_packet(packet);
   if (packet.stream_index == input_.right_stream) right_end_.saw_packet(packet);
+  if (is_before_seek_point(packet)) return true;
   if (!decoder_.queue_packet(packet, error) || !convert_ready_pairs(error)) return false;
   // Packets of the eye that goes on must not pile up when the other one's track has ended.
   if (eye_is_missing()) return convert_last_pairs(error);
@@ -68,6 +87,13 @@ bool PacketConversion::copy_audio(AVPacket& packet, std::string& error) {
   packet.pts -= offset;
   if (packet.dts != AV_NOPTS_VALUE) packet.dts -= offset;
   return movie_.write_audio(packet, error);
+}
+
+// The demuxer delivers more of one eye when the other one has to begin earlier.
+bool PacketConversion::is_before_seek_point(const AVPacket& packet) const {
+  if (!seek_) return false;
+  const EyeStart& start = packet.stream_index == input_.left_stream ? seek_->point.left : seek_->point.right;
+  return packet.dts < start.key_dts;
 }
 
 bool PacketConversion::eye_is_missing() const {

@@ -9,6 +9,7 @@
 
 #include "convert/conversion_input.h"
 #include "convert/pair_conversion.h"
+#include "convert/trim_seek.h"
 #include "decode/stereo_decoder.h"
 #include "media/ffmpeg.h"
 
@@ -49,9 +50,11 @@ class PacketConversion {
   [[nodiscard]] bool run(std::string& error);
 
  private:
+  [[nodiscard]] bool seek_near_start(std::string& error);
   [[nodiscard]] bool convert_packets(std::string& error);
   [[nodiscard]] bool handle_packet(AVPacket& packet, std::string& error);
   [[nodiscard]] bool copy_audio(AVPacket& packet, std::string& error);
+  [[nodiscard]] bool is_before_seek_point(const AVPacket& packet) const;
   [[nodiscard]] bool eye_is_missing() const;
   [[nodiscard]] bool convert_last_pairs(std::string& error);
   [[nodiscard]] bool convert_ready_pairs(std::string& error);
@@ -62,6 +65,7 @@ class PacketConversion {
   StereoDecoder& decoder_;
   PairConversion& pairs_;
   MovieSink& movie_;
+  std::optional<TrimSeek> seek_;
   TrackEnd left_end_;
   TrackEnd right_end_;
   bool video_ended_ = false;  // no pair can follow

@@ -68,6 +68,9 @@ class PairConversion {
   /// True once a pair has reached the end of the range: no later one is wanted.
   [[nodiscard]] bool finished() const { return finished_; }
 
+  /// True for a pair that would be dropped without a trace if it came next.
+  [[nodiscard]] bool drops(double pair_time) const { return pacer_.decide(pair_time) == PairDecision::drop; }
+
   /// Frames written to the movie, or soon to be.
   [[nodiscard]] std::int64_t frames_written() const { return pacer_.frames_written(); }
 

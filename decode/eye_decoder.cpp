@@ -195,6 +195,8 @@ bool EyeDecoder::receive_frames(std::string& error) {
 }
 
 bool EyeDecoder::accept_frame(const AVFrame& received, std::string& error) {
+  if (received.best_effort_timestamp != AV_NOPTS_VALUE && received.best_effort_timestamp < first_used_)
+    return true;
   const AVFrame* picture = &received;
   if (received.format == AV_PIX_FMT_D3D11) {
     if (keep_frames_on_gpu_) {

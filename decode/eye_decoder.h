@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -78,6 +80,10 @@ class EyeDecoder {
   /// Leaves D3D11 frames where they are instead of downloading them. To be called before the first packet.
   void keep_frames_on_gpu() { keep_frames_on_gpu_ = true; }
 
+  /// Drops the frames that are shown before this time, in ticks of the stream, instead of handing them out.
+  /// To be called before the first packet.
+  void use_frames_from(std::int64_t timestamp) { first_used_ = timestamp; }
+
   /// Puts a packet behind the waiting ones.
   void queue_packet(PacketPtr packet) { packets_.push_back(std::move(packet)); }
 
@@ -135,6 +141,7 @@ class EyeDecoder {
   FramePtr scratch_frame_;  // target of downloads and mappings, made on first need
   Hardware hardware_ = Hardware::unused;
   bool keep_frames_on_gpu_ = false;
+  std::int64_t first_used_ = std::numeric_limits<std::int64_t>::min();
   bool announced_ = false;  // which hardware the frames come from
 
   std::deque<PacketPtr> packets_;
