@@ -30,11 +30,16 @@ std::vector<std::string> colour_words(const RecordingPlan& plan) {
           "-colorspace",      hdr ? "bt2020nc" : "bt709"};
 }
 
-std::vector<std::string> video_words(const RecordingPlan& plan, const std::filesystem::path& result) {
+int group_length(const RecordingPlan& plan, Eye eye) {
+  if (eye == Eye::right && plan.right_group_length > 0) return plan.right_group_length;
+  if (plan.group_length > 0) return plan.group_length;
+  return std::max(1, static_cast<int>(plan.rate.per_second() / 2));
+}
+
+std::vector<std::string> video_words(const RecordingPlan& plan, Eye eye,
+                                     const std::filesystem::path& result) {
   const std::string raw_format = plan.coding().bits == 10 ? "yuv420p10le" : "yuv420p";
   const std::string range = plan.full_range ? "pc" : "tv";
-  const int group =
-      plan.group_length > 0 ? plan.group_length : std::max(1, static_cast<int>(plan.rate.per_second() / 2));
   std::vector<std::string> words{
       plan.encoder_program,
       "-hide_banner",
@@ -54,12 +59,14 @@ std::vector<std::string> video_words(const RecordingPlan& plan, const std::files
   };
   if (!plan.untagged) add({"-color_range", range});
   add({"-i", "pipe:0", "-an", "-pix_fmt", plan.pixel_format.empty() ? raw_format : plan.pixel_format, "-g",
-       std::to_string(group), "-bf", std::to_string(plan.b_frames), "-crf", "12", "-threads", "1"});
+       std::to_string(group_length(plan, eye)), "-bf", std::to_string(plan.b_frames), "-crf", "12",
+       "-threads", "1"});
   if (plan.codec == VideoCodec::h264)
-    add({"-c:v", "libx264", "-preset", "veryfast"});
+    add({"-c:v", "libx264", "-preset", "veryfast", "-x264-params",
+         plan.open_groups ? "open-gop=1" : "open-gop=0"});
   else
     add({"-c:v", "libx265", "-preset", "ultrafast", "-tag:v", "hvc1", "-x265-params",
-         "log-level=error:pools=1"});
+         std::string("log-level=error:pools=1") + (plan.open_groups ? ":open-gop=1" : "")});
   add(colour_words(plan));
   if (!plan.untagged) add({"-color_range", range});
   add({"-video_track_timescale", std::to_string(time_scale(plan.rate)), "-f", "mp4",
@@ -136,7 +143,7 @@ bool code_eye(const RecordingPlan& plan, const Rig& rig, Eye eye, const std::fil
   const EyeRenderer renderer(left ? rig.left : rig.right, left ? rig.left_in_stage : rig.right_in_stage,
                              coding);
   RawPipe encoder;
-  if (!encoder.start(video_words(plan, scratch), error)) return false;
+  if (!encoder.start(video_words(plan, eye, scratch), error)) return false;
   std::vector<std::uint8_t> bytes;
   for (int frame = 0; frame < plan.frame_count(); ++frame) {
     bytes.clear();

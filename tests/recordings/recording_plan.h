@@ -28,9 +28,11 @@ struct RecordingPlan {
   double seconds = 2.0;
   VideoCodec codec = VideoCodec::h264;
   bool full_range = false;
-  bool untagged = false;     ///< no colour description at all
-  std::string pixel_format;  ///< of the coded video; empty: 4:2:0 at the codec's depth
-  int group_length = 0;      ///< frames per GOP; 0: about half a second
+  bool untagged = false;       ///< no colour description at all
+  std::string pixel_format;    ///< of the coded video; empty: 4:2:0 at the codec's depth
+  int group_length = 0;        ///< frames per GOP; 0: about half a second
+  int right_group_length = 0;  ///< the same for the right eye; 0: as the left eye
+  bool open_groups = false;    ///< pictures may refer to the group before theirs
   int b_frames = 0;
   RigShape rig;
   int document_width = 0,
