@@ -5,6 +5,7 @@
 #include "common/error_text.h"
 #include "common/platform/program.h"
 #include "media/recording_input.h"
+#include "media/sample_table.h"
 
 namespace veyrin {
 
@@ -46,7 +47,7 @@ bool PacketConversion::seek_near_start(std::string& error) {
 bool PacketConversion::convert_packets(std::string& error) {
   PacketPtr packet(av_packet_alloc());
   if (!packet) return fail_with_library_error(error, "could not read an input packet", AVERROR(ENOMEM));
-  while (!(video_done() && audio_done_)) {
+  while (!(video_done() && (audio_done_ || sound_has_ended()))) {
     const int result = read_packet(*input_.context, *packet);
     if (result == AVERROR_EOF) break;
     if (result < 0) return fail_with_library_error(error, "could not read an input packet", result);
@@ -70,6 +71,7 @@ bool PacketConversion::handle_packet(AVPacket& packet, std::string& error) {
 }
 
 bool PacketConversion::copy_audio(AVPacket& packet, std::string& error) {
+  sound_end_.saw_packet(packet);
   if (audio_done_ || packet.pts == AV_NOPTS_VALUE) return true;
   const AVRational time_base = input_.audio()->time_base;
   const double packet_start = static_cast<double>(packet.pts) * av_q2d(time_base);
@@ -87,6 +89,15 @@ bool PacketConversion::copy_audio(AVPacket& packet, std::string& error) {
   packet.pts -= offset;
   if (packet.dts != AV_NOPTS_VALUE) packet.dts -= offset;
   return movie_.write_audio(packet, error);
+}
+
+// Sound that ends before the trim does would have the rest of the recording read for nothing.
+bool PacketConversion::sound_has_ended() {
+  AVStream& sound = *input_.context->streams[input_.audio_stream];
+  if (!sound_end_.reached(sound)) return false;
+  if (!sound_end_is_known_)
+    sound_end_is_known_ = has_one_packet_per_sample(*sound.codecpar) && has_complete_index(input_.path);
+  return *sound_end_is_known_;
 }
 
 // The demuxer delivers more of one eye when the other one has to begin earlier.

@@ -19,14 +19,15 @@ namespace veyrin {
 /// other one (over eight seconds even at 60 frames per second) either has none left or has a gap.
 inline constexpr std::size_t patience_packets = 512;
 
-/// Follows one eye's packets and tells by the container's index when none can follow.
+/// Follows one track's packets and tells by the container's index when none can follow.
 class TrackEnd {
  public:
   /// Notes a demuxed packet of the track.
   void saw_packet(const AVPacket& packet) { last_dts_ = packet.dts; }
 
   /// True when the index of `stream` holds nothing after the packets seen so far. An index may still grow in
-  /// fragmented files, so this is meant for tracks that have been silent for `patience_packets`.
+  /// fragmented files, so there it tells something only of tracks that have been silent for
+  /// `patience_packets`.
   [[nodiscard]] bool reached(AVStream& stream) const;
 
  private:
@@ -54,6 +55,7 @@ class PacketConversion {
   [[nodiscard]] bool convert_packets(std::string& error);
   [[nodiscard]] bool handle_packet(AVPacket& packet, std::string& error);
   [[nodiscard]] bool copy_audio(AVPacket& packet, std::string& error);
+  [[nodiscard]] bool sound_has_ended();
   [[nodiscard]] bool is_before_seek_point(const AVPacket& packet) const;
   [[nodiscard]] bool eye_is_missing() const;
   [[nodiscard]] bool convert_last_pairs(std::string& error);
@@ -68,7 +70,9 @@ class PacketConversion {
   std::optional<TrimSeek> seek_;
   TrackEnd left_end_;
   TrackEnd right_end_;
-  bool video_ended_ = false;  // no pair can follow
+  TrackEnd sound_end_;
+  std::optional<bool> sound_end_is_known_;  // asked on first need
+  bool video_ended_ = false;                // no pair can follow
   bool audio_done_;
 };
 

@@ -1,6 +1,8 @@
 #include "media/sample_table.h"
 
+#include <fstream>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "media/movie_boxes.h"
@@ -175,6 +177,13 @@ bool has_complete_index(std::istream& file, std::uint64_t file_size) {
   if (!movie) return false;
   const Boxes boxes(file, *movie);
   return boxes.whole() && boxes.count("mvex") == 0;
+}
+
+bool has_complete_index(const std::filesystem::path& path) {
+  std::error_code unknown;
+  const std::uint64_t file_size = std::filesystem::file_size(path, unknown);
+  std::ifstream file(path, std::ios::binary);
+  return !unknown && file.is_open() && has_complete_index(file, file_size);
 }
 
 }  // namespace veyrin

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <istream>
 #include <optional>
 #include <vector>
@@ -29,5 +30,8 @@ std::optional<SampleTable> read_sample_table(std::istream& file, std::uint64_t f
 
 /// True when the file's index lists all samples: it is one of the MP4 family and has no fragments.
 bool has_complete_index(std::istream& file, std::uint64_t file_size);
+
+/// The same for a file that is opened for it; false when it cannot be.
+bool has_complete_index(const std::filesystem::path& path);
 
 }  // namespace veyrin
