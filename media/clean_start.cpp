@@ -68,9 +68,11 @@ bool lets_pictures_be_hidden(UnitStart unit) {
 /// True when no picture parameters of the configuration let pictures be hidden.
 bool shows_every_picture(std::span<const std::uint8_t> record) {
   std::size_t at = hevc_arrays_at + 1;
+  bool complete = true;
   const auto take = [&](std::size_t bytes) {
     std::size_t value = 0;
-    for (std::size_t i = 0; i < bytes && at < record.size(); ++i) value = value << 8U | record[at++];
+    complete = complete && record.size() - at >= bytes;
+    for (std::size_t i = 0; i < bytes && complete; ++i) value = value << 8U | record[at++];
     return value;
   };
   for (std::size_t array = 0; array < record[hevc_arrays_at]; ++array) {
@@ -78,13 +80,13 @@ bool shows_every_picture(std::span<const std::uint8_t> record) {
     const std::size_t units = take(2);
     for (std::size_t unit = 0; unit < units; ++unit) {
       const std::size_t size = take(2);
-      if (size == 0 || size > record.size() - at) return false;
+      if (!complete || size == 0 || size > record.size() - at) return false;
       const UnitStart start = record.subspan(at, std::min(size, unit_start_bytes));
       if (hevc_type(start) == hevc_picture_parameters && lets_pictures_be_hidden(start)) return false;
       at += size;
     }
   }
-  return true;
+  return complete;
 }
 
 /// What a sample holds, as far as it is read.
