@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -73,6 +74,23 @@ INSTANTIATE_TEST_SUITE_P(
                  AV_PIX_FMT_YUV420P},
         ClipCase{"SemiPlanar", "a.nut", "-c:v rawvideo -pix_fmt nv12", AV_PIX_FMT_NV12}),
     [](const auto& instance) { return instance.param.name; });
+
+TEST(EyeDecoder, HandsOutFramesFromTheGivenTimeOn) {
+  const ClipFolder folder;
+  const auto clip = folder.make("a.mp4", test_picture(21) + "-c:v libx264 -bf 3 -pix_fmt yuv420p");
+  const std::vector<double> times = folder.probe_times(clip, 0);
+  for (const std::size_t first : {std::size_t{0}, std::size_t{1}, std::size_t{10}, times.size() - 1}) {
+    const auto input = open_clip(clip);
+    AVStream& stream = *input->streams[0];
+    const auto eye = open_eye(stream);
+    eye->use_frames_from(std::llround(times[first] / av_q2d(stream.time_base)));
+    const EyeRun run = run_eye(*eye, read_packets(*input));
+    ASSERT_TRUE(run.succeeded) << run.error;
+    ASSERT_EQ(run.times.size(), times.size() - first);
+    EXPECT_NEAR(run.times.front(), times[first], 1e-6);
+    EXPECT_NEAR(run.times.back(), times.back(), 1e-6);
+  }
+}
 
 TEST(EyeDecoder, AcceptsSemiPlanarTenBitPictures) {
   const ClipFolder folder;
