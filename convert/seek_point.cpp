@@ -13,14 +13,32 @@ double seconds(std::int64_t ticks, AVRational time_base) {
   return static_cast<double>(ticks) * av_q2d(time_base);
 }
 
+/// True when the pictures are shown at the distances they are decoded in, only in another order, give or take
+/// less than a frame. A time that does not fit in is damage, and puts its picture between others than those
+/// that the decoder puts it between.
+bool keeps_distances(const EyePictures& eye, const std::vector<std::int64_t>& times) {
+  std::int64_t shortest_delay = std::numeric_limits<std::int64_t>::max();
+  std::int64_t longest_delay = std::numeric_limits<std::int64_t>::min();
+  std::int64_t shortest_frame = std::numeric_limits<std::int64_t>::max();
+  for (std::size_t number = 0; number < times.size(); ++number) {
+    const std::int64_t delay = times[number] - eye.pictures[number].dts;
+    shortest_delay = std::min(shortest_delay, delay);
+    longest_delay = std::max(longest_delay, delay);
+    if (number > 0) shortest_frame = std::min(shortest_frame, times[number] - times[number - 1]);
+  }
+  return longest_delay - shortest_delay < shortest_frame;
+}
+
 /// The times at which an eye's frames are shown, in order; nothing when they do not tell the frames apart or
-/// when the first group of pictures already lacks what it refers to.
+/// in which order the decoder gives them, and when the first group of pictures already lacks what it refers
+/// to.
 std::optional<std::vector<std::int64_t>> shown_times(const EyePictures& eye) {
   std::vector<std::int64_t> times;
   times.reserve(eye.pictures.size());
   for (const IndexedPicture& picture : eye.pictures) times.push_back(picture.pts);
   std::ranges::sort(times);
-  if (times.empty() || std::ranges::adjacent_find(times) != times.end()) return std::nullopt;
+  if (times.empty() || std::ranges::adjacent_find(times) != times.end() || !keeps_distances(eye, times))
+    return std::nullopt;
   const IndexedPicture& first = eye.pictures.front();
   if (!first.key || first.pts != times.front()) return std::nullopt;
   return times;

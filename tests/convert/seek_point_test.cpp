@@ -145,13 +145,28 @@ TEST(SeekPoint, IsNoneWhereFramesCannotBeCounted) {
   ASSERT_TRUE(choose_seek_point(good, good, before(3)));
   EyePictures doubled = good;
   doubled.pictures[3].pts = doubled.pictures[4].pts;
+  EyePictures misplaced = good;
+  misplaced.pictures[30].pts -= 105;
   EyePictures open_at_first = eye({{2, 0, 1}, {3, 4, 5}, {6, 7, 8}, {9, 10}});
   EyePictures no_key_at_first = good;
   no_key_at_first.pictures[0].key = false;
-  for (const EyePictures& bad : {doubled, open_at_first, no_key_at_first, EyePictures{}}) {
+  for (const EyePictures& bad : {doubled, misplaced, open_at_first, no_key_at_first, EyePictures{}}) {
     EXPECT_FALSE(choose_seek_point(good, bad, before(0.9)));
     EXPECT_FALSE(choose_seek_point(bad, good, before(0.9)));
   }
+}
+
+TEST(SeekPoint, TimesMayBeRoundedAndFramesLastDifferently) {
+  EyePictures both = eye({{0, 2, 1, 4, 3}, {7, 5, 6, 9, 8}, {10, 12, 11}});
+  for (std::size_t position = 0; position < both.pictures.size(); ++position)
+    both.pictures[position].pts += static_cast<std::int64_t>(position * position % 3);
+  EXPECT_TRUE(choose_seek_point(both, both, before(1.1)));
+  EyePictures uneven = plain_eye(40, 8);
+  for (std::size_t position = 20; position < uneven.pictures.size(); ++position) {
+    uneven.pictures[position].dts += 500;
+    uneven.pictures[position].pts += 500;
+  }
+  EXPECT_TRUE(choose_seek_point(uneven, uneven, before(2)));
 }
 
 /// Decodes as a decoder does: nothing before the key picture, and of the pictures behind it those are lost
