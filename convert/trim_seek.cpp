@@ -83,11 +83,12 @@ class Search {
   // Only the header is read: its index is all that is needed.
   [[nodiscard]] bool open() {
     std::string ignored;
+    std::error_code unknown;
+    if (!std::filesystem::is_regular_file(input_.path, unknown)) return false;
     search_ = open_recording(input_.path, {.probe_streams = false}, {"", ""}, ignored);
     if (!search_ || search_->nb_streams != input_.context->nb_streams) return false;
     if (!std::string_view(search_->iformat->name).starts_with("mov,")) return false;
     read_only_streams(*search_, std::array{input_.left_stream, input_.right_stream, input_.audio_stream});
-    std::error_code unknown;
     file_size_ = std::filesystem::file_size(input_.path, unknown);
     file_.open(input_.path, std::ios::binary);
     return !unknown && file_.is_open();

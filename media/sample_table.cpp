@@ -181,6 +181,7 @@ bool has_complete_index(std::istream& file, std::uint64_t file_size) {
 
 bool has_complete_index(const std::filesystem::path& path) {
   std::error_code unknown;
+  if (!std::filesystem::is_regular_file(path, unknown)) return false;
   const std::uint64_t file_size = std::filesystem::file_size(path, unknown);
   std::ifstream file(path, std::ios::binary);
   return !unknown && file.is_open() && has_complete_index(file, file_size);

@@ -80,6 +80,16 @@ def test_movie_is_that_of_reading_from_the_beginning(converter, shelf, tmp_path,
     assert check_same_movies(converter, recording.path, tmp_path, [4.52], "--output-fps", 24) == 1
 
 
+@pytest.mark.parametrize("codec, suffix", [("pcm_s16le", ".mov"), ("alac", ".mov"), ("ac3", ".mp4")])
+def test_sound_of_any_kind_is_that_of_reading_from_the_beginning(converter, shelf, tmp_path, codec, suffix):
+    """The packets of some kinds are not the file's samples; then nothing is skipped."""
+    recording = shelf.get(*GROUPS, *KINDS["h264_b_frames"])
+    clip = tmp_path / ("clip" + suffix)
+    tool("ffmpeg", "-nostdin", "-v", "error", "-i", recording.path, "-map", "0", "-c", "copy", "-copy_unknown", "-c:a",
+         codec, clip)
+    assert check_same_movies(converter, clip, tmp_path, [1.02, 2.5, 4.0, 4.7], "--duration", 0.1) == 4
+
+
 @pytest.mark.parametrize("kind", KINDS)
 def test_pictures_before_the_seek_point_are_not_decoded(converter, shelf, tmp_path, kind):
     recording = shelf.get(*GROUPS, *KINDS[kind])
