@@ -39,22 +39,27 @@ bool leaves_order_open(const AVCodecParameters& parameters, const SampleTable& t
   return !progressive || (parameters.video_delay > 0 && table.composition_offsets.empty());
 }
 
-/// The demuxer's index entry of a sample, if there is nothing special about it.
-const AVIndexEntry* plain_entry(AVStream& stream, std::size_t position) {
+/// The demuxer's index entry of a sample; null when the file does not hold it. Reading from the beginning
+/// would end there.
+const AVIndexEntry* present_entry(AVStream& stream, std::size_t position, std::int64_t file_size) {
   const AVIndexEntry* entry = avformat_index_get_entry(&stream, static_cast<int>(position));
-  return entry != nullptr && entry->size > 0 && (entry->flags & AVINDEX_DISCARD_FRAME) == 0 ? entry : nullptr;
+  const bool present = entry != nullptr && entry->pos >= 0 && entry->size > 0 && entry->pos < file_size &&
+                       file_size - entry->pos >= entry->size;
+  return present ? entry : nullptr;
 }
 
 /// The pictures, counted from the moment at which a sample without a composition offset is shown; nothing
 /// when the demuxer's index is not the beginning of the file's.
-std::optional<std::vector<IndexedPicture>> read_pictures(AVStream& stream, const SampleTable& table) {
+std::optional<std::vector<IndexedPicture>> read_pictures(AVStream& stream, const SampleTable& table,
+                                                         std::int64_t file_size) {
   const auto count = static_cast<std::size_t>(avformat_index_get_entries_count(&stream));
   if (count == 0 || count > table.sizes.size()) return std::nullopt;
   std::vector<IndexedPicture> pictures;
   pictures.reserve(count);
   for (std::size_t position = 0; position < count; ++position) {
-    const AVIndexEntry* entry = plain_entry(stream, position);
-    if (entry == nullptr || static_cast<std::uint32_t>(entry->size) != table.sizes[position])
+    const AVIndexEntry* entry = present_entry(stream, position, file_size);
+    if (entry == nullptr || (entry->flags & AVINDEX_DISCARD_FRAME) != 0 ||
+        static_cast<std::uint32_t>(entry->size) != table.sizes[position])
       return std::nullopt;
     if (!pictures.empty() && entry->timestamp <= pictures.back().dts) return std::nullopt;
     const std::int64_t offset = table.composition_offsets.empty() ? 0 : table.composition_offsets[position];
@@ -89,7 +94,7 @@ class Search {
     if (!search_ || search_->nb_streams != input_.context->nb_streams) return false;
     if (!std::string_view(search_->iformat->name).starts_with("mov,")) return false;
     read_only_streams(*search_, std::array{input_.left_stream, input_.right_stream, input_.audio_stream});
-    file_size_ = std::filesystem::file_size(input_.path, unknown);
+    file_size_ = static_cast<std::int64_t>(std::filesystem::file_size(input_.path, unknown));
     file_.open(input_.path, std::ios::binary);
     return !unknown && file_.is_open();
   }
@@ -98,10 +103,10 @@ class Search {
     if (!needs_.sound_from) return true;
     AVStream& sound = *search_->streams[input_.audio_stream];
     if (!has_one_packet_per_sample(*sound.codecpar)) return false;
-    const int count = avformat_index_get_entries_count(&sound);
+    const auto count = static_cast<std::size_t>(avformat_index_get_entries_count(&sound));
     std::optional<std::int64_t> last;
-    for (int position = 0; position < count; ++position) {
-      const AVIndexEntry* entry = avformat_index_get_entry(&sound, position);
+    for (std::size_t position = 0; position < count; ++position) {
+      const AVIndexEntry* entry = present_entry(sound, position, file_size_);
       if (entry == nullptr || (last && entry->timestamp <= *last)) return false;
       last = entry->timestamp;
     }
@@ -111,16 +116,16 @@ class Search {
   [[nodiscard]] std::optional<Eye> read_eye(int index) {
     AVStream* stream = search_->streams[index];
     auto starts = CleanStarts::create(*stream->codecpar);
-    auto table = read_sample_table(file_, file_size_, stream->id);
+    auto table = read_sample_table(file_, static_cast<std::uint64_t>(file_size_), stream->id);
     if (!starts || !table || table->descriptions != 1 || !table->in_one_piece) return std::nullopt;
     if (leaves_order_open(*input_.context->streams[index]->codecpar, *table)) return std::nullopt;
-    auto pictures = read_pictures(*stream, *table);
+    auto pictures = read_pictures(*stream, *table, file_size_);
     if (!pictures) return std::nullopt;
     return Eye{stream, *starts, std::move(*table), {std::move(*pictures), stream->time_base}};
   }
 
   [[nodiscard]] bool is_clean(const Eye& eye, std::size_t position) {
-    const AVIndexEntry* entry = plain_entry(*eye.stream, position);
+    const AVIndexEntry* entry = present_entry(*eye.stream, position, file_size_);
     file_.clear();
     return entry != nullptr && eye.starts.at(file_, entry->pos, entry->size);
   }
@@ -224,7 +229,7 @@ class Search {
   const TrimNeeds& needs_;
   InputContextPtr search_;
   std::ifstream file_;
-  std::uint64_t file_size_ = 0;
+  std::int64_t file_size_ = 0;
   std::optional<Eye> left_;
   std::optional<Eye> right_;
 };

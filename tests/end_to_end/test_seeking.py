@@ -175,6 +175,10 @@ def movie_scale(recording):
     return int.from_bytes(body[20:24] if body[0] == 1 else body[12:16], "big")
 
 
+def cut_off(recording):
+    return recording.plain(index_first=True)[:-2000]
+
+
 def as_it_is(recording):
     return recording.plain()
 
@@ -184,6 +188,7 @@ DOUBTFUL = {
     "edits_that_skip": (("--codec", "hevc"), two_edits),
     "edit_that_cuts_the_beginning": (("--codec", "hevc"), cut_beginning),
     "two_pictures_at_once": (("--codec", "hevc"), doubled_times),
+    "samples_behind_the_files_end": (("--codec", "hevc"), cut_off),
     # Their key frames may leave references to the group before.
     "h264_open_groups": (("--b-frames", 3, "--open-gop"), as_it_is),
 }
