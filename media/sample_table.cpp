@@ -12,8 +12,8 @@ namespace {
 
 using Content = std::vector<std::uint8_t>;
 
-// Tables of a recording of many days.
-constexpr std::uint64_t largest_table = 1U << 28U;
+// The sizes of 77 hours of pictures at 60 frames per second.
+constexpr std::uint64_t largest_table = 1U << 26U;
 
 // FFmpeg takes larger ones for damage and then drops the whole table.
 constexpr std::int64_t largest_offset = 1 << 28;
