@@ -98,7 +98,7 @@ __m512 sum_up(Rows& rows, const Group& group, const LanczosWeights& weights) {
     }
   }
   const __m512 both = _mm512_fmadd_ps(totals[0], _mm512_set1_ps(1 << word_limb_bits), totals[1]);
-  const __m512 scaled = _mm512_mul_ps(both, _mm512_set1_ps(1.0F / (1 << word_weight_bits)));
+  const __m512 scaled = _mm512_mul_ps(both, _mm512_set1_ps(1.0F / static_cast<float>(1 << word_weight_bits)));
   return _mm512_add_ps(scaled, _mm512_shuffle_f32x4(scaled, scaled, 0b01'00'11'10));
 }
 
