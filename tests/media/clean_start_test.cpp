@@ -55,15 +55,17 @@ bool is_clean(const std::optional<CleanStarts>& starts, const std::string& sampl
   return starts && starts->at(file, 3, static_cast<int>(sample.size()));
 }
 
-const std::string h264_parameters = unit("\147abc") + unit("\150ab");
+// The first byte of an H.264 unit tells its type: "g" and "h" parameters of sequence and picture, "e" a slice
+// of an IDR picture, "A" of another one.
+const std::string h264_parameters = unit("gabc") + unit("hab");
 const std::string hevc_slice = "\200slice";  // the first of its picture; earlier ones are still shown
 
 TEST(CleanStart, OfH264IsAnIdrPicture) {
   const std::string access_unit = unit("\11\360"), message = unit("\6\6\1\204\200");
-  EXPECT_TRUE(is_clean(h264(), unit("\145slice")));
-  EXPECT_TRUE(is_clean(h264(), access_unit + h264_parameters + message + unit("\145slice") + unit("\145b")));
-  EXPECT_FALSE(is_clean(h264(), message + unit("\101slice"))) << "a recovery point";
-  EXPECT_FALSE(is_clean(h264(), unit("\101slice") + unit("\145slice")));
+  EXPECT_TRUE(is_clean(h264(), unit("eslice")));
+  EXPECT_TRUE(is_clean(h264(), access_unit + h264_parameters + message + unit("eslice") + unit("eb")));
+  EXPECT_FALSE(is_clean(h264(), message + unit("Aslice"))) << "a recovery point";
+  EXPECT_FALSE(is_clean(h264(), unit("Aslice") + unit("eslice")));
   EXPECT_FALSE(is_clean(h264(), message)) << "no picture";
 }
 
@@ -77,9 +79,9 @@ TEST(CleanStart, OfHevcIsAnIdrOrACraPicture) {
 }
 
 TEST(CleanStart, RepeatsParametersThatMayHaveChanged) {
-  EXPECT_FALSE(is_clean(h264("avc3"), unit("\145slice")));
-  EXPECT_TRUE(is_clean(h264("avc3"), h264_parameters + unit("\145slice")));
-  EXPECT_FALSE(is_clean(h264("avc3"), unit("\150ab") + unit("\145slice")));
+  EXPECT_FALSE(is_clean(h264("avc3"), unit("eslice")));
+  EXPECT_TRUE(is_clean(h264("avc3"), h264_parameters + unit("eslice")));
+  EXPECT_FALSE(is_clean(h264("avc3"), unit("hab") + unit("eslice")));
   const std::string sequence = hevc_unit(33, "abc"), picture = hevc_unit(34, "\300a"),
                     slice = hevc_unit(19, hevc_slice);
   EXPECT_FALSE(is_clean(hevc("hev1"), slice));
@@ -108,7 +110,7 @@ TEST(CleanStart, IsUnknownInOtherFormats) {
 }
 
 TEST(CleanStart, DamagedSamplesAreNone) {
-  const std::string sample = unit("\11\360") + unit("\145slice");
+  const std::string sample = unit("\11\360") + unit("eslice");
   ASSERT_TRUE(is_clean(h264(), sample));
   for (std::size_t size = 0; size < sample.size(); ++size)
     EXPECT_FALSE(is_clean(h264(), sample.substr(0, size))) << size;
