@@ -35,7 +35,7 @@ KINDS = {
     "late_eye_other_key_frames": ("--codec", "hevc", "--right-gop", 50, "--right-offset", 0.7, "--bad-interleaving"),
     "late_recording": ("--codec", "hevc", "--b-frames", 2, "--delay", 0.5, "--sound-offset", 0.2),
 }
-STARTS = [0.02, 0.99, 1.0, 1.02, 2.0166, 2.5, 2.984, 3.01, 4.0, 4.7, 5.51, 5.99, 7]
+STARTS = [0.99, 1.02, 2.0166, 2.984, 4.0, 4.7, 5.51, 7]
 
 
 def convert(converter, clip, folder, start, *options, settings=None):
@@ -74,8 +74,8 @@ def damaged(source, folder, first, last):
 @pytest.mark.parametrize("kind", KINDS)
 def test_movie_is_that_of_reading_from_the_beginning(converter, shelf, tmp_path, kind):
     recording = shelf.get(*GROUPS, *KINDS[kind])
-    # Some begin before the first pair or behind the last one.
-    assert check_same_movies(converter, recording.path, tmp_path, STARTS, "--duration", 0.1) >= len(STARTS) - 3
+    # The last one is behind the end; a late eye may begin behind the first one.
+    assert check_same_movies(converter, recording.path, tmp_path, STARTS, "--duration", 0.1) >= len(STARTS) - 2
     # Up to the end, and at another rate.
     assert check_same_movies(converter, recording.path, tmp_path, [4.52], "--output-fps", 24) == 1
 
