@@ -67,12 +67,6 @@ void fill_limbs(int phase, LanczosWeights& weights) {
     for (int limb = byte_limb_count - 1; limb >= 0; --limb)
       weights.byte_limbs[limb][tap / 4][phase][tap % 4] =
           static_cast<std::int8_t>(cut_limb<byte_limb_bits>(steps[tap]));
-  round_to_steps<word_weight_bits>(weights.taps[phase], steps);
-  for (int tap = 0; tap < lanczos_taps; ++tap) {
-    weights.word_limbs[1][tap / 2][phase][tap % 2] =
-        static_cast<std::int16_t>(cut_limb<word_limb_bits>(steps[tap]));
-    weights.word_limbs[0][tap / 2][phase][tap % 2] = static_cast<std::int16_t>(steps[tap]);
-  }
 }
 
 // The compiler's probes also ask whether the operating system saves the wide registers.

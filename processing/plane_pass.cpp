@@ -29,9 +29,7 @@ struct ChannelView {
     if (plane.storage == SampleStorage::bits_8) return *sample;
     std::uint16_t word = 0;
     std::memcpy(&word, sample, sizeof word);
-    if (plane.storage == SampleStorage::bits_16_high)
-      word = static_cast<std::uint16_t>(word >> high_alignment_shift);
-    return word;
+    return plane.storage == SampleStorage::bits_16_high ? high_alignment_scale * word : word;
   }
 };
 

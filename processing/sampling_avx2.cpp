@@ -121,17 +121,14 @@ class WindowReader {
   Window ahead_;
 };
 
-/// Eight neighbouring samples.
+/// Eight neighbouring samples, high-aligned ones as they are stored.
 template <SampleStorage storage>
 __m256 load_row(const std::uint8_t* at) {
   const auto* bytes = reinterpret_cast<const __m128i*>(at);
   if constexpr (storage == SampleStorage::bits_8) {
     return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(_mm_loadl_epi64(bytes)));
   } else {
-    __m256i samples = _mm256_cvtepu16_epi32(_mm_loadu_si128(bytes));
-    if constexpr (storage == SampleStorage::bits_16_high)
-      samples = _mm256_srli_epi32(samples, high_alignment_shift);
-    return _mm256_cvtepi32_ps(samples);
+    return _mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(_mm_loadu_si128(bytes)));
   }
 }
 
@@ -191,6 +188,14 @@ __m256 pair_totals(__m256 s0, __m256 s1, __m256 s2, __m256 s3) {
   return _mm256_permutevar8x32_ps(turns, _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7));
 }
 
+/// Sums of high-aligned samples as they are stored have the digits of the sums of their values: a power of
+/// two changes no rounding.
+template <SampleStorage storage>
+__m256 in_codes(__m256 sums) {
+  if constexpr (storage != SampleStorage::bits_16_high) return sums;
+  return _mm256_mul_ps(sums, _mm256_set1_ps(high_alignment_scale));
+}
+
 /// Writes the first `count` lanes. Masked stores are slow on some processors, so whole registers go without.
 void store_lanes(__m256 values, std::size_t count, float* out) {
   if (count >= lanes) {
@@ -222,8 +227,8 @@ void sample_one(const RemapPosition* positions, std::size_t count, const std::ui
     for (std::size_t at = 0; at < size; at += lanes) {
       prefetch_below(plane + chunk.samples[at], stride);
       const __m256 sums[] = {next(), next(), next(), next(), next(), next(), next(), next()};
-      store_lanes(totals(sums[0], sums[1], sums[2], sums[3], sums[4], sums[5], sums[6], sums[7]), size - at,
-                  out + begin + at);
+      const __m256 values = totals(sums[0], sums[1], sums[2], sums[3], sums[4], sums[5], sums[6], sums[7]);
+      store_lanes(in_codes<storage>(values), size - at, out + begin + at);
     }
   }
 }
@@ -241,7 +246,7 @@ void sample_pair(const RemapPosition* positions, std::size_t count, const std::u
     for (std::size_t at = 0; at < size; at += group) {
       prefetch_below(plane + chunk.samples[at], stride);
       const __m256 sums[] = {next(), next(), next(), next()};
-      const __m256 values = pair_totals(sums[0], sums[1], sums[2], sums[3]);
+      const __m256 values = in_codes<storage>(pair_totals(sums[0], sums[1], sums[2], sums[3]));
       store_lanes(_mm256_castps256_ps128(values), size - at, out_first + begin + at);
       store_lanes(_mm256_extractf128_ps(values, 1), size - at, out_second + begin + at);
     }

@@ -6,8 +6,6 @@
 // whole numbers too, cut into bytes. A row's exact sum becomes a float and takes the row's weight.
 #include "processing/sampling_avx512.h"
 
-#include "processing/sampling_avx512_words.h"
-
 namespace veyrin {
 namespace {
 
@@ -81,12 +79,12 @@ void sample_pair(const RemapPosition* positions, std::size_t count, const std::u
   });
 }
 
-// Other words are left to AVX2, which is no slower: they take twice the bytes and more limbs, and only what
-// AVX2 loses to the bits below high-aligned samples makes up for that.
+// Words are left to AVX2, which is no slower: they take twice the bytes and more limbs.
 
+template <SampleStorage storage>
 void sample_words(const RemapPosition* positions, std::size_t count, const std::uint8_t* plane,
                   std::ptrdiff_t stride, const LanczosWeights& weights, float* out) {
-  avx2_sampling.one[static_cast<int>(SampleStorage::bits_16)](positions, count, plane, stride, weights, out);
+  avx2_sampling.one[static_cast<int>(storage)](positions, count, plane, stride, weights, out);
 }
 
 template <SampleStorage storage>
@@ -100,7 +98,7 @@ void sample_word_pairs(const RemapPosition* positions, std::size_t count, const 
 }  // namespace
 
 constinit const SamplingKernels avx512_sampling = {
-    {sample_one, sample_words, sample_high_words_avx512},
+    {sample_one, sample_words<SampleStorage::bits_16>, sample_words<SampleStorage::bits_16_high>},
     {sample_pair, sample_word_pairs<SampleStorage::bits_16>, sample_word_pairs<SampleStorage::bits_16_high>},
 };
 

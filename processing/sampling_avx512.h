@@ -1,7 +1,7 @@
 // How the AVX-512 kernels bring samples into their lanes. Holds intrinsics only, and only files compiled for
 // AVX-512 include it.
 //
-// A group is 16 outputs of single bytes, or eight of pairs of bytes or of words. Neighbouring outputs share
+// A group is 16 outputs of single bytes, or eight of pairs of them. Neighbouring outputs share
 // most of their samples: windows on the source, which hold all the neighbourhoods, are loaded row by row, and
 // a byte permutation brings every lane its taps. One window fits most groups, two fit those that are far
 // apart in the source, as in pictures made smaller. Where neither fits, neighbourhoods are loaded one by one.
@@ -20,8 +20,7 @@ namespace {
 // end is harmless.
 constexpr std::ptrdiff_t source_rows_ahead = 14;
 
-/// What follows from the bytes from position to position: 1 of single bytes, 2 of pairs of bytes and of
-/// words.
+/// What follows from the bytes from position to position: 1 of single bytes, 2 of pairs.
 template <int position_bytes>
 struct Shape {
   static constexpr int outputs = static_cast<int>(lanes) / position_bytes;

@@ -23,10 +23,6 @@ inline constexpr int byte_limb_bits = 8;
 inline constexpr int byte_limb_count = 3;
 inline constexpr int byte_weight_bits = 22;  ///< a row of bytes times such weights adds up to less than 2^31
 
-inline constexpr int word_limb_bits = 13;
-inline constexpr int word_limb_count = 2;
-inline constexpr int word_weight_bits = 26;
-
 /// The eight one-dimensional weights of each phase; tap k belongs to source index integer position - 3 + k.
 /// The weight of a tap pair is the product of its row's and its column's weight.
 struct LanczosWeights {
@@ -43,19 +39,18 @@ struct LanczosWeights {
   /// Weights in steps of 2^-22, each phase's adding up to 1 exactly, as three signed bytes, highest first,
   /// for taps 0 to 3 and 4 to 7.
   alignas(64) std::int8_t byte_limbs[byte_limb_count][2][phase_count][4];
-  /// The same in steps of 2^-26, as two signed words, the higher one in steps of 2^-13, for taps 0 and 1, 2
-  /// and 3, and so on.
-  alignas(64) std::int16_t word_limbs[word_limb_count][4][phase_count][2];
 };
 
 /// How a sample lies in memory.
 enum class SampleStorage : std::int32_t {
   bits_8 = 0,        ///< one byte
   bits_16 = 1,       ///< 16 bits little endian, value in the low bits
-  bits_16_high = 2,  ///< 16 bits little endian, ten-bit value in the high bits
+  bits_16_high = 2,  ///< 16 bits little endian, ten-bit value in the high bits; those below are fractions
 };
 inline constexpr int sample_storage_count = 3;
 inline constexpr int high_alignment_shift = 6;  ///< 16 - 10 bits
+/// Ten-bit values of high-aligned words, exactly.
+inline constexpr float high_alignment_scale = 1.0F / (1 << high_alignment_shift);
 
 /// Weighted 8x8 sums at `count` positions of a plane whose whole neighbourhoods lie inside it. `plane` is the
 /// first sample, `stride` the bytes from row to row; the plane is smaller than 2 GiB. Writes out[0, count).
@@ -81,8 +76,8 @@ extern const SamplingKernels scalar_sampling;
 /// Needs AVX2 and FMA. Sums differ from the scalar ones by float rounding only.
 extern const SamplingKernels avx2_sampling;
 
-/// Needs AVX-512 F, BW, VL, VBMI and VNNI beside what AVX2's need. Weights are rounded to 22 bits for bytes
-/// and to 26 for high-aligned words: sums differ from the scalar ones by less than 0.001.
+/// Needs AVX-512 F, BW, VL, VBMI and VNNI beside what AVX2's need. For bytes the weights are rounded to 22
+/// bits: sums differ from the scalar ones by less than 0.001. Words are AVX2's.
 extern const SamplingKernels avx512_sampling;
 
 }  // namespace veyrin

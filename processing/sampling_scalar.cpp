@@ -16,7 +16,7 @@ float load_sample(const std::uint8_t* at) {
   } else {
     std::uint16_t word = 0;
     std::memcpy(&word, at, sizeof word);
-    return static_cast<float>(storage == SampleStorage::bits_16_high ? word >> high_alignment_shift : word);
+    return storage == SampleStorage::bits_16_high ? high_alignment_scale * word : word;
   }
 }
 

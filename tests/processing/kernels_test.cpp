@@ -64,21 +64,14 @@ TEST(LanczosWeights, LimbsAddUpToWeightsInSteps) {
   const LanczosWeights weights = make_lanczos_weights();
   for (int phase = 0; phase < phase_count; ++phase) {
     int byte_sum = 0;
-    int word_sum = 0;
     for (int tap = 0; tap < lanczos_taps; ++tap) {
       int of_bytes = 0;
       for (const auto& limb : weights.byte_limbs) of_bytes = 256 * of_bytes + limb[tap / 4][phase][tap % 4];
-      int of_words = 0;
-      for (const auto& limb : weights.word_limbs) of_words = 8192 * of_words + limb[tap / 2][phase][tap % 2];
       const double exact = oracle_weight(phase, tap);
       EXPECT_LE(std::abs(std::ldexp(exact, 22) - of_bytes), 1.5) << phase << ", " << tap;
-      // Steps are not much finer than a float's of the weights that they are made from.
-      EXPECT_LE(std::abs(std::ldexp(exact, 26) - of_words), 6.0) << phase << ", " << tap;
       byte_sum += of_bytes;
-      word_sum += of_words;
     }
     EXPECT_EQ(byte_sum, 1 << 22) << phase;
-    EXPECT_EQ(word_sum, 1 << 26) << phase;
   }
 }
 
