@@ -1,11 +1,11 @@
 #include "convert/gpu_pipeline.h"
 
+#include <new>
 #include <utility>
 
 #include "common/console.h"
 #include "common/error_text.h"
 #include "common/platform/program.h"
-#include "processing/uploading_processor.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -42,11 +42,27 @@ namespace {
   return true;
 }
 
+[[nodiscard]] std::unique_ptr<YuvProcessor> make_pipeline(const GpuPipelineJob& job, AVBufferRef* device,
+                                                          InProcessEncoder& selected,
+                                                          const GpuPipelineCalls& calls, std::string& error) {
+  auto processor = make_processor(job, device, calls, error);
+  if (!processor) return nullptr;
+  AVBufferRef& canvases = *processor->encoder_frames();
+  // A decoder may find out later that its device cannot decode the stream.
+  BufferRefPtr uploads = calls.make_upload_surfaces(device, job.geometry.source, job.encoder.depth, error);
+  if (!uploads) return nullptr;
+  auto pipeline = std::make_unique<UploadingProcessor>(std::move(uploads), std::move(processor));
+  // Comes last: with the encoder on surfaces there is no way back.
+  if (!open_on_surfaces(job.encoder, canvases, calls, selected.context, error)) return nullptr;
+  return pipeline;
+}
+
 }  // namespace
 
 const GpuPipelineCalls& system_gpu_pipeline_calls() {
   static const GpuPipelineCalls calls{
       .create_processor = GpuYuvProcessor::create,
+      .make_upload_surfaces = make_upload_surfaces,
       .open = avcodec_open2,
       .disabled = [] { return platform::environment_switch("VEYRIN_DISABLE_D3D11_GPU_PIPELINE"); },
   };
@@ -57,12 +73,11 @@ std::unique_ptr<YuvProcessor> use_gpu_pipeline(const GpuPipelineJob& job, AVBuff
                                                InProcessEncoder& selected, const GpuPipelineCalls& calls) {
   if (device == nullptr || calls.disabled() || !selected.candidate.takes_gpu_surfaces) return nullptr;
   std::string reason;
-  auto processor = make_processor(job, device, calls, reason);
-  if (processor &&
-      open_on_surfaces(job.encoder, *processor->encoder_frames(), calls, selected.context, reason)) {
-    // A decoder may find out later that its device cannot decode the stream.
-    return std::make_unique<UploadingProcessor>(device, job.geometry.source, job.encoder.depth,
-                                                std::move(processor));
+  try {
+    if (auto pipeline = make_pipeline(job, device, selected, calls, reason)) return pipeline;
+  } catch (const std::bad_alloc&) {
+    // The tables alone take more memory than the CPU's. All of it has been given back here.
+    reason = "could not allocate memory";
   }
   console_line("  D3D11 YUV GPU pipeline unavailable: %s; using CPU path", reason.c_str());
   return nullptr;

@@ -1,5 +1,4 @@
-// One plane's remap table: fixed-point positions, ready to be streamed row by row, and the same as plain
-// arrays for the shaders.
+// One plane's remap table: fixed-point positions, ready to be streamed row by row.
 #pragma once
 
 #include <cstddef>
@@ -60,22 +59,5 @@ class PlaneRemapTable {
   std::unique_ptr<RemapPosition[]> positions_;
   std::vector<std::vector<RemapRun>> runs_;  ///< of each row
 };
-
-/// Whole samples; two 32-bit integers to the shaders.
-struct ShaderPosition {
-  std::int32_t x;
-  std::int32_t y;
-};
-
-/// One eye's table of one plane kind, one element per output sample, row after row.
-struct ShaderTable {
-  std::vector<ShaderPosition> positions;
-  std::vector<std::uint32_t> phases;  ///< row phase * 32 + column phase
-};
-
-ShaderTable make_shader_table(const PlaneRemapTable& table);
-
-/// 64 weights, row after row of the 8x8 neighbourhood, for each of the 1024 phases.
-std::vector<float> make_shader_weights(const LanczosWeights& weights);
 
 }  // namespace veyrin

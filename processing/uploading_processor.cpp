@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "common/error_text.h"
 #include "media/video_types.h"
 
 extern "C" {
@@ -10,18 +11,6 @@ extern "C" {
 
 namespace veyrin {
 namespace {
-
-BufferRefPtr make_surfaces(AVBufferRef* device, Size source, BitDepth depth) {
-  BufferRefPtr surfaces(av_hwframe_ctx_alloc(device));
-  if (!surfaces) return nullptr;
-  auto& frames = *reinterpret_cast<AVHWFramesContext*>(surfaces->data);
-  frames.format = AV_PIX_FMT_D3D11;
-  frames.sw_format = semi_planar_format(depth);
-  frames.width = source.width;
-  frames.height = source.height;
-  // No texture is made before the first upload; most conversions need none.
-  return av_hwframe_ctx_init(surfaces.get()) < 0 ? nullptr : std::move(surfaces);
-}
 
 // The same codes with the planes in another arrangement, whatever their range.
 FramePtr rearrange(const AVFrame& frame, AVPixelFormat format) {
@@ -39,9 +28,24 @@ FramePtr rearrange(const AVFrame& frame, AVPixelFormat format) {
 
 }  // namespace
 
-UploadingProcessor::UploadingProcessor(AVBufferRef* device, Size source, BitDepth depth,
-                                       std::unique_ptr<GpuYuvProcessor> processor)
-    : surfaces_(make_surfaces(device, source, depth)), processor_(std::move(processor)) {}
+BufferRefPtr make_upload_surfaces(AVBufferRef* device, Size source, BitDepth depth, std::string& error) {
+  BufferRefPtr surfaces(av_hwframe_ctx_alloc(device));
+  int result = AVERROR(ENOMEM);
+  if (surfaces) {
+    auto& frames = *reinterpret_cast<AVHWFramesContext*>(surfaces->data);
+    frames.format = AV_PIX_FMT_D3D11;
+    frames.sw_format = semi_planar_format(depth);
+    frames.width = source.width;
+    frames.height = source.height;
+    result = av_hwframe_ctx_init(surfaces.get());
+  }
+  if (result >= 0) return surfaces;
+  error = with_library_error("could not prepare uploads of decoded frames", result);
+  return nullptr;
+}
+
+UploadingProcessor::UploadingProcessor(BufferRefPtr surfaces, std::unique_ptr<GpuYuvProcessor> processor)
+    : surfaces_(std::move(surfaces)), processor_(std::move(processor)) {}
 
 bool UploadingProcessor::process(const AVFrame* left, const AVFrame* right, AVFrame* output,
                                  std::string& error) const {
@@ -62,7 +66,6 @@ const AVFrame* UploadingProcessor::on_gpu(const AVFrame* frame, FramePtr& surfac
 }
 
 int UploadingProcessor::upload(const AVFrame& frame, AVFrame& surface) const {
-  if (!surfaces_) return AVERROR(ENOMEM);
   const auto& frames = *reinterpret_cast<const AVHWFramesContext*>(surfaces_->data);
   if (frame.width != frames.width || frame.height != frames.height) return AVERROR(EINVAL);
   const int result = av_hwframe_get_buffer(surfaces_.get(), &surface, 0);

@@ -10,14 +10,17 @@
 
 namespace veyrin {
 
+/// Makes the frames context of surfaces of this size and depth on the device, for uploads. No surface is made
+/// before the first upload; null with one message in `error` on failure.
+[[nodiscard]] BufferRefPtr make_upload_surfaces(AVBufferRef* device, Size source, BitDepth depth,
+                                                std::string& error);
+
 /// Uploads frames that are in memory before it hands them to the GPU processor; those on the device pass
 /// through.
 class UploadingProcessor final : public YuvProcessor {
  public:
-  /// For frames of size `source`, uploaded as surfaces of this depth. Never fails: surfaces that cannot be
-  /// made are an error of the first frame that needs one.
-  UploadingProcessor(AVBufferRef* device, Size source, BitDepth depth,
-                     std::unique_ptr<GpuYuvProcessor> processor);
+  /// For frames of the size of the surfaces, which are from `make_upload_surfaces`.
+  UploadingProcessor(BufferRefPtr surfaces, std::unique_ptr<GpuYuvProcessor> processor);
 
   [[nodiscard]] bool process(const AVFrame* left, const AVFrame* right, AVFrame* output,
                              std::string& error) const override;

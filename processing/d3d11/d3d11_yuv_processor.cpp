@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -10,7 +11,11 @@
 #include "media/ffmpeg.h"
 #include "media/video_types.h"
 #include "processing/canvas_layout.h"
+#include "processing/d3d11/encoder_surfaces.h"
+#include "processing/d3d11/frame_surfaces.h"
 #include "processing/d3d11/gpu_resources.h"
+#include "processing/d3d11/shader_tables.h"
+#include "processing/d3d11/yuv_shaders.h"
 #include "processing/kernels.h"
 #include "processing/plane_remap_table.h"
 
@@ -50,10 +55,6 @@ class DeviceLock {
   const AVD3D11VADeviceContext& device_;
 };
 
-Size texture_size(const D3D11_TEXTURE2D_DESC& description) {
-  return {static_cast<std::int32_t>(description.Width), static_cast<std::int32_t>(description.Height)};
-}
-
 bool is_gpu_frame(const AVFrame* frame) {
   return frame != nullptr && frame->format == AV_PIX_FMT_D3D11 && frame->data[0] != nullptr;
 }
@@ -87,10 +88,12 @@ struct D3D11YuvProcessor::State {
   [[nodiscard]] bool upload_table(const PlaneRemapTable& table, std::size_t slot, std::string& error);
   [[nodiscard]] bool create_parameters(std::string& error);
   [[nodiscard]] bool create_surfaces(std::string& error);
-  [[nodiscard]] bool create_encoder_frames(std::string& error);
-  [[nodiscard]] bool check_encoder_surface(std::string& error) const;
 
-  [[nodiscard]] bool is_source(const AVFrame& frame) const;
+  /// Asks whether the device is still there; `step` is what it was needed for.
+  [[nodiscard]] bool check_device(const char* step, std::string& error) const;
+
+  [[nodiscard]] bool submit(const AVFrame& left, const AVFrame& right, const AVFrame& output,
+                            std::string& error) const;
   [[nodiscard]] bool copy_eyes(const AVFrame& left, const AVFrame& right, std::string& error) const;
   [[nodiscard]] bool check_output(const AVFrame& output, std::string& error) const;
   void run_shaders() const;
@@ -157,54 +160,26 @@ bool D3D11YuvProcessor::State::create_surfaces(std::string& error) {
          create_writable_surface(device, canvas, depth, output_surface, error);
 }
 
-bool D3D11YuvProcessor::State::create_encoder_frames(std::string& error) {
-  encoder_frames.reset(av_hwframe_ctx_alloc(device_reference.get()));
-  if (!encoder_frames) return fail(error, "could not allocate NVENC D3D11 frame context");
-  auto& frames = *reinterpret_cast<AVHWFramesContext*>(encoder_frames->data);
-  frames.format = AV_PIX_FMT_D3D11;
-  frames.sw_format = semi_planar_format(depth);
-  frames.width = canvas.width;
-  frames.height = canvas.height;
-  frames.initial_pool_size = 0;
-  static_cast<AVD3D11VAFramesContext*>(frames.hwctx)->BindFlags = 0;
-  const int status = av_hwframe_ctx_init(encoder_frames.get());
-  if (status < 0)
-    return fail_with_library_error(error, "could not initialize D3D11 NVENC surface pool", status);
-  return true;
-}
-
-bool D3D11YuvProcessor::State::check_encoder_surface(std::string& error) const {
-  const FramePtr probe(av_frame_alloc());
-  const int status = probe ? av_hwframe_get_buffer(encoder_frames.get(), probe.get(), 0) : AVERROR(ENOMEM);
-  if (status < 0)
-    return fail_with_library_error(error, "could not allocate a probe D3D11 encoder surface", status);
-  if (describe(*frame_texture(*probe)).Format != surface_format(depth))
-    return fail_with_result(error, "D3D11 encoder surface validation", E_INVALIDARG);
-  return true;
-}
-
-// The tables fit one size; a larger picture would lose all but a corner.
-bool D3D11YuvProcessor::State::is_source(const AVFrame& frame) const {
-  const D3D11_TEXTURE2D_DESC description = describe(*frame_texture(frame));
-  const Size texture = texture_size(description);
-  return description.Format == surface_format(depth) && Size{frame.width, frame.height} == geometry.source &&
-         texture.width >= geometry.source.width && texture.height >= geometry.source.height;
-}
-
 bool D3D11YuvProcessor::State::copy_eyes(const AVFrame& left, const AVFrame& right,
                                          std::string& error) const {
-  const std::array<std::pair<const AVFrame&, const ReadableSurface&>, 2> eyes{
-      {{left, left_surface}, {right, right_surface}}};
-  for (const auto& [frame, surface] : eyes)
-    if (!is_source(frame)) return fail(error, "D3D11 decoder surfaces have an unexpected YUV format");
-  // Decoders round the size of their surfaces up; only the picture is copied.
-  const D3D11_BOX picture{
-      0, 0, 0, static_cast<UINT>(geometry.source.width), static_cast<UINT>(geometry.source.height), 1};
-  for (const auto& [frame, surface] : eyes) {
-    ID3D11Texture2D* decoded = frame_texture(frame);
-    context.CopySubresourceRegion(surface.texture.get(), 0, 0, 0, 0, decoded,
-                                  frame_subresource(frame, describe(*decoded)), &picture);
+  struct Copy {
+    const AVFrame& frame;
+    const ReadableSurface& surface;
+    D3D11_TEXTURE2D_DESC description;
+    std::optional<D3D11_BOX> box;
+  };
+  std::array<Copy, 2> eyes{{{left, left_surface, {}, {}}, {right, right_surface, {}, {}}}};
+  for (Copy& eye : eyes) {
+    eye.description = describe(*frame_texture(eye.frame));
+    // The tables fit one size; a larger picture would lose all but a corner.
+    eye.box = picture_box(eye.frame, eye.description, geometry.source);
+    if (eye.description.Format != surface_format(depth) || !eye.box)
+      return fail(error, "D3D11 decoder surfaces have an unexpected YUV format");
   }
+  // Decoders round the size of their surfaces up; only the picture is copied.
+  for (const Copy& eye : eyes)
+    context.CopySubresourceRegion(eye.surface.texture.get(), 0, 0, 0, 0, frame_texture(eye.frame),
+                                  frame_subresource(eye.frame, eye.description), &*eye.box);
   return true;
 }
 
@@ -244,6 +219,21 @@ void D3D11YuvProcessor::State::run(ID3D11ComputeShader& shader, UINT slot, ID3D1
   context.CSSetUnorderedAccessViews(slot, 1, &nothing, nullptr);
 }
 
+bool D3D11YuvProcessor::State::submit(const AVFrame& left, const AVFrame& right, const AVFrame& output,
+                                      std::string& error) const {
+  if (!copy_eyes(left, right, error) || !check_output(output, error)) return false;
+  run_shaders();
+  ID3D11Texture2D* target = frame_texture(output);
+  context.CopySubresourceRegion(target, frame_subresource(output, describe(*target)), 0, 0, 0,
+                                output_surface.texture.get(), 0, nullptr);
+  return true;
+}
+
+bool D3D11YuvProcessor::State::check_device(const char* step, std::string& error) const {
+  const HRESULT reason = device.GetDeviceRemovedReason();
+  return SUCCEEDED(reason) || fail_with_result(error, step, reason);
+}
+
 D3D11YuvProcessor::D3D11YuvProcessor(std::unique_ptr<State> state) : state_(std::move(state)) {}
 
 D3D11YuvProcessor::~D3D11YuvProcessor() = default;
@@ -251,7 +241,7 @@ D3D11YuvProcessor::~D3D11YuvProcessor() = default;
 std::unique_ptr<D3D11YuvProcessor> D3D11YuvProcessor::create(AVBufferRef* device, const RemapTables& remap,
                                                              const ProcessorGeometry& geometry,
                                                              BitDepth depth, std::string& error,
-                                                             const std::string& compiler_library) {
+                                                             const ShaderSource& shaders) {
   BufferRefPtr reference(device != nullptr ? av_buffer_ref(device) : nullptr);
   if (!reference) {
     error = "could not retain D3D11 device";
@@ -259,10 +249,11 @@ std::unique_ptr<D3D11YuvProcessor> D3D11YuvProcessor::create(AVBufferRef* device
   }
   if (!check_sizes(remap.rectified, geometry, size_messages, error)) return nullptr;
   auto state = std::make_unique<State>(std::move(reference), remap, geometry, depth);
-  if (!create_yuv_shaders(state->device, compiler_library, state->shaders, error) ||
+  if (!create_yuv_shaders(state->device, shaders, state->shaders, error) ||
       !state->upload_tables(remap, error) || !state->create_parameters(error) ||
-      !state->create_surfaces(error) || !state->create_encoder_frames(error) ||
-      !state->check_encoder_surface(error))
+      !state->create_surfaces(error) ||
+      !create_encoder_frames(*state->device_reference, state->canvas, depth, state->encoder_frames, error) ||
+      !state->check_device("D3D11 YUV device check", error))
     return nullptr;
   return std::unique_ptr<D3D11YuvProcessor>(new D3D11YuvProcessor(std::move(state)));
 }
@@ -272,12 +263,9 @@ bool D3D11YuvProcessor::process(const AVFrame* left, const AVFrame* right, AVFra
   if (!is_gpu_frame(left) || !is_gpu_frame(right))
     return fail(error, "D3D11 YUV processor requires D3D11 frames");
   const DeviceLock lock(state_->hardware);
-  if (!state_->copy_eyes(*left, *right, error) || !state_->check_output(*output, error)) return false;
-  state_->run_shaders();
-  ID3D11Texture2D* target = frame_texture(*output);
-  state_->context.CopySubresourceRegion(target, frame_subresource(*output, describe(*target)), 0, 0, 0,
-                                        state_->output_surface.texture.get(), 0, nullptr);
-  return true;
+  const bool submitted = state_->submit(*left, *right, *output, error);
+  // The context takes work for a device that is gone, and whatever else failed then failed for that reason.
+  return state_->check_device("D3D11 YUV frame processing", error) && submitted;
 }
 
 AVBufferRef* D3D11YuvProcessor::encoder_frames() const {

@@ -1,6 +1,9 @@
 // Rectifies both eyes and packs them into the encoder's canvas; one thread per sample of the output plane.
 // Samples are 0..1 of their plane's format. Layouts: 0 left eye, 1 right eye, 2 both side by side, 3 both
 // squeezed to half width.
+//
+// Neighbouring samples read nearly the same source samples, so a group of threads first copies what surrounds
+// its middle into shared memory; a sample whose taps are not all there reads the plane itself.
 
 cbuffer Params : register(b0) {
   uint rectifiedWidth;
@@ -37,9 +40,24 @@ RWTexture2D<unorm float2> outputUV : register(u1);
 
 static const int taps = 8;
 static const int tapsBefore = 3;
+static const int phases = 32;
 static const float neutral = 0.5;
+static const int groupSize = 16;
+
+// Source samples around a group: its own span up to 1.5 times enlarged (1.25 where two samples are squeezed into
+// one), and the taps of its edges.
+static const int tileHeight = 32;
+static const int wideTile = 48;
+static const int narrowTile = 32;
+
+// Two samples in one element, as 16-bit codes: a luma sample and the one to its right, or a chroma pair.
+groupshared uint tile[wideTile * tileHeight];
+// The weight of each tap in each phase; the weight of a tap pair is the product of its row's and its column's.
+groupshared float tapWeights[taps * phases];
 
 bool isSqueezed() { return layout == 3; }
+
+int2 tileSize() { return int2(isSqueezed() ? wideTile : narrowTile, tileHeight); }
 
 // Takes the eye's own column out of an output column; `eyeWidth` is what one eye fills of the output plane.
 bool isRightEye(inout uint column, uint eyeWidth) {
@@ -55,70 +73,199 @@ bool enterImage(inout int2 position) {
   return all(position >= 0) && all(position < int2(rectifiedWidth, rectifiedHeight));
 }
 
-float sumLuma(Texture2D<float> plane, StructuredBuffer<int2> positions, StructuredBuffer<uint> phases, uint index) {
-  const int2 first = positions[index] - tapsBefore;
-  const uint weight = phases[index] * taps * taps;
-  const int2 size = int2(sourceWidth, sourceHeight);
+// The nearest position of the rectified image.
+int2 nearestInImage(int2 position) {
+  return clamp(position - int2(offsetX, offsetY), 0, int2(rectifiedWidth, rectifiedHeight) - 1);
+}
+
+// The table holds products. The weights of phase 0 are 1 at the sample itself and 0 elsewhere, so that row of the
+// row phase 0 shows the weights of a column phase alone. One weight per thread of the group.
+void loadTapWeights(uint thread) {
+  const uint phase = thread / taps;
+  const uint tap = thread % taps;
+  tapWeights[tap * phases + phase] = weights[phase * taps * taps + tapsBefore * taps + tap];
+}
+
+float columnWeight(int tap, uint phase) { return tapWeights[tap * phases + phase % phases]; }
+float rowWeight(int tap, uint phase) { return tapWeights[tap * phases + phase / phases]; }
+
+// 16 bits hold every code of both formats. The sum with 2^23 is rounded to a whole number, which is then in its
+// low bits; a conversion would be many instructions on some devices.
+static const float codes = 65535;
+uint code(float value) { return asuint(value * codes + 8388608.0) & 0xffff; }
+uint pack(float first, float second) { return code(first) | (code(second) << 16); }
+float2 unpack(uint element) { return float2(int(element & 0xffff), int(element >> 16)); }
+
+// What the tile shows beyond the edges of the plane is never used.
+void fillTile(Texture2D<float> plane, int2 begin, int2 size, int2 thread) {
+  [loop] for (int y = thread.y; y < tileSize().y; y += groupSize)
+    [loop] for (int x = thread.x; x < tileSize().x; x += groupSize) {
+      const int2 sample = clamp(begin + int2(x, y), 0, size - 1);
+      const int2 next = int2(min(sample.x + 1, size.x - 1), sample.y);
+      tile[y * wideTile + x] = pack(plane.Load(int3(sample, 0)), plane.Load(int3(next, 0)));
+    }
+}
+
+void fillTile(Texture2D<float2> plane, int2 begin, int2 size, int2 thread) {
+  [loop] for (int y = thread.y; y < tileSize().y; y += groupSize)
+    [loop] for (int x = thread.x; x < tileSize().x; x += groupSize) {
+      const float2 pair = plane.Load(int3(clamp(begin + int2(x, y), 0, size - 1), 0));
+      tile[y * wideTile + x] = pack(pair.x, pair.y);
+    }
+}
+
+// True when all taps are in the plane and in the tile.
+bool isInTile(int2 first, int2 begin, int2 size) {
+  return all(first >= max(begin, 0)) && all(first + taps <= min(begin + tileSize(), size));
+}
+
+// Whole rows are unrolled, not all 64 taps: those take the compiler seconds and are hardly faster.
+float sumLumaTile(int2 first, uint phase) {
+  float columns[taps];
+  [unroll] for (int tap = 0; tap < taps; ++tap) columns[tap] = columnWeight(tap, phase);
   float sum = 0;
   [loop] for (int ty = 0; ty < taps; ++ty) {
+    float row = 0;
+    [unroll] for (int tx = 0; tx < taps; tx += 2) {
+      const float2 values = unpack(tile[(first.y + ty) * wideTile + first.x + tx]);
+      row += values.x * columns[tx] + values.y * columns[tx + 1];
+    }
+    sum += row * rowWeight(ty, phase);
+  }
+  return sum / codes;
+}
+
+float2 sumChromaTile(int2 first, uint phase) {
+  float columns[taps];
+  [unroll] for (int tap = 0; tap < taps; ++tap) columns[tap] = columnWeight(tap, phase);
+  float2 sum = 0;
+  [loop] for (int ty = 0; ty < taps; ++ty) {
+    float2 row = 0;
+    [unroll] for (int tx = 0; tx < taps; ++tx)
+      row += unpack(tile[(first.y + ty) * wideTile + first.x + tx]) * columns[tx];
+    sum += row * rowWeight(ty, phase);
+  }
+  return sum / codes;
+}
+
+float sumLumaPlane(Texture2D<float> plane, int2 first, int2 size, uint phase) {
+  float sum = 0;
+  [loop] for (int ty = 0; ty < taps; ++ty)
     [loop] for (int tx = 0; tx < taps; ++tx) {
       const int2 tap = first + int2(tx, ty);
-      if (all(tap >= 0) && all(tap < size)) sum += plane.Load(int3(tap, 0)) * weights[weight + ty * taps + tx];
+      if (all(tap >= 0) && all(tap < size))
+        sum += plane.Load(int3(tap, 0)) * (rowWeight(ty, phase) * columnWeight(tx, phase));
     }
-  }
   return sum;
 }
 
-float2 sumChroma(Texture2D<float2> plane, StructuredBuffer<int2> positions, StructuredBuffer<uint> phases,
-                 uint index) {
-  const int2 first = positions[index] - tapsBefore;
-  const uint weight = phases[index] * taps * taps;
-  const int2 size = int2(sourceWidth, sourceHeight) / 2;
+float2 sumChromaPlane(Texture2D<float2> plane, int2 first, int2 size, uint phase) {
   float2 sum = 0;
-  [loop] for (int ty = 0; ty < taps; ++ty) {
+  [loop] for (int ty = 0; ty < taps; ++ty)
     [loop] for (int tx = 0; tx < taps; ++tx) {
       const int2 tap = first + int2(tx, ty);
       float2 value = neutral;
       if (all(tap >= 0) && all(tap < size)) value = plane.Load(int3(tap, 0));
-      sum += value * weights[weight + ty * taps + tx];
+      sum += value * (rowWeight(ty, phase) * columnWeight(tx, phase));
     }
-  }
   return sum;
 }
 
-float lumaAt(bool rightEye, int2 position) {
-  if (!enterImage(position)) return 0;
-  const uint index = position.y * rectifiedWidth + position.x;
-  if (rightEye) return sumLuma(rightY, rightYC, rightYP, index);
-  return sumLuma(leftY, leftYC, leftYP, index);
-}
+[numthreads(groupSize, groupSize, 1)] void luma(uint3 thread : SV_DispatchThreadID, uint3 group : SV_GroupID,
+                                                uint3 inGroup : SV_GroupThreadID, uint number : SV_GroupIndex) {
+  const int2 size = int2(sourceWidth, sourceHeight);
+  const uint eyeWidth = isSqueezed() ? canvasWidth / 2 : canvasWidth;
+  const uint samples = isSqueezed() ? 2 : 1;
 
-float2 chromaAt(bool rightEye, int2 position) {
-  if (!enterImage(position)) return neutral;
-  position /= 2;
-  const uint index = position.y * (rectifiedWidth / 2) + position.x;
-  if (rightEye) return sumChroma(rightUV, rightUVC, rightUVP, index);
-  return sumChroma(leftUV, leftUVC, leftUVP, index);
-}
-
-[numthreads(16, 16, 1)] void luma(uint3 thread : SV_DispatchThreadID) {
+  uint2 middle = min(group.xy * groupSize + groupSize / 2, uint2(outputWidth, outputHeight) - 1);
+  const bool rightTile = isRightEye(middle.x, eyeWidth);
+  const int2 centre = nearestInImage(int2(middle.x * samples, middle.y));
+  const uint centreIndex = centre.y * rectifiedWidth + centre.x;
+  int2 begin = -tileSize() / 2;
+  if (rightTile) {
+    begin += rightYC[centreIndex];
+    fillTile(rightY, begin, size, inGroup.xy);
+  } else {
+    begin += leftYC[centreIndex];
+    fillTile(leftY, begin, size, inGroup.xy);
+  }
+  loadTapWeights(number);
+  GroupMemoryBarrierWithGroupSync();
   if (thread.x >= outputWidth || thread.y >= outputHeight) return;
+
   uint column = thread.x;
-  const bool rightEye = isRightEye(column, isSqueezed() ? canvasWidth / 2 : canvasWidth);
-  const int2 position = int2(isSqueezed() ? 2 * column : column, thread.y);
-  float value = lumaAt(rightEye, position);
-  if (isSqueezed()) value = (value + lumaAt(rightEye, position + int2(1, 0))) / 2;
-  outputY[thread.xy] = saturate(value);
+  const bool rightEye = isRightEye(column, eyeWidth);
+  float sum = 0;
+  [loop] for (uint i = 0; i < samples; ++i) {
+    int2 position = int2(column * samples + i, thread.y);
+    if (enterImage(position)) {
+      const uint index = position.y * rectifiedWidth + position.x;
+      int2 first = -tapsBefore;
+      uint phase;
+      if (rightEye) {
+        first += rightYC[index];
+        phase = rightYP[index];
+      } else {
+        first += leftYC[index];
+        phase = leftYP[index];
+      }
+      [branch] if (rightEye == rightTile && isInTile(first, begin, size)) sum += sumLumaTile(first - begin, phase);
+      else if (rightEye) sum += sumLumaPlane(rightY, first, size, phase);
+      else sum += sumLumaPlane(leftY, first, size, phase);
+    }
+  }
+  outputY[thread.xy] = saturate(sum / samples);
 }
 
-[numthreads(16, 16, 1)] void chroma(uint3 thread : SV_DispatchThreadID) {
+[numthreads(groupSize, groupSize, 1)] void chroma(uint3 thread : SV_DispatchThreadID, uint3 group : SV_GroupID,
+                                                  uint3 inGroup : SV_GroupThreadID, uint number : SV_GroupIndex) {
+  const int2 size = int2(sourceWidth, sourceHeight) / 2;
+  const uint eyeWidth = isSqueezed() ? canvasWidth / 4 : canvasWidth / 2;
+  const uint step = isSqueezed() ? 4 : 2;  // luma columns of an output column
+
+  uint2 middle = min(group.xy * groupSize + groupSize / 2, uint2(outputWidth, outputHeight) / 2 - 1);
+  const bool rightTile = isRightEye(middle.x, eyeWidth);
+  const int2 centre = nearestInImage(int2(middle.x * step, middle.y * 2)) / 2;
+  const uint centreIndex = centre.y * (rectifiedWidth / 2) + centre.x;
+  int2 begin = -tileSize() / 2;
+  if (rightTile) {
+    begin += rightUVC[centreIndex];
+    fillTile(rightUV, begin, size, inGroup.xy);
+  } else {
+    begin += leftUVC[centreIndex];
+    fillTile(leftUV, begin, size, inGroup.xy);
+  }
+  loadTapWeights(number);
+  GroupMemoryBarrierWithGroupSync();
   if (thread.x >= outputWidth / 2 || thread.y >= outputHeight / 2) return;
+
   uint column = thread.x;
-  const bool rightEye = isRightEye(column, isSqueezed() ? canvasWidth / 4 : canvasWidth / 2);
-  const int2 position = int2(isSqueezed() ? 4 * column : 2 * column, 2 * thread.y);
-  float2 value = chromaAt(rightEye, position);
+  const bool rightEye = isRightEye(column, eyeWidth);
+  const int2 canvas = int2(column * step, thread.y * 2);
   // A pair that begins in the pad is pad, although its second half may lie in the image.
-  int2 inImage = position;
-  if (isSqueezed() && enterImage(inImage)) value = (value + chromaAt(rightEye, position + int2(2, 0))) / 2;
-  outputUV[thread.xy] = saturate(value);
+  int2 start = canvas;
+  const uint samples = isSqueezed() && enterImage(start) ? 2 : 1;
+  float2 sum = 0;
+  [loop] for (uint i = 0; i < samples; ++i) {
+    int2 position = canvas + int2(2 * i, 0);
+    if (enterImage(position)) {
+      position /= 2;
+      const uint index = position.y * (rectifiedWidth / 2) + position.x;
+      int2 first = -tapsBefore;
+      uint phase;
+      if (rightEye) {
+        first += rightUVC[index];
+        phase = rightUVP[index];
+      } else {
+        first += leftUVC[index];
+        phase = leftUVP[index];
+      }
+      [branch] if (rightEye == rightTile && isInTile(first, begin, size)) sum += sumChromaTile(first - begin, phase);
+      else if (rightEye) sum += sumChromaPlane(rightUV, first, size, phase);
+      else sum += sumChromaPlane(leftUV, first, size, phase);
+    } else {
+      sum += neutral;
+    }
+  }
+  outputUV[thread.xy] = saturate(sum / samples);
 }

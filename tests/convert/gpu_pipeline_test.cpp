@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <utility>
 
 #include "media/ffmpeg.h"
+#include "tests/support/allocation_limit.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/environment.h"
 
@@ -41,11 +43,24 @@ class GpuPipeline : public testing::Test {
       EXPECT_EQ(&tables, &tables_);
       EXPECT_EQ(geometry.layout, OutputLayout::half_sbs);
       EXPECT_EQ(depth, BitDepth::ten);
+      if (memory_ends_at_processor_) throw std::bad_alloc();
       if (!refusal_.empty()) {
         error = refusal_;
         return nullptr;
       }
       return std::make_unique<SurfaceOwner>(surfaces_.get());
+    };
+    calls_.make_upload_surfaces = [this](AVBufferRef* device, Size source, BitDepth depth,
+                                         std::string& error) -> BufferRefPtr {
+      EXPECT_EQ(device, device_.get());
+      EXPECT_EQ(source, (Size{64, 64}));
+      EXPECT_EQ(depth, BitDepth::ten);
+      if (memory_ends_at_uploads_) throw std::bad_alloc();
+      if (!uploads_refusal_.empty()) {
+        error = uploads_refusal_;
+        return nullptr;
+      }
+      return BufferRefPtr(av_buffer_ref(surfaces_.get()));
     };
     calls_.open = [this](AVCodecContext* context, const AVCodec*, AVDictionary**) {
       ++opened_;
@@ -85,6 +100,9 @@ class GpuPipeline : public testing::Test {
   InProcessEncoder selected_;
   GpuPipelineCalls calls_;
   std::string refusal_;
+  std::string uploads_refusal_;
+  bool memory_ends_at_processor_ = false;
+  bool memory_ends_at_uploads_ = false;
   int open_result_ = 0;
   int processors_wanted_ = 0;
   int opened_ = 0;
@@ -156,6 +174,38 @@ TEST_F(GpuPipeline, KeepsTheEncoderForMemoryFramesWhenTheOtherDoesNotOpen) {
   EXPECT_EQ(selected_.context.get(), before);
   expect_cpu_choice();
   EXPECT_EQ(encoder_report_line(selected_), "  encoder: hevc_nvenc (p010le, CPU YUV processing)");
+}
+
+TEST_F(GpuPipeline, GivesWayToTheCpuWhenUploadsCannotBePrepared) {
+  const AVCodecContext* before = selected_.context.get();
+  uploads_refusal_ = "could not prepare uploads of decoded frames: Cannot allocate memory";
+  EXPECT_FALSE(use());
+  EXPECT_EQ(printed_, "  D3D11 YUV GPU pipeline unavailable: " + uploads_refusal_ + "; using CPU path\n");
+  EXPECT_EQ(opened_, 0) << "the encoder was opened on surfaces before the pipeline was there";
+  EXPECT_EQ(selected_.context.get(), before);
+  expect_cpu_choice();
+}
+
+TEST_F(GpuPipeline, GivesWayToTheCpuWhenMemoryRunsOut) {
+  const AVCodecContext* before = selected_.context.get();
+  for (bool* end : {&memory_ends_at_processor_, &memory_ends_at_uploads_}) {
+    *end = true;
+    EXPECT_NO_THROW(EXPECT_FALSE(use()));
+    EXPECT_EQ(printed_, "  D3D11 YUV GPU pipeline unavailable: could not allocate memory; using CPU path\n");
+    EXPECT_EQ(opened_, 0);
+    EXPECT_EQ(selected_.context.get(), before);
+    expect_cpu_choice();
+    *end = false;
+  }
+  EXPECT_TRUE(use()) << "nothing was left behind";
+}
+
+// The library's own shortage: the real call on a device whose frames FFmpeg can describe.
+TEST_F(GpuPipeline, SaysWhyUploadsCannotBePrepared) {
+  std::string error;
+  const AllocationLimit shortage(no_memory);
+  EXPECT_EQ(make_upload_surfaces(device_.get(), {64, 64}, BitDepth::ten, error), nullptr);
+  EXPECT_EQ(error, "could not prepare uploads of decoded frames: Cannot allocate memory");
 }
 
 TEST_F(GpuPipeline, IsSwitchedOffByExactlyOne) {

@@ -28,6 +28,10 @@ ID3D11Device* device_of(const AVBufferRef& device) {
       ->device;
 }
 
+// The real shaders take the compiler much longer; what is tested here does not depend on them.
+const ShaderSource small_shaders{
+    .text = "[numthreads(1, 1, 1)] void luma() {} [numthreads(1, 1, 1)] void chroma() {}"};
+
 ULONG references(ID3D11Device& device) {
   device.AddRef();
   return device.Release();
@@ -40,15 +44,14 @@ class D3D11YuvProcessorCreation : public ::testing::Test {
     ASSERT_NE(device_, nullptr) << "no D3D11 adapter";
   }
 
-  std::string create_error(AVBufferRef* device, const std::string& compiler = shader_compiler_library) {
-    return create_error(device, maps_, geometry, compiler);
+  std::string create_error(AVBufferRef* device, const ShaderSource& shaders = {}) {
+    return create_error(device, maps_, geometry, shaders);
   }
   static std::string create_error(AVBufferRef* device, const RectificationMaps& maps,
-                                  const ProcessorGeometry& sizes,
-                                  const std::string& compiler = shader_compiler_library) {
+                                  const ProcessorGeometry& sizes, const ShaderSource& shaders = {}) {
     std::string error;
     const auto processor = D3D11YuvProcessor::create(device, *make_tables(maps, sizes.source), sizes,
-                                                     BitDepth::ten, error, compiler);
+                                                     BitDepth::ten, error, shaders);
     EXPECT_EQ(processor == nullptr, !error.empty());
     return error;
   }
@@ -81,15 +84,15 @@ TEST_F(D3D11YuvProcessorCreation, ChecksTheSizes) {
 }
 
 TEST_F(D3D11YuvProcessorCreation, SaysThatTheCompilerIsMissing) {
-  EXPECT_EQ(create_error(device_.get(), "no_such_compiler.dll"),
+  EXPECT_EQ(create_error(device_.get(), {.compiler_library = "no_such_compiler.dll"}),
             "could not compile D3D11 YUV shader: no_such_compiler.dll could not be loaded");
-  EXPECT_EQ(create_error(device_.get(), "kernel32.dll"),
+  EXPECT_EQ(create_error(device_.get(), {.compiler_library = "kernel32.dll"}),
             "could not compile D3D11 YUV shader: kernel32.dll could not be loaded")
       << "a library without the compiler's function";
 }
 
 TEST_F(D3D11YuvProcessorCreation, RepeatsWhatTheCompilerSays) {
-  const ShaderCompiler compiler(shader_compiler_library);
+  const ShaderCompiler compiler(ShaderSource{}.compiler_library);
   std::string error;
   EXPECT_EQ(compiler.compile("[numthreads(1, 1, 1)] void luma() { nonsense; }", "luma", error), nullptr);
   EXPECT_EQ(error.find("could not compile D3D11 YUV shader: "), 0U) << error;
@@ -130,7 +133,7 @@ TEST_F(D3D11YuvProcessorCreation, NamesEveryStepThatFails) {
   for (const Fault& fault : faults)
     for (int call = fault.first_call; call <= fault.last_call; ++call) {
       faulty.fail_at(fault.method, call, out_of_memory);
-      EXPECT_EQ(create_error(device.get()), fault.message) << fault.method << " " << call;
+      EXPECT_EQ(create_error(device.get(), small_shaders), fault.message) << fault.method << " " << call;
       EXPECT_EQ(references(real), before) << "something was left behind";
     }
 }
@@ -143,6 +146,13 @@ TEST_F(D3D11YuvProcessorCreation, NeedsADeviceWithComputeShaders) {
   const BufferRefPtr device = wrap_gpu_device(faulty);
   faulty.fail_at("CreateComputeShader", 1, E_INVALIDARG);
   EXPECT_EQ(create_error(device.get()), "D3D11 YUV shader creation failed (HRESULT 0x80070057)");
+}
+
+TEST_F(D3D11YuvProcessorCreation, NeedsADeviceThatIsStillThere) {
+  FaultyDevice faulty(share_com_object(device_of(*device_)));
+  const BufferRefPtr device = wrap_gpu_device(faulty);
+  faulty.remove(DXGI_ERROR_DEVICE_HUNG);
+  EXPECT_EQ(create_error(device.get()), "D3D11 YUV device check failed (HRESULT 0x887a0006)");
 }
 
 TEST_F(D3D11YuvProcessorCreation, ChecksTheFormatOfTheEncodersSurfaces) {

@@ -25,6 +25,8 @@ class FaultyDevice final : public ForwardingDevice {
   void act_at(const std::string& method, int call, std::function<void()> action);
   /// Every texture is made at most this wide and high.
   void shrink_textures(UINT largest) { largest_texture_ = largest; }
+  /// From now on the device says that it was removed, for this reason.
+  void remove(HRESULT reason) { removed_reason_ = reason; }
 
   HRESULT STDMETHODCALLTYPE CreateBuffer(const D3D11_BUFFER_DESC* description,
                                          const D3D11_SUBRESOURCE_DATA* data, ID3D11Buffer** buffer) override;
@@ -37,6 +39,7 @@ class FaultyDevice final : public ForwardingDevice {
   HRESULT STDMETHODCALLTYPE CreateUnorderedAccessView(ID3D11Resource* resource,
                                                       const D3D11_UNORDERED_ACCESS_VIEW_DESC* description,
                                                       ID3D11UnorderedAccessView** view) override;
+  HRESULT STDMETHODCALLTYPE GetDeviceRemovedReason() override { return removed_reason_; }
   HRESULT STDMETHODCALLTYPE CreateComputeShader(const void* bytecode, SIZE_T size,
                                                 ID3D11ClassLinkage* linkage,
                                                 ID3D11ComputeShader** shader) override;
@@ -47,6 +50,7 @@ class FaultyDevice final : public ForwardingDevice {
   std::string failing_method_;
   int calls_left_ = 0;
   HRESULT result_ = S_OK;
+  HRESULT removed_reason_ = S_OK;
   std::function<void()> action_;
   int textures_left_ = 0;
   UINT largest_texture_ = std::numeric_limits<UINT>::max();

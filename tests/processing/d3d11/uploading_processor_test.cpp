@@ -37,7 +37,8 @@ TEST_P(UploadingProcessorFormats, GivesThePictureOfGpuFrames) {
   const D3D11YuvProcessor& direct = *gpu;
   const FramePtr expected = take_surface(direct.encoder_frames());
   const FramePtr canvas = take_surface(direct.encoder_frames());
-  const UploadingProcessor uploading(device.get(), geometry.source, depth, std::move(gpu));
+  const UploadingProcessor uploading(make_upload_surfaces(device.get(), geometry.source, depth, error),
+                                     std::move(gpu));
 
   // The same codes in both formats.
   FramePtr memory[2];
