@@ -59,7 +59,8 @@ class CroppedSurfaces : public ::testing::TestWithParam<int> {
 
   std::string process_error(const AVFrame& left, const AVFrame& right, AVFrame& canvas) const {
     std::string error;
-    EXPECT_EQ(processor_->process(&left, &right, &canvas, error), error.empty());
+    const bool processed = processor_->process(&left, &right, &canvas, error);
+    EXPECT_EQ(processed, error.empty());
     return error;
   }
 

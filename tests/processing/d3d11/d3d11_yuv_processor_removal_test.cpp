@@ -18,6 +18,10 @@ extern "C" {
 namespace veyrin::test {
 namespace {
 
+// The pictures do not matter here.
+const ShaderSource small_shaders{
+    .text = "[numthreads(1, 1, 1)] void luma() {} [numthreads(1, 1, 1)] void chroma() {}"};
+
 AVD3D11VADeviceContext& hardware_of(const AVBufferRef& device) {
   return *static_cast<AVD3D11VADeviceContext*>(reinterpret_cast<AVHWDeviceContext*>(device.data)->hwctx);
 }
@@ -31,7 +35,7 @@ class RemovedDevice : public ::testing::Test {
     device_ = wrap_gpu_device(*faulty_);
     std::string error;
     processor_ = D3D11YuvProcessor::create(device_.get(), identity_maps({32, 32}), {{64, 64}, {32, 32}},
-                                           BitDepth::eight, error);
+                                           BitDepth::eight, error, small_shaders);
     ASSERT_NE(processor_, nullptr) << error;
     const FramePtr picture = make_frame(AV_PIX_FMT_NV12, 64, 64);
     fill_random(*picture, 1);
@@ -41,7 +45,8 @@ class RemovedDevice : public ::testing::Test {
 
   std::string process_error(AVFrame* canvas) {
     std::string error;
-    EXPECT_EQ(processor_->process(surface_.get(), surface_.get(), canvas, error), error.empty());
+    const bool processed = processor_->process(surface_.get(), surface_.get(), canvas, error);
+    EXPECT_EQ(processed, error.empty());
     return error;
   }
 
