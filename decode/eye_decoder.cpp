@@ -226,14 +226,20 @@ bool EyeDecoder::download_frame(const AVFrame& received, std::string& error) {
   if (status < 0) return fail_with_library_error(error, "could not download a D3D11VA frame", status);
   status = av_frame_copy_props(scratch_frame_.get(), &received);
   if (status < 0) return fail_with_library_error(error, "could not copy D3D11VA frame properties", status);
-  return true;
+  return crop_scratch_frame("could not crop a D3D11VA frame", error);
 }
 
 bool EyeDecoder::map_frame(const AVFrame& received, std::string& error) {
   if (!make_scratch_frame()) return fail(error, "could not allocate a mapped VideoToolbox frame");
   const int status = calls_.map(scratch_frame_.get(), &received);
   if (status < 0) return fail_with_library_error(error, "could not map a VideoToolbox frame", status);
-  return true;
+  return crop_scratch_frame("could not crop a VideoToolbox frame", error);
+}
+
+// FFmpeg crops the right and the bottom of hardware frames, and leaves the rest to be done in memory.
+bool EyeDecoder::crop_scratch_frame(const char* failure, std::string& error) {
+  const int status = av_frame_apply_cropping(scratch_frame_.get(), AV_FRAME_CROP_UNALIGNED);
+  return status >= 0 || fail_with_library_error(error, failure, status);
 }
 
 bool EyeDecoder::make_scratch_frame() {

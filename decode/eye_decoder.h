@@ -129,6 +129,7 @@ class EyeDecoder {
   [[nodiscard]] bool accept_frame(const AVFrame& received, std::string& error);
   [[nodiscard]] bool download_frame(const AVFrame& received, std::string& error);
   [[nodiscard]] bool map_frame(const AVFrame& received, std::string& error);
+  [[nodiscard]] bool crop_scratch_frame(const char* failure, std::string& error);
   [[nodiscard]] bool make_scratch_frame();
   [[nodiscard]] bool push_frame(const AVFrame& frame, const char* failure, std::string& error);
   void announce(const char* hardware, const char* handling, const char* format, int color_range);

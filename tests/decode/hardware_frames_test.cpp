@@ -1,6 +1,7 @@
 // What happens to the frames of a hardware decoder.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,6 +50,47 @@ TEST_F(HardwareFrames, AreDownloadedAndReportedOnce) {
   for (std::size_t index = 0; index < run.times.size(); ++index) {
     EXPECT_NEAR(run.times[index], static_cast<double>(index) / 30.0, 1e-6)
         << "a downloaded frame keeps its time";
+  }
+}
+
+// The size of a hardware frame still counts the columns and rows that are cropped on the left and at the top.
+TEST_F(HardwareFrames, AreCroppedOnTheLeftAndAtTheTopInMemory) {
+  for (const AVPixelFormat format : {AV_PIX_FMT_D3D11, AV_PIX_FMT_VIDEOTOOLBOX}) {
+    machine_.frame_format = format;
+    machine_.calls.receive = [receive = machine_.calls.receive](AVCodecContext* context, AVFrame* frame) {
+      const int status = receive(context, frame);
+      frame->crop_left = 6;
+      frame->crop_top = 2;
+      return status;
+    };
+    // Each sample tells its place.
+    const auto transfer = [](AVFrame* target, const AVFrame* source) {
+      const int status = transfer_picture(target, source, AV_PIX_FMT_NV12, 0);
+      if (status < 0) return status;
+      for (int plane = 0; plane < 2; ++plane)
+        for (int y = 0; y < target->height >> plane; ++y)
+          for (int x = 0; x < target->width; ++x)
+            target->data[plane][y * target->linesize[plane] + x] = static_cast<std::uint8_t>(16 * y + x);
+      return av_frame_copy_props(target, source);
+    };
+    machine_.calls.download = transfer;
+    machine_.calls.map = transfer;
+    const auto input = open_clip(folder_.make("a.nut", test_picture(1) + "-c:v rawvideo -pix_fmt yuv420p"));
+    const auto eye = open_eye(*input->streams[0], DecoderPreference::hardware, machine_.calls);
+    for (PacketPtr& packet : read_packets(*input)) eye->queue_packet(std::move(packet));
+    std::string error;
+    capture_output();
+    const bool pumped = eye->pump(error);
+    captured_output();
+    ASSERT_TRUE(pumped) << error;
+    const DecodedFrame decoded = eye->take_frame();
+    const AVFrame& frame = *decoded.frame;
+    EXPECT_EQ(frame.width, eye->size().width - 6);
+    EXPECT_EQ(frame.height, eye->size().height - 2);
+    EXPECT_EQ(frame.crop_left, 0U);
+    EXPECT_EQ(frame.crop_top, 0U);
+    EXPECT_EQ(frame.data[0][0], 16 * 2 + 6);
+    EXPECT_EQ(frame.data[1][0], 16 * 1 + 6);
   }
 }
 
