@@ -22,7 +22,7 @@
 #include "media/ffmpeg.h"
 #include "media/video_types.h"
 #include "processing/d3d11/d3d11_yuv_processor.h"
-#include "rectification/rectification_maps.h"
+#include "processing/remap_tables.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -49,17 +49,19 @@ void require(bool done, const std::string& reason) {
 
 /// A slightly turned barrel whose corners lie outside the source.
 EyeMap barrel_map(std::int32_t size, double turn) {
-  EyeMap map{{size, size}, {}, {}};
   const double half = size / 2.0;
-  for (std::int32_t row = 0; row < size; ++row)
-    for (std::int32_t column = 0; column < size; ++column) {
-      const double x = (column - half) / half;
+  const auto read = [half, turn](std::int32_t row, std::int32_t first, std::int32_t count, float* map_x,
+                                 float* map_y) {
+    for (std::int32_t i = 0; i < count; ++i) {
+      const double x = (first + i - half) / half;
       const double y = (row - half) / half;
       const double scale = half * (0.8 + 0.2 * (x * x + y * y));
-      map.map_x.push_back(static_cast<float>(half + scale * (x * std::cos(turn) - y * std::sin(turn))));
-      map.map_y.push_back(static_cast<float>(half + scale * (x * std::sin(turn) + y * std::cos(turn))));
+      map_x[i] = static_cast<float>(half + scale * (x * std::cos(turn) - y * std::sin(turn)));
+      map_y[i] = static_cast<float>(half + scale * (x * std::sin(turn) + y * std::cos(turn)));
     }
-  return map;
+    return std::int64_t{count};
+  };
+  return {{size, size}, read};
 }
 
 BufferRefPtr make_device() {
@@ -163,13 +165,15 @@ void measure(const Settings& settings, OutputLayout layout, BitDepth depth) {
   const Size eye{settings.eye_size, settings.eye_size};
   const BufferRefPtr device = make_device();
   const FramePtr surface = make_surface(device.get(), settings.eye_size, depth);
-  const RectificationMaps maps{barrel_map(eye.width, 0.02), barrel_map(eye.width, -0.03)};
+  CpuWorkerPool pool;
+  const auto tables = build_remap_tables({barrel_map(eye.width, 0.02), barrel_map(eye.width, -0.03)}, eye,
+                                         {true, true}, pool);
   std::vector<Contender> contenders;
   const auto add = [&](const std::string& name, const ShaderSource& shaders) {
     std::string error;
     Contender contender{
         name,
-        D3D11YuvProcessor::create(device.get(), maps, {eye, eye, layout}, depth, error, shaders),
+        D3D11YuvProcessor::create(device.get(), *tables, {eye, eye, layout}, depth, error, shaders),
         FramePtr(av_frame_alloc()),
         {},
         {}};

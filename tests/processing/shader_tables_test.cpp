@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "processing/kernels.h"
+#include "tests/processing/make_processor.h"
 #include "tests/processing/oracle.h"
+#include "tests/rectification/stored_maps.h"
 
 namespace veyrin::test {
 namespace {
@@ -16,10 +18,10 @@ namespace {
 constexpr float nan_value = std::numeric_limits<float>::quiet_NaN();
 
 TEST(ShaderTables, SplitPositionsIntoWholesAndPhases) {
-  const EyeMap map{{4, 2},
-                   {0.0F, 2.5F, -0.25F, nan_value, 7.99F, 100.0F, -3.0F, 1.03125F},
-                   {0.0F, 1.25F, 3.0F, 2.0F, 0.5F, -7.5F, 5.96875F, 1e30F}};
-  const ShaderTable table = make_shader_table(PlaneRemapTable::for_luma(map, {16, 16}));
+  const StoredMap map{{4, 2},
+                      {0.0F, 2.5F, -0.25F, nan_value, 7.99F, 100.0F, -3.0F, 1.03125F},
+                      {0.0F, 1.25F, 3.0F, 2.0F, 0.5F, -7.5F, 5.96875F, 1e30F}};
+  const ShaderTable table = make_shader_table(*luma_table(map, {16, 16}));
   struct Entry {
     int x, y, phase_x, phase_y;
   };
@@ -39,8 +41,8 @@ TEST(ShaderTables, SplitPositionsIntoWholesAndPhases) {
 }
 
 TEST(ShaderTables, OfChromaAreHalfTheSize) {
-  const EyeMap map{{4, 2}, {0, 9, 3, 9, 9, 9, 9, 9}, {1, 9, 5, 9, 9, 9, 9, 9}};
-  const ShaderTable table = make_shader_table(PlaneRemapTable::for_chroma(map, {8, 8}));
+  const StoredMap map{{4, 2}, {0, 9, 3, 9, 9, 9, 9, 9}, {1, 9, 5, 9, 9, 9, 9, 9}};
+  const ShaderTable table = make_shader_table(*chroma_table(map, {16, 16}));
   ASSERT_EQ(table.positions.size(), 2U);
   EXPECT_EQ(table.positions[1].x, 1);
   EXPECT_EQ(table.positions[1].y, 2);

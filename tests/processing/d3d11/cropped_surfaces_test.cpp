@@ -9,6 +9,7 @@
 #include "processing/d3d11/d3d11_yuv_processor.h"
 #include "processing/yuv_processor.h"
 #include "tests/processing/d3d11/gpu_frames.h"
+#include "tests/processing/make_processor.h"
 #include "tests/processing/random_maps.h"
 
 namespace veyrin::test {
@@ -27,9 +28,9 @@ class CroppedSurfaces : public ::testing::TestWithParam<int> {
     device_ = make_gpu_device();
     ASSERT_NE(device_, nullptr) << "no D3D11 adapter";
     std::string error;
-    processor_ =
-        D3D11YuvProcessor::create(device_.get(), random_maps({48, 40}, picture_size, 5), geometry,
-                                  GetParam() == AV_PIX_FMT_NV12 ? BitDepth::eight : BitDepth::ten, error);
+    processor_ = D3D11YuvProcessor::create(
+        device_.get(), *make_tables(random_maps({48, 40}, picture_size, 5), geometry.source), geometry,
+        GetParam() == AV_PIX_FMT_NV12 ? BitDepth::eight : BitDepth::ten, error);
     ASSERT_NE(processor_, nullptr) << error;
   }
 

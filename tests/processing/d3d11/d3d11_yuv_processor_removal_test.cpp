@@ -9,6 +9,7 @@
 #include "rectification/rectification_maps.h"
 #include "tests/processing/d3d11/faulty_device.h"
 #include "tests/processing/d3d11/gpu_frames.h"
+#include "tests/processing/make_processor.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -34,8 +35,8 @@ class RemovedDevice : public ::testing::Test {
     faulty_ = std::make_unique<FaultyDevice>(platform::share_com_object(hardware_of(*real_).device));
     device_ = wrap_gpu_device(*faulty_);
     std::string error;
-    processor_ = D3D11YuvProcessor::create(device_.get(), identity_maps({32, 32}), {{64, 64}, {32, 32}},
-                                           BitDepth::eight, error, small_shaders);
+    processor_ = D3D11YuvProcessor::create(device_.get(), *make_tables(identity_maps({32, 32}), {64, 64}),
+                                           {{64, 64}, {32, 32}}, BitDepth::eight, error, small_shaders);
     ASSERT_NE(processor_, nullptr) << error;
     const FramePtr picture = make_frame(AV_PIX_FMT_NV12, 64, 64);
     fill_random(*picture, 1);
