@@ -17,7 +17,7 @@
 #include "processing/d3d11/shader_tables.h"
 #include "processing/d3d11/yuv_shaders.h"
 #include "processing/kernels.h"
-#include "processing/plane_remap_table.h"
+#include "processing/remap_tables.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
