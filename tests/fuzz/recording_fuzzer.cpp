@@ -49,7 +49,8 @@ bool convert(const std::filesystem::path& input, const std::filesystem::path& ou
   veyrin::ConversionJob job;
   job.input = input;
   job.output = output;
-  const bool converted = veyrin::convert_recording(job, metadata, cheap_options(std::filesystem::file_size(input)), error);
+  const bool converted =
+      veyrin::convert_recording(job, metadata, cheap_options(std::filesystem::file_size(input)), error);
   expect_message_on_failure(converted, error);
   return converted;
 }
