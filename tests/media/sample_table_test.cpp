@@ -14,9 +14,10 @@ namespace {
 
 using namespace std::string_literals;
 
+/// Big endian, in so many bytes; all but the last eight are 0.
 std::string number(std::int64_t value, int bytes = 4) {
   std::string text;
-  for (int i = bytes - 1; i >= 0; --i) text += static_cast<char>(value >> 8 * i & 0xFF);
+  for (int i = bytes - 1; i >= 0; --i) text += static_cast<char>(i < 8 ? value >> 8 * i & 0xFF : 0);
   return text;
 }
 
