@@ -79,6 +79,15 @@ std::optional<std::size_t> entries_of(const Content& table, std::size_t at, std:
   return entries;
 }
 
+/// What the file's index holds; nothing when there is none, or it lists not all samples.
+std::optional<Boxes> complete_movie(std::istream& file, std::uint64_t file_size) {
+  const auto movie = find_box(file, {.begin = 0, .end = file_size}, {"moov"});
+  if (!movie) return std::nullopt;
+  Boxes boxes(file, *movie);
+  if (!boxes.whole() || boxes.count("mvex") != 0) return std::nullopt;
+  return boxes;
+}
+
 std::optional<int> number_of_track(const Boxes& track) {
   const auto header = track.only_content("tkhd");
   if (!header || header->empty()) return std::nullopt;
@@ -152,9 +161,8 @@ bool read_offsets(const Boxes& samples, SampleTable& table) {
 }  // namespace
 
 std::optional<SampleTable> read_sample_table(std::istream& file, std::uint64_t file_size, int track_number) {
-  if (!has_complete_index(file, file_size)) return std::nullopt;
-  const auto movie = find_box(file, {.begin = 0, .end = file_size}, {"moov"});
-  const auto track_box = movie ? find_track(file, Boxes(file, *movie), track_number) : std::nullopt;
+  const auto movie = complete_movie(file, file_size);
+  const auto track_box = movie ? find_track(file, *movie, track_number) : std::nullopt;
   if (!track_box) return std::nullopt;
   const Boxes track(file, *track_box);
   std::optional<MovieBox> samples_box = track.only("mdia");
@@ -173,10 +181,7 @@ std::optional<SampleTable> read_sample_table(std::istream& file, std::uint64_t f
 }
 
 bool has_complete_index(std::istream& file, std::uint64_t file_size) {
-  const auto movie = find_box(file, {.begin = 0, .end = file_size}, {"moov"});
-  if (!movie) return false;
-  const Boxes boxes(file, *movie);
-  return boxes.whole() && boxes.count("mvex") == 0;
+  return complete_movie(file, file_size).has_value();
 }
 
 bool has_complete_index(const std::filesystem::path& path) {

@@ -37,6 +37,11 @@ struct PlaneLayout {
   std::vector<EyeRegion> eyes;                ///< from left to right, together the whole width
 };
 
+/// Samples, or pairs of them, of the chroma planes of a 4:2:0 picture of this luma size.
+constexpr Size chroma_size(Size luma) {
+  return {luma.width / 2, luma.height / 2};
+}
+
 /// Luma samples from the edge of an eye box to the image that is centred in it; even, so that chroma follows.
 std::int32_t even_pad(std::int32_t box, std::int32_t image);
 

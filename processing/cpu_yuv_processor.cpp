@@ -22,10 +22,6 @@ constexpr SizeMessages size_messages{
     .canvas_too_small = "CPU YUV canvas is smaller than the rectified image",
 };
 
-Size half(Size luma) {
-  return {luma.width / 2, luma.height / 2};
-}
-
 SampleStorage sample_storage(const YuvFormat& format) {
   if (format.depth == BitDepth::eight) return SampleStorage::bits_8;
   return format.shift == 0 ? SampleStorage::bits_16 : SampleStorage::bits_16_high;
@@ -87,8 +83,8 @@ PlanePass CpuYuvProcessor::State::chroma_pass(const AVFrame* const (&eyes)[2], c
   PlanePass pass{.tools = {kernels, weights}, .layout = chroma};
   for (std::size_t eye = 0; eye < 2; ++eye)
     pass.eyes[eye] = {&tables->chroma[eye],
-                      {plane_view(*eyes[eye], 1, half(source), sample_storage(from)),
-                       plane_view(*eyes[eye], 2, half(source), sample_storage(from))}};
+                      {plane_view(*eyes[eye], 1, chroma_size(source), sample_storage(from)),
+                       plane_view(*eyes[eye], 2, chroma_size(source), sample_storage(from))}};
   pass.source_channels = chroma_channels(from);
   pass.canvas = {{output.data[1], output.data[2]}, {output.linesize[1], output.linesize[2]}};
   pass.canvas_channels = chroma_channels(to);

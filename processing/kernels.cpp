@@ -35,38 +35,35 @@ void fill_phase(float x, float (&weights)[lanczos_taps]) {
   for (int k = 0; k < lanczos_taps; ++k) weights[k] = static_cast<float>(values[k] / sum);
 }
 
-/// The weights of a phase in steps of 2^-bits. Rounding their running sum keeps the total at exactly 1, so
-/// that an even area stays as it is, and each weight within one step.
-template <int bits>
+/// The weights of a phase in steps of 2^-22. Rounding their running sum keeps the total at exactly 1, so that
+/// an even area stays as it is, and each weight within one step.
 void round_to_steps(const float (&taps)[lanczos_taps], std::int32_t (&steps)[lanczos_taps]) {
   double sum = 0.0;
   std::int32_t rounded_before = 0;
   for (int tap = 0; tap < lanczos_taps; ++tap) {
     sum += static_cast<double>(taps[tap]);
     const bool is_last = tap == lanczos_taps - 1;
-    const auto rounded = static_cast<std::int32_t>(std::lround(std::ldexp(is_last ? 1.0 : sum, bits)));
+    const auto rounded =
+        static_cast<std::int32_t>(std::lround(std::ldexp(is_last ? 1.0 : sum, byte_weight_bits)));
     steps[tap] = rounded - rounded_before;
     rounded_before = rounded;
   }
 }
 
-/// Cuts the lowest limb off a number: returns it, between -2^(bits-1) and 2^(bits-1) - 1, and leaves the
-/// rest.
-template <int bits>
-std::int32_t cut_limb(std::int32_t& number) {
-  constexpr std::int32_t half = 1 << (bits - 1);
+/// Cuts the lowest limb off a number: returns it, a signed byte, and leaves the rest.
+std::int8_t cut_limb(std::int32_t& number) {
+  constexpr std::int32_t half = 1 << (byte_limb_bits - 1);
   const std::int32_t limb = ((number + half) & (2 * half - 1)) - half;
   number = (number - limb) / (2 * half);
-  return limb;
+  return static_cast<std::int8_t>(limb);
 }
 
 void fill_limbs(int phase, LanczosWeights& weights) {
   std::int32_t steps[lanczos_taps];
-  round_to_steps<byte_weight_bits>(weights.taps[phase], steps);
+  round_to_steps(weights.taps[phase], steps);
   for (int tap = 0; tap < lanczos_taps; ++tap)
     for (int limb = byte_limb_count - 1; limb >= 0; --limb)
-      weights.byte_limbs[limb][tap / 4][phase][tap % 4] =
-          static_cast<std::int8_t>(cut_limb<byte_limb_bits>(steps[tap]));
+      weights.byte_limbs[limb][tap / 4][phase][tap % 4] = cut_limb(steps[tap]);
 }
 
 // The compiler's probes also ask whether the operating system saves the wide registers.

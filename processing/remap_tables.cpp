@@ -10,10 +10,6 @@ namespace {
 // Map pixels worked out at a time; even, so that a piece begins where an entry of chroma does.
 constexpr std::int32_t piece_columns = 1024;
 
-Size half(Size size) {
-  return {size.width / 2, size.height / 2};
-}
-
 /// One eye's tables while they are being filled.
 struct EyeTables {
   const EyeMap& map;
@@ -54,7 +50,7 @@ std::shared_ptr<const RemapTables> build_remap_tables(const RectificationMaps& m
     tables->rectified[eye] = map.size;
     if (shown[eye]) {
       tables->luma[eye] = PlaneRemapTable(map.size, source);
-      tables->chroma[eye] = PlaneRemapTable(half(map.size), half(source));
+      tables->chroma[eye] = PlaneRemapTable(chroma_size(map.size), chroma_size(source));
     }
     EyeTables filling{map, tables->luma[eye], tables->chroma[eye], shown[eye]};
     pool.run(map.size.height, [&filling](std::int32_t row) { filling.fill_row(row); });

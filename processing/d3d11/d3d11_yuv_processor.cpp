@@ -203,7 +203,7 @@ void D3D11YuvProcessor::State::run_shaders() const {
   context.CSSetConstantBuffers(0, 1, &constants);
 
   run(*shaders.luma, 0, output_surface.luma.get(), canvas);
-  run(*shaders.chroma, 1, output_surface.chroma.get(), {canvas.width / 2, canvas.height / 2});
+  run(*shaders.chroma, 1, output_surface.chroma.get(), chroma_size(canvas));
 
   // The decoders write into what these views show.
   resources.fill(nullptr);

@@ -14,6 +14,16 @@
 namespace veyrin::test {
 namespace {
 
+/// Gives the eye all packets of the clip and decodes as far as it goes.
+testing::AssertionResult pump_all(EyeDecoder& eye, AVFormatContext& clip) {
+  for (PacketPtr& packet : read_packets(clip)) eye.queue_packet(std::move(packet));
+  std::string error;
+  capture_output();
+  const bool pumped = eye.pump(error);
+  captured_output();
+  return pumped ? testing::AssertionSuccess() : testing::AssertionFailure() << error;
+}
+
 /// Decodes uncompressed pictures, whose decoder asks no format question, as stream 1 of a clip.
 class HardwareFrames : public testing::Test {
  protected:
@@ -77,12 +87,7 @@ TEST_F(HardwareFrames, AreCroppedOnTheLeftAndAtTheTopInMemory) {
     machine_.calls.map = transfer;
     const auto input = open_clip(folder_.make("a.nut", test_picture(1) + "-c:v rawvideo -pix_fmt yuv420p"));
     const auto eye = open_eye(*input->streams[0], DecoderPreference::hardware, machine_.calls);
-    for (PacketPtr& packet : read_packets(*input)) eye->queue_packet(std::move(packet));
-    std::string error;
-    capture_output();
-    const bool pumped = eye->pump(error);
-    captured_output();
-    ASSERT_TRUE(pumped) << error;
+    ASSERT_TRUE(pump_all(*eye, *input));
     const DecodedFrame decoded = eye->take_frame();
     const AVFrame& frame = *decoded.frame;
     EXPECT_EQ(frame.width, eye->size().width - 6);
@@ -101,12 +106,7 @@ TEST_F(HardwareFrames, KeepTheirOwnPicturesWhileSeveralWait) {
     const auto input =
         open_clip(folder_.make("a.nut", test_picture(frames) + "-c:v rawvideo -pix_fmt yuv420p"));
     const auto eye = open_eye(*input->streams[0], DecoderPreference::hardware, machine_.calls);
-    for (PacketPtr& packet : read_packets(*input)) eye->queue_packet(std::move(packet));
-    std::string error;
-    capture_output();
-    const bool pumped = eye->pump(error);
-    captured_output();
-    ASSERT_TRUE(pumped) << error;
+    ASSERT_TRUE(pump_all(*eye, *input));
     ASSERT_EQ(eye->queued_frames(), 4U);
     for (int mark = 1; mark <= 4; ++mark) EXPECT_EQ(eye->take_frame().frame->data[0][0], mark);
   }
