@@ -117,7 +117,6 @@ bool PackagedSoftwareEncoder::check_availability(BitDepth depth, std::string& er
 
 std::unique_ptr<PackagedSoftwareEncoder> PackagedSoftwareEncoder::create(const SoftwareEncodeRequest& request,
                                                                          std::string& error) {
-  if (!check_availability(request.depth, error)) return nullptr;
   SoftwareEncodeRequest absolute = request;
   absolute.input = std::filesystem::absolute(request.input);
   absolute.output = std::filesystem::absolute(request.output);

@@ -36,7 +36,8 @@ class PackagedSoftwareEncoder {
   /// Whether the program is there and encodes in the given depth.
   [[nodiscard]] static bool check_availability(BitDepth depth, std::string& error);
 
-  /// Checks availability and starts the child; null with one message in `error`.
+  /// Starts the child; null with one message in `error`. The caller has checked availability, which takes
+  /// about as long as encoding a few frames and is not repeated here.
   [[nodiscard]] static std::unique_ptr<PackagedSoftwareEncoder> create(const SoftwareEncodeRequest& request,
                                                                        std::string& error);
 
@@ -64,7 +65,8 @@ class PackagedSoftwareEncoder {
 };
 
 /// A movie encoded, muxed and given its audio by the packaged encoder's process, which is started for
-/// canvases of the request's size and depth; null with one message in `error` on failure.
+/// canvases of the request's size and depth and has been checked; null with one message in `error` on
+/// failure.
 [[nodiscard]] std::unique_ptr<MovieSink> create_packaged_movie(const SoftwareEncodeRequest& request,
                                                                std::string& error);
 

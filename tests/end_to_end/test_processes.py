@@ -44,6 +44,17 @@ def test_encoder_that_fails_its_probe_is_refused(native, shelf, tmp_path, codec,
         f"{ATTEMPTS}packaged GPL FFmpeg does not provide a working {depth}libx265 encoder")
 
 
+def test_encoder_is_probed_once(native, recording, tmp_path):
+    path = tmp_path / "encoder"
+    starts = tmp_path / "starts"
+    path.write_text(f'#!/bin/sh\ncase "$*" in *lavfi*) echo probe >>"{starts}"; exit 0;; esac\n'
+                    f'echo movie >>"{starts}"; cat >/dev/null; exit 3\n')
+    path.chmod(0o755)
+    native.run("--software", "--duration", "0.1", recording.path, folder=tmp_path,
+               settings={"VEYRIN_FFMPEG_GPL": str(path)}).failed(FAILED)
+    assert starts.read_text() == "probe\nmovie\n"
+
+
 def test_empty_setting_means_the_encoder_beside_the_program(native, recording, tmp_path):
     native.run("--software", "--duration", "0.2", "--output", "out.mp4", recording.path, folder=tmp_path,
                settings={"VEYRIN_FFMPEG_GPL": ""}).succeeded()

@@ -5,12 +5,10 @@
 #include <windows.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <string>
 
-#include "common/platform/program.h"
 #include "tests/support/awaited_file.h"
 #include "tests/support/temporary_folder.h"
 
@@ -27,11 +25,6 @@ int run(const std::string& task) {
   if (task == "copy") {
     _setmode(_fileno(stdin), _O_BINARY);
     std::ofstream("frames", std::ios::binary) << std::cin.rdbuf();
-    return 0;
-  }
-  // The name of a program that runs can be taken away from it.
-  if (task == "vanish") {
-    std::filesystem::rename(veyrin::platform::module_path(), "vanished.exe");
     return 0;
   }
   return std::stoi(task);

@@ -42,8 +42,8 @@ class PackagedEncoderOnWindows : public testing::Test {
     return PackagedSoftwareEncoder::check_availability(depth, error_) ? "" : error_;
   }
 
-  std::unique_ptr<PackagedSoftwareEncoder> create(const std::string& encode, const std::string& probe = "0") {
-    set_tasks(probe, encode);
+  std::unique_ptr<PackagedSoftwareEncoder> create(const std::string& encode) {
+    set_tasks("0", encode);
     return PackagedSoftwareEncoder::create(request_, error_);
   }
 
@@ -155,7 +155,8 @@ TEST_F(PackagedEncoderOnWindows, FailsWithItsExitCode) {
 }
 
 TEST_F(PackagedEncoderOnWindows, ThatDoesNotStartIsReportedWithTheSystemsNumber) {
-  EXPECT_FALSE(create("0", "vanish"));
+  std::filesystem::remove(program_);
+  EXPECT_FALSE(PackagedSoftwareEncoder::create(request_, error_));
   EXPECT_EQ(error_, "could not start packaged GPL FFmpeg (Windows error 2)");
 }
 
