@@ -1,7 +1,5 @@
 #include "convert/packaged_software_encoder.h"
 
-#include <cstddef>
-#include <span>
 #include <system_error>
 #include <utility>
 
@@ -10,35 +8,14 @@
 #include "common/platform/program.h"
 #include "convert/packaged_encoder_arguments.h"
 #include "media/movie_file.h"
+#include "media/raw_picture.h"
 
 extern "C" {
 #include <libavutil/frame.h>
-#include <libavutil/pixfmt.h>
 }
 
 namespace veyrin {
 namespace {
-
-/// How much of a plane goes through the pipe.
-struct PlaneExtent {
-  std::size_t row_bytes;
-  std::int32_t rows;
-};
-
-PlaneExtent plane_extent(int format, int plane, Size size) {
-  const std::int32_t rows = plane == 0 ? size.height : size.height / 2;
-  if (format == AV_PIX_FMT_P010LE) return {static_cast<std::size_t>(size.width) * 2, rows};
-  return {static_cast<std::size_t>(plane == 0 ? size.width : size.width / 2), rows};
-}
-
-/// A plane whose rows follow each other without a gap is one piece, any other one a piece for each row.
-void add_pieces(const std::uint8_t* plane, std::ptrdiff_t stride, PlaneExtent extent,
-                std::vector<std::span<const std::byte>>& pieces) {
-  if (stride == static_cast<std::ptrdiff_t>(extent.row_bytes))
-    extent = {extent.row_bytes * static_cast<std::size_t>(extent.rows), 1};
-  for (std::int32_t y = 0; y < extent.rows; ++y)
-    pieces.push_back(std::as_bytes(std::span(plane + y * stride, extent.row_bytes)));
-}
 
 platform::ChildProcessRequest child_request(const std::filesystem::path& executable,
                                             std::vector<std::string> arguments) {
@@ -148,19 +125,15 @@ PackagedSoftwareEncoder::~PackagedSoftwareEncoder() {
 }
 
 bool PackagedSoftwareEncoder::write_frame(const AVFrame* frame, std::string& error) {
-  if (frame == nullptr || (frame->format != AV_PIX_FMT_P010LE && frame->format != AV_PIX_FMT_YUV420P)) {
-    return fail(error, "software encoder received an unsupported pixel format");
-  }
-  const int planes = frame->format == AV_PIX_FMT_P010LE ? 2 : 3;
+  const int planes = frame != nullptr ? raw_plane_count(frame->format) : 0;
+  if (planes == 0) return fail(error, "software encoder received an unsupported pixel format");
   for (int plane = 0; plane < planes; ++plane) {
     if (frame->data[plane] == nullptr) {
       return fail(error, "software encoder received a frame with a missing plane");
     }
   }
   pieces_.clear();
-  for (int plane = 0; plane < planes; ++plane)
-    add_pieces(frame->data[plane], frame->linesize[plane], plane_extent(frame->format, plane, request_.size),
-               pieces_);
+  append_raw_picture(*frame, request_.size, pieces_);
   if (!child_->write(pieces_)) return fail(error, "packaged GPL FFmpeg stopped while receiving video frames");
   ++frames_written_;
   return true;

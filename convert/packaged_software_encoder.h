@@ -2,17 +2,15 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
-#include <span>
 #include <string>
-#include <vector>
 
 #include "common/platform/child_process.h"
 #include "convert/movie_output.h"
 #include "convert/packaged_encoder_arguments.h"
+#include "media/raw_picture.h"
 
 struct AVFrame;
 
@@ -59,7 +57,7 @@ class PackagedSoftwareEncoder {
   SoftwareEncodeRequest request_;  ///< with absolute paths
   bool output_is_new_;
   std::int64_t frames_written_ = 0;
-  std::vector<std::span<const std::byte>> pieces_;  // of the frame being sent; kept to save the allocations
+  BytePieces pieces_;  // of the frame being sent; kept to save the allocations
   std::unique_ptr<platform::ChildProcess> child_;
   bool finished_ = false;
 };
