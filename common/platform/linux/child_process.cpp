@@ -7,49 +7,17 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <thread>
 
 #include "common/platform/files.h"
 #include "common/platform/linux/descriptor.h"
+#include "common/platform/linux/pipe.h"
 
 namespace veyrin::platform {
 namespace {
 
-/// Holds SIGPIPE back from the calling thread while it lives, so that a reader that is gone is an error of
-/// the write and the process's own handling of the signal stays as it is. A signal that waited before stays
-/// waiting.
-class BrokenPipeGuard {
- public:
-  BrokenPipeGuard() {
-    sigset_t pending;
-    sigpending(&pending);
-    was_pending_ = sigismember(&pending, SIGPIPE) == 1;
-    sigemptyset(&broken_pipe_);
-    sigaddset(&broken_pipe_, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &broken_pipe_, &previous_);
-  }
-  ~BrokenPipeGuard() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
-  BrokenPipeGuard(const BrokenPipeGuard&) = delete;
-  BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
-
-  /// Takes back the signal of a write that failed.
-  void discard_signal() const {
-    const timespec at_once{};
-    if (was_pending_) return;
-    while (sigtimedwait(&broken_pipe_, nullptr, &at_once) < 0 && errno == EINTR) {
-    }
-  }
-
- private:
-  sigset_t broken_pipe_{};
-  sigset_t previous_{};
-  bool was_pending_ = false;
-};
-
-constexpr int pipe_buffer_bytes = 1048576;
 constexpr int exit_code_not_started = 127;
 
 // An ignored SIGCHLD, inherited from whoever started the program, throws the exit codes of children away.
@@ -61,28 +29,6 @@ void keep_exit_codes() {
 
 std::string system_error_text(int code) {
   return "system error " + std::to_string(code);
-}
-
-struct Pipe {
-  Descriptor read_end;
-  Descriptor write_end;
-};
-
-// A program started without standard streams gets their numbers for its next descriptors; the child could
-// then not tell its pipe from the stream that it is to replace.
-Descriptor above_standard_streams(Descriptor descriptor) {
-  if (!descriptor.valid() || descriptor.get() > STDERR_FILENO) return descriptor;
-  return Descriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-}
-
-[[nodiscard]] bool open_pipe(Pipe& result) {
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) return false;
-  Descriptor read_end(ends[0]);
-  Descriptor write_end(ends[1]);
-  result.read_end = above_standard_streams(std::move(read_end));
-  result.write_end = above_standard_streams(std::move(write_end));
-  return result.read_end.valid() && result.write_end.valid();
 }
 
 /// All that the child needs between fork and exec, made beforehand: no memory may be allocated there.
@@ -169,7 +115,7 @@ std::unique_ptr<ChildProcess> ChildProcess::start(const ChildProcessRequest& req
   Pipe input;
   if (request.input == ChildInput::pipe) {
     if (!open_pipe(input)) return failed(ChildStartFailure::Step::pipe, errno);
-    fcntl(input.write_end.get(), F_SETPIPE_SZ, pipe_buffer_bytes);
+    enlarge_pipe(input);
   }
   const Descriptor null_device = above_standard_streams(Descriptor(open("/dev/null", O_RDWR | O_CLOEXEC)));
   Pipe status;
