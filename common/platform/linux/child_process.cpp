@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <mutex>
 #include <thread>
 
 #include "common/platform/files.h"
@@ -38,14 +39,17 @@ struct ChildPlan {
   std::vector<char*> arguments;
   int input = -1;
   int output = -1;  ///< -1: inherited
+  int error = -1;   ///< -1: inherited
   int status = -1;  ///< gets errno when the program cannot be run
   pid_t parent = 0;
 };
 
 [[nodiscard]] bool connect_streams(const ChildPlan& plan) {
-  if (dup2(plan.input, STDIN_FILENO) < 0) return false;
-  if (plan.output < 0) return true;
-  return dup2(plan.output, STDOUT_FILENO) >= 0 && dup2(plan.output, STDERR_FILENO) >= 0;
+  const auto connect = [](int descriptor, int stream) {
+    return descriptor < 0 || dup2(descriptor, stream) >= 0;
+  };
+  return connect(plan.input, STDIN_FILENO) && connect(plan.output, STDOUT_FILENO) &&
+         connect(plan.error, STDERR_FILENO);
 }
 
 // Kernels before 5.11 do not know the flag; there each possible descriptor is marked.
@@ -79,13 +83,11 @@ int exit_code_of(int status) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : signal_base + WTERMSIG(status);
 }
 
-/// waitpid that signals do not interrupt.
-pid_t wait_for(pid_t process, int& status, int options) {
-  pid_t result = 0;
-  do {
-    result = waitpid(process, &status, options);
-  } while (result < 0 && errno == EINTR);
-  return result;
+/// Waits for the end of a child, which stays there to be reaped.
+void wait_for_end(pid_t process) {
+  siginfo_t ignored{};
+  while (waitid(P_PID, static_cast<id_t>(process), &ignored, WEXITED | WNOWAIT) < 0 && errno == EINTR) {
+  }
 }
 
 /// The errno with which the child gave up, 0 once the program runs.
@@ -103,8 +105,33 @@ int read_start_result(const Descriptor& status) {
 struct ChildProcess::State {
   pid_t process = -1;
   Descriptor input;
-  std::optional<int> exit_code;
+  Descriptor output;
+
+  /// The exit code when the child has ended, which frees its number for other processes.
+  [[nodiscard]] std::optional<int> reap();
+  void kill();
+
+ private:
+  std::mutex mutex_;  ///< nobody sends a signal to the number while it may become free
+  std::optional<int> exit_code_;
 };
+
+std::optional<int> ChildProcess::State::reap() {
+  const std::lock_guard lock(mutex_);
+  if (exit_code_) return exit_code_;
+  int status = 0;
+  pid_t ended = 0;
+  do {
+    ended = waitpid(process, &status, WNOHANG);
+  } while (ended < 0 && errno == EINTR);
+  if (ended != 0) exit_code_ = exit_code_of(status);
+  return exit_code_;
+}
+
+void ChildProcess::State::kill() {
+  const std::lock_guard lock(mutex_);
+  if (!exit_code_) ::kill(process, SIGKILL);
+}
 
 std::unique_ptr<ChildProcess> ChildProcess::start(const ChildProcessRequest& request,
                                                   ChildStartFailure& failure) {
@@ -116,6 +143,11 @@ std::unique_ptr<ChildProcess> ChildProcess::start(const ChildProcessRequest& req
   if (request.input == ChildInput::pipe) {
     if (!open_pipe(input)) return failed(ChildStartFailure::Step::pipe, errno);
     enlarge_pipe(input);
+  }
+  Pipe output;
+  if (request.output == ChildOutput::pipe) {
+    if (!open_pipe(output)) return failed(ChildStartFailure::Step::pipe, errno);
+    enlarge_pipe(output);
   }
   const Descriptor null_device = above_standard_streams(Descriptor(open("/dev/null", O_RDWR | O_CLOEXEC)));
   Pipe status;
@@ -130,7 +162,8 @@ std::unique_ptr<ChildProcess> ChildProcess::start(const ChildProcessRequest& req
   for (std::string& word : words) plan.arguments.push_back(word.data());
   plan.arguments.push_back(nullptr);
   plan.input = request.input == ChildInput::pipe ? input.read_end.get() : null_device.get();
-  plan.output = request.output == ChildOutput::null_device ? null_device.get() : -1;
+  if (request.output == ChildOutput::null_device) plan.output = plan.error = null_device.get();
+  if (request.output == ChildOutput::pipe) plan.output = output.write_end.get();
   plan.status = status.write_end.get();
   plan.parent = getpid();
 
@@ -142,6 +175,7 @@ std::unique_ptr<ChildProcess> ChildProcess::start(const ChildProcessRequest& req
   auto state = std::make_unique<State>();
   state->process = process;
   state->input = std::move(input.write_end);
+  state->output = std::move(output.read_end);
   std::unique_ptr<ChildProcess> child(new ChildProcess(std::move(state)));
   const int code = read_start_result(status.read_end);
   if (code != 0) return failed(ChildStartFailure::Step::process, code);
@@ -176,26 +210,37 @@ void ChildProcess::close_input() {
   state_->input.reset();
 }
 
+std::size_t ChildProcess::read(std::span<std::byte> into) {
+  if (!state_->output.valid()) return 0;
+  ssize_t count = 0;
+  do {
+    count = ::read(state_->output.get(), into.data(), into.size());
+  } while (count < 0 && errno == EINTR);
+  return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
 std::optional<int> ChildProcess::wait(std::optional<std::chrono::milliseconds> limit) {
   using namespace std::chrono_literals;
-  if (state_->exit_code) return state_->exit_code;
   const auto deadline = std::chrono::steady_clock::now() + limit.value_or(0ms);
   auto pause = 1ms;
-  int status = 0;
   while (true) {
-    const pid_t ended = wait_for(state_->process, status, limit ? WNOHANG : 0);
-    if (ended != 0) break;
+    if (const auto exit_code = state_->reap()) return exit_code;
+    if (!limit) {
+      wait_for_end(state_->process);
+      continue;
+    }
     if (std::chrono::steady_clock::now() >= deadline) return std::nullopt;
     std::this_thread::sleep_for(pause);
     pause = std::min(2 * pause, std::chrono::milliseconds(10));
   }
-  state_->exit_code = exit_code_of(status);
-  return state_->exit_code;
+}
+
+void ChildProcess::kill() {
+  state_->kill();
 }
 
 void ChildProcess::terminate() {
-  if (state_->exit_code) return;
-  kill(state_->process, SIGKILL);
+  kill();
   wait();
 }
 

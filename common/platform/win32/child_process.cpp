@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "common/platform/files.h"
 #include "common/platform/win32/windows_api.h"
@@ -52,7 +53,8 @@ bool ProcessAttributes::set(DWORD_PTR attribute, void* value, std::size_t size) 
 }
 
 constexpr DWORD pipe_buffer_bytes = 1048576;
-constexpr UINT exit_code_terminated = 1;
+constexpr std::size_t largest_transfer = std::size_t{1} << 30U;
+constexpr UINT exit_code_killed = 1;
 
 SECURITY_ATTRIBUTES inheritable() {
   return {.nLength = sizeof(SECURITY_ATTRIBUTES), .lpSecurityDescriptor = nullptr, .bInheritHandle = TRUE};
@@ -83,15 +85,49 @@ struct Streams {
   Handle error;
 };
 
-/// `write_end` becomes the converter's end of the input. The pipe's own size is what the writer waits for.
-[[nodiscard]] bool open_pipe(Handle& read_end, Handle& write_end) {
-  SECURITY_ATTRIBUTES attributes = inheritable();
+struct Pipe {
+  Handle read_end;
+  Handle write_end;
+};
+
+/// Both ends reach no child. The pipe's own size is what its writer waits for.
+[[nodiscard]] bool open_pipe(Pipe& result) {
   HANDLE reader = nullptr;
   HANDLE writer = nullptr;
-  if (CreatePipe(&reader, &writer, &attributes, pipe_buffer_bytes) == 0) return false;
-  read_end = Handle(reader);
-  write_end = Handle(writer);
-  return SetHandleInformation(write_end.get(), HANDLE_FLAG_INHERIT, 0) != 0;
+  if (CreatePipe(&reader, &writer, nullptr, pipe_buffer_bytes) == 0) return false;
+  result.read_end = Handle(reader);
+  result.write_end = Handle(writer);
+  return true;
+}
+
+[[nodiscard]] bool let_children_inherit(const Handle& handle) {
+  return SetHandleInformation(handle.get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) != 0;
+}
+
+/// `own` is the other end of the child's input, when that is a pipe.
+[[nodiscard]] bool open_input(ChildInput kind, Handle& of_child, Handle& own) {
+  if (kind == ChildInput::null_device) {
+    of_child = open_null_device();
+    return true;
+  }
+  Pipe pipe;
+  if (!open_pipe(pipe) || !let_children_inherit(pipe.read_end)) return false;
+  of_child = std::move(pipe.read_end);
+  own = std::move(pipe.write_end);
+  return true;
+}
+
+/// `own` is the other end of the child's output, when that is a pipe.
+[[nodiscard]] bool open_output(ChildOutput kind, Handle& of_child, Handle& own) {
+  if (kind != ChildOutput::pipe) {
+    of_child = kind == ChildOutput::null_device ? open_null_device() : own_stream(STD_OUTPUT_HANDLE);
+    return true;
+  }
+  Pipe pipe;
+  if (!open_pipe(pipe) || !let_children_inherit(pipe.write_end)) return false;
+  of_child = std::move(pipe.write_end);
+  own = std::move(pipe.read_end);
+  return true;
 }
 
 /// A job whose processes end with its last handle, which the system closes even when the converter is killed.
@@ -139,6 +175,7 @@ struct ChildProcess::State {
   Handle job;
   Handle process;
   Handle input;
+  Handle output;
 };
 
 std::unique_ptr<ChildProcess> ChildProcess::start(const ChildProcessRequest& request,
@@ -149,13 +186,11 @@ std::unique_ptr<ChildProcess> ChildProcess::start(const ChildProcessRequest& req
   };
   auto state = std::make_unique<State>();
   Streams streams;
-  if (request.input == ChildInput::null_device) {
-    streams.input = open_null_device();
-  } else if (!open_pipe(streams.input, state->input)) {
+  if (!open_input(request.input, streams.input, state->input) ||
+      !open_output(request.output, streams.output, state->output)) {
     return failed(ChildStartFailure::Step::pipe);
   }
   const bool silent = request.output == ChildOutput::null_device;
-  streams.output = silent ? open_null_device() : own_stream(STD_OUTPUT_HANDLE);
   streams.error = silent ? open_null_device() : own_stream(STD_ERROR_HANDLE);
   state->job = create_job();
   if (!streams.input.valid() || !streams.output.valid() || !streams.error.valid() || !state->job.valid()) {
@@ -175,11 +210,10 @@ ChildProcess::~ChildProcess() {
 
 bool ChildProcess::write(std::span<const std::span<const std::byte>> pieces) {
   if (!state_->input.valid()) return false;
-  constexpr std::size_t largest_write = std::size_t{1} << 30U;
   for (std::span<const std::byte> rest : pieces) {
     while (!rest.empty()) {
       DWORD written = 0;
-      const auto wanted = static_cast<DWORD>(std::min(rest.size(), largest_write));
+      const auto wanted = static_cast<DWORD>(std::min(rest.size(), largest_transfer));
       if (WriteFile(state_->input.get(), rest.data(), wanted, &written, nullptr) == 0 || written == 0)
         return false;
       rest = rest.subspan(written);
@@ -192,6 +226,17 @@ void ChildProcess::close_input() {
   state_->input.reset();
 }
 
+std::size_t ChildProcess::read(std::span<std::byte> into) {
+  if (!state_->output.valid() || into.empty()) return 0;
+  const auto wanted = static_cast<DWORD>(std::min(into.size(), largest_transfer));
+  DWORD count = 0;
+  // A write of no bytes at the other end is a read of none, which is no end.
+  while (count == 0) {
+    if (ReadFile(state_->output.get(), into.data(), wanted, &count, nullptr) == 0) return 0;
+  }
+  return count;
+}
+
 std::optional<int> ChildProcess::wait(std::optional<std::chrono::milliseconds> limit) {
   const DWORD milliseconds = limit ? static_cast<DWORD>(limit->count()) : INFINITE;
   if (WaitForSingleObject(state_->process.get(), milliseconds) != WAIT_OBJECT_0) return std::nullopt;
@@ -200,8 +245,13 @@ std::optional<int> ChildProcess::wait(std::optional<std::chrono::milliseconds> l
   return static_cast<int>(code);
 }
 
+void ChildProcess::kill() {
+  // Refused by the system when the child has ended; its handle keeps the number from being given away.
+  TerminateProcess(state_->process.get(), exit_code_killed);
+}
+
 void ChildProcess::terminate() {
-  TerminateProcess(state_->process.get(), exit_code_terminated);
+  kill();
   wait();
 }
 
