@@ -40,10 +40,43 @@ int tell_arguments(const Arguments& arguments) {
 }
 
 int copy_input(const Arguments& arguments) {
-  make_input_binary();
+  make_streams_binary();
   std::ofstream file(platform::path_from_utf8(arguments.at(1)), std::ios::binary);
   file << std::cin.rdbuf();
   return 0;
+}
+
+int echo_input(const Arguments& arguments) {
+  make_streams_binary();
+  std::vector<char> chunk(65536);
+  std::size_t count = 0;
+  while ((count = std::fread(chunk.data(), 1, chunk.size(), stdin)) > 0)
+    std::fwrite(chunk.data(), 1, count, stdout);
+  return std::stoi(arguments.at(1));
+}
+
+int print_bytes(const Arguments& arguments) {
+  const std::string bytes(std::stoul(arguments.at(1)), 'x');
+  return std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size() ? 0 : 1;
+}
+
+void wait_for_file(const std::string& file) {
+  while (!std::filesystem::exists(path_from_utf8(file))) std::this_thread::sleep_for(5ms);
+}
+
+int print_in_parts(const Arguments& arguments) {
+  std::fputs("one", stdout);
+  std::fflush(stdout);
+  write_nothing();
+  wait_for_file(arguments.at(1));
+  std::fputs("two", stdout);
+  return 0;
+}
+
+int copy_input_without_output(const Arguments& arguments) {
+  std::fputs("last words", stdout);
+  std::fclose(stdout);
+  return copy_input(arguments);
 }
 
 /// Plays the converter: its own child leaves its number, then both wait.
@@ -71,10 +104,13 @@ int run_task(const Arguments& arguments) {
   }
   if (task == "copy") return copy_input(arguments);
   if (task == "copy late") {
-    while (!std::filesystem::exists(platform::path_from_utf8(arguments.at(2))))
-      std::this_thread::sleep_for(5ms);
+    wait_for_file(arguments.at(2));
     return copy_input(arguments);
   }
+  if (task == "echo") return echo_input(arguments);
+  if (task == "print bytes") return print_bytes(arguments);
+  if (task == "print in parts") return print_in_parts(arguments);
+  if (task == "close output") return copy_input_without_output(arguments);
   if (task == "streams") return answer(arguments.at(1), streams_text());
   if (task == "print") {
     std::fputs("to output\n", stdout);

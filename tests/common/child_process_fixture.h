@@ -4,10 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -36,6 +38,15 @@ StartErrors start_errors();
 
 /// The number of descriptors or handles that this process holds.
 std::size_t open_handles();
+
+/// All that is left of the child's output.
+inline std::string read_all(platform::ChildProcess& child) {
+  std::string text;
+  std::array<char, 100000> chunk;
+  std::size_t count = 0;
+  while ((count = child.read(std::as_writable_bytes(std::span(chunk)))) > 0) text.append(chunk.data(), count);
+  return text;
+}
 
 /// Name of a folder with blanks, letters outside of every code page's common part, and one outside the basic
 /// plane.
@@ -69,6 +80,14 @@ class ChildProcessTest : public testing::Test {
   std::unique_ptr<platform::ChildProcess> start(
       std::vector<std::string> arguments, platform::ChildInput input = platform::ChildInput::null_device) {
     return start_request(request_for(std::move(arguments), input));
+  }
+
+  /// A child whose output we read.
+  std::unique_ptr<platform::ChildProcess> start_with_output(
+      std::vector<std::string> arguments, platform::ChildInput input = platform::ChildInput::null_device) {
+    platform::ChildProcessRequest request = request_for(std::move(arguments), input);
+    request.output = platform::ChildOutput::pipe;
+    return start_request(request);
   }
 
   [[nodiscard]] std::string written(const std::string& name) const {

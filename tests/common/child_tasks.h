@@ -5,8 +5,11 @@
 
 namespace veyrin::test {
 
-/// Takes the bytes of standard input as they are.
-void make_input_binary();
+/// Takes the bytes of standard input and gives those of standard output as they are.
+void make_streams_binary();
+
+/// One call that writes no bytes to standard output.
+void write_nothing();
 
 /// A line for each standard stream, "null" when it is the null device and "other" otherwise, then "empty" or
 /// "not empty" for the input.

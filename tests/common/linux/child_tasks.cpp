@@ -7,7 +7,11 @@
 
 namespace veyrin::test {
 
-void make_input_binary() {}
+void make_streams_binary() {}
+
+void write_nothing() {
+  [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, "", 0);
+}
 
 std::string streams_text() {
   std::string text;

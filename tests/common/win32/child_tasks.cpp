@@ -8,8 +8,14 @@
 
 namespace veyrin::test {
 
-void make_input_binary() {
+void make_streams_binary() {
   _setmode(_fileno(stdin), _O_BINARY);
+  _setmode(_fileno(stdout), _O_BINARY);
+}
+
+void write_nothing() {
+  DWORD written = 0;
+  WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), "", 0, &written, nullptr);
 }
 
 std::string streams_text() {
