@@ -9,6 +9,7 @@
 #include "common/platform/program.h"
 #include "convert/packaged_software_encoder.h"
 #include "media/bitrate.h"
+#include "media/raw_picture.h"
 #include "media/video_types.h"
 
 namespace veyrin {
@@ -112,7 +113,7 @@ class Selection {
     }
     CodecContextPtr settings(avcodec_alloc_context3(nullptr));
     if (!settings) return fail(error, "could not allocate the software encoder configuration");
-    configure_encoder(request_, packaged_encoder_format(request_.depth), bit_rate_, *settings);
+    configure_encoder(request_, raw_picture_format(request_.depth), bit_rate_, *settings);
     selected_ = PackagedEncoder{std::move(settings)};
     return true;
   }

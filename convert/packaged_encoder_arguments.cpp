@@ -7,6 +7,7 @@
 
 #include "common/platform/files.h"
 #include "convert/frame_timing.h"
+#include "media/raw_picture.h"
 #include "media/video_types.h"
 
 namespace veyrin {
@@ -43,7 +44,7 @@ Arguments raw_video_input(const SoftwareEncodeRequest& request) {
   return {"-f",
           "rawvideo",
           "-pixel_format",
-          pixel_format_name(packaged_encoder_format(request.depth)),
+          pixel_format_name(raw_picture_format(request.depth)),
           "-video_size",
           std::to_string(request.size.width) + "x" + std::to_string(request.size.height),
           "-framerate",
@@ -79,10 +80,6 @@ Arguments color_description(const SoftwareEncodeRequest& request) {
 }
 
 }  // namespace
-
-AVPixelFormat packaged_encoder_format(BitDepth depth) {
-  return depth == BitDepth::ten ? AV_PIX_FMT_P010LE : AV_PIX_FMT_YUV420P;
-}
 
 std::vector<std::string> packaged_probe_arguments(BitDepth depth) {
   return {"-hide_banner",

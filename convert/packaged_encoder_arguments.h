@@ -32,9 +32,6 @@ struct SoftwareEncodeRequest {
   FinishPass finish_pass;    ///< runs on the output after that; may be empty
 };
 
-/// The format of the piped frames: P010 for Main 10, else planar 8-bit 4:2:0 for Main.
-AVPixelFormat packaged_encoder_format(BitDepth depth);
-
 /// Encodes one tiny picture to nowhere: shows that libx265 works in the given depth.
 std::vector<std::string> packaged_probe_arguments(BitDepth depth);
 

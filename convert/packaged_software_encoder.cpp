@@ -153,8 +153,7 @@ bool PackagedSoftwareEncoder::finish(std::string& error) {
 
 std::unique_ptr<MovieSink> create_packaged_movie(const SoftwareEncodeRequest& request, std::string& error) {
   auto canvases = CanvasPool::create(
-      {.format = packaged_encoder_format(request.depth), .size = request.size, .rows = RowLayout::gapless},
-      error);
+      {.format = raw_picture_format(request.depth), .size = request.size, .rows = RowLayout::gapless}, error);
   if (!canvases) return nullptr;
   auto encoder = PackagedSoftwareEncoder::create(request, error);
   if (!encoder) return nullptr;

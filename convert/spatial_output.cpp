@@ -13,6 +13,9 @@
 namespace veyrin {
 namespace {
 
+constexpr const char* two_view_program_report_line =
+    "  software_encoder: veyrin-two-view-encoder with libx265";
+
 // Both come out of the recording's calibration, and players scale the picture by them. The record holds
 // thousandths of a degree.
 [[nodiscard]] bool check_geometry(const SpatialWriterConfig& config, std::string& error) {
@@ -76,14 +79,17 @@ class SpatialOutput final : public MovieOutput {
   // The writer takes its canvases from memory.
   std::unique_ptr<YuvProcessor> use_gpu(const GpuProcessorInputs& /*inputs*/) override { return nullptr; }
 
-  void report_encoder() const override {}
+  void report_encoder() const override {
+    if (encoder_kind_.report == nullptr) return;
+    console_line("  encoder: %s (%s, CPU YUV processing)", encoder_kind_.report,
+                 pixel_format_name(canvas_format()));
+    console_line("%s", two_view_program_report_line);
+  }
 
   std::unique_ptr<MovieSink> open_movie(const MovieInputs& inputs, std::string& error) override {
     if (!check_sound(inputs.audio, error)) return nullptr;
-    auto canvases = CanvasPool::create({.count = layouts().size(),
-                                        .format = semi_planar_format(plan_.picture.depth),
-                                        .size = plan_.picture.eye_box},
-                                       error);
+    auto canvases = CanvasPool::create(
+        {.count = layouts().size(), .format = canvas_format(), .size = plan_.picture.eye_box}, error);
     if (!canvases) return nullptr;
     auto config = spatial_writer_config(plan_, inputs.audio, error);
     if (!config || !check_geometry(*config, error)) return nullptr;
@@ -92,13 +98,29 @@ class SpatialOutput final : public MovieOutput {
     console_line("Creating direct spatial output with cdist=%.3f mm, hfov=%.3f deg",
                  config->camera_distance_mm, config->horizontal_field_of_view_degrees);
     auto encoder = encoder_kind_.create(*config, error);
-    if (!encoder) return nullptr;
+    if (!encoder) {
+      point_to_software_encoder(*config);
+      return nullptr;
+    }
     auto writer = SpatialVideoWriter::create(*config, std::move(encoder), error);
     if (!writer) return nullptr;
     return std::make_unique<SpatialMovie>(std::move(writer), std::move(canvases));
   }
 
  private:
+  [[nodiscard]] AVPixelFormat canvas_format() const {
+    return encoder_kind_.canvas_format(plan_.picture.depth);
+  }
+
+  // Most machines have no such GPU, which is no reason to go without the movie.
+  void point_to_software_encoder(const SpatialWriterConfig& config) const {
+    const TwoViewEncoderKind& other = two_view_encoder_for(/*software=*/true);
+    std::string ignored;
+    if (plan_.software || other.acceleration != Acceleration::software || !other.create(config, ignored))
+      return;
+    console_line("  software_encoder: --software would make this movie with veyrin-two-view-encoder");
+  }
+
   [[nodiscard]] static bool check_sound(const AVStream* audio, std::string& error) {
     return audio == nullptr || can_copy_sound("mov", *audio) ||
            fail(error, sound_failure_text(*audio, "a spatial movie", /*other_extension=*/""));

@@ -31,6 +31,10 @@ void append_plane(const std::uint8_t* plane, std::ptrdiff_t stride, PlaneExtent 
 
 }  // namespace
 
+AVPixelFormat raw_picture_format(BitDepth depth) {
+  return depth == BitDepth::ten ? AV_PIX_FMT_P010LE : AV_PIX_FMT_YUV420P;
+}
+
 int raw_plane_count(int pixel_format) {
   if (pixel_format == AV_PIX_FMT_P010LE) return 2;
   return pixel_format == AV_PIX_FMT_YUV420P ? 3 : 0;

@@ -14,6 +14,9 @@ namespace veyrin {
 /// Bytes that follow each other in what is sent, wherever they lie.
 using BytePieces = std::vector<std::span<const std::byte>>;
 
+/// The format in which pictures of a depth are sent: planar 4:2:0 in bytes, or P010.
+AVPixelFormat raw_picture_format(BitDepth depth);
+
 /// Planes of a format that can be sent: 2 for P010, 3 for planar 8-bit 4:2:0; 0 for all others.
 int raw_plane_count(int pixel_format);
 

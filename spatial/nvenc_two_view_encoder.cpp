@@ -166,7 +166,8 @@ bool NvencTwoViewEncoder::settle_sample(AVPacket& sample, std::string& error) {
   if (last_dts_) sample.dts = std::min(sample.dts, *last_dts_ + 1);
   last_dts_ = sample.dts;
   bool random_access = false;
-  if (!check_two_view_sample({sample.data, static_cast<std::size_t>(sample.size)}, random_access, error))
+  if (!check_two_view_sample({sample.data, static_cast<std::size_t>(sample.size)}, "NVENC", random_access,
+                             error))
     return false;
   // Some driver may call right views key pictures whose left view needs others; players would seek there.
   if (!random_access) sample.flags &= ~AV_PKT_FLAG_KEY;
@@ -199,6 +200,8 @@ TwoViewEncoderKind nvenc_two_view_encoder_kind() {
             return probe_stereo_mv_hevc_support(eye, depth) ||
                    fail(error, "Stereo MV-HEVC is not supported by the NVIDIA GPU and driver");
           },
+      .canvas_format = semi_planar_format,
+      .report = nullptr,
       .create = [](const SpatialWriterConfig& config, std::string& error) -> std::unique_ptr<TwoViewEncoder> {
         return NvencTwoViewEncoder::create(config, error);
       },

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <span>
 
 #include "common/error_text.h"
 #include "media/ffmpeg.h"
@@ -51,6 +52,46 @@ constexpr std::array<std::uint8_t, 13> reference_displays_sei{0x00, 0x00, 0x00, 
   return true;
 }
 
+/// All records of a stream. The library makes them for frames only.
+[[nodiscard]] FramePtr make_records(const SpatialWriterConfig& config, std::string& error) {
+  FramePtr frame(av_frame_alloc());
+  if (!frame) {
+    error = "could not allocate FFmpeg spatial metadata";
+    return nullptr;
+  }
+  if (!attach_stereo(config, *frame, error) || !attach_reference_displays(*frame, error) ||
+      !attach_projection(*frame, error)) {
+    return nullptr;
+  }
+  return frame;
+}
+
+/// What a record of a frame is called in a stream's parameters.
+AVPacketSideDataType stream_record_type(AVFrameSideDataType type) {
+  switch (type) {
+    case AV_FRAME_DATA_STEREO3D:
+      return AV_PKT_DATA_STEREO3D;
+    case AV_FRAME_DATA_SPHERICAL:
+      return AV_PKT_DATA_SPHERICAL;
+    default:
+      return AV_PKT_DATA_3D_REFERENCE_DISPLAYS;
+  }
+}
+
+/// Appends the message to a sequence header of the library's allocator.
+[[nodiscard]] bool append_message(std::uint8_t*& header, int& header_size, std::string& error) {
+  const auto old_size = static_cast<std::size_t>(header_size);
+  const std::size_t size = old_size + reference_displays_sei.size();
+  auto* longer = static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
+  if (longer == nullptr) return fail(error, "could not extend MV-HEVC sequence-header metadata");
+  if (old_size > 0) std::memcpy(longer, header, old_size);
+  std::memcpy(longer + old_size, reference_displays_sei.data(), reference_displays_sei.size());
+  av_free(header);
+  header = longer;
+  header_size = static_cast<int>(size);
+  return true;
+}
+
 }  // namespace
 
 std::uint32_t baseline_micrometres(double camera_distance_mm) {
@@ -61,18 +102,27 @@ std::uint32_t baseline_micrometres(double camera_distance_mm) {
 }
 
 bool attach_encoder_metadata(const SpatialWriterConfig& config, AVCodecContext& encoder, std::string& error) {
-  // The library makes these records for frames only.
-  const FramePtr frame(av_frame_alloc());
-  if (!frame) return fail(error, "could not allocate FFmpeg spatial metadata");
-  if (!attach_stereo(config, *frame, error) || !attach_reference_displays(*frame, error) ||
-      !attach_projection(*frame, error)) {
-    return false;
-  }
+  const FramePtr frame = make_records(config, error);
+  if (!frame) return false;
   for (int index = 0; index < frame->nb_side_data; ++index) {
     const int result = av_frame_side_data_clone(&encoder.decoded_side_data, &encoder.nb_decoded_side_data,
                                                 frame->side_data[index], AV_FRAME_SIDE_DATA_FLAG_REPLACE);
     if (result < 0)
       return fail_with_library_error(error, "could not configure FFmpeg spatial metadata", result);
+  }
+  return true;
+}
+
+bool attach_stream_metadata(const SpatialWriterConfig& config, AVCodecParameters& stream,
+                            std::string& error) {
+  const FramePtr frame = make_records(config, error);
+  if (!frame) return false;
+  for (const AVFrameSideData* record :
+       std::span(frame->side_data, static_cast<std::size_t>(frame->nb_side_data))) {
+    AVPacketSideData* attached = av_packet_side_data_new(&stream.coded_side_data, &stream.nb_coded_side_data,
+                                                         stream_record_type(record->type), record->size, 0);
+    if (attached == nullptr) return fail(error, "could not attach FFmpeg spatial metadata");
+    std::memcpy(attached->data, record->data, record->size);
   }
   return true;
 }
@@ -94,16 +144,11 @@ bool attach_reference_displays(AVFrame& frame, std::string& error) {
 }
 
 bool append_reference_displays_sei(AVCodecContext& encoder, std::string& error) {
-  const auto old_size = static_cast<std::size_t>(encoder.extradata_size);
-  const std::size_t size = old_size + reference_displays_sei.size();
-  auto* header = static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
-  if (header == nullptr) return fail(error, "could not extend MV-HEVC sequence-header metadata");
-  if (old_size > 0) std::memcpy(header, encoder.extradata, old_size);
-  std::memcpy(header + old_size, reference_displays_sei.data(), reference_displays_sei.size());
-  av_free(encoder.extradata);
-  encoder.extradata = header;
-  encoder.extradata_size = static_cast<int>(size);
-  return true;
+  return append_message(encoder.extradata, encoder.extradata_size, error);
+}
+
+bool append_reference_displays_sei(AVCodecParameters& stream, std::string& error) {
+  return append_message(stream.extradata, stream.extradata_size, error);
 }
 
 }  // namespace veyrin

@@ -18,10 +18,16 @@ std::uint32_t baseline_micrometres(double camera_distance_mm);
 [[nodiscard]] bool attach_encoder_metadata(const SpatialWriterConfig& config, AVCodecContext& encoder,
                                            std::string& error);
 
+/// Puts them into the side data of a stream whose encoder runs elsewhere.
+[[nodiscard]] bool attach_stream_metadata(const SpatialWriterConfig& config, AVCodecParameters& stream,
+                                          std::string& error);
+
 /// Attaches the record that names the views of the left and the right eye.
 [[nodiscard]] bool attach_reference_displays(AVFrame& frame, std::string& error);
 
 /// Appends the same record, as an SEI message, to the sequence header of an open encoder.
 [[nodiscard]] bool append_reference_displays_sei(AVCodecContext& encoder, std::string& error);
+/// The same for a stream without an encoder.
+[[nodiscard]] bool append_reference_displays_sei(AVCodecParameters& stream, std::string& error);
 
 }  // namespace veyrin

@@ -83,6 +83,10 @@ struct TwoViewEncoderKind {
   /// Asks the machine, without opening the encoder, whether it could encode such eyes; false with one
   /// message.
   bool (*check_machine)(Size eye, BitDepth depth, std::string& error);
+  /// The format of rectified eyes that it takes without conversion.
+  AVPixelFormat (*canvas_format)(BitDepth depth);
+  /// Its name in the report; null: it has no line there.
+  const char* report;
   /// Opens the encoder; null with one message.
   std::unique_ptr<TwoViewEncoder> (*create)(const SpatialWriterConfig& config, std::string& error);
 };

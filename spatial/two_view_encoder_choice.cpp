@@ -4,11 +4,12 @@
 #include <array>
 
 #include "spatial/nvenc_two_view_encoder.h"
+#include "spatial/packaged_two_view_encoder.h"
 
 namespace veyrin {
 
 std::span<const TwoViewEncoderKind> two_view_encoders() {
-  static const std::array kinds{nvenc_two_view_encoder_kind()};
+  static const std::array kinds{packaged_two_view_encoder_kind(), nvenc_two_view_encoder_kind()};
   return kinds;
 }
 

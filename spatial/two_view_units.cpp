@@ -181,7 +181,8 @@ std::string_view TwoViewParameterSets::missing() const {
   return {};
 }
 
-bool check_two_view_sample(std::span<const std::uint8_t> sample, bool& random_access, std::string& error) {
+bool check_two_view_sample(std::span<const std::uint8_t> sample, const std::string& producer,
+                           bool& random_access, std::string& error) {
   bool has_view[2] = {};
   bool in_order = true;
   random_access = false;
@@ -193,11 +194,10 @@ bool check_two_view_sample(std::span<const std::uint8_t> sample, bool& random_ac
     if (header.layer == 0)
       random_access = header.type >= first_random_access && header.type <= last_random_access;
   });
-  if (!has_view[0]) return fail(error, "NVENC produced an MV-HEVC access unit without the left view");
-  if (!has_view[1]) return fail(error, "NVENC produced an MV-HEVC access unit without the right view");
-  if (!in_order)
-    return fail(error, "NVENC produced an MV-HEVC access unit with the right view before the left one");
-  return true;
+  const std::string produced = producer + " produced an MV-HEVC access unit ";
+  if (!has_view[0]) return fail(error, produced + "without the left view");
+  if (!has_view[1]) return fail(error, produced + "without the right view");
+  return in_order || fail(error, produced + "with the right view before the left one");
 }
 
 }  // namespace veyrin

@@ -29,8 +29,9 @@ class TwoViewParameterSets {
 };
 
 /// Whether a sample, with start codes, holds a picture of the left view and then one of the right view; else
-/// false with one message in `error`. `random_access` tells whether decoding can begin with it.
-[[nodiscard]] bool check_two_view_sample(std::span<const std::uint8_t> sample, bool& random_access,
-                                         std::string& error);
+/// false with one message in `error` that names the `producer`. `random_access` tells whether decoding can
+/// begin with it.
+[[nodiscard]] bool check_two_view_sample(std::span<const std::uint8_t> sample, const std::string& producer,
+                                         bool& random_access, std::string& error);
 
 }  // namespace veyrin

@@ -193,7 +193,7 @@ TEST(TwoViewSample, HoldsBothViewsInOrder) {
        }) {
     std::string error;
     bool random_access = false;
-    const bool whole = check_two_view_sample(bytes_of(stream_of(c.units)), random_access, error);
+    const bool whole = check_two_view_sample(bytes_of(stream_of(c.units)), "NVENC", random_access, error);
     EXPECT_EQ(whole, std::string(c.error).empty());
     EXPECT_EQ(whole && random_access, whole && c.key);
     EXPECT_EQ(error, c.error);
