@@ -28,6 +28,17 @@ std::span<const std::byte> as_piece(two_view::ByteSpan bytes) {
   return std::as_bytes(bytes);
 }
 
+/// What the user may choose by switches.
+[[nodiscard]] bool take_switches(two_view::Request& request, std::string& error) {
+  request.preset = platform::environment_value("VEYRIN_TWO_VIEW_PRESET").value_or("");
+  const std::string b_frames = platform::environment_value("VEYRIN_TWO_VIEW_B_FRAMES").value_or("");
+  if (b_frames.empty()) return true;
+  if (b_frames.size() != 1 || b_frames[0] < '0' || b_frames[0] > '8')
+    return fail(error, "VEYRIN_TWO_VIEW_B_FRAMES is not a number from 0 to 8");
+  request.b_frames = static_cast<std::uint32_t>(b_frames[0] - '0');
+  return true;
+}
+
 two_view::Request request_for(const SpatialWriterConfig& config) {
   two_view::Request request;
   request.width = static_cast<std::uint32_t>(config.eye.width);
@@ -41,7 +52,6 @@ two_view::Request request_for(const SpatialWriterConfig& config) {
   request.full_range = config.colors.range == AVCOL_RANGE_JPEG ? 1 : 0;
   request.key_distance = static_cast<std::uint32_t>(group_of_pictures(config.frame_rate));
   request.bits_per_second = static_cast<std::uint64_t>(config.bit_rate);
-  request.preset = platform::environment_value("VEYRIN_TWO_VIEW_PRESET").value_or("");
   return request;
 }
 
@@ -115,8 +125,10 @@ bool PackagedTwoViewEncoder::start(const std::filesystem::path& program, std::st
 }
 
 bool PackagedTwoViewEncoder::open(const SpatialWriterConfig& config, std::string& error) {
+  two_view::Request wanted = request_for(config);
+  if (!take_switches(wanted, error)) return false;
+  const two_view::Bytes request = two_view::write_request(wanted);
   const StallWatch::Wait wait(*watch_, limits_.opening);
-  const two_view::Bytes request = two_view::write_request(request_for(config));
   // When it does not take the request, it may have said why.
   const bool sent = child_->write(request.data(), request.size());
   const Record answer = records_->take();
@@ -221,7 +233,7 @@ bool PackagedTwoViewEncoder::end_movie(const two_view::Done& done, std::string& 
   if (!awaited_.empty() || done.units != pairs_sent_)
     return fail(error, say("gave back " + std::to_string(done.units) + " of " + std::to_string(pairs_sent_) +
                            " pairs"));
-  const auto status = child_->wait(limits_.opening);
+  const auto status = child_->wait(limits_.encoding);
   return status == 0 ||
          fail(error, say(status ? "failed with exit code " + std::to_string(*status) : "did not end"));
 }

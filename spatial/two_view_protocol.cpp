@@ -66,11 +66,13 @@ bool is_picture_side(std::uint32_t pixels) {
 }
 
 bool is_sensible(const Request& request) {
+  constexpr std::uint32_t most_b_frames = 8;
   constexpr std::uint64_t largest_rate = std::uint64_t{1} << 40U;
   return is_picture_side(request.width) && is_picture_side(request.height) &&
          (request.bit_depth == 8 || request.bit_depth == 10) && request.rate_numerator > 0 &&
          request.rate_denominator > 0 && request.primaries < 256 && request.transfer < 256 &&
          request.matrix < 256 && request.full_range <= 1 && request.key_distance > 0 &&
+         (request.b_frames <= most_b_frames || request.b_frames == Request::own_b_frames) &&
          request.bits_per_second > 0 && request.bits_per_second < largest_rate &&
          request.preset.size() <= longest_preset;
 }
@@ -81,7 +83,7 @@ auto numbers(AnyRequest& request) {
   return std::array{&request.width,          &request.height,           &request.bit_depth,
                     &request.rate_numerator, &request.rate_denominator, &request.primaries,
                     &request.transfer,       &request.matrix,           &request.full_range,
-                    &request.key_distance};
+                    &request.key_distance,   &request.b_frames};
 }
 
 }  // namespace

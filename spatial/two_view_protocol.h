@@ -41,10 +41,12 @@ struct Request {
   std::uint32_t primaries = 2;
   std::uint32_t transfer = 2;
   std::uint32_t matrix = 2;
-  std::uint32_t full_range = 0;       ///< 0 or 1
-  std::uint32_t key_distance = 1;     ///< from key picture to key picture
-  std::uint64_t bits_per_second = 0;  ///< of both views together
-  std::string preset;                 ///< the encoder's name for its speed; empty: its own choice
+  std::uint32_t full_range = 0;    ///< 0 or 1
+  std::uint32_t key_distance = 1;  ///< from key picture to key picture
+  static constexpr std::uint32_t own_b_frames = ~0U;
+  std::uint32_t b_frames = own_b_frames;  ///< in a row, 0 to 8; or the encoder's own choice
+  std::uint64_t bits_per_second = 0;      ///< of both views together
+  std::string preset;                     ///< the encoder's name for its speed; empty: its own choice
 
   bool operator==(const Request&) const = default;
 };

@@ -2,6 +2,7 @@
 
 import os
 import shlex
+import shutil
 from pathlib import Path
 
 import pytest
@@ -42,6 +43,19 @@ def pytest_ignore_collect(collection_path, config):
 def converter(request):
     return Converter(Path(request.config.getoption("--program")).absolute(),
                      shlex.split(request.config.getoption("--run-prefix")))
+
+
+@pytest.fixture(scope="session")
+def lonely(converter):
+    """The converter in a folder of its own, without the programs that it finds beside itself."""
+    program = converter.program.resolve()
+    folder = program.parent.parent / f"lonely-{os.getpid()}"
+    shutil.rmtree(folder, ignore_errors=True)
+    folder.mkdir()
+    for file in (program, *program.parent.glob("*.dll")):
+        os.link(file, folder / file.name)
+    yield Converter(folder / program.name, converter.prefix)
+    shutil.rmtree(folder)
 
 
 @pytest.fixture(scope="session")

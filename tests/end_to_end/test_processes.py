@@ -8,6 +8,7 @@ import time
 import pytest
 
 from movie import Movie
+from processes import is_running, wait_for
 
 ATTEMPTS = ("no suitable encoder could be opened; attempts:\n"
             "  hevc_nvenc: skipped for software encoding\n  hevc_qsv: skipped for software encoding\n"
@@ -116,23 +117,6 @@ def test_pipe_carries_whole_pictures_and_the_planned_arguments(native, recording
         "-tag:v", "hvc1", "-color_primaries", "bt709", "-color_trc", "bt709", "-colorspace", "bt709", "-color_range",
         "tv", "-x265-params", "high-tier=0:colorprim=bt709:transfer=bt709:colormatrix=bt709:range=limited", "-c:a",
         "copy", "-t", "0.500000", "-movflags", "+faststart", "-n", str(tmp_path / "out.mp4")]
-
-
-def wait_for(condition, seconds=20):
-    deadline = time.monotonic() + seconds
-    while time.monotonic() < deadline:
-        if condition():
-            return True
-        time.sleep(0.05)
-    return False
-
-
-def is_running(process):
-    try:
-        state = open(f"/proc/{process}/stat", encoding="utf-8").read().rsplit(")", 1)[1].split()[0]
-    except FileNotFoundError:
-        return False
-    return state != "Z"
 
 
 @pytest.mark.parametrize("ending", [signal.SIGKILL, signal.SIGTERM, signal.SIGINT])

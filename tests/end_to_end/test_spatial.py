@@ -1,4 +1,4 @@
-"""Two-view movies, encoded by the simulated driver."""
+"""Two-view movies, encoded by the simulated driver or by the program for software encoding."""
 
 import json
 import math
@@ -40,6 +40,7 @@ class Case:
     audio: bool = True
     b_frames: int = 2
     untagged: bool = False
+    software: bool = False
 
     def recording_options(self):
         codec = ("--codec", "hevc10") if self.bits == 10 else ()
@@ -68,7 +69,16 @@ CASES = [
     Case("10_bit_trimmed_no_audio", bits=10, audio=False, **TRIMMED),
     Case("10_bit_4x3", bits=10, padding="4x3"),
     Case("10_bit_trimmed_without_b_frames", bits=10, b_frames=0, **TRIMMED),
+    Case("software_8_bit", software=True),
+    Case("software_8_bit_trimmed_16x9", software=True, padding="16x9", **TRIMMED),
+    Case("software_8_bit_untagged_other_size", software=True, eye_size=(240, 400), untagged=True, audio=False),
+    Case("software_10_bit", software=True, bits=10),
+    Case("software_10_bit_trimmed_no_audio", software=True, bits=10, audio=False, **TRIMMED),
 ]
+SOFTWARE_ENCODER = {
+    8: "libx265 (veyrin-two-view-encoder) (yuv420p, CPU YUV processing)",
+    10: "libx265 (veyrin-two-view-encoder) (p010le, CPU YUV processing)",
+}
 
 
 @dataclass
@@ -84,8 +94,9 @@ def made(request, converter, shelf, nvenc, view_decoder, tmp_path_factory):
     case = request.param
     folder = tmp_path_factory.mktemp(case.name)
     recording = shelf.get(*case.recording_options())
-    run = converter.run("--output-format", "spatial", *BITRATES, *case.picture_options(), recording.path,
-                        folder=folder, settings=nvenc(b_frames=case.b_frames)).succeeded()
+    software = ("--software",) if case.software else ()
+    run = converter.run("--output-format", "spatial", *software, *BITRATES, *case.picture_options(), recording.path,
+                        folder=folder, settings={} if case.software else nvenc(b_frames=case.b_frames)).succeeded()
     [path] = (folder / "converted" / "spatial_video").iterdir()
     return Made(case, recording, SpatialMovie(path, view_decoder), run)
 
@@ -103,7 +114,7 @@ def test_report_names_the_geometry_and_the_file(made):
     tail = "hdr" if made.case.bits == 10 else "sdr"
     name = f"{made.recording.path.stem}{padding}_FULL_SBS_LR_mv_hevc_spatial_{tail}.mov"
     assert made.run.lines[-1].replace("\\", "/") == f"Apple spatial output: converted/spatial_video/{name}"
-    assert made.run.values("encoder") == []
+    assert made.run.values("encoder") == ([SOFTWARE_ENCODER[made.case.bits]] if made.case.software else [])
     assert made.run.values("encoded_frames")[-1] == str(made.case.count)
     assert made.run.values("progress_percent")[-1] == "100"
     assert made.run.errors == ""
@@ -271,6 +282,13 @@ def unsupported(reason):
 SYNTHETIC = ("--input-width", 640, "--input-height", 640, "--input-bit-depth")
 
 
+@pytest.mark.parametrize("bits", [8, 10])
+def test_support_with_the_program_for_software_encoding(converter, nvenc, tmp_path, temporary_files, bits):
+    expected = {**SUPPORTED, "acceleration": "software"}
+    for settings in (nvenc(), {}):
+        assert support(converter, tmp_path, {**settings, **temporary_files}, "--software", *SYNTHETIC, bits) == expected
+
+
 @pytest.mark.parametrize("bits, properties, supported", [
     (8, {}, True),
     (10, {}, True),
@@ -302,10 +320,10 @@ def test_support_for_a_recording(converter, shelf, nvenc, tmp_path, temporary_fi
 
 
 @pytest.mark.parametrize("bits", [8, 10])
-def test_support_without_hardware_judgement_is_the_encoders_word(converter, nvenc, tmp_path, temporary_files, bits):
+def test_support_without_hardware_judgement_is_the_encoders_word(lonely, nvenc, tmp_path, temporary_files, bits):
     settings = {**nvenc(), **temporary_files}
-    assert support(converter, tmp_path, settings, "--software", *SYNTHETIC, bits) == SUPPORTED
-    refused = support(converter, tmp_path, {**nvenc(mv_hevc=0), **temporary_files}, "--software", *SYNTHETIC, bits)
+    assert support(lonely, tmp_path, settings, "--software", *SYNTHETIC, bits) == SUPPORTED
+    refused = support(lonely, tmp_path, {**nvenc(mv_hevc=0), **temporary_files}, "--software", *SYNTHETIC, bits)
     assert not refused["supported"] and refused["reason"].startswith(NO_START[bits])
 
 
@@ -338,8 +356,22 @@ def test_driver_without_ten_bits_gives_its_message(converter, shelf, nvenc, tmp_
     assert run.error.startswith(NO_START[10])
 
 
-def test_machine_without_a_driver_gives_its_message(converter, shelf, tmp_path):
+SUGGESTION = "  software_encoder: --software would make this movie with veyrin-two-view-encoder"
+
+
+def test_machine_without_a_driver_gives_its_message(converter, lonely, shelf, tmp_path):
     recording = shelf.get("--size", "256x256", "--seconds", 0.2)
-    run = converter.run("--output-format", "spatial", *BITRATES, recording.path, folder=tmp_path).failed()
+    for program, suggestions in ((converter, [SUGGESTION]), (lonely, [])):
+        run = program.run("--output-format", "spatial", *BITRATES, recording.path, folder=tmp_path).failed()
+        assert run.error.startswith(NO_START[8])
+        assert [line for line in run.lines if "two-view" in line] == suggestions
+        assert list((tmp_path / "converted" / "spatial_video").iterdir()) == []
+
+
+def test_without_the_program_software_changes_nothing(lonely, shelf, nvenc, tmp_path):
+    recording = shelf.get("--size", "256x256", "--seconds", 0.2)
+    words = ("--output-format", "spatial", *BITRATES, "--overwrite", "--output", tmp_path / "out.mov", recording.path)
+    runs = [lonely.run(*more, *words, folder=tmp_path, settings=nvenc()).succeeded() for more in ((), ("--software",))]
+    assert runs[0].values("encoder") == runs[1].values("encoder") == []
+    run = lonely.run("--software", *words, folder=tmp_path).failed()
     assert run.error.startswith(NO_START[8])
-    assert list((tmp_path / "converted" / "spatial_video").iterdir()) == []

@@ -172,10 +172,10 @@ def test_other_numbers_of_b_frames_change_nothing(converter, nvenc, view_decoder
 
 @pytest.mark.parametrize("bits", [8, 10])
 @pytest.mark.parametrize("sets", ["missing", "in-band"])
-def test_support_needs_the_sets_of_both_views_where_the_encoder_is_asked(converter, nvenc, tmp_path, temporary_files, sets,
+def test_support_needs_the_sets_of_both_views_where_the_encoder_is_asked(lonely, nvenc, tmp_path, temporary_files, sets,
                                                                          bits):
     synthetic = ("--input-width", 640, "--input-height", 640, "--input-bit-depth", bits)
-    run = converter.run("check-support", "--output-format", "spatial", "--software", *synthetic, folder=tmp_path,
+    run = lonely.run("check-support", "--output-format", "spatial", "--software", *synthetic, folder=tmp_path,
                         settings={**nvenc(layer_1_sets=sets), **temporary_files})
     assert run.status == 0
     assert f'"reason":"{NO_SETS}"' in run.output.replace('": "', '":"')
