@@ -3,7 +3,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
+#include <optional>
+#include <string>
+#include <thread>
 
 #include "common/platform/child_process.h"
 #include "tests/common/child_process_fixture.h"
@@ -91,6 +95,48 @@ TEST_F(ChildProcessSignals, WorksWithoutStandardStreams) {
             }),
             0);
   EXPECT_EQ(written("copy"), "text");
+}
+
+// Each of their numbers may then be that of a pipe.
+TEST_F(ChildProcessSignals, OutputArrivesWithoutStandardStreams) {
+  for (unsigned int closed = 0; closed < 8; ++closed) {
+    EXPECT_EQ(status_of_process([this, closed] {
+                for (int stream = 0; stream < 3; ++stream) {
+                  if ((closed >> stream & 1U) != 0) close(stream);
+                }
+                const auto child = start_with_output({"echo", "0"}, platform::ChildInput::pipe);
+                if (!child || !child->write("text", 4)) return false;
+                child->close_input();
+                return read_all(*child) == "text" && child->wait() == 0;
+              }),
+              0)
+        << closed;
+  }
+}
+
+TEST_F(ChildProcessSignals, ASignalEndsNeitherAReadNorAWait) {
+  struct sigaction previous {};
+  struct sigaction action {};
+  action.sa_handler = [](int) {};  // without SA_RESTART
+  sigaction(SIGUSR1, &action, &previous);
+  const auto child = start_with_output({"echo", "4"}, platform::ChildInput::pipe);
+  ASSERT_TRUE(child);
+  std::string answer;
+  std::optional<int> code;
+  std::thread reader([&] { answer = read_all(*child); });
+  std::thread waiter([&] { code = child->wait(); });
+  for (int i = 0; i < 20; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    pthread_kill(reader.native_handle(), SIGUSR1);
+    pthread_kill(waiter.native_handle(), SIGUSR1);
+  }
+  EXPECT_TRUE(child->write("text", 4));
+  child->close_input();
+  reader.join();
+  waiter.join();
+  sigaction(SIGUSR1, &previous, nullptr);
+  EXPECT_EQ(answer, "text");
+  EXPECT_EQ(code, 4);
 }
 
 // This program adopts the orphan, so that the way it ended can be seen.

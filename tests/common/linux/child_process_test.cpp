@@ -2,12 +2,19 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/sched.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <filesystem>
 #include <fstream>
+#include <set>
+#include <string>
 
 #include "tests/common/child_process_fixture.h"
 #include "tests/common/linux/script_child.h"
@@ -19,6 +26,29 @@ namespace {
 
 bool no_child_is_left() {
   return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
+}
+
+/// A process with a number of our choice that stays until it is killed; -1 without the rights or the number.
+pid_t fork_with_number(pid_t number) {
+  clone_args arguments{};
+  arguments.exit_signal = SIGCHLD;
+  arguments.set_tid = reinterpret_cast<std::uintptr_t>(&number);
+  arguments.set_tid_size = 1;
+  const auto process = static_cast<pid_t>(syscall(SYS_clone3, &arguments, sizeof arguments));
+  if (process != 0) return process;
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  while (true) pause();
+}
+
+/// The numbers of this process's descriptors that a program it starts would get.
+std::set<int> inheritable_descriptors() {
+  std::set<int> numbers;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    const int number = std::stoi(entry.path().filename());
+    const int flags = fcntl(number, F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC) == 0) numbers.insert(number);
+  }
+  return numbers;
 }
 
 TEST_F(ScriptChildTest, DeathBySignalIsNoSuccess) {
@@ -43,6 +73,57 @@ TEST_F(ChildProcessTest, InheritsTheOutputStreams) {
   EXPECT_EQ(captured_output(), "to output\n");
   EXPECT_EQ(captured_errors(), "to error\n");
   EXPECT_TRUE(ended);
+}
+
+TEST_F(ChildProcessTest, AnOutputPipeLeavesTheErrorsInherited) {
+  capture_output();
+  capture_errors();
+  const auto child = start_with_output({"print"});
+  const std::string read = child ? read_all(*child) : "";
+  const bool ended = child && child->wait() == 0;
+  EXPECT_EQ(captured_output(), "");
+  EXPECT_EQ(captured_errors(), "to error\n");
+  EXPECT_EQ(read, "to output\n");
+  EXPECT_TRUE(ended);
+}
+
+// Children that others start do not close what they inherit.
+TEST_F(ChildProcessTest, OurEndsOfItsPipesReachNoProgram) {
+  const auto before = inheritable_descriptors();
+  const auto child = start_with_output({"stay"}, platform::ChildInput::pipe);
+  ASSERT_TRUE(child);
+  EXPECT_EQ(inheritable_descriptors(), before);
+}
+
+TEST_F(ScriptChildTest, AGrandchildThatKeepsTheOutputOpenHoldsNothingUpButItsEnd) {
+  platform::ChildProcessRequest request = request_for({});
+  request.executable = write_script(home_ / "script", "sleep 1000 & echo $!");
+  request.output = platform::ChildOutput::pipe;
+  auto child = start_request(request);
+  ASSERT_TRUE(child);
+  EXPECT_EQ(child->wait(), 0);
+  std::string line(100, '\0');
+  line.resize(child->read(std::as_writable_bytes(std::span(line))));
+  const pid_t grandchild = std::stoi(line);
+  EXPECT_TRUE(process_exists(grandchild));
+  child->kill();
+  child.reset();
+  EXPECT_TRUE(process_exists(grandchild)) << "it was there until now";
+  kill(grandchild, SIGKILL);
+}
+
+TEST_F(ChildProcessTest, KillSparesAnotherProcessThatGotTheNumber) {
+  const auto child = start({"number", "answer"});
+  ASSERT_TRUE(child);
+  const pid_t number = std::stoi(wait_for_text(home_ / "answer"));
+  child->terminate();
+  const pid_t other = fork_with_number(number);
+  if (other < 0) GTEST_SKIP() << "no process can be given a number here";
+  child->kill();
+  child->terminate();
+  EXPECT_EQ(waitpid(other, nullptr, WNOHANG), 0) << "it has ended";
+  kill(other, SIGKILL);
+  EXPECT_EQ(waitpid(other, nullptr, 0), number);
 }
 
 TEST_F(ScriptChildTest, PipeHoldsOneMebibyte) {

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdint>
+#include <set>
+
 #include "common/platform/win32/windows_api.h"
 #include "tests/common/child_process_fixture.h"
 #include "tests/support/awaited_file.h"
@@ -30,6 +33,21 @@ class StreamIntoFile {
   platform::Handle file_;  ///< not inheritable, as the streams of some parents are not
 };
 
+/// The values of this process's handles that a program it starts could get.
+std::set<std::uintptr_t> inheritable_handles() {
+  constexpr std::uintptr_t step = 4;
+  constexpr std::uintptr_t end = 65536;
+  std::set<std::uintptr_t> values;
+  for (std::uintptr_t value = step; value < end; value += step) {
+    DWORD flags = 0;
+    if (GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) != 0 &&
+        (flags & HANDLE_FLAG_INHERIT) != 0) {
+      values.insert(value);
+    }
+  }
+  return values;
+}
+
 TEST_F(ChildProcessTest, InheritsTheOutputStreams) {
   {
     const StreamIntoFile output(STD_OUTPUT_HANDLE, home_ / "output");
@@ -42,6 +60,27 @@ TEST_F(ChildProcessTest, InheritsTheOutputStreams) {
   EXPECT_EQ(written("errors"), "to error\r\n");
 }
 
+TEST_F(ChildProcessTest, AnOutputPipeLeavesTheErrorsInherited) {
+  {
+    const StreamIntoFile output(STD_OUTPUT_HANDLE, home_ / "output");
+    const StreamIntoFile errors(STD_ERROR_HANDLE, home_ / "errors");
+    const auto child = start_with_output({"print"});
+    ASSERT_TRUE(child) << failure_.system_error;
+    EXPECT_EQ(read_all(*child), "to output\r\n");
+    EXPECT_EQ(child->wait(), 0);
+  }
+  EXPECT_EQ(written("output"), "");
+  EXPECT_EQ(written("errors"), "to error\r\n");
+}
+
+// Children that others start do not name the handles that they inherit.
+TEST_F(ChildProcessTest, OurEndsOfItsPipesReachNoProgram) {
+  const auto before = inheritable_handles();
+  const auto child = start_with_output({"stay"}, platform::ChildInput::pipe);
+  ASSERT_TRUE(child) << failure_.system_error;
+  EXPECT_EQ(inheritable_handles(), before);
+}
+
 TEST_F(ChildProcessTest, WorksWithoutStandardStreams) {
   const DWORD numbers[] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
   for (const HANDLE none : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
@@ -51,11 +90,14 @@ TEST_F(ChildProcessTest, WorksWithoutStandardStreams) {
       SetStdHandle(numbers[i], none);
     }
     const auto child = start({"streams", "answer"});
+    const auto heard = start_with_output({"print"});
     for (int i = 0; i < 3; ++i) SetStdHandle(numbers[i], previous[i]);
     ASSERT_TRUE(child) << failure_.system_error;
     EXPECT_EQ(child->wait(), 0);
     EXPECT_EQ(written("answer"), "null\nnull\nnull\nempty\n");
     std::filesystem::remove(home_ / "answer");
+    ASSERT_TRUE(heard) << failure_.system_error;
+    EXPECT_EQ(read_all(*heard), "to output\r\n");
   }
 }
 
