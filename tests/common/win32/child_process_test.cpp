@@ -36,7 +36,7 @@ class StreamIntoFile {
 /// The values of this process's handles that a program it starts could get.
 std::set<std::uintptr_t> inheritable_handles() {
   constexpr std::uintptr_t step = 4;
-  constexpr std::uintptr_t end = 65536;
+  constexpr std::uintptr_t end = 16384;
   std::set<std::uintptr_t> values;
   for (std::uintptr_t value = step; value < end; value += step) {
     DWORD flags = 0;
