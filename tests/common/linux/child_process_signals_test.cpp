@@ -104,7 +104,9 @@ TEST_F(ChildProcessSignals, OutputArrivesWithoutStandardStreams) {
                 for (int stream = 0; stream < 3; ++stream) {
                   if ((closed >> stream & 1U) != 0) close(stream);
                 }
+                const auto deaf = start_with_output({"print bytes", "3"});
                 const auto child = start_with_output({"echo", "0"}, platform::ChildInput::pipe);
+                if (!deaf || read_all(*deaf) != "xxx") return false;
                 if (!child || !child->write("text", 4)) return false;
                 child->close_input();
                 return read_all(*child) == "text" && child->wait() == 0;
