@@ -43,8 +43,8 @@ void set_rate(const StreamSettings& settings, x265_param& parameters) {
       break;
     case RateMode::bit_rate:
       control.rateControlMode = X265_RC_ABR;
-      // The library controls the rate of each view separately.
-      control.bitrate = std::max(1, static_cast<int>(rate.bits_per_second / 1000) / settings.views);
+      // Of all views, with our change to the library's rate control.
+      control.bitrate = std::max(1, static_cast<int>(rate.bits_per_second / 1000));
       break;
   }
 }
