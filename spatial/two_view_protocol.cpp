@@ -131,6 +131,12 @@ Bytes write_end(std::uint64_t pairs) {
   return message;
 }
 
+std::uint64_t parse_pair_count(std::span<const std::uint8_t, pair_count_size> count) {
+  std::uint64_t pairs = 0;
+  Fields(count).take(pairs);
+  return pairs;
+}
+
 RecordHead parse_record_head(std::span<const std::uint8_t, RecordHead::size> head) {
   RecordHead parsed;
   Fields fields(head);

@@ -9,8 +9,9 @@
 //
 //   record    u32 kind, u32 bytes, body
 //     opened    u32 version, parameter sets of both views with start codes
-//     unit      i64 pts, i64 dts, u32 flags, u32 bytes of the left view, slices of both views with start
-//     codes done      u64 units sent failed    one message in UTF-8, the last record
+//     unit      i64 pts, i64 dts, u32 flags, u32 bytes of the left view, slices of both, with start codes
+//     done      u64 units sent
+//     failed    one message in UTF-8, the last record
 //
 // The samples of a picture are planes without gaps between rows: planar 4:2:0 in bytes for 8 bits, P010 for
 // 10. Pairs are counted from 0; a unit's times are such numbers, so that the output's rate is exact.
@@ -75,6 +76,9 @@ inline constexpr std::array<std::uint8_t, mark_size> end_mark{'D', 'O', 'N', 'E'
 
 /// The end of the input: mark and number of pairs.
 [[nodiscard]] Bytes write_end(std::uint64_t pairs);
+inline constexpr std::size_t pair_count_size = 8;
+/// The number behind the end's mark.
+[[nodiscard]] std::uint64_t parse_pair_count(std::span<const std::uint8_t, pair_count_size> count);
 
 enum class RecordKind : std::uint32_t { opened = 1, unit = 2, done = 3, failed = 4 };
 
