@@ -3,7 +3,7 @@
 find_program(VEYRIN_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 
 set(checked_sources)
-foreach(folder IN LISTS rooms ITEMS tests)
+foreach(folder IN LISTS rooms ITEMS two_view_encoder tests)
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.h ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
   list(APPEND checked_sources ${sources})
 endforeach()
