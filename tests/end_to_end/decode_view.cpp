@@ -1,9 +1,10 @@
 // Decodes one view of a two-view movie: planar raw frames go to standard output, the time and format of each
 // frame to standard error. For tests on machines whose own players decode a single view only.
-//   decode_view MOVIE VIEW
+//   decode_view MOVIE VIEW      a MOVIE named *.hevc is a stream with start codes
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "media/ffmpeg.h"
 
@@ -22,7 +23,10 @@ namespace {
 
 InputContextPtr open_movie(const char* path) {
   AVFormatContext* opened = nullptr;
-  if (avformat_open_input(&opened, path, nullptr, nullptr) < 0) give_up("could not open the movie");
+  // A stream may be too short to be recognised.
+  const AVInputFormat* format =
+      std::string_view(path).ends_with(".hevc") ? av_find_input_format("hevc") : nullptr;
+  if (avformat_open_input(&opened, path, format, nullptr) < 0) give_up("could not open the movie");
   InputContextPtr input(opened);
   if (avformat_find_stream_info(input.get(), nullptr) < 0) give_up("could not read the streams");
   return input;
