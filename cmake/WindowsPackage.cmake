@@ -1,8 +1,15 @@
-# `cpack` in the build folder makes a ZIP to be unpacked and run anywhere: program, DLLs, licences, README.
+# `cpack` in the build folder makes a ZIP to be unpacked and run anywhere: programs, DLLs, licences, README.
 install(TARGETS veyrin-video-converter RUNTIME DESTINATION .)
 install(FILES ${ffmpeg_dlls} DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/cmake/windows/README.txt DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION licenses)
+
+# A program under the GPL, beside the converter and not part of it.
+if(TARGET veyrin-two-view-encoder)
+  install(TARGETS veyrin-two-view-encoder RUNTIME DESTINATION .)
+  install(FILES ${PROJECT_SOURCE_DIR}/two_view_encoder/LICENSE DESTINATION licenses RENAME veyrin-two-view-encoder.txt)
+  install(FILES ${VEYRIN_X265_PREFIX}/share/licenses/COPYING.x265 DESTINATION licenses)
+endif()
 
 # The licences of linked libraries: FFmpeg's are in its prefix, the others in the documentation of their packages.
 file(GLOB ffmpeg_licences ${VEYRIN_FFMPEG_PREFIX}/share/licenses/*)

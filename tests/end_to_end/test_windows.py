@@ -181,9 +181,10 @@ def test_package_runs_where_it_is_unpacked(converter, request, shelf, tmp_path):
     files = {path.name for path in folder.iterdir()}
     libraries = {name for name in files if name.endswith(".dll")}
     assert {name.split("-")[0] for name in libraries} == {"avcodec", "avformat", "avutil", "swresample", "swscale"}
-    assert files - libraries == {"veyrin-video-converter.exe", "README.txt", "licenses"}
+    assert files - libraries == {"veyrin-video-converter.exe", "veyrin-two-view-encoder.exe", "README.txt",
+                                 "licenses"}
     licences = {path.name for path in (folder / "licenses").iterdir()}
-    assert {"LICENSE", "NOTICE", "COPYING.LGPLv2.1", "LICENSE.oneVPL"} <= licences
+    assert {"LICENSE", "NOTICE", "COPYING.LGPLv2.1", "LICENSE.oneVPL", "COPYING.x265", "veyrin-two-view-encoder.txt"} <= licences
 
     shutil.copy(converter.program.parent / "ffmpeg-gpl.exe", folder)
     unpacked = Converter(folder / "veyrin-video-converter.exe", converter.prefix)
