@@ -44,6 +44,9 @@ void set_blocks(const Request& request, x265_param& parameters) {
   parameters.minCUSize = std::min(parameters.minCUSize, parameters.maxCUSize);
   parameters.maxTUSize = std::min(parameters.maxTUSize, parameters.maxCUSize);
   parameters.rc.qgSize = std::min(parameters.rc.qgSize, parameters.maxCUSize);
+  // x265's assembly for it writes rows of at least four blocks of 16 pixels.
+  constexpr std::uint32_t least_columns_for_cu_tree = 128;
+  if (request.width < least_columns_for_cu_tree) parameters.rc.cuTree = 0;
   // x265's own limit, beyond which it warns.
   constexpr std::uint32_t least_rows_for_slices = 720;
   if (request.height < least_rows_for_slices) parameters.lookaheadSlices = 0;

@@ -106,7 +106,7 @@ def test_scene_cuts_inside_a_group(encoder, view_decoder, tmp_path):
     check_views(write_stream(result, tmp_path), view_decoder, request, pairs)
 
 
-@pytest.mark.parametrize("width, height", ((16, 16), (16, 128), (34, 18), (64, 48), (130, 66)))
+@pytest.mark.parametrize("width, height", ((16, 16), (16, 128), (34, 18), (48, 48), (64, 48), (130, 66)))
 def test_small_and_odd_sizes(encoder, view_decoder, tmp_path, width, height):
     for depth in (8, 10):
         request = Request(width, height, depth, bits_per_second=2_000_000, preset="faster")
@@ -160,11 +160,13 @@ def test_colors_and_rate_of_the_left_view(encoder, tmp_path, depth, colors, full
 
 @pytest.mark.parametrize("depth, preset", ((8, "ultrafast"), (10, "ultrafast"), (8, "")))
 def test_bit_rate_is_that_of_both_views(encoder, depth, preset):
-    request = Request(160, 160, depth, bits_per_second=3_000_000, preset=preset)
-    pairs = samples_of(make_pairs(request, 120, noise=0.3))
-    result = encoder.encode(request, pairs)
-    bits = 8 * sum(len(unit.left) + len(unit.right) for unit in result.units)
-    assert bits * 30 / len(pairs) == pytest.approx(request.bits_per_second, rel=0.1)
+    request = Request(128, 96, depth, bits_per_second=700_000, preset=preset)
+    pairs = samples_of(make_pairs(request, 150, noise=0.1))
+    bits = [8 * (len(unit.left) + len(unit.right)) for unit in encoder.encode(request, pairs).units]
+    assert sum(bits) * 30 / len(pairs) == pytest.approx(request.bits_per_second, rel=0.1)
+    # x265 has to get to know the pictures.
+    settled = bits[len(bits) // 2:]
+    assert sum(settled) * 30 / len(settled) == pytest.approx(request.bits_per_second, rel=0.07)
 
 
 def test_rate_does_not_change_the_times(encoder):
