@@ -1,9 +1,11 @@
-// Rectifies both eyes and packs them into the encoder's canvas; one thread per sample of the output plane.
+// Rectifies both eyes and packs them into the encoder's canvas; as many threads as the output plane has samples.
 // Samples are 0..1 of their plane's format. Layouts: 0 left eye, 1 right eye, 2 both side by side, 3 both
 // squeezed to half width.
 //
 // Neighbouring samples read nearly the same source samples, so a group of threads first copies what surrounds
-// its middle into shared memory; a sample whose taps are not all there reads the plane itself.
+// its middle into shared memory; a sample whose taps are not all there reads the plane itself. The larger the
+// patch that a group makes, the smaller the share of its surroundings: each thread makes the samples of four, and
+// the groups that are left over have nothing to do.
 
 cbuffer Params : register(b0) {
   uint rectifiedWidth;
@@ -42,22 +44,28 @@ static const int taps = 8;
 static const int tapsBefore = 3;
 static const int phases = 32;
 static const float neutral = 0.5;
-static const int groupSize = 16;
-
-// Source samples around a group: its own span up to 1.5 times enlarged (1.25 where two samples are squeezed into
-// one), and the taps of its edges.
-static const int tileHeight = 32;
-static const int wideTile = 48;
-static const int narrowTile = 32;
-
-// Two samples in one element, as 16-bit codes: a luma sample and the one to its right, or a chroma pair.
-groupshared uint tile[wideTile * tileHeight];
+static const int groupSize = 16;  // threads each way
+static const int patchSize = 32;  // rectified samples each way that a group makes
+// Source samples around a patch: its own span up to 1.3 times enlarged, and the taps of its edges. Nearly every
+// thread fills a strip of a column.
+static const int tileWidth = 51;
+static const int strips = 5;
+static const int stripHeight = 10;
+static const int2 tileSize = int2(tileWidth, strips * stripHeight);
+// Two samples in one element, as 16-bit codes: a luma sample and the one below it, or a chroma pair.
+groupshared uint tile[tileWidth * strips * stripHeight];
 // The weight of each tap in each phase; the weight of a tap pair is the product of its row's and its column's.
 groupshared float tapWeights[taps * phases];
 
 bool isSqueezed() { return layout == 3; }
 
-int2 tileSize() { return int2(isSqueezed() ? wideTile : narrowTile, tileHeight); }
+// Output samples that a group makes; squeezed ones are made of two each.
+uint2 patchOutputs() { return uint2(isSqueezed() ? patchSize / 2 : patchSize, patchSize); }
+uint outputsPerThread() { return isSqueezed() ? 2 : 4; }
+// The thread's output sample `number` in the patch.
+uint2 placeInPatch(uint2 thread, uint number) {
+  return thread + groupSize * (isSqueezed() ? uint2(0, number) : uint2(number % 2, number / 2));
+}
 
 // Takes the eye's own column out of an output column; `eyeWidth` is what one eye fills of the output plane.
 bool isRightEye(inout uint column, uint eyeWidth) {
@@ -96,41 +104,50 @@ uint code(float value) { return asuint(value * codes + 8388608.0) & 0xffff; }
 uint pack(float first, float second) { return code(first) | (code(second) << 16); }
 float2 unpack(uint element) { return float2(int(element & 0xffff), int(element >> 16)); }
 
-// What the tile shows beyond the edges of the plane is never used.
-void fillTile(Texture2D<float> plane, int2 begin, int2 size, int2 thread) {
-  [loop] for (int y = thread.y; y < tileSize().y; y += groupSize)
-    [loop] for (int x = thread.x; x < tileSize().x; x += groupSize) {
-      const int2 sample = clamp(begin + int2(x, y), 0, size - 1);
-      const int2 next = int2(min(sample.x + 1, size.x - 1), sample.y);
-      tile[y * wideTile + x] = pack(plane.Load(int3(sample, 0)), plane.Load(int3(next, 0)));
-    }
+// A thread's column of the tile, and its first row there; false for threads without one.
+bool findStrip(uint thread, out int2 place) {
+  place = int2(thread % tileWidth, thread / tileWidth * stripHeight);
+  return place.y < tileSize.y;
 }
 
-void fillTile(Texture2D<float2> plane, int2 begin, int2 size, int2 thread) {
-  [loop] for (int y = thread.y; y < tileSize().y; y += groupSize)
-    [loop] for (int x = thread.x; x < tileSize().x; x += groupSize) {
-      const float2 pair = plane.Load(int3(clamp(begin + int2(x, y), 0, size - 1), 0));
-      tile[y * wideTile + x] = pack(pair.x, pair.y);
-    }
+// What the tile shows beyond the edges of the plane is never used.
+void fillTile(Texture2D<float> plane, int2 begin, int2 size, uint thread) {
+  int2 place;
+  if (!findStrip(thread, place)) return;
+  float value = plane.Load(int3(clamp(begin + place, 0, size - 1), 0));
+  [loop] for (int i = 0; i < stripHeight; ++i) {
+    const float below = plane.Load(int3(clamp(begin + place + int2(0, i + 1), 0, size - 1), 0));
+    tile[(place.y + i) * tileWidth + place.x] = pack(value, below);
+    value = below;
+  }
+}
+
+void fillTile(Texture2D<float2> plane, int2 begin, int2 size, uint thread) {
+  int2 place;
+  if (!findStrip(thread, place)) return;
+  [loop] for (int i = 0; i < stripHeight; ++i) {
+    const float2 pair = plane.Load(int3(clamp(begin + place + int2(0, i), 0, size - 1), 0));
+    tile[(place.y + i) * tileWidth + place.x] = pack(pair.x, pair.y);
+  }
 }
 
 // True when all taps are in the plane and in the tile.
 bool isInTile(int2 first, int2 begin, int2 size) {
-  return all(first >= max(begin, 0)) && all(first + taps <= min(begin + tileSize(), size));
+  return all(first >= max(begin, 0)) && all(first + taps <= min(begin + tileSize, size));
 }
 
-// Whole rows are unrolled, not all 64 taps: those take the compiler seconds and are hardly faster.
+// One side is unrolled, not all 64 taps: those take the compiler seconds and are hardly faster.
 float sumLumaTile(int2 first, uint phase) {
-  float columns[taps];
-  [unroll] for (int tap = 0; tap < taps; ++tap) columns[tap] = columnWeight(tap, phase);
+  float rows[taps];
+  [unroll] for (int tap = 0; tap < taps; ++tap) rows[tap] = rowWeight(tap, phase);
   float sum = 0;
-  [loop] for (int ty = 0; ty < taps; ++ty) {
-    float row = 0;
-    [unroll] for (int tx = 0; tx < taps; tx += 2) {
-      const float2 values = unpack(tile[(first.y + ty) * wideTile + first.x + tx]);
-      row += values.x * columns[tx] + values.y * columns[tx + 1];
+  [loop] for (int tx = 0; tx < taps; ++tx) {
+    float column = 0;
+    [unroll] for (int ty = 0; ty < taps; ty += 2) {
+      const float2 values = unpack(tile[(first.y + ty) * tileWidth + first.x + tx]);
+      column += values.x * rows[ty] + values.y * rows[ty + 1];
     }
-    sum += row * rowWeight(ty, phase);
+    sum += column * columnWeight(tx, phase);
   }
   return sum / codes;
 }
@@ -142,130 +159,139 @@ float2 sumChromaTile(int2 first, uint phase) {
   [loop] for (int ty = 0; ty < taps; ++ty) {
     float2 row = 0;
     [unroll] for (int tx = 0; tx < taps; ++tx)
-      row += unpack(tile[(first.y + ty) * wideTile + first.x + tx]) * columns[tx];
+      row += unpack(tile[(first.y + ty) * tileWidth + first.x + tx]) * columns[tx];
     sum += row * rowWeight(ty, phase);
   }
   return sum / codes;
 }
 
 float sumLumaPlane(Texture2D<float> plane, int2 first, int2 size, uint phase) {
+  const int2 begin = max(-first, 0), end = min(size - first, taps);
   float sum = 0;
-  [loop] for (int ty = 0; ty < taps; ++ty)
-    [loop] for (int tx = 0; tx < taps; ++tx) {
-      const int2 tap = first + int2(tx, ty);
-      if (all(tap >= 0) && all(tap < size))
-        sum += plane.Load(int3(tap, 0)) * (rowWeight(ty, phase) * columnWeight(tx, phase));
-    }
+  [loop] for (int ty = begin.y; ty < end.y; ++ty)
+    [loop] for (int tx = begin.x; tx < end.x; ++tx)
+      sum += plane.Load(int3(first + int2(tx, ty), 0)) * (rowWeight(ty, phase) * columnWeight(tx, phase));
   return sum;
 }
 
+// The weights' sum is 1: neutral taps beyond the edges are what the others are measured from.
 float2 sumChromaPlane(Texture2D<float2> plane, int2 first, int2 size, uint phase) {
-  float2 sum = 0;
-  [loop] for (int ty = 0; ty < taps; ++ty)
-    [loop] for (int tx = 0; tx < taps; ++tx) {
-      const int2 tap = first + int2(tx, ty);
-      float2 value = neutral;
-      if (all(tap >= 0) && all(tap < size)) value = plane.Load(int3(tap, 0));
-      sum += value * (rowWeight(ty, phase) * columnWeight(tx, phase));
-    }
+  const int2 begin = max(-first, 0), end = min(size - first, taps);
+  float2 sum = neutral;
+  [loop] for (int ty = begin.y; ty < end.y; ++ty)
+    [loop] for (int tx = begin.x; tx < end.x; ++tx)
+      sum += (plane.Load(int3(first + int2(tx, ty), 0)) - neutral) * (rowWeight(ty, phase) * columnWeight(tx, phase));
   return sum;
 }
 
-[numthreads(groupSize, groupSize, 1)] void luma(uint3 thread : SV_DispatchThreadID, uint3 group : SV_GroupID,
-                                                uint3 inGroup : SV_GroupThreadID, uint number : SV_GroupIndex) {
+[numthreads(groupSize, groupSize, 1)] void luma(uint3 group : SV_GroupID, uint3 thread : SV_GroupThreadID,
+                                                uint threadNumber : SV_GroupIndex) {
   const int2 size = int2(sourceWidth, sourceHeight);
+  const uint2 outputSize = uint2(outputWidth, outputHeight);
   const uint eyeWidth = isSqueezed() ? canvasWidth / 2 : canvasWidth;
   const uint samples = isSqueezed() ? 2 : 1;
+  const uint2 corner = group.xy * patchOutputs();
+  if (any(corner >= outputSize)) return;
 
-  uint2 middle = min(group.xy * groupSize + groupSize / 2, uint2(outputWidth, outputHeight) - 1);
+  uint2 middle = min(corner + patchOutputs() / 2, outputSize - 1);
   const bool rightTile = isRightEye(middle.x, eyeWidth);
   const int2 centre = nearestInImage(int2(middle.x * samples, middle.y));
   const uint centreIndex = centre.y * rectifiedWidth + centre.x;
-  int2 begin = -tileSize() / 2;
+  int2 begin = -tileSize / 2;
   if (rightTile) {
     begin += rightYC[centreIndex];
-    fillTile(rightY, begin, size, inGroup.xy);
+    fillTile(rightY, begin, size, threadNumber);
   } else {
     begin += leftYC[centreIndex];
-    fillTile(leftY, begin, size, inGroup.xy);
+    fillTile(leftY, begin, size, threadNumber);
   }
-  loadTapWeights(number);
+  loadTapWeights(threadNumber);
   GroupMemoryBarrierWithGroupSync();
-  if (thread.x >= outputWidth || thread.y >= outputHeight) return;
 
-  uint column = thread.x;
-  const bool rightEye = isRightEye(column, eyeWidth);
-  float sum = 0;
-  [loop] for (uint i = 0; i < samples; ++i) {
-    int2 position = int2(column * samples + i, thread.y);
-    if (enterImage(position)) {
-      const uint index = position.y * rectifiedWidth + position.x;
-      int2 first = -tapsBefore;
-      uint phase;
-      if (rightEye) {
-        first += rightYC[index];
-        phase = rightYP[index];
-      } else {
-        first += leftYC[index];
-        phase = leftYP[index];
+  [loop] for (uint number = 0; number < outputsPerThread(); ++number) {
+    const uint2 output = corner + placeInPatch(thread.xy, number);
+    if (any(output >= outputSize)) continue;
+    uint column = output.x;
+    const bool rightEye = isRightEye(column, eyeWidth);
+    float sum = 0;
+    [loop] for (uint i = 0; i < samples; ++i) {
+      int2 position = int2(column * samples + i, output.y);
+      if (enterImage(position)) {
+        const uint index = position.y * rectifiedWidth + position.x;
+        int2 first = -tapsBefore;
+        uint phase;
+        if (rightEye) {
+          first += rightYC[index];
+          phase = rightYP[index];
+        } else {
+          first += leftYC[index];
+          phase = leftYP[index];
+        }
+        // Where no tap is in the plane its loop ends at once.
+        [branch] if (rightEye == rightTile && isInTile(first, begin, size)) sum += sumLumaTile(first - begin, phase);
+        else if (rightEye) sum += sumLumaPlane(rightY, first, size, phase);
+        else sum += sumLumaPlane(leftY, first, size, phase);
       }
-      [branch] if (rightEye == rightTile && isInTile(first, begin, size)) sum += sumLumaTile(first - begin, phase);
-      else if (rightEye) sum += sumLumaPlane(rightY, first, size, phase);
-      else sum += sumLumaPlane(leftY, first, size, phase);
     }
+    outputY[output] = saturate(sum / samples);
   }
-  outputY[thread.xy] = saturate(sum / samples);
 }
 
-[numthreads(groupSize, groupSize, 1)] void chroma(uint3 thread : SV_DispatchThreadID, uint3 group : SV_GroupID,
-                                                  uint3 inGroup : SV_GroupThreadID, uint number : SV_GroupIndex) {
+[numthreads(groupSize, groupSize, 1)] void chroma(uint3 group : SV_GroupID, uint3 thread : SV_GroupThreadID,
+                                                  uint threadNumber : SV_GroupIndex) {
   const int2 size = int2(sourceWidth, sourceHeight) / 2;
+  const uint2 outputSize = uint2(outputWidth, outputHeight) / 2;
   const uint eyeWidth = isSqueezed() ? canvasWidth / 4 : canvasWidth / 2;
   const uint step = isSqueezed() ? 4 : 2;  // luma columns of an output column
+  const uint2 corner = group.xy * patchOutputs();
+  if (any(corner >= outputSize)) return;
 
-  uint2 middle = min(group.xy * groupSize + groupSize / 2, uint2(outputWidth, outputHeight) / 2 - 1);
+  uint2 middle = min(corner + patchOutputs() / 2, outputSize - 1);
   const bool rightTile = isRightEye(middle.x, eyeWidth);
   const int2 centre = nearestInImage(int2(middle.x * step, middle.y * 2)) / 2;
   const uint centreIndex = centre.y * (rectifiedWidth / 2) + centre.x;
-  int2 begin = -tileSize() / 2;
+  int2 begin = -tileSize / 2;
   if (rightTile) {
     begin += rightUVC[centreIndex];
-    fillTile(rightUV, begin, size, inGroup.xy);
+    fillTile(rightUV, begin, size, threadNumber);
   } else {
     begin += leftUVC[centreIndex];
-    fillTile(leftUV, begin, size, inGroup.xy);
+    fillTile(leftUV, begin, size, threadNumber);
   }
-  loadTapWeights(number);
+  loadTapWeights(threadNumber);
   GroupMemoryBarrierWithGroupSync();
-  if (thread.x >= outputWidth / 2 || thread.y >= outputHeight / 2) return;
 
-  uint column = thread.x;
-  const bool rightEye = isRightEye(column, eyeWidth);
-  const int2 canvas = int2(column * step, thread.y * 2);
-  // A pair that begins in the pad is pad, although its second half may lie in the image.
-  int2 start = canvas;
-  const uint samples = isSqueezed() && enterImage(start) ? 2 : 1;
-  float2 sum = 0;
-  [loop] for (uint i = 0; i < samples; ++i) {
-    int2 position = canvas + int2(2 * i, 0);
-    if (enterImage(position)) {
-      position /= 2;
-      const uint index = position.y * (rectifiedWidth / 2) + position.x;
-      int2 first = -tapsBefore;
-      uint phase;
-      if (rightEye) {
-        first += rightUVC[index];
-        phase = rightUVP[index];
+  [loop] for (uint number = 0; number < outputsPerThread(); ++number) {
+    const uint2 output = corner + placeInPatch(thread.xy, number);
+    if (any(output >= outputSize)) continue;
+    uint column = output.x;
+    const bool rightEye = isRightEye(column, eyeWidth);
+    const int2 canvas = int2(column * step, output.y * 2);
+    // A pair that begins in the pad is pad, although its second half may lie in the image.
+    int2 start = canvas;
+    const uint samples = isSqueezed() && enterImage(start) ? 2 : 1;
+    float2 sum = 0;
+    [loop] for (uint i = 0; i < samples; ++i) {
+      int2 position = canvas + int2(2 * i, 0);
+      if (enterImage(position)) {
+        position /= 2;
+        const uint index = position.y * (rectifiedWidth / 2) + position.x;
+        int2 first = -tapsBefore;
+        uint phase;
+        if (rightEye) {
+          first += rightUVC[index];
+          phase = rightUVP[index];
+        } else {
+          first += leftUVC[index];
+          phase = leftUVP[index];
+        }
+        [branch] if (rightEye == rightTile && isInTile(first, begin, size)) sum += sumChromaTile(first - begin, phase);
+        else if (rightEye) sum += sumChromaPlane(rightUV, first, size, phase);
+        else sum += sumChromaPlane(leftUV, first, size, phase);
       } else {
-        first += leftUVC[index];
-        phase = leftUVP[index];
+        sum += neutral;
       }
-      [branch] if (rightEye == rightTile && isInTile(first, begin, size)) sum += sumChromaTile(first - begin, phase);
-      else if (rightEye) sum += sumChromaPlane(rightUV, first, size, phase);
-      else sum += sumChromaPlane(leftUV, first, size, phase);
-    } else {
-      sum += neutral;
     }
+    outputUV[output] = saturate(sum / samples);
   }
-  outputUV[thread.xy] = saturate(sum / samples);
 }
