@@ -34,7 +34,11 @@ add_library(veyrin_room_settings INTERFACE)
 target_link_libraries(veyrin_room_settings INTERFACE veyrin_settings)
 if(VEYRIN_COVERAGE)
   # Tests are not measured, and instrumenting them would take longer than compiling them.
-  target_compile_options(veyrin_room_settings INTERFACE --coverage -fprofile-update=atomic)
+  # ccache does not know the second option of clang's driver, only that of the compiler behind it.
+  target_compile_options(veyrin_room_settings INTERFACE --coverage
+    $<IF:$<CXX_COMPILER_ID:GNU>,-fprofile-update=atomic,SHELL:-Xclang -fprofile-update=atomic>)
+  # Counters carry the name of the target's folder, so that a result is that target's alone.
+  target_compile_definitions(veyrin_room_settings INTERFACE VEYRIN_COUNTED_IN=$<TARGET_PROPERTY:NAME>)
   target_link_options(veyrin_settings INTERFACE --coverage)
 endif()
 if(VEYRIN_FUZZ)

@@ -1,11 +1,6 @@
 # The target `ffmpeg`: the FFmpeg libraries from the cache that the set-up scripts fill, or from any other prefix.
-if(DEFINED ENV{XDG_CACHE_HOME} AND NOT "$ENV{XDG_CACHE_HOME}" STREQUAL "")
-  set(default_cache $ENV{XDG_CACHE_HOME})
-else()
-  set(default_cache $ENV{HOME}/.cache)
-endif()
 string(TOLOWER ${CMAKE_SYSTEM_NAME} system)
-set(VEYRIN_FFMPEG_PREFIX ${default_cache}/veyrin/ffmpeg-${system} CACHE PATH
+set(VEYRIN_FFMPEG_PREFIX ${VEYRIN_CACHE_DIR}/ffmpeg-${system} CACHE PATH
   "Install prefix of FFmpeg 8 or newer (folders include and lib, for Windows also bin)")
 
 if(NOT EXISTS ${VEYRIN_FFMPEG_PREFIX}/include/libavcodec/avcodec.h)

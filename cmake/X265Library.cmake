@@ -1,6 +1,6 @@
 # The target `x265`, for two views in 8 and 10 bits, from the cache that the set-up scripts fill. Under the GPL: only for
 # programs of their own and for tests. VEYRIN_X265_FOUND tells whether it is there.
-set(VEYRIN_X265_PREFIX ${default_cache}/veyrin/x265-${system} CACHE PATH
+set(VEYRIN_X265_PREFIX ${VEYRIN_CACHE_DIR}/x265-${system} CACHE PATH
   "Install prefix of x265 with two views (scripts/setup-x265)")
 
 set(VEYRIN_X265_FOUND FALSE)
