@@ -65,6 +65,11 @@ need_packages() {
   ) 9>"$cache_dir/packages.lock"
 }
 
+# The same for packages that only save time: they may be missing.
+want_packages() {
+  (need_packages "$@") || say "going on without: $*"
+}
+
 install_missing() {
   local missing=() package
   for package in "$@"; do

@@ -59,6 +59,13 @@ def lonely(converter):
 
 
 @pytest.fixture(scope="session")
+def reference(request, converter):
+    """The converter of this machine, which is the one under test unless that is another system's."""
+    program = request.config.getoption("--reference")
+    return Converter(Path(program).absolute(), []) if program else converter
+
+
+@pytest.fixture(scope="session")
 def shelf(request):
     maker = Path(request.config.getoption("--recording-maker")).absolute()
     cache = request.config.getoption("--recording-cache")

@@ -120,16 +120,28 @@ def test_report_names_the_geometry_and_the_file(made):
     assert made.run.errors == ""
 
 
-def test_views_show_their_own_eye_in_every_frame(made, converter, tmp_path):
-    """The reference is the mono conversion of each eye in nearly lossless coding."""
+@pytest.fixture(scope="module")
+def eyes_of(reference, tmp_path_factory):
+    """The luma of each eye that a case shows, of 10 bits, from its mono conversion in nearly lossless coding."""
+    found = {}
+
+    def get(recording, *picture_options):
+        key = recording.path, *picture_options
+        if key not in found:
+            folder = tmp_path_factory.mktemp("eyes")
+            for eye in ("left", "right"):
+                reference.run("--sbs-codec", "prores", "--output-format", "mono", "--mono-eye", eye, *picture_options,
+                              "--output", folder / f"{eye}.mov", recording.path, folder=folder).succeeded()
+            found[key] = [Movie(folder / f"{eye}.mov").planes()[0] for eye in ("left", "right")]
+        return found[key]
+
+    return get
+
+
+def test_views_show_their_own_eye_in_every_frame(made, eyes_of):
     peak = 255 if made.case.bits == 8 else 1023
     pixel_format = "yuv420p10le" if made.case.bits == 10 else "yuvj420p" if made.case.untagged else "yuv420p"
-    references = []
-    for eye in ("left", "right"):
-        output = tmp_path / f"{eye}.mov"
-        converter.run("--sbs-codec", "prores", "--output-format", "mono", "--mono-eye", eye, *made.case.picture_options(),
-                      "--output", output, made.recording.path, folder=tmp_path).succeeded()
-        references.append(Movie(output).planes()[0] * (peak / 1023))
+    references = [luma * (peak / 1023) for luma in eyes_of(made.recording, *made.case.picture_options())]
     for number, view in enumerate(made.movie.views):
         assert view.pixel_format == pixel_format
         luma = view.planes[0]

@@ -12,7 +12,6 @@ import numpy as np
 import pytest
 
 from boxes import read_boxes
-from converter import Converter
 from expectations import BITRATES, check_movie, layout_of
 from movie import Movie
 
@@ -25,11 +24,6 @@ RECORDINGS = {
 STREAM_FIELDS = ("index", "codec_type", "codec_name", "profile", "codec_tag_string", "width", "height", "pix_fmt",
                  "color_range", "color_space", "color_transfer", "color_primaries", "r_frame_rate", "avg_frame_rate",
                  "nb_frames", "sample_rate", "channels", "side_data_list", "disposition")
-
-
-@pytest.fixture(scope="session")
-def reference(request):
-    return Converter(Path(request.config.getoption("--reference")).absolute(), [])
 
 
 def report(run):
