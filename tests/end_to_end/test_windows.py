@@ -12,6 +12,7 @@ import numpy as np
 import pytest
 
 from boxes import read_boxes
+from converter import Converter
 from expectations import BITRATES, check_movie, layout_of
 from movie import Movie
 
