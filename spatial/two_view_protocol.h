@@ -47,7 +47,7 @@ struct Request {
   static constexpr std::uint32_t own_b_frames = ~0U;
   std::uint32_t b_frames = own_b_frames;  ///< in a row, 0 to 8; or the encoder's own choice
   std::uint64_t bits_per_second = 0;      ///< of both views together
-  std::string preset;                     ///< the encoder's name for its speed; empty: its own choice
+  std::string preset{};                   ///< the encoder's name for its speed; empty: its own choice
 
   bool operator==(const Request&) const = default;
 };

@@ -47,7 +47,9 @@ void set_blocks(const Request& request, x265_param& parameters) {
   // x265's assembly for it writes rows of at least four blocks of 16 pixels.
   constexpr std::uint32_t least_columns_for_cu_tree = 128;
   if (request.width < least_columns_for_cu_tree) parameters.rc.cuTree = 0;
-  // x265's own limit, beyond which it warns.
+  // x265 then says that it does without wavefronts, which is nobody's concern.
+  const auto block = static_cast<std::uint32_t>(parameters.maxCUSize);
+  if (request.height <= block || request.width <= 2 * block) parameters.logLevel = X265_LOG_ERROR;
   constexpr std::uint32_t least_rows_for_slices = 720;
   if (request.height < least_rows_for_slices) parameters.lookaheadSlices = 0;
 }
@@ -71,6 +73,7 @@ void set_groups(const Request& request, x265_param& parameters) {
   const std::uint32_t distance = is_forced_key(request) ? infinite : std::min(request.key_distance, infinite);
   parameters.keyframeMax = static_cast<int>(distance);
   parameters.keyframeMin = parameters.keyframeMax;
+  if (request.b_frames != Request::own_b_frames) parameters.bframes = static_cast<int>(request.b_frames);
   if (is_forced_key(request)) parameters.bframes = 0;
 }
 

@@ -28,8 +28,10 @@ def eyes_of(converter, tmp_path_factory):
     return get
 
 
-def sound_of(path):
-    """As decoded: containers split some kinds differently."""
+def sound_of(path, codec):
+    if codec == "aac":
+        return [packet[2] for packet in Movie(path).audio_packets() if packet[0] + packet[1] > 1e-6]
+    # Containers split these packets differently.
     return tool("ffmpeg", "-v", "error", "-i", path, "-map", "0:a:0", "-f", "s16le", "-")
 
 
@@ -80,7 +82,7 @@ def test_sound_of_badly_interleaved_recordings(converter, shelf, view_decoder, e
     output = tmp_path / "out.mov"
     convert(converter, source, output).succeeded()
     check_movie(output, view_decoder, eyes_of(recording), 30, 30, [1])
-    assert sound_of(output) == sound_of(source.path)
+    assert sound_of(output, sound) == sound_of(source.path, sound)
 
 
 def test_named_program_that_is_missing_is_a_mistake(converter, shelf, tmp_path):
@@ -119,7 +121,7 @@ def stand_in(folder, program):
     ("raise SystemExit(3)", ENDED),
     ("print('hello')", ENDED),
     ("print('hello, these are no records at all')", "the two-view encoder sent what is no answer"),
-    ("import sys; sys.stdin.buffer.read(100000)", ENDED),
+    ("import sys; sys.stdin.buffer.read(20)", ENDED),
     ("import os, sys; sys.stdin.buffer.read(50); os.kill(os.getpid(), 9)", ENDED),
 ], ids=["at_once", "short", "words", "silent_end", "killed"])
 def test_program_that_is_none_gives_one_message(native, shelf, tmp_path, program, message):
@@ -154,7 +156,7 @@ def test_program_that_breaks_off_gives_one_message(native, shelf, tmp_path, afte
     settings = stand_in(tmp_path, BETWEEN.format(program=str(program), number=str(number), after=after, then=then))
     run = convert(native, recording, tmp_path / "out.mov", **settings).failed()
     assert run.error.startswith("the two-view encoder "), str(run)
-    assert not is_running(int(number.read_text()))
+    assert wait_for(lambda: not is_running(int(number.read_text())))
 
 
 @pytest.mark.parametrize("ending", [signal.SIGKILL, signal.SIGTERM, signal.SIGINT])

@@ -25,6 +25,7 @@ Request sample_request() {
           .matrix = 9,
           .full_range = 1,
           .key_distance = 60,
+          .b_frames = 2,
           .bits_per_second = 5'000'000'000,
           .preset = "fast"};
 }
@@ -67,10 +68,10 @@ TEST(TwoViewProtocol, RequestsArriveAsTheyWereSent) {
 
 TEST(TwoViewProtocol, RequestsHaveTheDescribedBytes) {
   const Bytes message = write_request(sample_request());
-  const Bytes begin{'V', 'T', 'V', 'E', 1, 0, 0, 0, 52, 0, 0, 0, 0x80, 7, 0, 0, 0x38, 4, 0, 0, 10, 0, 0, 0};
+  const Bytes begin{'V', 'T', 'V', 'E', 1, 0, 0, 0, 56, 0, 0, 0, 0x80, 7, 0, 0, 0x38, 4, 0, 0, 10, 0, 0, 0};
   ASSERT_GE(message.size(), begin.size());
   EXPECT_TRUE(std::equal(begin.begin(), begin.end(), message.begin()));
-  const Bytes end{60, 0, 0, 0, 0, 0xF2, 5, 0x2A, 1, 0, 0, 0, 'f', 'a', 's', 't'};
+  const Bytes end{60, 0, 0, 0, 2, 0, 0, 0, 0, 0xF2, 5, 0x2A, 1, 0, 0, 0, 'f', 'a', 's', 't'};
   EXPECT_TRUE(std::equal(end.begin(), end.end(), message.end() - static_cast<std::ptrdiff_t>(end.size())));
 }
 
@@ -119,6 +120,10 @@ TEST(TwoViewProtocol, RequestsOutsideOfTheirLimitsAreNone) {
       Case{"range", [](Request& r) { r.full_range = 2; }, false},
       Case{"key pictures alone", [](Request& r) { r.key_distance = 1; }, true},
       Case{"no key distance", [](Request& r) { r.key_distance = 0; }, false},
+      Case{"no B-frames", [](Request& r) { r.b_frames = 0; }, true},
+      Case{"most B-frames", [](Request& r) { r.b_frames = 8; }, true},
+      Case{"too many B-frames", [](Request& r) { r.b_frames = 9; }, false},
+      Case{"B-frames of the encoder's choice", [](Request& r) { r.b_frames = Request::own_b_frames; }, true},
       Case{"no bits", [](Request& r) { r.bits_per_second = 0; }, false},
       Case{"most bits", [](Request& r) { r.bits_per_second = (std::uint64_t{1} << 40U) - 1; }, true},
       Case{"too many bits", [](Request& r) { r.bits_per_second = std::uint64_t{1} << 40U; }, false},

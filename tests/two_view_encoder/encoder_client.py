@@ -19,12 +19,13 @@ class Request:
     colors: tuple = (1, 1, 1)
     full_range: int = 0
     key_distance: int = 30
+    b_frames: int = 0xFFFFFFFF  # the encoder's own choice
     bits_per_second: int = 4_000_000
     preset: str = "ultrafast"
 
     def body(self):
-        return struct.pack("<10IQ", self.width, self.height, self.depth, *self.rate, *self.colors, self.full_range,
-                           self.key_distance, self.bits_per_second) + self.preset.encode()
+        return struct.pack("<11IQ", self.width, self.height, self.depth, *self.rate, *self.colors, self.full_range,
+                           self.key_distance, self.b_frames, self.bits_per_second) + self.preset.encode()
 
     def message(self, version=VERSION):
         body = self.body()

@@ -79,7 +79,7 @@ def test_requests_of_a_wrong_length(encoder):
 
 @pytest.mark.parametrize("changes", (
     {"width": 14}, {"height": 14}, {"width": 65}, {"height": 8194}, {"depth": 9}, {"depth": 12}, {"rate": (0, 1)},
-    {"rate": (30, 0)}, {"colors": (256, 1, 1)}, {"full_range": 2}, {"key_distance": 0}, {"bits_per_second": 0},
+    {"rate": (30, 0)}, {"colors": (256, 1, 1)}, {"full_range": 2}, {"key_distance": 0}, {"b_frames": 9}, {"bits_per_second": 0},
     {"bits_per_second": 1 << 40}, {"preset": "x" * 33}))
 def test_requests_without_sense(encoder, changes):
     fails(encoder, dataclasses.replace(REQUEST, **changes).message(), "the request makes no sense")

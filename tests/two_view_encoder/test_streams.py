@@ -79,6 +79,13 @@ def test_few_pairs(encoder, view_decoder, tmp_path, depth, count):
 
 
 @pytest.mark.parametrize("depth", (8, 10))
+@pytest.mark.parametrize("b_frames, delay", ((0, 0), (1, 1), (2, 2), (4, 2), (8, 2)))
+def test_numbers_of_b_frames(encoder, view_decoder, tmp_path, depth, b_frames, delay):
+    request = Request(96, 80, depth, b_frames=b_frames, preset="superfast")
+    encode_and_check(encoder, view_decoder, request, 14, delay, tmp_path)
+
+
+@pytest.mark.parametrize("depth", (8, 10))
 @pytest.mark.parametrize("preset, distance", (("ultrafast", 7), ("superfast", 2), ("", 12), ("ultrafast", 24)))
 def test_key_pictures_at_their_distance(encoder, view_decoder, tmp_path, depth, preset, distance):
     request = Request(128, 64, depth, key_distance=distance, preset=preset)
