@@ -138,9 +138,16 @@ TEST(TwoViewProtocol, RequestsOutsideOfTheirLimitsAreNone) {
 }
 
 TEST(TwoViewProtocol, PicturesTakeOneAndAHalfSamplesPerPixel) {
-  EXPECT_EQ(picture_bytes({.width = 16, .height = 18, .bit_depth = 8}), 432U);
-  EXPECT_EQ(picture_bytes({.width = 16, .height = 18, .bit_depth = 10}), 864U);
-  EXPECT_EQ(picture_bytes({.width = 8192, .height = 8192, .bit_depth = 10}), 201326592U);
+  const auto bytes = [](std::uint32_t width, std::uint32_t height, std::uint32_t bit_depth) {
+    Request request;
+    request.width = width;
+    request.height = height;
+    request.bit_depth = bit_depth;
+    return picture_bytes(request);
+  };
+  EXPECT_EQ(bytes(16, 18, 8), 432U);
+  EXPECT_EQ(bytes(16, 18, 10), 864U);
+  EXPECT_EQ(bytes(8192, 8192, 10), 201326592U);
 }
 
 TEST(TwoViewProtocol, TheEndTellsTheNumberOfPairs) {
