@@ -92,6 +92,12 @@ def test_unknown_presets(encoder, preset):
           "placebo")
 
 
+def test_what_x265_itself_refuses(encoder):
+    result = fails(encoder, dataclasses.replace(REQUEST, colors=(255, 1, 1)).message(), "could not open x265")
+    assert "x265 [error]: Color Primaries" in result.log
+    fails(encoder, dataclasses.replace(REQUEST, width=8192, height=16).message(), "could not open x265")
+
+
 def test_a_bit_rate_that_x265_cannot_count(encoder):
     fails(encoder, dataclasses.replace(REQUEST, bits_per_second=999).message(),
           "a bit rate of 999 is too low, x265 takes 1000 and more")
