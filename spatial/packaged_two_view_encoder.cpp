@@ -188,8 +188,7 @@ bool PackagedTwoViewEncoder::drain(const SampleSink& sink, std::string& error) {
   if (!send({as_piece(end)}, error)) return false;
   child_->close_input();
   while (true) {
-    const StallWatch::Wait wait(*watch_, limits_.encoding);
-    const Record record = records_->take();
+    const Record record = await_record();
     if (const auto* done = std::get_if<two_view::Done>(&record)) return end_movie(*done, error);
     const auto* unit = std::get_if<two_view::Unit>(&record);
     if (unit == nullptr) return fail_with(record, error);
@@ -205,6 +204,11 @@ bool PackagedTwoViewEncoder::send(const BytePieces& pieces, std::string& error) 
     const Record record = records_->take();
     if (!std::holds_alternative<two_view::Unit>(record)) return fail_with(record, error);
   }
+}
+
+Record PackagedTwoViewEncoder::await_record() {
+  const StallWatch::Wait wait(*watch_, limits_.encoding);
+  return records_->take();
 }
 
 bool PackagedTwoViewEncoder::hand_on(const two_view::Unit& unit, const SampleSink& sink, std::string& error) {

@@ -54,6 +54,7 @@ class PackagedTwoViewEncoder final : public TwoViewEncoder {
   [[nodiscard]] bool accept_parameter_sets(const SpatialWriterConfig& config,
                                            const two_view::Bytes& parameter_sets, std::string& error);
   [[nodiscard]] bool send(const BytePieces& pieces, std::string& error);
+  [[nodiscard]] two_view::Record await_record();
   [[nodiscard]] bool hand_on(const two_view::Unit& unit, const SampleSink& sink, std::string& error);
   [[nodiscard]] bool end_movie(const two_view::Done& done, std::string& error);
   [[nodiscard]] bool fail_with(const two_view::Record& record, std::string& error) const;
