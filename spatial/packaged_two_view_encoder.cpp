@@ -131,6 +131,7 @@ bool PackagedTwoViewEncoder::open(const SpatialWriterConfig& config, std::string
   const StallWatch::Wait wait(*watch_, limits_.opening);
   // When it does not take the request, it may have said why.
   const bool sent = child_->write(request.data(), request.size());
+  if (!sent) child_->close_input();
   const Record answer = records_->take();
   const auto* opened = std::get_if<two_view::Opened>(&answer);
   if (opened == nullptr) {
@@ -199,7 +200,8 @@ bool PackagedTwoViewEncoder::drain(const SampleSink& sink, std::string& error) {
 bool PackagedTwoViewEncoder::send(const BytePieces& pieces, std::string& error) {
   const StallWatch::Wait wait(*watch_, limits_.encoding);
   if (child_->write(pieces)) return true;
-  // Its last record tells why it does not take any more.
+  // Its last record tells why it does not take any more; if it still waits, it must not wait for ever.
+  child_->close_input();
   while (true) {
     const Record record = records_->take();
     if (!std::holds_alternative<two_view::Unit>(record)) return fail_with(record, error);

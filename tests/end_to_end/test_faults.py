@@ -11,13 +11,15 @@ import pytest
 
 from movie import tool
 
-NAMES = {"hevc": "out.mp4", "mono": "out.mp4", "prores": "out.mov", "spatial": "out.mov", "preview": "out.png"}
+NAMES = {"hevc": "out.mp4", "mono": "out.mp4", "prores": "out.mov", "spatial": "out.mov",
+         "two_view": "out.mov", "preview": "out.png"}
 TEMPORARY = {"hevc": "out.st3d.tmp.mp4", "preview": "out.png.tmp"}
 OPTIONS = {
     "hevc": ["--software"],
     "mono": ["--software", "--output-format", "mono"],
     "prores": ["--sbs-codec", "prores"],
     "spatial": ["--output-format", "spatial"],
+    "two_view": ["--software", "--output-format", "spatial"],
     "preview": ["--thumbnail", "--thumbnail-width", "160"],
 }
 # The kind of call, what it answers (0: the process is killed there), and how many such calls are tried at most.

@@ -117,7 +117,8 @@ def test_report_names_the_geometry_and_the_file(made):
     assert made.run.values("encoder") == ([SOFTWARE_ENCODER[made.case.bits]] if made.case.software else [])
     assert made.run.values("encoded_frames")[-1] == str(made.case.count)
     assert made.run.values("progress_percent")[-1] == "100"
-    assert made.run.errors == ""
+    # Wine knows no NUMA nodes, which x265 asks for.
+    assert [line for line in made.run.errors.splitlines() if "thread affinity" not in line] == []
 
 
 @pytest.fixture(scope="module")
