@@ -212,11 +212,11 @@ ColorConverter prepare_color_converter(const ColorDescription& description) {
   return converter;
 }
 
-ImagePtr image_of_frame(const AVFrame& frame, const ColorConverter& converter) {
+ImagePtr image_of_frame(const AVFrame& frame, const ColorConverter& converter, CpuWorkerPool& pool) {
   const FramePtr source = repacked(frame);
   ImagePtr image = SinglePlaneImage::create({frame.width, frame.height}, {});
   if (!source || !image) return nullptr;
-  for (int y = 0; y < frame.height; ++y) convert_row(*source, y, converter, image->row(y));
+  pool.run(frame.height, [&](std::int32_t y) { convert_row(*source, y, converter, image->row(y)); });
   return image;
 }
 

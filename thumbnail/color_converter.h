@@ -6,6 +6,7 @@
 
 #include "decode/color_description.h"
 #include "media/ffmpeg.h"
+#include "processing/cpu_worker_pool.h"
 #include "thumbnail/color_converter.h"
 #include "thumbnail/image.h"
 
@@ -53,7 +54,8 @@ ColorConverter prepare_color_converter(const ColorDescription& description);
 /// The frame's RGB codes, opaque, in its own transfer and primaries and at its own size. Any system-memory
 /// format that libswscale reads; depths above 8 bits are rounded to 8, since the converter's tables are of
 /// 8-bit codes. Null for any other format or when memory is short.
-[[nodiscard]] ImagePtr image_of_frame(const AVFrame& frame, const ColorConverter& converter);
+[[nodiscard]] ImagePtr image_of_frame(const AVFrame& frame, const ColorConverter& converter,
+                                      CpuWorkerPool& pool);
 
 /// Linear light per colour.
 struct LinearColor {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "media/video_types.h"
+#include "processing/cpu_worker_pool.h"
 
 namespace veyrin {
 
@@ -65,12 +66,12 @@ using ImagePtr = std::unique_ptr<SinglePlaneImage>;
 /// file never remains; whatever else has its name stays, and is a failure. Processes that write the same
 /// output do so one after the other.
 [[nodiscard]] bool write_png_atomically(const std::filesystem::path& output, const Image& image,
-                                        bool overwrite);
+                                        bool overwrite, CpuWorkerPool& pool);
 
 /// The file in which `write_png_atomically` prepares its output.
 std::filesystem::path temporary_png_path(const std::filesystem::path& output);
 
 /// The decoded file; null when it is no complete PNG. Another library than the one that encodes reads it.
-[[nodiscard]] ImagePtr read_png(const std::filesystem::path& file);
+[[nodiscard]] std::unique_ptr<Image> read_png(const std::filesystem::path& file);
 
 }  // namespace veyrin

@@ -1,10 +1,10 @@
 // Decodes PNG files. The header-only decoder is compiled here and nowhere else.
-#include <cstring>
 #include <fstream>
 #include <limits>
 #include <memory>
-#include <string>
+#include <new>
 #include <system_error>
+#include <utility>
 
 #define STB_IMAGE_IMPLEMENTATION
 #define STB_IMAGE_STATIC
@@ -15,28 +15,42 @@
 #include "thumbnail/image.h"
 
 namespace veyrin {
+namespace {
 
-ImagePtr read_png(const std::filesystem::path& file) {
+using Pixels = std::unique_ptr<stbi_uc, decltype(&stbi_image_free)>;
+
+/// The pixels where the decoder has put them.
+class DecodedImage final : public Image {
+ public:
+  DecodedImage(Size size, Pixels pixels) : Image(size), pixels_(std::move(pixels)) {}
+  [[nodiscard]] Rgba* row(int y) override { return pixel(y); }
+  [[nodiscard]] const Rgba* row(int y) const override { return pixel(y); }
+
+ private:
+  [[nodiscard]] Rgba* pixel(int y) const {
+    return reinterpret_cast<Rgba*>(pixels_.get()) +
+           static_cast<std::size_t>(y) * static_cast<std::size_t>(width());
+  }
+
+  Pixels pixels_;
+};
+
+}  // namespace
+
+std::unique_ptr<Image> read_png(const std::filesystem::path& file) {
   std::error_code reason;
   const std::uintmax_t size = std::filesystem::file_size(file, reason);
   if (reason || size > static_cast<std::uintmax_t>(std::numeric_limits<int>::max())) return nullptr;
-  std::string bytes(static_cast<std::size_t>(size), '\0');
+  const std::unique_ptr<stbi_uc[]> bytes(new (std::nothrow) stbi_uc[static_cast<std::size_t>(size)]);
+  if (!bytes) return nullptr;
   std::ifstream stream(file, std::ios::binary);
-  if (!stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) return nullptr;
-  constexpr int channels = sizeof(Rgba);
+  if (!stream.read(reinterpret_cast<char*>(bytes.get()), static_cast<std::streamsize>(size))) return nullptr;
   int width = 0, height = 0, stored_channels = 0;
-  const std::unique_ptr<stbi_uc, decltype(&stbi_image_free)> pixels(
-      stbi_load_from_memory(reinterpret_cast<const stbi_uc*>(bytes.data()), static_cast<int>(bytes.size()),
-                            &width, &height, &stored_channels, channels),
-      &stbi_image_free);
+  Pixels pixels(stbi_load_from_memory(bytes.get(), static_cast<int>(size), &width, &height, &stored_channels,
+                                      /*req_comp=*/sizeof(Rgba)),
+                &stbi_image_free);
   if (!pixels) return nullptr;
-  ImagePtr image = SinglePlaneImage::create({width, height}, {});
-  if (!image) return nullptr;
-  const std::size_t row_bytes = static_cast<std::size_t>(width) * channels;
-  for (int y = 0; y < height; ++y) {
-    std::memcpy(image->row(y), pixels.get() + static_cast<std::size_t>(y) * row_bytes, row_bytes);
-  }
-  return image;
+  return std::unique_ptr<Image>(new (std::nothrow) DecodedImage({width, height}, std::move(pixels)));
 }
 
 }  // namespace veyrin

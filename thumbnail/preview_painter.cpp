@@ -164,30 +164,32 @@ double baseline_length(const Pose& extrinsic) {
   return std::hypot(extrinsic.position[0], extrinsic.position[1], extrinsic.position[2]);
 }
 
-/// One eye's square; null when it cannot be rendered.
-[[nodiscard]] ImagePtr paint_eye(const CameraIntrinsics& camera, const Matrix3& source_from_rectified,
-                                 const RectifiedGeometry& geometry, const ColoredFrame& eye, int side,
-                                 CpuWorkerPool& pool) {
-  const ImagePtr picture = image_of_frame(*eye.frame, eye.converter);
-  ImagePtr square = SinglePlaneImage::create({side, side}, backdrop);
-  if (!picture || !square) return nullptr;
-  const EyeView view(camera, source_from_rectified, geometry, picture->size());
-  return paint_view(view, *picture, eye.converter, *square, pool) ? std::move(square) : nullptr;
-}
+/// A square of an image, which it borrows.
+class Square final : public Image {
+ public:
+  Square(SinglePlaneImage& image, int x, int side) : Image({side, side}), image_(image), x_(x) {}
+  [[nodiscard]] Rgba* row(int y) override { return image_.row(y) + x_; }
+  [[nodiscard]] const Rgba* row(int y) const override { return image_.row(y) + x_; }
 
-/// Copies as much of a picture as the canvas has room for.
-void place(const SinglePlaneImage& picture, int x, SinglePlaneImage& canvas) {
-  const int columns = std::min(picture.width(), canvas.width() - x);
-  if (columns <= 0) return;
-  for (int y = 0; y < std::min(picture.height(), canvas.height()); ++y) {
-    std::copy_n(picture.row(y), columns, canvas.row(y) + x);
-  }
+ private:
+  SinglePlaneImage& image_;
+  int x_;
+};
+
+/// Paints one eye onto the backdrop; false when it cannot be rendered.
+[[nodiscard]] bool paint_eye(const CameraIntrinsics& camera, const Matrix3& source_from_rectified,
+                             const RectifiedGeometry& geometry, const ColoredFrame& eye, Image& square,
+                             CpuWorkerPool& pool) {
+  const ImagePtr picture = image_of_frame(*eye.frame, eye.converter, pool);
+  if (!picture) return false;
+  const EyeView view(camera, source_from_rectified, geometry, picture->size());
+  return paint_view(view, *picture, eye.converter, square, pool);
 }
 
 }  // namespace
 
 bool paint_view(const View& view, const SinglePlaneImage& picture, const ColorConverter& converter,
-                SinglePlaneImage& canvas, CpuWorkerPool& pool) {
+                Image& canvas, CpuWorkerPool& pool) {
   const DisplayColors colors(converter);
   std::atomic<bool> visible = false;
   pool.run_bands(canvas.height(), band_rows, [&](std::int32_t begin, std::int32_t end) {
@@ -218,21 +220,26 @@ ImagePtr paint_eyes(const RawDualTrackCalibration& calibration, const ColoredFra
   const int half = std::max(1, width / 2);
   ImagePtr canvas = SinglePlaneImage::create({width, half}, backdrop);
   if (!canvas) return nullptr;
-  const ImagePtr left_eye =
-      paint_eye(calibration.left_intrinsics, geometry.left_source_from_rectified, geometry, left, half, pool);
-  if (!left_eye) return nullptr;
-  const ImagePtr right_eye = paint_eye(calibration.right_intrinsics, geometry.right_source_from_rectified,
-                                       geometry, right, half, pool);
-  if (!right_eye) return nullptr;
-  place(*left_eye, 0, *canvas);
-  // A canvas one pixel wide has no room for the right square.
-  place(*right_eye, half, *canvas);
+  Square left_square(*canvas, 0, half);
+  if (!paint_eye(calibration.left_intrinsics, geometry.left_source_from_rectified, geometry, left,
+                 left_square, pool)) {
+    return nullptr;
+  }
+  // A canvas one pixel wide has no room for the right square, but the eye must be there all the same.
+  const bool has_room = 2 * half <= width;
+  const ImagePtr unseen = has_room ? nullptr : SinglePlaneImage::create({half, half}, backdrop);
+  if (!has_room && !unseen) return nullptr;
+  Square right_square(has_room ? *canvas : *unseen, has_room ? half : 0, half);
+  if (!paint_eye(calibration.right_intrinsics, geometry.right_source_from_rectified, geometry, right,
+                 right_square, pool)) {
+    return nullptr;
+  }
   return canvas;
 }
 
 ImagePtr paint_upright(const ColoredFrame& picture, int quarter_turns, double pixel_aspect, int width,
                        CpuWorkerPool& pool) {
-  const ImagePtr source = image_of_frame(*picture.frame, picture.converter);
+  const ImagePtr source = image_of_frame(*picture.frame, picture.converter, pool);
   if (!source) return nullptr;
   const bool lying = quarter_turns % 2 != 0;
   const double width_over_height = pixel_aspect * source->width() / source->height();

@@ -16,7 +16,7 @@ namespace veyrin {
 /// proportion at the border. `picture` holds the codes that `converter` reads. False when nothing of the view
 /// is on the picture.
 [[nodiscard]] bool paint_view(const View& view, const SinglePlaneImage& picture,
-                              const ColorConverter& converter, SinglePlaneImage& canvas, CpuWorkerPool& pool);
+                              const ColorConverter& converter, Image& canvas, CpuWorkerPool& pool);
 
 /// A decoded picture and how its colours are read. Borrows the frame.
 struct ColoredFrame {

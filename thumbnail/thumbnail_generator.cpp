@@ -104,7 +104,8 @@ double pixel_aspect(const Track& track) {
   return 1.0;
 }
 
-[[nodiscard]] ImagePtr make_preview(const std::filesystem::path& input, int width, std::string& error) {
+[[nodiscard]] ImagePtr make_preview(const std::filesystem::path& input, int width, CpuWorkerPool& pool,
+                                    std::string& error) {
   const std::string path = platform::path_to_utf8(input);
   const RecordingLayout layout = read_recording_layout(input);
   if (!check_layout(layout, path, error)) return nullptr;
@@ -118,7 +119,6 @@ double pixel_aspect(const Track& track) {
   const std::vector<Track> tracks = colored_tracks(*context, frames);
   report_missing_eye(choice, tracks);
 
-  CpuWorkerPool pool;
   ImagePtr preview;
   if (choice.is_dual() && tracks.size() == choice.streams.size()) {
     preview = paint_dual(layout, choice, tracks, width, pool);
@@ -139,13 +139,13 @@ double pixel_aspect(const Track& track) {
 bool generate_thumbnail(const std::filesystem::path& input_path, const std::filesystem::path& output_path,
                         int target_width, bool overwrite) {
   std::string error;
-  ImagePtr preview;
   if (target_width < 1) {
     error = "Invalid target width " + std::to_string(target_width);
   } else if (keep_recording(input_path, output_path, error)) {
-    preview = make_preview(input_path, target_width, error);
+    CpuWorkerPool pool;
+    const ImagePtr preview = make_preview(input_path, target_width, pool, error);
+    if (preview) return write_png_atomically(output_path, *preview, overwrite, pool);
   }
-  if (preview) return write_png_atomically(output_path, *preview, overwrite);
   console_line("[VideoThumbnailGenerator] %s", error.c_str());
   return false;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "media/ffmpeg.h"
+#include "tests/thumbnail/workers.h"
 #include "thumbnail/color_converter.h"
 
 extern "C" {
@@ -66,7 +67,7 @@ void expect_ramp(const FramePtr& frame, bool along_x) {
   ColorDescription description;
   description.matrix.kind = ColorMatrix::bt709;
   description.range.kind = ColorRange::full;
-  const ImagePtr image = image_of_frame(*frame, prepare_color_converter(description));
+  const ImagePtr image = image_of_frame(*frame, prepare_color_converter(description), workers());
   ASSERT_TRUE(image);
   for (int place = 4; place < side - 4; ++place) {
     const Rgba pixel = along_x ? image->row(side / 2)[place] : image->row(place)[side / 2];

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "media/ffmpeg.h"
+#include "tests/thumbnail/workers.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -195,7 +196,7 @@ TEST(FrameImage, HoldsTheCodesOfEveryYuvLayoutAndDepth) {
   for (const FormatCase& layout : cases) {
     SCOPED_TRACE(av_get_pix_fmt_name(layout.format));
     const FramePtr frame = uniform_frame(layout.format, 38, 22, layout.values);
-    const auto image = image_of_frame(*frame, colors);
+    const auto image = image_of_frame(*frame, colors, workers());
     ASSERT_TRUE(image);
     EXPECT_EQ(image->width(), 38);
     EXPECT_EQ(image->height(), 22);
@@ -212,7 +213,7 @@ TEST(FrameImage, HoldsTheCodesOfRgbPicturesAsTheyAre) {
   for (const FormatCase& layout : cases) {
     SCOPED_TRACE(av_get_pix_fmt_name(layout.format));
     const FramePtr frame = uniform_frame(layout.format, 20, 10, layout.values);
-    const auto image = image_of_frame(*frame, converter(ColorMatrix::bt601, ColorRange::full));
+    const auto image = image_of_frame(*frame, converter(ColorMatrix::bt601, ColorRange::full), workers());
     ASSERT_TRUE(image);
     EXPECT_NEAR(image->row(9)[19].red, 10, 1);
     EXPECT_NEAR(image->row(9)[19].green, 200, 1);
@@ -223,7 +224,7 @@ TEST(FrameImage, HoldsTheCodesOfRgbPicturesAsTheyAre) {
 
 TEST(FrameImage, OfGreyPicturesIsGrey) {
   const FramePtr frame = uniform_frame(AV_PIX_FMT_GRAY8, 16, 16, {77});
-  const auto image = image_of_frame(*frame, converter(ColorMatrix::bt601, ColorRange::full));
+  const auto image = image_of_frame(*frame, converter(ColorMatrix::bt601, ColorRange::full), workers());
   ASSERT_TRUE(image);
   EXPECT_EQ(image->row(8)[8], (Rgba{77, 77, 77}));
 }
@@ -237,7 +238,7 @@ TEST(FrameImage, KeepsEveryLumaCodeAtItsPlace) {
         frame->data[0][y * frame->linesize[0] + x] = static_cast<std::uint8_t>((x + 60 * y) & 255);
       }
     }
-    const auto image = image_of_frame(*frame, converter(ColorMatrix::bt709, ColorRange::full));
+    const auto image = image_of_frame(*frame, converter(ColorMatrix::bt709, ColorRange::full), workers());
     ASSERT_TRUE(image);
     for (int y = 0; y < 4; ++y) {
       for (int x = 0; x < 256; ++x) ASSERT_EQ(image->row(y)[x].green, (x + 60 * y) & 255) << x << " " << y;
@@ -251,7 +252,7 @@ TEST(FrameImage, RoundsTenBitsToTheNearestCode) {
     const auto code = static_cast<std::uint16_t>(x);
     std::memcpy(frame->data[0] + 2 * x, &code, 2);
   }
-  const auto image = image_of_frame(*frame, converter(ColorMatrix::bt709, ColorRange::full));
+  const auto image = image_of_frame(*frame, converter(ColorMatrix::bt709, ColorRange::full), workers());
   ASSERT_TRUE(image);
   for (int x = 0; x < 1024; ++x) ASSERT_NEAR(image->row(0)[x].green, std::min(x / 4.0, 255.0), 0.51) << x;
 }
@@ -259,7 +260,7 @@ TEST(FrameImage, RoundsTenBitsToTheNearestCode) {
 TEST(FrameImage, WorksDownToASinglePixel) {
   for (const auto& [width, height] : {std::pair{1, 1}, {1, 7}, {7, 1}, {2, 2}, {3, 5}}) {
     const FramePtr frame = uniform_frame(AV_PIX_FMT_YUV420P, width, height, {120, 128, 128});
-    const auto image = image_of_frame(*frame, converter(ColorMatrix::bt709, ColorRange::full));
+    const auto image = image_of_frame(*frame, converter(ColorMatrix::bt709, ColorRange::full), workers());
     ASSERT_TRUE(image) << width << "x" << height;
     EXPECT_EQ(image->row(height - 1)[width - 1], (Rgba{120, 120, 120})) << width << "x" << height;
   }
@@ -269,7 +270,7 @@ TEST(FrameImage, IsRefusedForFramesOutsideSystemMemory) {
   FramePtr frame(av_frame_alloc());
   frame->format = AV_PIX_FMT_D3D11;
   frame->width = frame->height = 16;
-  EXPECT_FALSE(image_of_frame(*frame, converter(ColorMatrix::bt709, ColorRange::full)));
+  EXPECT_FALSE(image_of_frame(*frame, converter(ColorMatrix::bt709, ColorRange::full), workers()));
 }
 
 }  // namespace

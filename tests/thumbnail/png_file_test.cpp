@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -9,17 +10,19 @@
 #include "tests/support/command.h"
 #include "tests/support/linux/file_size_limit.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/thumbnail/workers.h"
 #include "thumbnail/image.h"
 
 namespace veyrin::test {
 namespace {
 
-ImagePtr gradient(int width, int height) {
+ImagePtr gradient(int width, int height, int transparency = 1) {
   auto image = SinglePlaneImage::create({width, height}, {});
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
       image->row(y)[x] = {static_cast<std::uint8_t>(x * 7), static_cast<std::uint8_t>(y * 11),
-                          static_cast<std::uint8_t>(x * y), static_cast<std::uint8_t>(255 - x % 2)};
+                          static_cast<std::uint8_t>(x * y),
+                          static_cast<std::uint8_t>(255 - x % 2 * transparency)};
     }
   }
   return image;
@@ -33,7 +36,7 @@ struct Written {
 Written write(const std::filesystem::path& output, const Image& image, bool overwrite = true) {
   capture_output();
   Written result;
-  result.done = write_png_atomically(output, image, overwrite);
+  result.done = write_png_atomically(output, image, overwrite, workers());
   result.log = captured_output();
   return result;
 }
@@ -51,18 +54,20 @@ using Names = std::vector<std::string>;
 
 TEST(PngFile, HoldsTheImageAsAnotherDecoderReadsIt) {
   const TemporaryFolder folder;
-  for (const auto& [width, height] : {std::pair{1, 1}, {37, 23}, {300, 1}, {1, 300}}) {
-    const auto image = gradient(width, height);
-    const std::filesystem::path output = folder / "preview.png";
-    const Written result = write(output, *image);
-    EXPECT_TRUE(result.done) << result.log;
-    EXPECT_EQ(result.log, "");
-    EXPECT_EQ(names_in(folder.path()), Names{"preview.png"});
-    const std::string pixels =
-        output_of("ffmpeg -v error -i '" + output.string() + "' -f rawvideo -pix_fmt rgba -");
-    const auto* first = reinterpret_cast<const char*>(image->row(0));
-    EXPECT_EQ(pixels, std::string(first, static_cast<std::size_t>(width * height) * 4))
-        << width << "x" << height;
+  for (const auto& [width, height] : {std::pair{1, 1}, {37, 23}, {300, 1}, {1, 300}, {300, 900}}) {
+    for (const int transparency : {0, 1}) {
+      const auto image = gradient(width, height, transparency);
+      const std::filesystem::path output = folder / "preview.png";
+      const Written result = write(output, *image);
+      EXPECT_TRUE(result.done) << result.log;
+      EXPECT_EQ(result.log, "");
+      EXPECT_EQ(names_in(folder.path()), Names{"preview.png"});
+      const std::string pixels = output_of("ffmpeg -v error -err_detect explode -i '" + output.string() +
+                                           "' -f rawvideo -pix_fmt rgba -");
+      const auto* first = reinterpret_cast<const char*>(image->row(0));
+      EXPECT_TRUE(pixels == std::string(first, static_cast<std::size_t>(width * height) * 4))
+          << width << "x" << height << ", transparency " << transparency;
+    }
   }
 }
 
@@ -154,7 +159,7 @@ TEST(PngFile, FailsOnAFullDisk) {
   const TemporaryFolder folder;
   std::ofstream(folder / "preview.png") << "old";
   const std::string output = (folder / "preview.png").string();
-  const FileSizeLimit limit(400);
+  const FileSizeLimit limit(100);
   const Written result = write(output, *gradient(64, 64));
   EXPECT_FALSE(result.done);
   EXPECT_EQ(result.log, "[VideoThumbnailGenerator] Could not write temporary PNG " + output + ".tmp\n");
@@ -183,6 +188,23 @@ TEST(PngFile, IsNotPublishedWhenItReadsBackDifferently) {
   const Written result = write(output, FlickeringImage());
   EXPECT_FALSE(result.done);
   EXPECT_EQ(result.log, "[VideoThumbnailGenerator] Generated PNG failed validation: " + output + ".tmp\n");
+  EXPECT_EQ(names_in(folder.path()), Names{});
+}
+
+/// Has no memory for its rows.
+class ImageWithoutMemory final : public Image {
+ public:
+  ImageWithoutMemory() : Image({1, 1}) {}
+  [[nodiscard]] Rgba* row(int) override { throw std::bad_alloc(); }
+  [[nodiscard]] const Rgba* row(int) const override { throw std::bad_alloc(); }
+};
+
+TEST(PngFile, FailsWhenMemoryIsShort) {
+  const TemporaryFolder folder;
+  const std::string output = (folder / "preview.png").string();
+  const Written result = write(output, ImageWithoutMemory());
+  EXPECT_FALSE(result.done);
+  EXPECT_EQ(result.log, "[VideoThumbnailGenerator] Could not write temporary PNG " + output + ".tmp\n");
   EXPECT_EQ(names_in(folder.path()), Names{});
 }
 

@@ -20,7 +20,7 @@ namespace veyrin::test {
 struct PreviewRun {
   bool written = false;
   std::string log;  ///< what the console got
-  ImagePtr image;
+  std::unique_ptr<Image> image;
 
   /// The generator's own lines, without their tag.
   [[nodiscard]] std::string own_lines() const {

@@ -1,0 +1,14 @@
+// PNG files of previews.
+#pragma once
+
+#include "media/ffmpeg.h"
+#include "processing/cpu_worker_pool.h"
+#include "thumbnail/image.h"
+
+namespace veyrin {
+
+/// The image as a complete PNG file of 8-bit sRGB with square pixels, without alpha when all of it is 255.
+/// Null when it cannot be made.
+[[nodiscard]] PacketPtr encoded_png(const Image& image, CpuWorkerPool& pool);
+
+}  // namespace veyrin
