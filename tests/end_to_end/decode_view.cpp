@@ -1,6 +1,6 @@
-// Decodes one view of a two-view movie: planar raw frames go to standard output, the time and format of each
-// frame to standard error. For tests on machines whose own players decode a single view only.
-//   decode_view MOVIE VIEW      a MOVIE named *.hevc is a stream with start codes
+// Decodes one view of a two-view movie: planar raw frames go to a file, the time and format of each frame to
+// standard error. For machines whose own players decode a single view only.
+//   decode_view MOVIE VIEW OUTPUT      a MOVIE named *.hevc is a stream with start codes
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -50,7 +50,7 @@ int view_of(const AVFrame& frame) {
   return view;
 }
 
-void write_frame(const AVFrame& frame, const AVRational& time_base) {
+void write_frame(const AVFrame& frame, const AVRational& time_base, std::FILE* output) {
   const auto format = static_cast<AVPixelFormat>(frame.format);
   const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(format);
   const int sample_bytes = layout->comp[0].depth > 8 ? 2 : 1;
@@ -61,7 +61,7 @@ void write_frame(const AVFrame& frame, const AVRational& time_base) {
       const std::uint8_t* begin =
           frame.data[plane] + static_cast<std::ptrdiff_t>(row) * frame.linesize[plane];
       const auto size = static_cast<std::size_t>(columns) * sample_bytes;
-      if (std::fwrite(begin, 1, size, stdout) != size) give_up("could not write");
+      if (std::fwrite(begin, 1, size, output) != size) give_up("could not write");
     }
   }
   std::fprintf(stderr, "%.6f %d %d %s\n",
@@ -69,7 +69,7 @@ void write_frame(const AVFrame& frame, const AVRational& time_base) {
                frame.height, av_get_pix_fmt_name(format));
 }
 
-void decode(AVFormatContext& input, const AVStream& stream, int view) {
+void decode(AVFormatContext& input, const AVStream& stream, int view, std::FILE* output) {
   const CodecContextPtr decoder = open_decoder(stream);
   const PacketPtr packet(av_packet_alloc());
   const FramePtr frame(av_frame_alloc());
@@ -86,7 +86,7 @@ void decode(AVFormatContext& input, const AVStream& stream, int view) {
     while ((result = avcodec_receive_frame(decoder.get(), frame.get())) >= 0) {
       if ((frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0)
         give_up("a damaged frame");
-      if (view_of(*frame) == view) write_frame(*frame, stream.time_base);
+      if (view_of(*frame) == view) write_frame(*frame, stream.time_base, output);
     }
     if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) give_up("could not decode a frame");
   }
@@ -98,11 +98,14 @@ void decode(AVFormatContext& input, const AVStream& stream, int view) {
 int main(int argument_count, char** arguments) {
   using namespace veyrin;
   using namespace veyrin::test;
-  if (argument_count != 3) give_up("usage: decode_view MOVIE VIEW");
+  if (argument_count != 4) give_up("usage: decode_view MOVIE VIEW OUTPUT");
   av_log_set_level(AV_LOG_ERROR);
   const InputContextPtr input = open_movie(arguments[1]);
   const int index = av_find_best_stream(input.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
   if (index < 0) give_up("no video");
-  decode(*input, *input->streams[index], std::atoi(arguments[2]));
+  std::FILE* output = std::fopen(arguments[3], "wb");
+  if (output == nullptr) give_up("could not create the output");
+  decode(*input, *input->streams[index], std::atoi(arguments[2]), output);
+  if (std::fclose(output) != 0) give_up("could not write");
   return 0;
 }

@@ -3,8 +3,8 @@
 from fractions import Fraction
 
 import numpy as np
-import pytest
 
+from closeness import check_near
 from layout import Layout
 from movie import Movie
 from picture_reading import brightest_times, click_times, locate_target, read_frame_numbers
@@ -37,8 +37,8 @@ def check_timing(movie, rate, frame_count):
     assert Fraction(movie.video["avg_frame_rate"]) == Fraction(*rate)
     assert len(movie.frame_times) == frame_count
     expected = [index * rate[1] / rate[0] for index in range(frame_count)]
-    assert movie.frame_times == pytest.approx(expected, abs=1e-3)
-    assert float(movie.video["duration"]) == pytest.approx(frame_count * rate[1] / rate[0], abs=2e-3)
+    check_near(movie.frame_times, expected, 1e-3, "frame times")
+    check_near(float(movie.video["duration"]), frame_count * rate[1] / rate[0], 2e-3, "duration")
 
 
 def check_frame_numbers(luma, recording, layout, numbers):
@@ -82,7 +82,7 @@ def check_flash_and_click(movie, luma, rate, flash_times):
     """Flashes are at the expected times, and each click is within half a frame of its flash."""
     half_frame = rate[1] / rate[0] / 2
     flashes = brightest_times(luma, movie.frame_times)
-    assert flashes == pytest.approx(flash_times, abs=half_frame)
+    check_near(flashes, flash_times, half_frame, "flashes")
     clicks = click_times(*movie.sound())
     assert len(clicks) == len(flashes), f"clicks at {clicks}, flashes at {flashes}"
     for flash, click in zip(flashes, clicks):

@@ -64,8 +64,8 @@ class Movie:
         video = self.streams("video")[stream]
         width, height, pixel_format = video["width"], video["height"], video["pix_fmt"]
         kind, across, down = SAMPLE_TYPES[pixel_format]
-        raw = np.frombuffer(tool("ffmpeg", "-nostdin", "-v", "error", "-i", self.path, "-map", f"0:v:{stream}", "-vsync",
-                                 "passthrough", "-f", "rawvideo", "-pix_fmt", pixel_format, "-"), dtype=kind)
+        raw = np.frombuffer(tool("ffmpeg", "-nostdin", "-v", "error", "-i", self.path, "-map", f"0:v:{stream}",
+                                 "-fps_mode", "passthrough", "-f", "rawvideo", "-pix_fmt", pixel_format, "-"), dtype=kind)
         luma, chroma = width * height, (width // across) * (height // down)
         frames = raw.reshape(-1, luma + 2 * chroma)
         count = frames.shape[0]

@@ -2,7 +2,9 @@
 
 import struct
 import subprocess
+import tempfile
 from functools import cached_property
+from pathlib import Path
 
 import numpy as np
 
@@ -37,7 +39,11 @@ class View:
     """The planes of one view as arrays (frames, rows, columns), and the times of its frames."""
 
     def __init__(self, decoder, path, number):
-        done = subprocess.run([str(decoder), str(path), str(number)], capture_output=True, timeout=120, check=False)
+        with tempfile.TemporaryDirectory() as folder:
+            output = Path(folder, "planes")
+            done = subprocess.run([str(decoder), str(path), str(number), str(output)], capture_output=True, timeout=300,
+                                  check=False)
+            planes = output.read_bytes() if done.returncode == 0 else b""
         lines = done.stderr.decode(errors="replace").splitlines()
         assert done.returncode == 0, f"{decoder} {path} {number}\n" + "\n".join(lines)
         frames = [line.split() for line in lines]
@@ -45,7 +51,8 @@ class View:
         assert all(len(frame) == 4 for frame in frames), "the decoder complains\n" + "\n".join(lines)
         self.times = [float(frame[0]) for frame in frames]
         [(width, height, self.pixel_format)] = {(int(frame[1]), int(frame[2]), frame[3]) for frame in frames}
-        raw = np.frombuffer(done.stdout, dtype=np.uint16 if self.pixel_format.endswith("10le") else np.uint8)
+        raw = np.frombuffer(planes, dtype=np.uint16 if self.pixel_format.endswith("10le") else np.uint8)
+        self.peak = 1023 if self.pixel_format.endswith("10le") else 255
         raw = raw.reshape(len(frames), width * height * 3 // 2)
         small = (len(frames), height // 2, width // 2)
         luma, chroma = width * height, width * height // 4
@@ -84,5 +91,6 @@ class SpatialMovie:
 
 def psnr(found, expected, peak):
     """Of each frame, in dB."""
-    errors = (found.astype(np.float64) - expected)**2
-    return 10 * np.log10(peak**2 / np.maximum(errors.mean(axis=(1, 2)), 1e-9))
+    # One after the other, since all frames of a long movie in double precision would take gigabytes.
+    errors = np.array([np.mean((one.astype(np.float64) - other)**2) for one, other in zip(found, expected, strict=True)])
+    return 10 * np.log10(peak**2 / np.maximum(errors, 1e-9))

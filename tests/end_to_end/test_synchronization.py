@@ -8,7 +8,7 @@ import pytest
 from expectations import BITRATES, layout_of
 from movie import Movie, tool
 from picture_reading import brightest_times, click_times, read_frame_numbers
-from recordings import Recording
+from recording import Recording
 
 RATE = 30
 

@@ -8,7 +8,7 @@ import pytest
 
 from movie import Movie, tool
 from processes import is_running, wait_for
-from recordings import Recording
+from recording import Recording
 from test_spatial_drivers import Eyes, check_movie
 
 BITRATES = ("--sdr-bitrate", "20M", "--hdr-bitrate", "20M")

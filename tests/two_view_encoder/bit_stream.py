@@ -61,7 +61,11 @@ class VideoParameterSet:
         self.buffered, self.reordered, _ = bits.golomb() + 1, bits.golomb(), bits.golomb()
         highest = bits.take(6)
         self.layer_sets = [[bits.take(1) for _ in range(highest + 1)] for _ in range(bits.golomb())]
-        assert bits.take(1) == 0, "timing"
+        if bits.take(1):  # timing
+            bits.take(64)
+            if bits.take(1):
+                bits.golomb()
+            assert bits.golomb() == 0, "buffering parameters"
         assert bits.take(1) == 1, "no extension"
         bits.align()
         self.base_level_again = bits.take(8)
