@@ -43,14 +43,17 @@ class Movie:
         return found["frames"]
 
     @cached_property
-    def frame_times(self):
-        return [float(frame["best_effort_timestamp_time"])
-                for frame in self._frames("v:0", "best_effort_timestamp_time")]
+    def _video_frames(self):
+        return self._frames("v:0", "best_effort_timestamp_time,key_frame")
 
     @cached_property
+    def frame_times(self):
+        return [float(frame["best_effort_timestamp_time"]) for frame in self._video_frames]
+
+    @property
     def key_frames(self):
         """1 for each key frame, 0 for the others, in order."""
-        return [frame["key_frame"] for frame in self._frames("v:0", "key_frame")]
+        return [frame["key_frame"] for frame in self._video_frames]
 
     def audio_packets(self):
         """(seconds, duration, bytes' hash) of each packet of the first audio stream, in order."""

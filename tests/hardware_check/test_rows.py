@@ -1,0 +1,107 @@
+"""The hardware check against the simulated driver, as it should be and with faults."""
+
+import getpass
+import socket
+
+import pytest
+
+import judging
+from converter import Converter
+from recording import Recording
+from spatial_checks import Eyes
+
+ALL_PASS = ["h264_nvenc 8-bit side by side", "hevc_nvenc 8-bit side by side", "hevc_nvenc 10-bit side by side",
+            "hevc_nvenc 8-bit spatial", "hevc_nvenc 10-bit spatial", "libx265 8-bit spatial", "libx265 10-bit spatial"]
+SPATIAL = "hevc_nvenc 8-bit spatial"
+NO_PAIR = "NVENC produced an incomplete MV-HEVC view pair"
+NO_SETS = "NVENC produced an MV-HEVC sequence header without the sequence parameter set of the right view"
+
+
+def test_all_rows_of_a_good_driver_pass_and_nobody_is_named(check, tmp_path):
+    home = tmp_path / "homes" / "volunteer77"
+    home.mkdir(parents=True)
+    result = check(environment={"HOME": str(home), "USER": "volunteer77", "LOGNAME": "volunteer77"})
+    assert result.status == 0, result.output
+    states = result.states()
+    assert [name for name, state in states.items() if state == "passed"] == ALL_PASS
+    assert "failed" not in states.values() and states["h264_mf 8-bit side by side"] == "not available"
+    assert "SIMULATED, not a GPU" in result.report
+    values = result.lines_of(SPATIAL)
+    for beginning in ("bit rate of layers 0 and 1: ", "key frames at [0, 60]", "left eye: PSNR at least ",
+                      "right eye: PSNR at least ", "layer 0 profile 1", "observed: lhvC type 33 layer 1: "):
+        assert [line for line in values if line.startswith(beginning)], beginning
+    for name in ("volunteer77", str(home), str(tmp_path), socket.gethostname(), str(tmp_path.name)):
+        assert name.lower() not in result.report.lower() and name.lower() not in result.output.split("report: ")[0].lower()
+    assert [path.name for path in result.folder.iterdir()] == ["hardware-check-report.txt"]
+
+
+@pytest.mark.parametrize("properties, state, words", [
+    ({"odd_views": 1}, "failed", NO_PAIR),
+    ({"layer_1_sets": "missing"}, "failed", NO_SETS),
+    ({"mv_hevc": 0}, "not available", "could not start NVENC MV-HEVC; this requires Video Codec SDK 13"),
+])
+def test_rows_of_a_faulty_driver_say_so(check, properties, state, words):
+    result = check("--only", SPATIAL, environment={"USER": "volunteer77"}, **properties)
+    assert result.states() == {SPATIAL: state}
+    assert result.status == (1 if state == "failed" else 0)
+    assert result.lines_of(SPATIAL)[0].startswith(words)
+    assert f"[{state}] {SPATIAL} ({words}" in result.output
+    if state == "failed":
+        console = result.report.split(f"=== {SPATIAL}: console output\n")[1]
+        assert f"Error: {words}" in console and "progress" not in console
+        assert "/tmp" not in console and getpass.getuser() not in console
+
+
+def test_refusal_that_contradicts_check_support_is_marked(check):
+    name = "hevc_nvenc 10-bit spatial"
+    result = check("--only", name, mv_hevc_ten_bit=0)
+    assert result.states() == {name: "not available"} and result.status == 0
+    assert result.lines_of(name)[1].endswith('"acceleration":"hardware"}: a contradiction')
+
+
+def test_machine_without_a_driver_has_the_converters_words(check):
+    result = check("--only", "8-bit side by side", driver=False)
+    assert result.status == 0 and set(result.states().values()) == {"not available"}
+    assert result.lines_of("hevc_nvenc 8-bit side by side")[0] == "Operation not permitted"
+    assert result.lines_of("hevc_qsv 8-bit side by side")[0] == "not included in this FFmpeg build"
+
+
+@pytest.mark.parametrize("words, message", [
+    (("--program", "/nowhere/converter"), "there is no converter at /nowhere/converter"),
+    (("--program", "/bin/true"), "decode_view is not beside the converter"),
+])
+def test_missing_programs_are_named(check, words, message):
+    result = check(*words)
+    assert result.status == 1 and message in result.output and "Traceback" not in result.output
+
+
+def test_machine_without_ffmpeg_gets_the_packages_name(check, tmp_path):
+    result = check(environment={"PATH": str(tmp_path)})
+    assert result.status == 1 and "ffmpeg was not found; install your system's package ffmpeg" in result.output
+
+
+def test_wrong_movies_fail(check, request):
+    """The judge itself: the movies of a good run, judged against what they are not."""
+    result = check("--only", "libx265 8-bit spatial", "--keep", driver=False)
+    assert result.status == 0
+    movies = result.folder / "movies"
+    recording = Recording(movies / "8-bit" / "recording.mp4")
+    program = request.config.getoption("--program")
+    for path in movies.glob("8-bit/*.mov"):
+        path.unlink()
+    eyes = Eyes(Converter(program, []), recording, movies / "8-bit")
+    decoder = str(program).replace("veyrin-video-converter", "decode_view")
+    movie = movies / "libx265_8-bit_spatial.mov"
+    assert judging.judge_spatial(movie, recording, eyes, decoder, 8, 12_000_000).failures == []
+
+    def failures():
+        found = judging.judge_spatial(movie, recording, eyes, decoder, bits=10, asked=1_000_000).failures
+        return [failure.split(":")[0] for failure in found]
+
+    eyes.luma.reverse()
+    recording.truth["flashes"][0]["seconds"] += 0.1
+    assert failures() == ["colours", "bit rate", "sound", "pictures", "pictures"]
+    damaged = bytearray(movie.read_bytes())
+    damaged[-len(damaged) // 2:] = bytes(len(damaged) - len(damaged) // 2)
+    movie.write_bytes(damaged)
+    assert {"layers", "pictures"} <= set(failures())
