@@ -54,6 +54,7 @@ class HardwareCheck:
         if options.simulated_nvenc:
             self.settings["LD_LIBRARY_PATH"] = str(options.simulated_nvenc.resolve())
         self.prepared = {}
+        self.runs = {}
         self.report = Report(Scrubber({self.work: "<movies>", options.output.resolve(): "<output>",
                                        self.program.parent: "<programs>", places.TOP: "<top>"}))
 
@@ -85,10 +86,8 @@ class HardwareCheck:
                 raise NotAvailable(reason)
             recording, eyes = self.recording(row.bits)
             notes = [self.support(row, recording)]
-            output = self.work / (row.name.replace(" ", "_").replace(",", "") + row.suffix)
-            begin = time.monotonic()
-            run = self.convert(row, recording, output)
-            notes.append(f"{time.monotonic() - begin:.1f} s for {recording.frame_count} frames, with start and end")
+            run, output, seconds = self.convert(row, recording)
+            notes.append(f"{seconds:.1f} s for {recording.frame_count} frames, with start and end")
             console = run.output + run.errors
             if run.status not in (0, 1):
                 raise Failed(f"the converter ended with status {run.status:#x}")
@@ -139,15 +138,26 @@ class HardwareCheck:
     def rate_options(self):
         return "--sdr-bitrate", self.rates[8], "--hdr-bitrate", self.rates[10]
 
+    def run_once(self, row, *words):
+        """A run for a row, with its seconds; the run that was made when another row has asked for the same."""
+        settings = self.settings | row.settings()
+        key = *map(str, words), *settings.items()
+        if key not in self.runs:
+            begin = time.monotonic()
+            run = self.converter.run(*words, folder=self.work, settings=settings, timeout=300, statuses=range(-64, 2**32))
+            self.runs[key] = run, time.monotonic() - begin
+        return self.runs[key]
+
     def support(self, row, recording):
-        run = self.converter.run("check-support", *row.options(), recording.path, folder=self.work,
-                                 settings=self.settings | row.settings(), statuses=range(-64, 2**32))
+        run, _ = self.run_once(row, "check-support", *row.options(), recording.path)
         return f"check-support: {(run.lines or ['nothing'])[-1]}"
 
-    def convert(self, row, recording, output):
-        return self.converter.run(*row.options(), *self.rate_options(), "--overwrite", "--output", output, recording.path,
-                                  folder=self.work, settings=self.settings | row.settings(), timeout=300,
-                                  statuses=range(-64, 2**32))
+    def convert(self, row, recording):
+        """(run, movie, seconds)"""
+        output = self.work / (row.file_name + row.suffix)
+        run, seconds = self.run_once(row, *row.options(), *self.rate_options(), "--overwrite", "--output", output,
+                                     recording.path)
+        return run, output, seconds
 
     def judge(self, row, output, recording, eyes):
         from judging import judge_side_by_side, judge_spatial

@@ -46,6 +46,12 @@ class Row:
         return self.encoder.endswith("_nvenc")
 
     @property
+    def file_name(self):
+        """Of the movie; the same for encoders of which the converter chooses one."""
+        chosen = not (self.is_nvenc or self.software)
+        return f"{self.codec} {self.bits}-bit".replace(" ", "_") if chosen else self.name.replace(",", "").replace(" ", "_")
+
+    @property
     def suffix(self):
         return ".mov" if self.spatial else ".mp4"
 

@@ -82,7 +82,7 @@ def test_machine_without_ffmpeg_gets_the_packages_name(check, tmp_path):
 
 def test_wrong_movies_fail(check, request):
     """The judge itself: the movies of a good run, judged against what they are not."""
-    result = check("--only", "libx265 8-bit spatial", "--keep", driver=False)
+    result = check("--only", SPATIAL, "--keep")
     assert result.status == 0
     movies = result.folder / "movies"
     recording = Recording(movies / "8-bit" / "recording.mp4")
@@ -91,7 +91,7 @@ def test_wrong_movies_fail(check, request):
         path.unlink()
     eyes = Eyes(Converter(program, []), recording, movies / "8-bit")
     decoder = str(program).replace("veyrin-video-converter", "decode_view")
-    movie = movies / "libx265_8-bit_spatial.mov"
+    movie = movies / "hevc_nvenc_8-bit_spatial.mov"
     assert judging.judge_spatial(movie, recording, eyes, decoder, 8, 12_000_000).failures == []
 
     def failures():
