@@ -159,7 +159,7 @@ TEST(PngFile, FailsOnAFullDisk) {
   const TemporaryFolder folder;
   std::ofstream(folder / "preview.png") << "old";
   const std::string output = (folder / "preview.png").string();
-  const FileSizeLimit limit(100);
+  const FileSizeLimit limit(250);
   const Written result = write(output, *gradient(64, 64));
   EXPECT_FALSE(result.done);
   EXPECT_EQ(result.log, "[VideoThumbnailGenerator] Could not write temporary PNG " + output + ".tmp\n");
