@@ -70,7 +70,8 @@ def judge_side_by_side(path, recording, eyes, codec, bits, asked):
     result.check("frame times", check_timing, movie, rate, count)
     result.check("key frames", lambda: check_keys(movie.key_frames, rate))
     result.check("boxes", check_stereo_box, path)
-    result.check("bit rate", lambda: check_rate(sum(boxes.sample_sizes(video_track(path))), count * rate[1] / rate[0], asked))
+    result.check("bit rate", lambda: check_rate(sum(boxes.sample_sizes(video_track(path))), count * rate[1] / rate[0],
+                                                asked))
     result.check("decoding", movie_planes, movie)
     if result.failures and result.failures[-1].startswith("decoding"):
         return result
@@ -80,7 +81,8 @@ def judge_side_by_side(path, recording, eyes, codec, bits, asked):
     result.check("sound", check_flash_and_click, movie, luma, rate, recording.flash_times)
     peak = 1023 if luma.dtype == np.uint16 else 255
     for number in (0, 1):
-        result.check("pictures", lambda n=number: check_pictures(eyes, n, luma[:, :, n * width:(n + 1) * width] / np.float32(peak)))
+        result.check("pictures", lambda n=number: check_pictures(
+            eyes, n, luma[:, :, n * width:(n + 1) * width] / np.float32(peak)))
     return result
 
 
@@ -155,9 +157,10 @@ def observations(movie):
     """What no public document says of drivers, as this one does it."""
     kinds = [[kind_and_layer(unit) for unit in units] for units in movie.samples]
     text = [" ".join(f"{kind}/{layer}" for kind, layer in sample) for sample in kinds]
-    keys = [index for index, sample in enumerate(kinds) if any(layer == 0 and 16 <= kind <= 23 for kind, layer in sample)]
-    right_keys = [index for index, sample in enumerate(kinds) if any(layer == 1 and 16 <= kind <= 23 for kind, layer in sample)]
-    messages = [sum(kind == PREFIX_SEI and layer == number for sample in kinds for kind, layer in sample) for number in (0, 1)]
+    keys, right_keys = ([index for index, sample in enumerate(kinds)
+                         if any(layer == number and 16 <= kind <= 23 for kind, layer in sample)] for number in (0, 1))
+    messages = [sum(kind == PREFIX_SEI and layer == number for sample in kinds for kind, layer in sample)
+                for number in (0, 1)]
     table = movie.track.one("mdia", "minf", "stbl")
     found = [f"NAL units (type/layer) of the first samples: {'; '.join(text[:4])}",
              f"key pictures of the left view: {keys}, of the right view: {right_keys}",

@@ -13,7 +13,8 @@ CHECKS = [HERE / "checks"] if (HERE / "checks").is_dir() else [TOP / "tests" / "
                                                               TOP / "tests" / "two_view_encoder"]
 SUFFIX = ".exe" if os.name == "nt" else ""
 OLDEST_FFMPEG = (5, 1)
-FFMPEG_PACKAGE = "the package Gyan.FFmpeg (winget install Gyan.FFmpeg)" if os.name == "nt" else "your system's package ffmpeg"
+FFMPEG_PACKAGE = ("the package Gyan.FFmpeg (winget install Gyan.FFmpeg)" if os.name == "nt" else
+                  "your system's package ffmpeg")
 
 
 class Unusable(Exception):
@@ -39,7 +40,11 @@ def source():
     """The commit of the repository, or that there is none."""
     if not (TOP / ".git").exists():
         return "package"
-    done = subprocess.run(["git", "-C", str(TOP), "rev-parse", "--short=12", "HEAD"], capture_output=True, text=True, check=False)
+    try:
+        done = subprocess.run(["git", "-C", str(TOP), "rev-parse", "--short=12", "HEAD"], capture_output=True, text=True,
+                              check=False)
+    except OSError:
+        return "unknown commit"
     return done.stdout.strip() or "unknown commit"
 
 

@@ -2,7 +2,8 @@
 
 REPORT_NAME = "hardware-check-report.txt"
 PASSED, FAILED, NOT_AVAILABLE = "passed", "failed", "not available"
-HOW_TO_SEND = """Before you send this file, read it: names of people, machines and folders have been replaced, but look yourself.
+HOW_TO_SEND = """Before you send this file, read it: names of people, machines and folders have been replaced, but look
+yourself.
 To send it, open an issue in the project's repository, fill in the form docs/hardware-report.md and attach this file."""
 
 

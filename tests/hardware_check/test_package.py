@@ -28,7 +28,8 @@ def test_package_has_all_modules_and_needs_no_pytest(request, tmp_path):
     (folder / "checks" / "pytest.py").write_text("raise ImportError('volunteers have no pytest')")
     done = subprocess.run([sys.executable, folder, "--quick", "--only", "hevc_nvenc 8-bit spatial", "--program",
                            request.config.getoption("--program"), "--simulated-nvenc",
-                           request.config.getoption("--simulated-nvenc")], cwd=tmp_path, capture_output=True, text=True, check=False)
+                           request.config.getoption("--simulated-nvenc")], cwd=tmp_path, capture_output=True, text=True,
+                          check=False)
     assert done.returncode == 0, done.stdout + done.stderr
     assert "1 passed, 0 failed, 0 not available" in done.stdout
     assert "source: package" in (tmp_path / "hardware-check-result" / "hardware-check-report.txt").read_text()

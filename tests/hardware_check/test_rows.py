@@ -27,7 +27,7 @@ def test_all_rows_of_a_good_driver_pass_and_nobody_is_named(check, tmp_path):
     assert "failed" not in states.values() and states["h264_mf 8-bit side by side"] == "not available"
     assert "SIMULATED, not a GPU" in result.report
     values = result.lines_of(SPATIAL)
-    for beginning in ("bit rate of layers 0 and 1: ", "key frames at [0, 60]", "left eye: PSNR at least ",
+    for beginning in ("bit rate of layers 0 and 1: ", "key frames at [0, 30]", "left eye: PSNR at least ",
                       "right eye: PSNR at least ", "layer 0 profile 1", "observed: lhvC type 33 layer 1: "):
         assert [line for line in values if line.startswith(beginning)], beginning
     for name in ("volunteer77", str(home), str(tmp_path), socket.gethostname(), str(tmp_path.name)):
@@ -80,23 +80,34 @@ def test_machine_without_ffmpeg_gets_the_packages_name(check, tmp_path):
     assert result.status == 1 and "ffmpeg was not found; install your system's package ffmpeg" in result.output
 
 
-def test_wrong_movies_fail(check, request):
-    """The judge itself: the movies of a good run, judged against what they are not."""
-    result = check("--only", SPATIAL, "--keep")
-    assert result.status == 0
-    movies = result.folder / "movies"
-    recording = Recording(movies / "8-bit" / "recording.mp4")
-    program = request.config.getoption("--program")
-    for path in movies.glob("8-bit/*.mov"):
-        path.unlink()
-    eyes = Eyes(Converter(program, []), recording, movies / "8-bit")
-    decoder = str(program).replace("veyrin-video-converter", "decode_view")
-    movie = movies / "hevc_nvenc_8-bit_spatial.mov"
-    assert judging.judge_spatial(movie, recording, eyes, decoder, 8, 12_000_000).failures == []
+@pytest.fixture
+def kept(check, request):
+    """A function that makes the movie of a row; returns it with its recording and the eyes of that."""
+
+    def make(row, name):
+        result = check("--only", row, "--keep")
+        assert result.status == 0, result.output
+        folder = result.folder / "movies" / "8-bit"
+        recording = Recording(folder / "recording.mp4")
+        for path in folder.glob("*.mov"):
+            path.unlink()
+        return result.folder / "movies" / name, recording, Eyes(Converter(request.config.getoption("--program"), []),
+                                                                recording, folder)
+
+    return make
+
+
+def subjects(judgement):
+    return [failure.split(":")[0] for failure in judgement.failures]
+
+
+def test_wrong_two_view_movie_fails(kept, request):
+    """The judge itself: the movie of a good run, judged against what it is not."""
+    movie, recording, eyes = kept(SPATIAL, "hevc_nvenc_8-bit_spatial.mov")
+    decoder = str(request.config.getoption("--program")).replace("veyrin-video-converter", "decode_view")
 
     def failures():
-        found = judging.judge_spatial(movie, recording, eyes, decoder, bits=10, asked=1_000_000).failures
-        return [failure.split(":")[0] for failure in found]
+        return subjects(judging.judge_spatial(movie, recording, eyes, decoder, bits=10, asked=1_000_000))
 
     eyes.luma.reverse()
     recording.truth["flashes"][0]["seconds"] += 0.1
@@ -105,3 +116,24 @@ def test_wrong_movies_fail(check, request):
     damaged[-len(damaged) // 2:] = bytes(len(damaged) - len(damaged) // 2)
     movie.write_bytes(damaged)
     assert {"layers", "pictures"} <= set(failures())
+
+
+def test_wrong_side_by_side_movie_fails(kept):
+    movie, recording, eyes = kept("h264_nvenc 8-bit side by side", "h264_nvenc_8-bit_side_by_side.mp4")
+    eyes.luma.reverse()
+    recording.truth["flashes"][0]["seconds"] += 0.1
+    found = subjects(judging.judge_side_by_side(movie, recording, eyes, "hevc", bits=10, asked=1_000_000))
+    assert found == ["format", "colours", "bit rate", "sound", "pictures", "pictures"]
+    movie.write_bytes(movie.read_bytes()[:2000])
+    assert "decoding" in subjects(judging.judge_side_by_side(movie, recording, eyes, "h264", 8, 12_000_000))
+
+
+@pytest.mark.parametrize("keys, rate, good", [
+    ([1] + [0] * 59 + [1] + [0] * 5, (30, 1), True), ([1] + [0] * 60 + [1], (30, 1), False),
+    ([0, 1, 1], (30, 1), False), ([1] + [0] * 45 + [1], (24000, 1001), True), ([1] + [0] * 46 + [1], (24000, 1001), False)])
+def test_distance_of_key_frames(keys, rate, good):
+    if good:
+        assert judging.check_keys(keys, rate)
+    else:
+        with pytest.raises(AssertionError):
+            judging.check_keys(keys, rate)
