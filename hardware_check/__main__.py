@@ -17,6 +17,8 @@ from report import FAILED, NOT_AVAILABLE, PASSED, Outcome, Report
 
 # Longer than a group of pictures, which lasts two seconds.
 SECONDS = 2.2
+# The packaged program keeps the distance of key frames that libx265 has by itself.
+PACKAGED_GROUP = 250
 RECORDING_CODECS = {8: "h264", 10: "hevc10"}
 
 
@@ -163,7 +165,8 @@ class HardwareCheck:
         from judging import judge_side_by_side, judge_spatial
         if row.spatial:
             return judge_spatial(output, recording, eyes, self.decoder, row.bits, self.rates[row.bits])
-        return judge_side_by_side(output, recording, eyes, row.codec, row.bits, self.rates[row.bits])
+        return judge_side_by_side(output, recording, eyes, row.codec, row.bits, self.rates[row.bits],
+                                  PACKAGED_GROUP if row.software else None)
 
     def clean_up(self):
         if not self.options.keep:

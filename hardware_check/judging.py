@@ -38,9 +38,13 @@ class Judgement:
             self.failures.append(f"{what}: {text.strip()} ({Path(place.filename).name}:{place.lineno})")
 
 
-def check_keys(keys, rate):
-    """The first sample is a key, and none is further from the last one than two seconds of whole frames."""
-    group = max(2 * (rate[0] // rate[1]), 1)
+def asked_group(rate):
+    """Frames in a group of pictures: two seconds of whole frames."""
+    return max(2 * (rate[0] // rate[1]), 1)
+
+
+def check_keys(keys, group):
+    """The first sample is a key, and none is further from the last one than a group."""
     places = [index for index, key in enumerate(keys) if key]
     assert places and places[0] == 0, f"key frames at {places}"
     distances = np.diff([*places, len(keys)])
@@ -62,13 +66,14 @@ def check_pictures(eyes, number, luma):
     return [f"{eye} eye: PSNR at least {own.min():.2f} dB, on average {own.mean():.2f} dB"]
 
 
-def judge_side_by_side(path, recording, eyes, codec, bits, asked):
+def judge_side_by_side(path, recording, eyes, codec, bits, asked, group=None):
+    """`group` is the longest distance of key frames, if it is not that of the converter's own encoders."""
     result, movie, layout = Judgement(), Movie(path), layout_of(recording)
     count, rate = recording.frame_count, recording.rate
     result.check("format", check_format, movie, codec, bits == 10, layout)
     result.check("colours", check_colours, movie, HDR_COLOURS if bits == 10 else SDR_COLOURS)
     result.check("frame times", check_timing, movie, rate, count)
-    result.check("key frames", lambda: check_keys(movie.key_frames, rate))
+    result.check("key frames", lambda: check_keys(movie.key_frames, group or asked_group(rate)))
     result.check("boxes", check_stereo_box, path)
     result.check("bit rate", lambda: check_rate(sum(boxes.sample_sizes(video_track(path))), count * rate[1] / rate[0],
                                                 asked))
@@ -114,7 +119,7 @@ def judge_spatial(path, recording, eyes, decoder, bits, asked):
     result.check("video parameter set", check_video_parameter_set, movie)
     result.check("colours", check_colours, plain, HDR_COLOURS if bits == 10 else SDR_COLOURS)
     result.check("frame times", check_times, movie, rate[0] / rate[1], count)
-    result.check("key frames", lambda: check_keys(plain.key_frames, rate))
+    result.check("key frames", lambda: check_keys(plain.key_frames, asked_group(rate)))
     result.check("bit rate", check_layer_rates, movie, count * rate[1] / rate[0], asked)
     result.check("sound", lambda: check_flash_and_click(plain, movie.views[0].planes[0], rate, recording.flash_times))
     for number, eye in enumerate(("left", "right")):

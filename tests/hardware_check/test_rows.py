@@ -133,7 +133,7 @@ def test_wrong_side_by_side_movie_fails(kept):
     ([0, 1, 1], (30, 1), False), ([1] + [0] * 45 + [1], (24000, 1001), True), ([1] + [0] * 46 + [1], (24000, 1001), False)])
 def test_distance_of_key_frames(keys, rate, good):
     if good:
-        assert judging.check_keys(keys, rate)
+        assert judging.check_keys(keys, judging.asked_group(rate))
     else:
         with pytest.raises(AssertionError):
-            judging.check_keys(keys, rate)
+            judging.check_keys(keys, judging.asked_group(rate))
