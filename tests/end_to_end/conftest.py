@@ -9,6 +9,7 @@ import pytest
 
 from converter import Converter
 from recordings import RecordingShelf
+from spatial_checks import Eyes
 
 REPOSITORY = Path(__file__).resolve().parents[2]
 
@@ -70,6 +71,19 @@ def shelf(request):
     maker = Path(request.config.getoption("--recording-maker")).absolute()
     cache = request.config.getoption("--recording-cache")
     return RecordingShelf(maker, Path(cache) if cache else maker.parent.parent / "recordings")
+
+
+@pytest.fixture(scope="session")
+def eyes_of(converter, tmp_path_factory):
+    """A function that gives a recording's eyes, made once."""
+    made = {}
+
+    def get(recording):
+        if recording.path not in made:
+            made[recording.path] = Eyes(converter, recording, tmp_path_factory.mktemp("eyes"))
+        return made[recording.path]
+
+    return get
 
 
 @pytest.fixture(scope="session")

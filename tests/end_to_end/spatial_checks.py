@@ -1,5 +1,6 @@
 """Checks of two-view movies: their boxes, samples, times and the pictures of both views."""
 
+import hashlib
 import json
 import struct
 from fractions import Fraction
@@ -8,7 +9,7 @@ import numpy as np
 
 from closeness import check_near
 from movie import Movie, tool
-from spatial_movie import PPS, PREFIX_SEI, SPS, VPS, kind_and_layer, parameter_sets, psnr
+from spatial_movie import PPS, PREFIX_SEI, SPS, VPS, SpatialMovie, kind_and_layer, parameter_sets, psnr
 
 # PSNR in dB of every frame against the nearly lossless eye, and by how much it exceeds that against the other eye.
 OWN_EYE, CLOSER = 40.0, 6.0
@@ -74,3 +75,20 @@ def check_times(movie, rate, count):
     [stream] = found["streams"]
     check_near(float(Fraction(stream["avg_frame_rate"])), rate, 1e-6 * rate, "frame rate")
     check_near(float(stream["duration"]), count / rate, 2e-3, "duration")
+
+
+# What has been judged and was right.
+RIGHT = set()
+
+
+def check_movie(path, decoder, eyes, rate, count, keys=None, step=1):
+    """The movie shows every `step`-th frame of the eyes. One that is byte for byte as an earlier one is not judged again."""
+    judged = (hashlib.sha256(path.read_bytes()).digest(), id(eyes), rate, count, str(keys), step)
+    if judged in RIGHT:
+        return
+    movie = SpatialMovie(path, decoder)
+    check_description(movie)
+    check_samples(movie, count, keys)
+    check_times(movie, rate, count)
+    eyes.check(movie.views, [index * step for index in range(count)])
+    RIGHT.add(judged)

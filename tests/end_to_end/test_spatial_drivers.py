@@ -1,14 +1,11 @@
 """Two-view movies of drivers that differ in what is unknown of real ones, and of few or slow frames: a right movie or
 one message."""
 
-import hashlib
 import itertools
 
 import pytest
 
-import boxes
-from spatial_checks import Eyes, check_description, check_samples, check_times
-from spatial_movie import SPS, SpatialMovie, kind_and_layer
+from spatial_checks import check_movie
 
 BITRATES = ("--sdr-bitrate", "20M", "--hdr-bitrate", "20M")
 
@@ -20,34 +17,6 @@ OUTPUT = ("pairs", "swapped", "by-view")
 NO_SETS = "NVENC produced an MV-HEVC sequence header without the sequence parameter set of the right view"
 WRONG_ORDER = "NVENC produced an MV-HEVC access unit with the right view before the left one"
 OTHER_TIMES = "NVENC produced MV-HEVC views with mismatched timestamps "
-
-RIGHT = set()
-
-
-def check_movie(path, decoder, eyes, rate, count, keys=None, step=1):
-    """The movie shows every `step`-th frame of the eyes. One that is byte for byte as an earlier one is not judged again."""
-    judged = (hashlib.sha256(path.read_bytes()).digest(), id(eyes), rate, count, str(keys), step)
-    if judged in RIGHT:
-        return
-    movie = SpatialMovie(path, decoder)
-    check_description(movie)
-    check_samples(movie, count, keys)
-    check_times(movie, rate, count)
-    eyes.check(movie.views, [index * step for index in range(count)])
-    RIGHT.add(judged)
-
-
-@pytest.fixture(scope="module")
-def eyes_of(converter, tmp_path_factory):
-    made = {}
-
-    def get(recording):
-        if recording.path not in made:
-            made[recording.path] = Eyes(converter, recording, tmp_path_factory.mktemp("eyes"))
-        return made[recording.path]
-
-    return get
-
 
 # Four frames a second make groups of eight, so that few frames are several groups.
 SLOW = ("--size", "128x128", "--rate", 4, "--seconds", 2.5, "--no-audio")

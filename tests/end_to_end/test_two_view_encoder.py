@@ -9,23 +9,11 @@ import pytest
 from movie import Movie, tool
 from processes import is_running, wait_for
 from recording import Recording
-from test_spatial_drivers import Eyes, check_movie
+from spatial_checks import check_movie
 
 BITRATES = ("--sdr-bitrate", "20M", "--hdr-bitrate", "20M")
 SPATIAL = ("--software", "--output-format", "spatial", *BITRATES)
 ENDED = "the two-view encoder ended before its output was complete"
-
-
-@pytest.fixture(scope="module")
-def eyes_of(converter, tmp_path_factory):
-    made = {}
-
-    def get(recording):
-        if recording.path not in made:
-            made[recording.path] = Eyes(converter, recording, tmp_path_factory.mktemp("eyes"))
-        return made[recording.path]
-
-    return get
 
 
 def sound_of(path, codec):
