@@ -15,6 +15,8 @@ from boxes import read_boxes
 from converter import Converter
 from expectations import BITRATES, check_movie, layout_of
 from movie import Movie
+from picture_reading import read_frame_numbers
+from spatial_movie import SpatialMovie
 
 SPOKEN_NAME = "ein é € 視頻 🎥"
 RECORDINGS = {
@@ -168,7 +170,7 @@ def test_encoders_that_do_not_open_leave_the_packaged_one(converter, reference, 
     check_movie(windows.path, recording, layout_of(recording), "hevc", ten_bit=True)
 
 
-def test_package_runs_where_it_is_unpacked(converter, request, shelf, tmp_path):
+def test_package_runs_where_it_is_unpacked(converter, request, shelf, view_decoder, tmp_path):
     home = tmp_path / SPOKEN_NAME
     with zipfile.ZipFile(request.config.getoption("--package")) as archive:
         archive.extractall(home)
@@ -176,8 +178,8 @@ def test_package_runs_where_it_is_unpacked(converter, request, shelf, tmp_path):
     files = {path.name for path in folder.iterdir()}
     libraries = {name for name in files if name.endswith(".dll")}
     assert {name.split("-")[0] for name in libraries} == {"avcodec", "avformat", "avutil", "swresample", "swscale"}
-    assert files - libraries == {"veyrin-video-converter.exe", "veyrin-two-view-encoder.exe", "README.txt",
-                                 "licenses"}
+    assert files - libraries == {"veyrin-video-converter.exe", "veyrin-two-view-encoder.exe", "README.txt", "licenses",
+                                 "hardware-check.cmd", "hardware_check", "make_recording.exe", "decode_view.exe"}
     licences = {path.name for path in (folder / "licenses").iterdir()}
     assert {"LICENSE", "NOTICE", "COPYING.LGPLv2.1", "LICENSE.oneVPL", "COPYING.x265", "veyrin-two-view-encoder.txt"} <= licences
 
@@ -188,6 +190,12 @@ def test_package_runs_where_it_is_unpacked(converter, request, shelf, tmp_path):
         unpacked.run("--software", *BITRATES, "--sbs-codec", codec, "--output", name, recording.path,
                      folder=tmp_path).succeeded()
         check_movie(tmp_path / name, recording, layout_of(recording), codec, ten_bit=False)
+    unpacked.run("--software", "--output-format", "spatial", *BITRATES, "--output", "two.mov", recording.path,
+                 folder=tmp_path).succeeded()
+    views = SpatialMovie(tmp_path / "two.mov", view_decoder).views
+    for view, eye in zip(views, ("left", "right")):
+        numbers = read_frame_numbers(view.planes[0], recording, layout_of(recording, eye), eye)
+        assert numbers == list(range(recording.frame_count))
 
 
 def test_ctrl_c_ends_the_encoder_too(converter, tmp_path):
