@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "common/error_text.h"
+#include "common/helper_program.h"
 #include "common/platform/files.h"
-#include "common/platform/program.h"
 #include "convert/packaged_encoder_arguments.h"
 #include "media/movie_file.h"
 #include "media/raw_picture.h"
@@ -16,15 +16,6 @@ extern "C" {
 
 namespace veyrin {
 namespace {
-
-platform::ChildProcessRequest child_request(const std::filesystem::path& executable,
-                                            std::vector<std::string> arguments) {
-  platform::ChildProcessRequest request;
-  request.executable = std::filesystem::absolute(executable);
-  request.arguments = std::move(arguments);
-  request.working_directory = request.executable.parent_path();
-  return request;
-}
 
 class PackagedMovie final : public MovieSink {
  public:
@@ -62,7 +53,7 @@ class PackagedMovie final : public MovieSink {
 
 bool probe_packaged_encoder(const std::filesystem::path& executable, BitDepth depth,
                             std::chrono::milliseconds limit) {
-  auto request = child_request(executable, packaged_probe_arguments(depth));
+  auto request = request_in_own_folder(executable, packaged_probe_arguments(depth));
   request.output = platform::ChildOutput::null_device;
   platform::ChildStartFailure failure;
   const auto child = platform::ChildProcess::start(request, failure);
@@ -70,11 +61,7 @@ bool probe_packaged_encoder(const std::filesystem::path& executable, BitDepth de
 }
 
 std::filesystem::path PackagedSoftwareEncoder::locate() {
-  const auto named = platform::environment_value("VEYRIN_FFMPEG_GPL");
-  if (named && !named->empty()) return platform::path_from_utf8(*named);
-  const std::filesystem::path converter = platform::module_path();
-  if (converter.empty()) return {};
-  return converter.parent_path() / platform::executable_file_name("ffmpeg-gpl");
+  return named_program("VEYRIN_FFMPEG_GPL").value_or(program_beside("ffmpeg-gpl"));
 }
 
 bool PackagedSoftwareEncoder::check_availability(BitDepth depth, std::string& error) {
@@ -99,7 +86,7 @@ std::unique_ptr<PackagedSoftwareEncoder> PackagedSoftwareEncoder::create(const S
   absolute.output = std::filesystem::absolute(request.output);
   std::error_code unknown;
   const bool output_is_new = !platform::name_is_taken(absolute.output, unknown);
-  auto process = child_request(locate(), packaged_encode_arguments(absolute));
+  auto process = request_in_own_folder(locate(), packaged_encode_arguments(absolute));
   process.input = platform::ChildInput::pipe;
   platform::ChildStartFailure failure;
   auto child = platform::ChildProcess::start(process, failure);

@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "common/error_text.h"
+#include "common/helper_program.h"
 #include "common/platform/files.h"
 #include "common/platform/program.h"
 #include "media/ffmpeg.h"
@@ -62,12 +63,8 @@ std::string seconds_text(std::chrono::milliseconds duration) {
 }  // namespace
 
 std::filesystem::path PackagedTwoViewEncoder::locate() {
-  const auto named = platform::environment_value("VEYRIN_TWO_VIEW_ENCODER");
-  if (named && !named->empty()) return platform::path_from_utf8(*named);
-  const std::filesystem::path converter = platform::module_path();
-  if (converter.empty()) return {};
-  const std::filesystem::path beside =
-      converter.parent_path() / platform::executable_file_name("veyrin-two-view-encoder");
+  if (const auto named = named_program("VEYRIN_TWO_VIEW_ENCODER")) return *named;
+  const std::filesystem::path beside = program_beside("veyrin-two-view-encoder");
   std::error_code unknown;
   return std::filesystem::is_regular_file(beside, unknown) ? beside : std::filesystem::path();
 }
@@ -105,9 +102,7 @@ PackagedTwoViewEncoder::~PackagedTwoViewEncoder() {
 }
 
 bool PackagedTwoViewEncoder::start(const std::filesystem::path& program, std::string& error) {
-  platform::ChildProcessRequest request;
-  request.executable = std::filesystem::absolute(program);
-  request.working_directory = request.executable.parent_path();
+  auto request = request_in_own_folder(program);
   request.input = platform::ChildInput::pipe;
   request.output = platform::ChildOutput::pipe;
   platform::ChildStartFailure failure;
