@@ -18,3 +18,17 @@ def is_running(process):
     except FileNotFoundError:
         return False
     return state != "Z"
+
+
+def check_end_with(process, number_file, ending):
+    """A process that has left its number in the file ends with the one that started it, which gets the signal `ending`."""
+    try:
+        assert wait_for(number_file.exists)
+        child = int(number_file.read_text())
+        assert is_running(child)
+        process.send_signal(ending)
+        process.wait(timeout=20)
+        assert wait_for(lambda: not is_running(child)), "the child outlived the converter"
+    finally:
+        process.kill()
+        process.wait()

@@ -8,7 +8,7 @@ import time
 import pytest
 
 from movie import Movie
-from processes import is_running, wait_for
+from processes import check_end_with, is_running
 
 ATTEMPTS = ("no suitable encoder could be opened; attempts:\n"
             "  hevc_nvenc: skipped for software encoding\n  hevc_qsv: skipped for software encoding\n"
@@ -123,16 +123,7 @@ def test_pipe_carries_whole_pictures_and_the_planned_arguments(native, recording
 def test_encoder_ends_with_a_killed_converter(native, recording, tmp_path, ending):
     settings = script(tmp_path, "echo $$ >pid.tmp; mv pid.tmp pid.txt; exec sleep 300")
     process = native.start("--software", recording.path, folder=tmp_path, settings=settings)
-    try:
-        assert wait_for((tmp_path / "pid.txt").exists)
-        child = int((tmp_path / "pid.txt").read_text())
-        assert is_running(child)
-        process.send_signal(ending)
-        process.wait(timeout=20)
-        assert wait_for(lambda: not is_running(child)), "the encoder outlived the converter"
-    finally:
-        process.kill()
-        process.wait()
+    check_end_with(process, tmp_path / "pid.txt", ending)
 
 
 def test_encoder_ends_with_a_failing_conversion(native, shelf, tmp_path):

@@ -7,7 +7,7 @@ import sys
 import pytest
 
 from movie import Movie, tool
-from processes import is_running, wait_for
+from processes import check_end_with, is_running, wait_for
 from recording import Recording
 from spatial_checks import check_movie
 
@@ -157,15 +157,7 @@ def test_program_ends_with_the_converter(native, shelf, tmp_path, ending):
     path.chmod(0o755)
     process = native.start(*SPATIAL, "--output", tmp_path / "out.mov", recording.path, folder=tmp_path,
                            settings={"VEYRIN_TWO_VIEW_ENCODER": str(path)})
-    try:
-        assert wait_for(number.exists)
-        child = int(number.read_text())
-        process.send_signal(ending)
-        process.wait(timeout=20)
-        assert wait_for(lambda: not is_running(child)), "the encoder outlived the converter"
-    finally:
-        process.kill()
-        process.wait()
+    check_end_with(process, number, ending)
 
 
 def test_same_recording_gives_the_same_movie(converter, shelf, tmp_path):
