@@ -60,12 +60,14 @@ def read_mib(process):
     return int(facts["rchar"]) / 2**20
 
 
-def run(words, stdin=None, environment=None):
-    """Runs a program to its end; a failure with the end of its output unless its status is 0. `stdin` is a path."""
+def run(words, stdin=None, stdout=None, environment=None):
+    """Runs a program to its end; a failure with the end of its output unless its status is 0. `stdin` is a path, and so is
+    `stdout`, where standard output goes if the path is given; the output kept is then that of standard error."""
     words = [str(word) for word in words]
-    with tempfile.TemporaryFile() as output, open(stdin or os.devnull, "rb") as source:
+    with tempfile.TemporaryFile() as output, open(stdin or os.devnull, "rb") as source, \
+            open(stdout or os.devnull, "wb") as target:
         begin = time.monotonic()
-        child = subprocess.Popen(words, stdin=source, stdout=output, stderr=subprocess.STDOUT,
+        child = subprocess.Popen(words, stdin=source, stdout=target if stdout else output, stderr=output,
                                  env=clean_environment(environment))
         try:
             # The kernel's figures of a process are gone with the second wait.

@@ -2,11 +2,9 @@
 and as two streams, preset by preset at one bit rate. scripts/bench-two-view runs it."""
 
 import argparse
-import os
 import subprocess
 import sys
 import tempfile
-import time
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -35,16 +33,6 @@ class Figures:
     psnr_of_views: tuple  # luma, dB
 
 
-def timed(words, source, target):
-    """Runs an encoder between two files; CPU and wall time."""
-    before, begin = os.times(), time.monotonic()
-    with open(source, "rb") as read, open(target, "wb") as write:
-        subprocess.run([str(word) for word in words], stdin=read, stdout=write, stderr=subprocess.DEVNULL, check=True)
-    after = os.times()
-    return (after.children_user + after.children_system - before.children_user - before.children_system,
-            time.monotonic() - begin)
-
-
 def luma(pairs, view):
     return np.stack([pair[view].planes[0] for pair in pairs])
 
@@ -56,26 +44,26 @@ def quality(found, pairs, view):
 def two_views(request, pairs, folder):
     source, target = folder / "request", folder / "records"
     source.write_bytes(movie_input(request, [tuple(eye.samples() for eye in pair) for pair in pairs]))
-    cpu, wall = timed([BIN / "veyrin-two-view-encoder"], source, target)
+    usage = run([BIN / "veyrin-two-view-encoder"], stdin=source, stdout=target)
     result = Result(0, "").read(target.read_bytes())
     stream = folder / "movie.hevc"
     stream.write_bytes(result.parameter_sets + b"".join(unit.left + unit.right for unit in result.units))
     views = [View(BIN / "decode_view", stream, view).planes[0] for view in range(2)]
-    return Figures(cpu, len(pairs) / wall,
+    return Figures(usage.cpu, len(pairs) / usage.wall,
                    (sum(len(unit.left) for unit in result.units), sum(len(unit.right) for unit in result.units)),
                    tuple(quality(views[view], pairs, view) for view in range(2)))
 
 
 def packaged(request, size, rate, frames, folder, name):
-    """Encodes raw frames with the packaged encoder; CPU and wall time, and the stream."""
+    """Encodes raw frames with the packaged encoder; what that took, and the stream."""
     source, stream = folder / "raw", folder / f"{name}.hevc"
     source.write_bytes(b"".join(frames))
-    cpu, wall = timed([BIN / "ffmpeg-gpl", "-v", "error", "-f", "rawvideo", "-pixel_format", "yuv420p", "-video_size",
+    usage = run([BIN / "ffmpeg-gpl", "-v", "error", "-f", "rawvideo", "-pixel_format", "yuv420p", "-video_size",
                        f"{size[0]}x{size[1]}", "-framerate", RATE, "-i", "pipe:0", "-c:v", "libx265", "-preset",
                        request.preset, "-b:v", rate, "-x265-params",
                        f"keyint={request.key_distance}:min-keyint={request.key_distance}:scenecut=0:open-gop=0:log-level=none",
-                       "-f", "hevc", "pipe:1"], source, stream)
-    return cpu, wall, stream
+                       "-f", "hevc", "pipe:1"], stdin=source, stdout=stream)
+    return usage, stream
 
 
 def decoded_luma(stream, size, count):
@@ -90,10 +78,10 @@ def side_by_side(request, pairs, folder):
     frames = []
     for left, right in pairs:
         frames += [np.concatenate(planes, axis=1).astype(np.uint8).tobytes() for planes in zip(left.planes, right.planes)]
-    cpu, wall, stream = packaged(request, (2 * request.width, request.height), request.bits_per_second, frames, folder, "sbs")
+    usage, stream = packaged(request, (2 * request.width, request.height), request.bits_per_second, frames, folder, "sbs")
     picture = decoded_luma(stream, (2 * request.width, request.height), len(pairs))
     halves = np.split(picture, 2, axis=2)
-    return Figures(cpu, len(pairs) / wall, (stream.stat().st_size, ),
+    return Figures(usage.cpu, len(pairs) / usage.wall, (stream.stat().st_size, ),
                    tuple(quality(halves[view], pairs, view) for view in range(2)))
 
 
@@ -103,9 +91,9 @@ def two_streams(request, pairs, folder):
         frames = [pair[view].samples() for pair in pairs]
         made.append(packaged(request, (request.width, request.height), request.bits_per_second // 2, frames, folder,
                              f"view{view}"))
-    found = [decoded_luma(stream, (request.width, request.height), len(pairs)) for _, _, stream in made]
-    return Figures(sum(cpu for cpu, _, _ in made), len(pairs) / sum(wall for _, wall, _ in made),
-                   tuple(stream.stat().st_size for _, _, stream in made),
+    found = [decoded_luma(stream, (request.width, request.height), len(pairs)) for _, stream in made]
+    return Figures(sum(usage.cpu for usage, _ in made), len(pairs) / sum(usage.wall for usage, _ in made),
+                   tuple(stream.stat().st_size for _, stream in made),
                    tuple(quality(found[view], pairs, view) for view in range(2)))
 
 
