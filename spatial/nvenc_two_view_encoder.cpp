@@ -138,14 +138,11 @@ bool NvencTwoViewEncoder::open(const SpatialWriterConfig& config, std::string& e
 }
 
 bool NvencTwoViewEncoder::prepare_frame(int view, AVFrame& frame, std::string& error) const {
-  frame.color_range = context_->color_range;
-  frame.color_primaries = context_->color_primaries;
-  frame.color_trc = context_->color_trc;
-  frame.colorspace = context_->colorspace;
-  frame.chroma_location = context_->chroma_sample_location;
-  const int result = allocate_frame_buffers(frame, context_->pix_fmt, {context_->width, context_->height});
-  if (result < 0) return fail_with_library_error(error, "could not allocate MV-HEVC eye frame", result);
-  return attach_view_id(frame, view, error) && attach_reference_displays(frame, error);
+  const ColorTags colors{context_->color_primaries, context_->color_trc, context_->colorspace,
+                         context_->color_range};
+  const Size eye{context_->width, context_->height};
+  return allocate_eye_frame(frame, context_->pix_fmt, eye, RowLayout::aligned, colors, error) &&
+         attach_view_id(frame, view, error) && attach_reference_displays(frame, error);
 }
 
 bool NvencTwoViewEncoder::encode(const AVFrame& left, const AVFrame& right, const SampleSink& sink,

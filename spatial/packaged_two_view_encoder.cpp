@@ -153,13 +153,7 @@ bool PackagedTwoViewEncoder::accept_parameter_sets(const SpatialWriterConfig& co
 }
 
 bool PackagedTwoViewEncoder::prepare_frame(int /*view*/, AVFrame& frame, std::string& error) const {
-  frame.color_range = colors_.range;
-  frame.color_primaries = colors_.primaries;
-  frame.color_trc = colors_.transfer;
-  frame.colorspace = colors_.matrix;
-  frame.chroma_location = AVCHROMA_LOC_LEFT;
-  const int result = allocate_frame_buffers(frame, raw_picture_format(depth_), eye_, RowLayout::gapless);
-  return result >= 0 || fail_with_library_error(error, "could not allocate MV-HEVC eye frame", result);
+  return allocate_eye_frame(frame, raw_picture_format(depth_), eye_, RowLayout::gapless, colors_, error);
 }
 
 bool PackagedTwoViewEncoder::encode(const AVFrame& left, const AVFrame& right, const SampleSink& sink,

@@ -24,4 +24,15 @@ double horizontal_field_of_view_degrees(const RectifiedStereoGeometry& geometry)
   return 2.0 * std::atan(width / (2.0 * focal_length)) * degrees_per_radian;
 }
 
+bool allocate_eye_frame(AVFrame& frame, AVPixelFormat format, Size eye, RowLayout rows,
+                        const ColorTags& colors, std::string& error) {
+  frame.color_range = colors.range;
+  frame.color_primaries = colors.primaries;
+  frame.color_trc = colors.transfer;
+  frame.colorspace = colors.matrix;
+  frame.chroma_location = AVCHROMA_LOC_LEFT;
+  const int result = allocate_frame_buffers(frame, format, eye, rows);
+  return result >= 0 || fail_with_library_error(error, "could not allocate MV-HEVC eye frame", result);
+}
+
 }  // namespace veyrin

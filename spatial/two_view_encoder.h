@@ -48,6 +48,11 @@ struct SpatialWriterConfig {
   BitDepth depth = BitDepth::eight;
 };
 
+/// Gives an empty frame buffers for an eye, its colour tags, and chroma samples at the left; false with one
+/// message in `error` on failure.
+[[nodiscard]] bool allocate_eye_frame(AVFrame& frame, AVPixelFormat format, Size eye, RowLayout rows,
+                                      const ColorTags& colors, std::string& error);
+
 /// One open encoder, driven by one thread.
 class TwoViewEncoder {
  public:
