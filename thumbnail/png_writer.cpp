@@ -1,51 +1,24 @@
 #include "thumbnail/png_writer.h"
 
-#include <algorithm>
-#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <new>
-#include <span>
 
 namespace veyrin {
 namespace {
 
-constexpr std::uint8_t opaque = 255;
-
-std::span<const Rgba> pixels_of_row(const Image& image, std::int32_t y) {
-  return {image.row(y), static_cast<std::size_t>(image.width())};
-}
-
-bool is_opaque(const Image& image, CpuWorkerPool& pool) {
-  std::atomic<bool> all = true;
-  pool.run(image.height(), [&](std::int32_t y) {
-    if (!std::ranges::all_of(pixels_of_row(image, y),
-                             [](const Rgba& pixel) { return pixel.alpha == opaque; }))
-      all = false;
-  });
-  return all;
-}
-
 /// The image as a frame for the encoder; null when memory is short.
 FramePtr frame_of(const Image& image, CpuWorkerPool& pool) {
-  const bool with_alpha = !is_opaque(image, pool);
-  FramePtr frame = allocate_video_frame(with_alpha ? AV_PIX_FMT_RGBA : AV_PIX_FMT_RGB24, image.size());
+  FramePtr frame = allocate_video_frame(AV_PIX_FMT_RGBA, image.size());
   if (!frame) return nullptr;
   // These make the encoder mark the file as sRGB.
   frame->color_primaries = AVCOL_PRI_BT709;
   frame->color_trc = AVCOL_TRC_IEC61966_2_1;
   frame->color_range = AVCOL_RANGE_JPEG;
   pool.run(image.height(), [&](std::int32_t y) {
-    std::uint8_t* out = frame->data[0] + static_cast<std::ptrdiff_t>(frame->linesize[0]) * y;
-    const std::span<const Rgba> pixels = pixels_of_row(image, y);
-    if (with_alpha) {
-      std::memcpy(out, pixels.data(), pixels.size_bytes());
-      return;
-    }
-    for (const Rgba& pixel : pixels) {
-      *out++ = pixel.red;
-      *out++ = pixel.green;
-      *out++ = pixel.blue;
-    }
+    std::memcpy(frame->data[0] + static_cast<std::ptrdiff_t>(frame->linesize[0]) * y, image.row(y),
+                static_cast<std::size_t>(image.width()) * sizeof(Rgba));
   });
   return frame;
 }

@@ -7,8 +7,7 @@
 
 namespace veyrin {
 
-/// The image as a complete PNG file of 8-bit sRGB with square pixels, without alpha when all of it is 255.
-/// Null when it cannot be made.
+/// The image as a complete PNG file of 8-bit sRGB with alpha and square pixels. Null when it cannot be made.
 [[nodiscard]] PacketPtr encoded_png(const Image& image, CpuWorkerPool& pool);
 
 }  // namespace veyrin
