@@ -78,16 +78,16 @@ AVPacketSideDataType stream_record_type(AVFrameSideDataType type) {
   }
 }
 
-/// Appends the message to a sequence header of the library's allocator.
-[[nodiscard]] bool append_message(std::uint8_t*& header, int& header_size, std::string& error) {
-  const auto old_size = static_cast<std::size_t>(header_size);
-  const std::size_t size = old_size + reference_displays_sei.size();
-  auto* longer = static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
-  if (longer == nullptr) return fail(error, "could not extend MV-HEVC sequence-header metadata");
-  if (old_size > 0) std::memcpy(longer, header, old_size);
-  std::memcpy(longer + old_size, reference_displays_sei.data(), reference_displays_sei.size());
+/// Puts the parameter sets and then the message into a new sequence header of the library's allocator. The
+/// old header, which may hold the parameter sets, is freed.
+[[nodiscard]] bool replace_header(std::span<const std::uint8_t> parameter_sets, std::uint8_t*& header,
+                                  int& header_size, std::string& error) {
+  const std::size_t size = parameter_sets.size() + reference_displays_sei.size();
+  auto* made = static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
+  if (made == nullptr) return fail(error, "could not extend MV-HEVC sequence-header metadata");
+  std::ranges::copy(reference_displays_sei, std::ranges::copy(parameter_sets, made).out);
   av_free(header);
-  header = longer;
+  header = made;
   header_size = static_cast<int>(size);
   return true;
 }
@@ -144,11 +144,15 @@ bool attach_reference_displays(AVFrame& frame, std::string& error) {
 }
 
 bool append_reference_displays_sei(AVCodecContext& encoder, std::string& error) {
-  return append_message(encoder.extradata, encoder.extradata_size, error);
+  std::span<const std::uint8_t> sets;
+  if (encoder.extradata != nullptr)
+    sets = {encoder.extradata, static_cast<std::size_t>(encoder.extradata_size)};
+  return replace_header(sets, encoder.extradata, encoder.extradata_size, error);
 }
 
-bool append_reference_displays_sei(AVCodecParameters& stream, std::string& error) {
-  return append_message(stream.extradata, stream.extradata_size, error);
+bool set_sequence_header(std::span<const std::uint8_t> parameter_sets, AVCodecParameters& stream,
+                         std::string& error) {
+  return replace_header(parameter_sets, stream.extradata, stream.extradata_size, error);
 }
 
 }  // namespace veyrin

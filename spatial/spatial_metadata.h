@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "media/ffmpeg.h"
@@ -27,7 +28,9 @@ std::uint32_t baseline_micrometres(double camera_distance_mm);
 
 /// Appends the same record, as an SEI message, to the sequence header of an open encoder.
 [[nodiscard]] bool append_reference_displays_sei(AVCodecContext& encoder, std::string& error);
-/// The same for a stream without an encoder.
-[[nodiscard]] bool append_reference_displays_sei(AVCodecParameters& stream, std::string& error);
+/// Gives a stream whose encoder runs elsewhere its sequence header: the parameter sets, with start codes, and
+/// that message.
+[[nodiscard]] bool set_sequence_header(std::span<const std::uint8_t> parameter_sets,
+                                       AVCodecParameters& stream, std::string& error);
 
 }  // namespace veyrin

@@ -6,8 +6,10 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "spatial/spatial_metadata.h"
+#include "spatial/two_view_stream.h"
 #include "tests/spatial/spatial_video_writer_fixture.h"
 #include "tests/support/linux/failing_allocation.h"
 
@@ -39,6 +41,30 @@ TEST(SpatialMetadataShortage, TheRecordThatThereIsNoMemoryForIsNamed) {
                           "could not allocate FFmpeg projection metadata",
                           "could not attach FFmpeg projection metadata",
                           "could not configure FFmpeg spatial metadata" + no_memory,
+                      }));
+}
+
+TEST(SpatialMetadataShortage, TheStepOfAStreamThatIsEncodedElsewhereIsNamed) {
+  Messages messages;
+  bool described = false;
+  for (std::size_t block = 0; !described; ++block) {
+    const std::vector<std::uint8_t> sets(40, 1);
+    std::string error;
+    const FailingAllocation refused(block);
+    described = describe_two_view_stream(SpatialWriterConfig{}, sets, error) != nullptr;
+    ASSERT_EQ(described, error.empty()) << "block " << block;
+    if (!described) messages.insert(error);
+  }
+  EXPECT_EQ(messages, (Messages{
+                          "could not configure MV-HEVC output track",
+                          "could not allocate FFmpeg spatial metadata",
+                          "could not allocate FFmpeg stereo metadata",
+                          "could not allocate FFmpeg 3D reference-display metadata",
+                          "could not attach FFmpeg 3D reference-display metadata",
+                          "could not allocate FFmpeg projection metadata",
+                          "could not attach FFmpeg projection metadata",
+                          "could not attach FFmpeg spatial metadata",
+                          "could not extend MV-HEVC sequence-header metadata",
                       }));
 }
 
