@@ -127,19 +127,23 @@ class Selection {
 };
 
 const char* gpu_frames_text(const AVCodecContext& context) {
-  if (context.pix_fmt != AV_PIX_FMT_D3D11) return "";
   return context.sw_pix_fmt == AV_PIX_FMT_P010LE ? ", GPU-resident P010" : ", GPU-resident NV12";
 }
 
-const char* cpu_processing_text(const AVCodecContext& context) {
-  if (context.pix_fmt == AV_PIX_FMT_D3D11) return "";
-  return context.codec_id == AV_CODEC_ID_PRORES ? ", CPU YUV processing + 4:2:2 chroma upsampling"
-                                                : ", CPU YUV processing";
+constexpr const char* cpu_processing = ", CPU YUV processing";
+
+std::string processing_text(const AVCodecContext& context) {
+  if (context.pix_fmt == AV_PIX_FMT_D3D11) return gpu_frames_text(context);
+  const bool upsampled = context.codec_id == AV_CODEC_ID_PRORES;
+  return std::string(cpu_processing) + (upsampled ? " + 4:2:2 chroma upsampling" : "");
+}
+
+std::string report_line(const std::string& name, AVPixelFormat format, const std::string& processing) {
+  return "  encoder: " + name + " (" + pixel_format_name(format) + processing + ")";
 }
 
 std::string report_line(const std::string& name, const AVCodecContext& context) {
-  return "  encoder: " + name + " (" + pixel_format_name(context.pix_fmt) + gpu_frames_text(context) +
-         cpu_processing_text(context) + ")";
+  return report_line(name, context.pix_fmt, processing_text(context));
 }
 
 }  // namespace
@@ -196,6 +200,10 @@ std::optional<SelectedEncoder> select_encoder(const EncoderRequest& request, std
 
 std::string encoder_report_line(const InProcessEncoder& encoder) {
   return report_line(encoder.candidate.name, *encoder.context);
+}
+
+std::string encoder_report_line(const std::string& name, AVPixelFormat format) {
+  return report_line(name, format, cpu_processing);
 }
 
 std::string encoder_report_line(const SelectedEncoder& encoder) {

@@ -68,6 +68,8 @@ const EncoderCalls& system_encoder_calls();
 /// The report line that names the encoder, its pixel format and how its frames are made.
 std::string encoder_report_line(const SelectedEncoder& encoder);
 std::string encoder_report_line(const InProcessEncoder& encoder);
+/// The same for an encoder that is fed by the CPU processor with frames of such a format.
+std::string encoder_report_line(const std::string& name, AVPixelFormat format);
 
 /// The further report line of a packaged encoder.
 inline constexpr const char* packaged_encoder_report_line =

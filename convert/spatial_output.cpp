@@ -3,6 +3,7 @@
 
 #include "common/console.h"
 #include "common/error_text.h"
+#include "convert/encoder_selection.h"
 #include "convert/movie_outputs.h"
 #include "media/bitrate.h"
 #include "media/sound_copy.h"
@@ -12,9 +13,6 @@
 
 namespace veyrin {
 namespace {
-
-constexpr const char* two_view_program_report_line =
-    "  software_encoder: veyrin-two-view-encoder with libx265";
 
 // Both come out of the recording's calibration, and players scale the picture by them. The record holds
 // thousandths of a degree.
@@ -69,7 +67,7 @@ class SpatialOutput final : public MovieOutput {
     return encoder_kind_.acceleration;
   }
 
-  // There is one for each wish, which is opened with the movie.
+  // The user's wish has decided; the encoder is opened with the movie.
   bool choose_encoder(std::string& /*error*/) override { return true; }
 
   [[nodiscard]] std::vector<OutputLayout> layouts() const override {
@@ -80,10 +78,9 @@ class SpatialOutput final : public MovieOutput {
   std::unique_ptr<YuvProcessor> use_gpu(const GpuProcessorInputs& /*inputs*/) override { return nullptr; }
 
   void report_encoder() const override {
-    if (encoder_kind_.report == nullptr) return;
-    console_line("  encoder: %s (%s, CPU YUV processing)", encoder_kind_.report,
-                 pixel_format_name(canvas_format()));
-    console_line("%s", two_view_program_report_line);
+    const auto& [encoder, program] = encoder_kind_.report;
+    if (encoder != nullptr) console_line("%s", encoder_report_line(encoder, canvas_format()).c_str());
+    if (program != nullptr) console_line("  software_encoder: %s", program);
   }
 
   std::unique_ptr<MovieSink> open_movie(const MovieInputs& inputs, std::string& error) override {

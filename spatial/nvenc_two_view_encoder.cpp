@@ -198,7 +198,7 @@ TwoViewEncoderKind nvenc_two_view_encoder_kind() {
                    fail(error, "Stereo MV-HEVC is not supported by the NVIDIA GPU and driver");
           },
       .canvas_format = semi_planar_format,
-      .report = nullptr,
+      .report = {},
       .create = [](const SpatialWriterConfig& config, std::string& error) -> std::unique_ptr<TwoViewEncoder> {
         return NvencTwoViewEncoder::create(config, error);
       },

@@ -241,14 +241,15 @@ bool PackagedTwoViewEncoder::fail_with(const Record& record, std::string& error)
   return fail(error, say("sent its answers in the wrong order"));
 }
 
-// The program is asked by opening it. It is part of a road only that the user chooses.
+// Whether the machine can is found out by opening the program. It serves only those who want software.
 TwoViewEncoderKind packaged_two_view_encoder_kind() {
   return {
       .acceleration = Acceleration::software,
       .serves = [](bool software) { return software && !PackagedTwoViewEncoder::locate().empty(); },
       .check_machine = [](Size /*eye*/, BitDepth /*depth*/, std::string& /*error*/) { return true; },
       .canvas_format = raw_picture_format,
-      .report = "libx265 (veyrin-two-view-encoder)",
+      .report = {.encoder = "libx265 (veyrin-two-view-encoder)",
+                 .program = "veyrin-two-view-encoder with libx265"},
       .create = [](const SpatialWriterConfig& config, std::string& error) -> std::unique_ptr<TwoViewEncoder> {
         return PackagedTwoViewEncoder::create(config, error, {});
       },

@@ -79,6 +79,12 @@ class TwoViewEncoder {
   [[nodiscard]] virtual bool drain(const SampleSink& sink, std::string& error) = 0;
 };
 
+/// How the report names an encoder; null: it has no such line.
+struct TwoViewEncoderReport {
+  const char* encoder = nullptr;  ///< the encoder
+  const char* program = nullptr;  ///< the program of its own that it runs in
+};
+
 /// One kind of two-view encoder.
 struct TwoViewEncoderKind {
   /// What its movies count as in the answer of check-support.
@@ -90,8 +96,7 @@ struct TwoViewEncoderKind {
   bool (*check_machine)(Size eye, BitDepth depth, std::string& error);
   /// The format of rectified eyes that it takes without conversion.
   AVPixelFormat (*canvas_format)(BitDepth depth);
-  /// Its name in the report; null: it has no line there.
-  const char* report;
+  TwoViewEncoderReport report;
   /// Opens the encoder; null with one message.
   std::unique_ptr<TwoViewEncoder> (*create)(const SpatialWriterConfig& config, std::string& error);
 };

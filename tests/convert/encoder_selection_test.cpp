@@ -365,6 +365,8 @@ TEST(EncoderReport, NamesEncoderFormatAndProcessing) {
                                : SelectedEncoder(InProcessEncoder{std::move(context), {.name = report.name}});
     EXPECT_EQ(encoder_report_line(encoder), report.line);
   }
+  EXPECT_EQ(encoder_report_line("libx265", AV_PIX_FMT_P010LE),
+            "  encoder: libx265 (p010le, CPU YUV processing)");
   EXPECT_STREQ(packaged_encoder_report_line, "  software_encoder: packaged GPL FFmpeg CLI with libx265");
 }
 

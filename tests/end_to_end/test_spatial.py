@@ -115,6 +115,7 @@ def test_report_names_the_geometry_and_the_file(made):
     name = f"{made.recording.path.stem}{padding}_FULL_SBS_LR_mv_hevc_spatial_{tail}.mov"
     assert made.run.lines[-1].replace("\\", "/") == f"Apple spatial output: converted/spatial_video/{name}"
     assert made.run.values("encoder") == ([SOFTWARE_ENCODER[made.case.bits]] if made.case.software else [])
+    assert made.run.values("software_encoder") == (["veyrin-two-view-encoder with libx265"] if made.case.software else [])
     assert made.run.values("encoded_frames")[-1] == str(made.case.count)
     assert made.run.values("progress_percent")[-1] == "100"
     # Wine knows no NUMA nodes, which x265 asks for.
