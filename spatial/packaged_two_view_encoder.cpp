@@ -9,8 +9,8 @@
 #include "common/error_text.h"
 #include "common/helper_program.h"
 #include "common/platform/files.h"
-#include "common/platform/program.h"
 #include "media/ffmpeg.h"
+#include "spatial/two_view_request.h"
 #include "spatial/two_view_stream.h"
 #include "spatial/two_view_units.h"
 
@@ -27,33 +27,6 @@ std::string say(const std::string& what) {
 
 std::span<const std::byte> as_piece(two_view::ByteSpan bytes) {
   return std::as_bytes(bytes);
-}
-
-/// What the user may choose by switches.
-[[nodiscard]] bool take_switches(two_view::Request& request, std::string& error) {
-  request.preset = platform::environment_value("VEYRIN_TWO_VIEW_PRESET").value_or("");
-  const std::string b_frames = platform::environment_value("VEYRIN_TWO_VIEW_B_FRAMES").value_or("");
-  if (b_frames.empty()) return true;
-  if (b_frames.size() != 1 || b_frames[0] < '0' || b_frames[0] > '8')
-    return fail(error, "VEYRIN_TWO_VIEW_B_FRAMES is not a number from 0 to 8");
-  request.b_frames = static_cast<std::uint32_t>(b_frames[0] - '0');
-  return true;
-}
-
-two_view::Request request_for(const SpatialWriterConfig& config) {
-  two_view::Request request;
-  request.width = static_cast<std::uint32_t>(config.eye.width);
-  request.height = static_cast<std::uint32_t>(config.eye.height);
-  request.bit_depth = static_cast<std::uint32_t>(config.depth);
-  request.rate_numerator = static_cast<std::uint32_t>(config.frame_rate.num);
-  request.rate_denominator = static_cast<std::uint32_t>(config.frame_rate.den);
-  request.primaries = static_cast<std::uint32_t>(config.colors.primaries);
-  request.transfer = static_cast<std::uint32_t>(config.colors.transfer);
-  request.matrix = static_cast<std::uint32_t>(config.colors.matrix);
-  request.full_range = config.colors.range == AVCOL_RANGE_JPEG ? 1 : 0;
-  request.key_distance = static_cast<std::uint32_t>(group_of_pictures(config.frame_rate));
-  request.bits_per_second = static_cast<std::uint64_t>(config.bit_rate);
-  return request;
 }
 
 std::string seconds_text(std::chrono::milliseconds duration) {
@@ -79,8 +52,10 @@ std::unique_ptr<PackagedTwoViewEncoder> PackagedTwoViewEncoder::create(const Spa
             "; VEYRIN_TWO_VIEW_ENCODER may override the location)";
     return nullptr;
   }
+  const auto request = two_view_request(config, error);
+  if (!request) return nullptr;
   std::unique_ptr<PackagedTwoViewEncoder> encoder(new PackagedTwoViewEncoder(config, limits));
-  if (!encoder->start(program, error) || !encoder->open(config, error)) return nullptr;
+  if (!encoder->start(program, error) || !encoder->open(config, *request, error)) return nullptr;
   return encoder;
 }
 
@@ -93,7 +68,8 @@ PackagedTwoViewEncoder::PackagedTwoViewEncoder(const SpatialWriterConfig& config
 
 PackagedTwoViewEncoder::~PackagedTwoViewEncoder() {
   watch_.reset();
-  // Its output ends with it, which the queue waits for; processes that it has started end with their input.
+  // The queue waits for the end of the output, which the program's end brings; programs that it has started
+  // itself, and that hold the output, too, are expected to end with their input.
   if (child_) {
     child_->close_input();
     child_->terminate();
@@ -119,13 +95,12 @@ bool PackagedTwoViewEncoder::start(const std::filesystem::path& program, std::st
   return true;
 }
 
-bool PackagedTwoViewEncoder::open(const SpatialWriterConfig& config, std::string& error) {
-  two_view::Request wanted = request_for(config);
-  if (!take_switches(wanted, error)) return false;
-  const two_view::Bytes request = two_view::write_request(wanted);
+bool PackagedTwoViewEncoder::open(const SpatialWriterConfig& config, const two_view::Request& request,
+                                  std::string& error) {
+  const two_view::Bytes message = two_view::write_request(request);
   const StallWatch::Wait wait(*watch_, limits_.opening);
   // When it does not take the request, it may have said why.
-  const bool sent = child_->write(request.data(), request.size());
+  const bool sent = child_->write(message.data(), message.size());
   if (!sent) child_->close_input();
   const Record answer = records_->take();
   const auto* opened = std::get_if<two_view::Opened>(&answer);
@@ -202,16 +177,22 @@ Record PackagedTwoViewEncoder::await_record() {
   return records_->take();
 }
 
-bool PackagedTwoViewEncoder::hand_on(const two_view::Unit& unit, const SampleSink& sink, std::string& error) {
+bool PackagedTwoViewEncoder::accept(const two_view::Unit& unit, std::string& error) {
   const std::int64_t dts = last_dts_ ? *last_dts_ + 1 : unit.dts;
   if (awaited_.erase(unit.pts) == 0 || unit.dts != dts || unit.pts < unit.dts)
     return fail(error, say("gave a sample with wrong times (pts/dts=" + std::to_string(unit.pts) + "/" +
                            std::to_string(unit.dts) + ")"));
   bool random_access = false;
   if (!check_two_view_sample(unit.bytes, encoder_name, random_access, error)) return false;
-  if (unit.key != random_access || (!last_dts_ && !unit.key))
+  if (unit.key != random_access)
     return fail(error, say(unit.key ? "called a sample a key frame that is none" : "hid a key frame"));
+  if (!last_dts_ && !unit.key) return fail(error, say("did not begin with a key frame"));
   last_dts_ = unit.dts;
+  return true;
+}
+
+bool PackagedTwoViewEncoder::hand_on(const two_view::Unit& unit, const SampleSink& sink, std::string& error) {
+  if (!accept(unit, error)) return false;
   const PacketPtr sample(av_packet_alloc());
   const int result =
       sample ? av_new_packet(sample.get(), static_cast<int>(unit.bytes.size())) : AVERROR(ENOMEM);

@@ -24,7 +24,7 @@ class PackagedTwoViewEncoder final : public TwoViewEncoder {
  public:
   /// How long the program may keep the converter waiting.
   struct Limits {
-    std::chrono::milliseconds opening{30'000};
+    std::chrono::milliseconds opening{30'000};    ///< until its encoder is open
     std::chrono::milliseconds encoding{600'000};  ///< without a record; large pictures take their time
   };
 
@@ -50,11 +50,14 @@ class PackagedTwoViewEncoder final : public TwoViewEncoder {
  private:
   PackagedTwoViewEncoder(const SpatialWriterConfig& config, const Limits& limits);
   [[nodiscard]] bool start(const std::filesystem::path& program, std::string& error);
-  [[nodiscard]] bool open(const SpatialWriterConfig& config, std::string& error);
+  [[nodiscard]] bool open(const SpatialWriterConfig& config, const two_view::Request& request,
+                          std::string& error);
   [[nodiscard]] bool accept_parameter_sets(const SpatialWriterConfig& config,
                                            const two_view::Bytes& parameter_sets, std::string& error);
   [[nodiscard]] bool send(const BytePieces& pieces, std::string& error);
   [[nodiscard]] two_view::Record await_record();
+  /// Whether the sample is what is wanted now.
+  [[nodiscard]] bool accept(const two_view::Unit& unit, std::string& error);
   [[nodiscard]] bool hand_on(const two_view::Unit& unit, const SampleSink& sink, std::string& error);
   [[nodiscard]] bool end_movie(const two_view::Done& done, std::string& error);
   [[nodiscard]] bool fail_with(const two_view::Record& record, std::string& error) const;

@@ -6,7 +6,7 @@
 namespace veyrin {
 namespace {
 
-// Time is counted in steps, of which a process that was stopped has missed all but one.
+// Time is counted in steps: however long this process itself was stopped, that was one step.
 constexpr StallWatch::Duration longest_step{1000};
 constexpr int least_steps = 20;
 

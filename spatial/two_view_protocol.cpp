@@ -65,16 +65,18 @@ bool is_picture_side(std::uint32_t pixels) {
   return pixels >= 16 && pixels <= 8192 && pixels % 2 == 0;
 }
 
-bool is_sensible(const Request& request) {
+bool has_colors(const Request& request) {
+  return request.primaries < 256 && request.transfer < 256 && request.matrix < 256 && request.full_range <= 1;
+}
+
+bool has_b_frames(const Request& request) {
   constexpr std::uint32_t most_b_frames = 8;
-  constexpr std::uint64_t largest_rate = std::uint64_t{1} << 40U;
-  return is_picture_side(request.width) && is_picture_side(request.height) &&
-         (request.bit_depth == 8 || request.bit_depth == 10) && request.rate_numerator > 0 &&
-         request.rate_denominator > 0 && request.primaries < 256 && request.transfer < 256 &&
-         request.matrix < 256 && request.full_range <= 1 && request.key_distance > 0 &&
-         (request.b_frames <= most_b_frames || request.b_frames == Request::own_b_frames) &&
-         request.bits_per_second > 0 && request.bits_per_second < largest_rate &&
-         request.preset.size() <= longest_preset;
+  return request.b_frames <= most_b_frames || request.b_frames == Request::own_b_frames;
+}
+
+bool has_bit_rate(const Request& request) {
+  constexpr std::uint64_t too_large = std::uint64_t{1} << 40U;
+  return request.bits_per_second > 0 && request.bits_per_second < too_large;
 }
 
 /// The numbers of a request, in the order in which they are sent.
@@ -87,6 +89,20 @@ auto numbers(AnyRequest& request) {
 }
 
 }  // namespace
+
+std::string_view find_mistake(const Request& request) {
+  if (!is_picture_side(request.width) || !is_picture_side(request.height))
+    return "eyes whose sides are odd or not from 16 to 8192 pixels";
+  if (request.bit_depth != 8 && request.bit_depth != 10) return "another bit depth than 8 and 10";
+  if (request.rate_numerator == 0 || request.rate_denominator == 0)
+    return "a frame rate that is no positive number";
+  if (!has_colors(request)) return "colours with numbers above 255";
+  if (request.key_distance == 0) return "a distance of 0 from key picture to key picture";
+  if (!has_b_frames(request)) return "more than 8 B-frames in a row";
+  if (!has_bit_rate(request)) return "a bit rate of 0 or above 1099 Gbit/s";
+  if (request.preset.size() > longest_preset) return "a preset with a name of more than 32 letters";
+  return {};
+}
 
 std::size_t picture_bytes(const Request& request) {
   const std::size_t samples = std::size_t{request.width} * request.height * 3 / 2;
@@ -121,7 +137,7 @@ std::optional<Request> parse_request(ByteSpan body) {
   complete = complete && fields.take(request.bits_per_second);
   const ByteSpan preset = fields.rest();
   request.preset.assign(preset.begin(), preset.end());
-  if (!complete || !is_sensible(request)) return std::nullopt;
+  if (!complete || !find_mistake(request).empty()) return std::nullopt;
   return request;
 }
 

@@ -23,6 +23,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace veyrin::two_view {
@@ -52,6 +53,9 @@ struct Request {
   bool operator==(const Request&) const = default;
 };
 
+/// What of a request is outside of its limits, in words; empty when nothing is.
+[[nodiscard]] std::string_view find_mistake(const Request& request);
+
 /// Bytes of one eye's picture.
 [[nodiscard]] std::size_t picture_bytes(const Request& request);
 
@@ -67,10 +71,11 @@ struct RequestHead {
 /// The whole message.
 [[nodiscard]] Bytes write_request(const Request& request);
 [[nodiscard]] RequestHead parse_request_head(std::span<const std::uint8_t, RequestHead::size> head);
-/// Nothing unless the body is that of a request of this version with sensible values.
+/// Nothing unless the body is that of a request of this version without a mistake.
 [[nodiscard]] std::optional<Request> parse_request(ByteSpan body);
 
 inline constexpr std::size_t mark_size = 4;
+/// In front of the samples of a pair.
 inline constexpr std::array<std::uint8_t, mark_size> pair_mark{'P', 'A', 'I', 'R'};
 inline constexpr std::array<std::uint8_t, mark_size> end_mark{'D', 'O', 'N', 'E'};
 
@@ -80,6 +85,7 @@ inline constexpr std::size_t pair_count_size = 8;
 /// The number behind the end's mark.
 [[nodiscard]] std::uint64_t parse_pair_count(std::span<const std::uint8_t, pair_count_size> count);
 
+/// What a record is; other numbers are nonsense.
 enum class RecordKind : std::uint32_t { opened = 1, unit = 2, done = 3, failed = 4 };
 
 /// In front of a record's body.
@@ -91,6 +97,7 @@ struct RecordHead {
 };
 [[nodiscard]] RecordHead parse_record_head(std::span<const std::uint8_t, RecordHead::size> head);
 
+/// The encoder is open.
 struct Opened {
   std::uint32_t version = protocol_version;
   Bytes parameter_sets;
@@ -105,11 +112,13 @@ struct Unit {
   Bytes bytes;
 };
 
+/// The whole record.
 [[nodiscard]] Bytes write_opened(ByteSpan parameter_sets);
 /// Head and fields alone: the bytes of the views follow.
 [[nodiscard]] Bytes write_unit_head(const Unit& unit, std::size_t right_bytes);
+/// The whole record.
 [[nodiscard]] Bytes write_done(std::uint64_t units);
-/// Long messages are cut.
+/// The whole record. Messages are cut after 1000 bytes.
 [[nodiscard]] Bytes write_failed(const std::string& message);
 
 /// Nothing unless the body is one of its kind. An `Opened` of another version has no parameter sets.

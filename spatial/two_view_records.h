@@ -25,7 +25,7 @@ struct Done {
 struct Failed {
   std::string message;
 };
-/// What it did instead of keeping to the protocol: "ended in the middle of ...".
+/// What it did instead of keeping to the protocol: "sent what is no answer".
 struct Broken {
   std::string what;
 };

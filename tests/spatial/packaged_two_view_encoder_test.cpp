@@ -179,6 +179,7 @@ TEST_F(PackagedTwoViewEncoderTest, WhateverTheProgramDoesWrongIsOneMessage) {
            {"lost:3", "the two-view encoder gave back 3 of 3 pairs"},
            {"short", "the two-view encoder gave back 2 of 3 pairs"},
            {"key:1", "the two-view encoder hid a key frame"},
+           {"no-key:1", "the two-view encoder did not begin with a key frame"},
            {"key:2", "the two-view encoder called a sample a key frame that is none"},
            {"left-only:2", "the two-view encoder produced an MV-HEVC access unit without the right view"},
            {"right-only:2", "the two-view encoder produced an MV-HEVC access unit without the left view"},
@@ -237,10 +238,17 @@ TEST_F(PackagedTwoViewEncoderTest, ProgramThatCannotRunIsNamed) {
   EXPECT_TRUE(error_.starts_with("could not start the two-view encoder (")) << error_;
 }
 
+TEST_F(PackagedTwoViewEncoderTest, WhatTheProgramDoesNotTakeIsSaidWithoutStartingIt) {
+  config_.eye = {8194, 16};
+  EXPECT_FALSE(create("silent"));
+  EXPECT_EQ(error_,
+            "the two-view encoder does not take eyes whose sides are odd or not from 16 to 8192 pixels");
+}
+
 TEST_F(PackagedTwoViewEncoderTest, ServesThoseWhoWantSoftwareWhereItIs) {
   EXPECT_EQ(two_view_encoder_for(/*software=*/true).acceleration, Acceleration::software);
   EXPECT_EQ(two_view_encoder_for(/*software=*/false).acceleration, Acceleration::hardware);
-  // A program that was named and is not there is a mistake; without a name there is none beside this test.
+  // One that is named and not there is not passed over in silence: opening it fails.
   set_variable("VEYRIN_TWO_VIEW_ENCODER", "nowhere/encoder");
   EXPECT_EQ(two_view_encoder_for(/*software=*/true).acceleration, Acceleration::software);
 }

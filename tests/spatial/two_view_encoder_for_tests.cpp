@@ -94,6 +94,7 @@ void give_unit(std::uint64_t number, const std::array<std::string, 2>& views, co
   if (is("dts")) unit.dts -= 1;
   if (is("again")) unit.pts -= 1;
   if (is("key")) unit.key = !unit.key;
+  if (is("no-key")) unit.key = false;
   if (is("left-only")) right.clear();
   if (is("right-only")) left.clear();
   if (is("swapped")) std::swap(left, right);
@@ -120,12 +121,13 @@ void take_pictures(const Request& request, const Fault& fault) {
       return;
     }
     if (mark != pair_mark) std::exit(93);
+    const bool at_fault = fault.pair == pairs + 1;
+    const bool key = pairs == 0 && !(at_fault && fault.is("no-key"));
     std::array<std::string, 2> views;
     for (std::size_t view = 0; view < views.size(); ++view) {
       take(picture);
-      views[view] = summed_view(static_cast<int>(view), /*key=*/pairs == 0, picture);
+      views[view] = summed_view(static_cast<int>(view), key, picture);
     }
-    const bool at_fault = fault.pair == pairs + 1;
     if (at_fault && fault.is("die")) std::exit(9);
     if (at_fault && fault.is("stall")) stay();
     if (at_fault && fault.is("fail")) {

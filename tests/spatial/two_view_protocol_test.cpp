@@ -134,6 +134,7 @@ TEST(TwoViewProtocol, RequestsOutsideOfTheirLimitsAreNone) {
     tried.change(request);
     const Bytes message = write_request(request);
     EXPECT_EQ(parse_request(body_of_request(message)).has_value(), tried.sensible) << tried.name;
+    EXPECT_EQ(find_mistake(request).empty(), tried.sensible) << tried.name;
   }
 }
 
