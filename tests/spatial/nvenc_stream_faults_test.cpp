@@ -6,9 +6,9 @@
 namespace veyrin::test {
 namespace {
 
-using TwoViewStream = SpatialVideoWriterFixture;
+using NvencStreamFaults = SpatialVideoWriterFixture;
 
-TEST_F(TwoViewStream, SamplesThatNoDecoderTakesEndTheMovie) {
+TEST_F(NvencStreamFaults, SamplesThatNoDecoderTakesEndTheMovie) {
   struct SampleCase {
     void (*spoil)(FakeEncoder&);
     const char* error;
@@ -38,13 +38,13 @@ TEST_F(TwoViewStream, SamplesThatNoDecoderTakesEndTheMovie) {
   }
 }
 
-TEST_F(TwoViewStream, EncoderWithoutTheRightViewsSetsLeavesNoFile) {
+TEST_F(NvencStreamFaults, EncoderWithoutTheRightViewsSetsLeavesNoFile) {
   encoder.headers = stream_of({two_view_sets()[0], two_view_sets()[1], two_view_sets()[2]});
   EXPECT_EQ(create_nvenc_writer(config, error, encoder.calls()), nullptr);
   EXPECT_FALSE(std::filesystem::exists(config.output_path));
 }
 
-TEST_F(TwoViewStream, MovieWithoutTheRecordOfTheEyesIsNotFinished) {
+TEST_F(NvencStreamFaults, MovieWithoutTheRecordOfTheEyesIsNotFinished) {
   SpatialEncoderCalls calls = encoder.calls();
   calls.open = [&](AVCodecContext* context) {
     av_frame_side_data_free(&context->decoded_side_data, &context->nb_decoded_side_data);
