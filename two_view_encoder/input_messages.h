@@ -13,6 +13,7 @@ namespace veyrin::two_view {
 /// The request, checked as far as it does not depend on x265.
 [[nodiscard]] bool read_request(Request& request, std::string& error);
 
+/// A message behind the request.
 enum class InputMessage { pair, end };
 
 /// What comes next, a pair's pictures or the end's number.

@@ -43,7 +43,7 @@ void show_version() {
     std::printf("%u bits: %s\n", bit_depth, works ? "both views" : error.c_str());
   }
   std::fflush(stdout);
-  // After a failure x265's threads may still run.
+  // Without clean-up: after a failure x265's threads may still run.
   if (status != EXIT_SUCCESS) std::_Exit(status);
   return status;
 }

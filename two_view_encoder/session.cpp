@@ -73,7 +73,7 @@ int serve() {
   std::string error;
   if (encode_movie_without_exceptions(error)) return EXIT_SUCCESS;
   if (!error.empty()) static_cast<void>(write_standard_output(write_failed(error)));
-  // x265's threads may still run.
+  // Without clean-up: x265's threads may still run.
   std::_Exit(EXIT_FAILURE);
 }
 

@@ -35,7 +35,7 @@ unsigned layer_of(const x265_nal& unit) {
   return (bytes[header] & 1U) << 5U | bytes[header + 1] >> 3U;
 }
 
-// Frames that decoders hold back before they show the first one, from x265's own rule.
+// How many frames decoders hold back before they show the first one, as x265 writes it into its sets.
 std::int64_t reorder_delay(const x265_param& opened) {
   if (opened.bframes == 0) return 0;
   return opened.bBPyramid != 0 && opened.bframes > 1 ? 2 : 1;
@@ -50,7 +50,7 @@ std::unique_ptr<X265Encoder> X265Encoder::open(const Request& request, std::stri
 }
 
 X265Encoder::~X265Encoder() {
-  // x265's, until the process ends.
+  // Closing would encode all of them; until the process ends they stay x265's.
   if (units_given_ != pairs_taken_) static_cast<void>(encoder_.release());
 }
 
@@ -63,7 +63,7 @@ bool X265Encoder::start(std::string& error) {
   if (!configure(request_, *api_, *parameters_, error)) return false;
   encoder_ = X265Handle(api_->encoder_open(parameters_.get()), {api_});
   if (!encoder_) return fail(error, "could not open x265");
-  // Opening may change them.
+  // Opening may have changed some of them.
   api_->encoder_parameters(encoder_.get(), parameters_.get());
   reorder_delay_ = reorder_delay(*parameters_);
   return take_parameter_sets(error);

@@ -14,6 +14,7 @@
 
 namespace veyrin::two_view {
 
+/// One open encoder, driven by one thread.
 class X265Encoder {
  public:
   /// Null with the reason in `error`.
@@ -32,7 +33,9 @@ class X265Encoder {
   /// afterwards. `unit` is empty when none is ready; without a pair that means that there is none left.
   [[nodiscard]] bool encode(PicturePair* pair, std::optional<Unit>& unit, std::string& error);
 
+  /// Pairs given to `encode` so far.
   [[nodiscard]] std::uint64_t pairs_taken() const { return pairs_taken_; }
+  /// Units that have come out of it.
   [[nodiscard]] std::uint64_t units_given() const { return units_given_; }
 
  private:

@@ -12,6 +12,7 @@ namespace veyrin::two_view {
 /// Null when x265 was not built for this bit depth.
 [[nodiscard]] const x265_api* x265_for(std::uint32_t bit_depth);
 
+/// Gives objects back to the interface that has made them.
 struct X265Release {
   const x265_api* api = nullptr;
   void operator()(x265_param* parameters) const { api->param_free(parameters); }

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int views = 2;
 
-// By name only: x265 takes numbers, too.
+// By its name alone: x265 itself would also take its number.
 [[nodiscard]] bool set_preset(const std::string& name, const x265_api& api, x265_param& parameters,
                               std::string& error) {
   std::string names;

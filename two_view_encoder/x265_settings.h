@@ -25,7 +25,8 @@ constexpr int frame_threads(unsigned hardware_threads) {
 [[nodiscard]] bool configure(const Request& request, const x265_api& api, x265_param& parameters,
                              std::string& error);
 
-/// x265 would take key pictures alone for another profile, so that it is asked for them one by one.
+/// Whether every picture is to be a key picture. A key distance of 1 would make x265 declare a profile for
+/// intra pictures only; instead each picture is marked as a key picture when it is handed over.
 [[nodiscard]] inline bool is_forced_key(const Request& request) {
   return request.key_distance == 1;
 }

@@ -15,7 +15,7 @@ def wait_for(condition, seconds=20):
 def is_running(process):
     try:
         state = open(f"/proc/{process}/stat", encoding="utf-8").read().rsplit(")", 1)[1].split()[0]
-    except FileNotFoundError:
+    except (FileNotFoundError, ProcessLookupError):  # the latter when it ends between opening and reading
         return False
     return state != "Z"
 

@@ -67,7 +67,7 @@ def encode_and_check(encoder, decoder, request, count, delay, folder):
     return result
 
 
-# Frames that decoders hold back: 3 B-frames with references to B-frames in these presets.
+# Frames that decoders hold back: these presets have several B-frames in a row with references to B-frames.
 DELAY = {"ultrafast": 2, "superfast": 2, "faster": 2, "": 2}
 
 

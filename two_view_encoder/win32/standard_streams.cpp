@@ -8,7 +8,7 @@
 namespace veyrin::two_view {
 namespace {
 
-// Longer transfers than this are split: a pipe takes no more at once anyway.
+// Longer transfers are split, so that their sizes fit the system's 32-bit numbers.
 constexpr std::size_t longest_transfer = std::size_t{1} << 24U;
 
 DWORD transfer_size(std::size_t bytes) {
