@@ -17,6 +17,8 @@ from report import FAILED, NOT_AVAILABLE, PASSED, Outcome, Report
 
 # Longer than a group of pictures, which lasts two seconds.
 SECONDS = 2.2
+# Marks the folder of movies as ours, since it is emptied: one of that name may be somebody else's.
+OWN_FOLDER_MARK = "made-by-hardware-check"
 # The packaged program keeps the distance of key frames that libx265 has by itself.
 PACKAGED_GROUP = 250
 RECORDING_CODECS = {8: "h264", 10: "hevc10"}
@@ -67,18 +69,26 @@ class HardwareCheck:
     def run(self):
         from rows import all_rows
         ffmpeg = places.ffmpeg_version()
-        self.work.mkdir(parents=True, exist_ok=True)
+        rows = [row for row in all_rows(self.options.quick) if self.options.only in row.name]
+        if not rows:
+            raise Unusable(f'no row has "{self.options.only}" in its name')
+        self.make_work_folder()
         self.report.facts = [*describe(self.simulated), ("converter", f"sha256 {digest(self.program)}"),
                              ("source", places.source()),
                              ("ffmpeg for reading", ffmpeg),
                              ("recording", f"{self.size}x{self.size} per eye, {SECONDS} s, {self.frames_per_second} frames/s")]
-        for row in all_rows(self.options.quick):
-            if self.options.only not in row.name:
-                continue
+        for row in rows:
             outcome = self.outcome(row)
             self.report.outcomes.append(outcome)
             print(self.report.scrubber.clean(outcome.headline()), flush=True)
             self.report.write(self.options.output)  # so that a machine that hangs leaves what was found
+
+    def make_work_folder(self):
+        if self.work.exists() and not (self.work / OWN_FOLDER_MARK).exists():
+            raise Unusable(f"{self.work} is not from an earlier check; name another folder by --output")
+        shutil.rmtree(self.work, ignore_errors=True)
+        self.work.mkdir(parents=True, exist_ok=True)
+        (self.work / OWN_FOLDER_MARK).touch()
 
     def outcome(self, row):
         from rows import COULD_NOT_START, Failed, NotAvailable, judge_encoder, judge_refusal, reason_not_offered
@@ -169,7 +179,7 @@ class HardwareCheck:
                                   PACKAGED_GROUP if row.software else None)
 
     def clean_up(self):
-        if not self.options.keep:
+        if not self.options.keep and (self.work / OWN_FOLDER_MARK).exists():
             shutil.rmtree(self.work, ignore_errors=True)
 
 

@@ -80,6 +80,21 @@ def test_machine_without_ffmpeg_gets_the_packages_name(check, tmp_path):
     assert result.status == 1 and "ffmpeg was not found; install your system's package ffmpeg" in result.output
 
 
+def test_a_folder_of_somebody_elses_movies_is_left_alone(check, tmp_path):
+    film = tmp_path / "result" / "movies" / "film.mov"
+    film.parent.mkdir(parents=True)
+    film.write_bytes(b"precious")
+    result = check("--only", SPATIAL)
+    assert result.status == 1 and "is not from an earlier check; name another folder by --output" in result.output
+    assert [path.name for path in film.parent.iterdir()] == ["film.mov"] and film.read_bytes() == b"precious"
+
+
+def test_rows_that_do_not_exist_are_no_success(check):
+    result = check("--only", "nvnc")
+    assert result.status == 1 and 'no row has "nvnc" in its name' in result.output
+    assert not result.folder.exists()
+
+
 @pytest.fixture
 def kept(check, request):
     """A function that makes the movie of a row; returns it with its recording and the eyes of that."""
