@@ -6,51 +6,12 @@
 #include <utility>
 
 #include "common/platform/files.h"
+#include "common/platform/win32/process_attributes.h"
 #include "common/platform/win32/windows_api.h"
 #include "common/platform/windows_command_line.h"
 
 namespace veyrin::platform {
 namespace {
-
-/// The attribute list that restricts a new process to the given handles and puts it into a job from its first
-/// instruction on. What the references name must live as long as this object.
-class ProcessAttributes {
- public:
-  ProcessAttributes(std::vector<HANDLE>& inherited, HANDLE& job);
-  ~ProcessAttributes();
-  ProcessAttributes(const ProcessAttributes&) = delete;
-  ProcessAttributes& operator=(const ProcessAttributes&) = delete;
-
-  /// Null when the system refused one of the attributes; GetLastError tells why.
-  [[nodiscard]] LPPROC_THREAD_ATTRIBUTE_LIST get() const { return complete_ ? list_ : nullptr; }
-
- private:
-  [[nodiscard]] bool set(DWORD_PTR attribute, void* value, std::size_t size);
-
-  std::vector<std::byte> memory_;
-  LPPROC_THREAD_ATTRIBUTE_LIST list_ = nullptr;
-  bool complete_ = false;
-};
-
-ProcessAttributes::ProcessAttributes(std::vector<HANDLE>& inherited, HANDLE& job) {
-  constexpr DWORD attribute_count = 2;
-  SIZE_T size = 0;
-  InitializeProcThreadAttributeList(nullptr, attribute_count, 0, &size);
-  memory_.resize(size);
-  auto* list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory_.data());
-  if (InitializeProcThreadAttributeList(list, attribute_count, 0, &size) == 0) return;
-  list_ = list;
-  complete_ = set(PROC_THREAD_ATTRIBUTE_HANDLE_LIST, inherited.data(), inherited.size() * sizeof(HANDLE)) &&
-              set(PROC_THREAD_ATTRIBUTE_JOB_LIST, &job, sizeof job);
-}
-
-ProcessAttributes::~ProcessAttributes() {
-  if (list_ != nullptr) DeleteProcThreadAttributeList(list_);
-}
-
-bool ProcessAttributes::set(DWORD_PTR attribute, void* value, std::size_t size) {
-  return UpdateProcThreadAttribute(list_, 0, attribute, value, size, nullptr, nullptr) != 0;
-}
 
 constexpr DWORD pipe_buffer_bytes = 1048576;
 constexpr std::size_t largest_transfer = std::size_t{1} << 30U;
