@@ -22,6 +22,7 @@ class Bits:
         self.position = 0
 
     def take(self, count):
+        assert self.position + count <= len(self.bits), "the set ends early"
         self.position += count
         return int(self.bits[self.position - count:self.position] or "0", 2)
 
@@ -57,7 +58,7 @@ class VideoParameterSet:
         assert bits.take(3) == 0
         bits.take(17)
         self.base = Profile(bits)
-        assert bits.take(1) == 1
+        bits.take(1)  # whether each temporal layer has the numbers that follow; there is one
         self.buffered, self.reordered, _ = bits.golomb() + 1, bits.golomb(), bits.golomb()
         highest = bits.take(6)
         self.layer_sets = [[bits.take(1) for _ in range(highest + 1)] for _ in range(bits.golomb())]
@@ -65,7 +66,7 @@ class VideoParameterSet:
             bits.take(64)
             if bits.take(1):
                 bits.golomb()
-            assert bits.golomb() == 0, "buffering parameters"
+            assert bits.golomb() == 0, "buffering parameters, which are not read here"
         assert bits.take(1) == 1, "no extension"
         bits.align()
         self.base_level_again = bits.take(8)
@@ -74,11 +75,17 @@ class VideoParameterSet:
         lengths = [bits.take(3) + 1 for _ in range(len(self.scalability) - splitting)]
         own_numbers = bits.take(1)
         self.layer_number = bits.take(6) if own_numbers else 1
-        self.dimensions = [bits.take(length) for length in lengths]
+        self.dimensions = [] if splitting else [bits.take(length) for length in lengths]
         length = bits.take(4)
         self.view_ids = [bits.take(length) for _ in range(2)]
         self.depends_on_base = bits.take(1)
-        bits.take(3)
-        assert bits.golomb() == 2, "profiles"
+        if not self.depends_on_base:
+            assert bits.golomb() == 0, "further layer sets, which are not read here"
+        if bits.take(1):
+            bits.take(3 * 2)  # temporal layers of either layer
+        if bits.take(1):
+            bits.take(3 * self.depends_on_base)  # temporal layers that are referred to
+        bits.take(1)  # which layers are referred to
+        assert bits.golomb() >= 2, "no profile for the second layer"
         assert bits.take(1) == 1, "the second layer has no profile"
         self.second = Profile(bits)

@@ -138,6 +138,11 @@ def test_parameter_sets(encoder, depth, profile):
     assert (sets.base.level, sets.base_level_again, sets.second.level) == (123, 123, 123)
     assert (sets.scalability, sets.view_ids, sets.depends_on_base) == ([1], [0, 1], 1)
     assert sets.reordered == 2 and sets.buffered <= 6
+    # The reader itself, which also judges movies of drivers that nobody has seen.
+    [whole] = [unit for unit in units if kind_and_layer(unit)[0] == VPS]
+    for size in (2, 8, len(whole) // 2):
+        with pytest.raises(AssertionError, match="the set ends early"):
+            VideoParameterSet(whole[:size])
 
 
 @pytest.mark.parametrize("bits_per_second, level", ((1_000_000, 93), (11_000_000, 120), (21_000_000, 150),
