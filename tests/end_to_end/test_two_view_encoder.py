@@ -1,5 +1,6 @@
 """Two-view movies made in software: few frames, many rates, and the encoder's program missing, dying, hanging or wrong."""
 
+import json
 import math
 import signal
 import sys
@@ -95,6 +96,17 @@ def test_wrong_number_of_b_frames_is_refused(converter, shelf, tmp_path, value):
         run.succeeded()
     else:
         run.failed("VEYRIN_TWO_VIEW_B_FRAMES is not a number from 0 to 8")
+
+
+@pytest.mark.parametrize("size", [(14, 128), (128, 8194)])
+def test_eyes_that_the_program_does_not_take_are_refused_in_words(converter, shelf, tmp_path, size):
+    recording = shelf.get("--size", "128x128", "--seconds", 0.2)
+    message = "the two-view encoder does not take eyes whose sides are odd or not from 16 to 8192 pixels"
+    words = ("--eye-width", size[0], "--eye-height", size[1])
+    convert(converter, recording, tmp_path / "out.mov", *words).failed(message)
+    assert not (tmp_path / "out.mov").exists()
+    asked = converter.run("check-support", "--output-format", "spatial", "--software", *words, recording.path, folder=tmp_path)
+    assert (json.loads(asked.output)["supported"], json.loads(asked.output)["reason"]) == (False, message)
 
 
 def stand_in(folder, program):
