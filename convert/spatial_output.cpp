@@ -10,6 +10,7 @@
 #include "media/video_types.h"
 #include "spatial/spatial_video_writer.h"
 #include "spatial/two_view_encoder_choice.h"
+#include "spatial/watched_two_view_encoder.h"
 
 namespace veyrin {
 namespace {
@@ -99,6 +100,9 @@ class SpatialOutput final : public MovieOutput {
       point_to_software_encoder(*config);
       return nullptr;
     }
+    // The movie is written while this object lives.
+    encoder = watch_two_view_encoder(std::move(encoder),
+                                     [this, config = *config] { point_to_software_encoder(config); });
     auto writer = SpatialVideoWriter::create(*config, std::move(encoder), error);
     if (!writer) return nullptr;
     return std::make_unique<SpatialMovie>(std::move(writer), std::move(canvases));
@@ -109,7 +113,7 @@ class SpatialOutput final : public MovieOutput {
     return encoder_kind_.canvas_format(plan_.picture.depth);
   }
 
-  // Most machines have no such GPU, which is no reason to go without the movie.
+  // Most machines have no such GPU, and drivers differ, which is no reason to go without the movie.
   void point_to_software_encoder(const SpatialWriterConfig& config) const {
     const TwoViewEncoderKind& other = two_view_encoder_for(/*software=*/true);
     std::string ignored;

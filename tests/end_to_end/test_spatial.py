@@ -341,6 +341,7 @@ def test_support_without_hardware_judgement_is_the_encoders_word(lonely, nvenc, 
     assert not refused["supported"] and refused["reason"].startswith(NO_START[bits])
 
 
+SUGGESTION = "  software_encoder: --software would make this movie with veyrin-two-view-encoder"
 EXTERNAL = "Generic error in an external library"
 
 
@@ -358,7 +359,8 @@ def test_faulty_driver_gives_one_message(converter, shelf, nvenc, tmp_path, prop
     run = converter.run("--output-format", "spatial", *BITRATES, recording.path, folder=tmp_path,
                         settings=nvenc(**properties))
     run.failed(message)
-    assert run.lines[-1] == f"Error: {message}"
+    assert run.lines[-2:] == [SUGGESTION, f"Error: {message}"]
+    assert run.lines.count(SUGGESTION) == 1
     assert run.errors == ""
 
 
@@ -368,9 +370,6 @@ def test_driver_without_ten_bits_gives_its_message(converter, shelf, nvenc, tmp_
     run = converter.run("--output-format", "spatial", *BITRATES, recording.path, folder=tmp_path,
                         settings=nvenc(**properties)).failed()
     assert run.error.startswith(NO_START[10])
-
-
-SUGGESTION = "  software_encoder: --software would make this movie with veyrin-two-view-encoder"
 
 
 def test_machine_without_a_driver_gives_its_message(converter, lonely, shelf, tmp_path):
