@@ -22,6 +22,19 @@ const std::string no_memory = ": Cannot allocate memory";
 
 using Messages = std::set<std::string>;
 
+/// These and what is said while the records are made.
+Messages with_those_of_records(Messages messages) {
+  messages.merge(Messages{
+      "could not allocate FFmpeg spatial metadata",
+      "could not allocate FFmpeg stereo metadata",
+      "could not allocate FFmpeg 3D reference-display metadata",
+      "could not attach FFmpeg 3D reference-display metadata",
+      "could not allocate FFmpeg projection metadata",
+      "could not attach FFmpeg projection metadata",
+  });
+  return messages;
+}
+
 TEST(SpatialMetadataShortage, TheRecordThatThereIsNoMemoryForIsNamed) {
   Messages messages;
   bool attached = false;
@@ -33,15 +46,7 @@ TEST(SpatialMetadataShortage, TheRecordThatThereIsNoMemoryForIsNamed) {
     ASSERT_EQ(attached, error.empty()) << "block " << block;
     if (!attached) messages.insert(error);
   }
-  EXPECT_EQ(messages, (Messages{
-                          "could not allocate FFmpeg spatial metadata",
-                          "could not allocate FFmpeg stereo metadata",
-                          "could not allocate FFmpeg 3D reference-display metadata",
-                          "could not attach FFmpeg 3D reference-display metadata",
-                          "could not allocate FFmpeg projection metadata",
-                          "could not attach FFmpeg projection metadata",
-                          "could not configure FFmpeg spatial metadata" + no_memory,
-                      }));
+  EXPECT_EQ(messages, with_those_of_records({"could not configure FFmpeg spatial metadata" + no_memory}));
 }
 
 TEST(SpatialMetadataShortage, TheStepOfAStreamThatIsEncodedElsewhereIsNamed) {
@@ -55,14 +60,8 @@ TEST(SpatialMetadataShortage, TheStepOfAStreamThatIsEncodedElsewhereIsNamed) {
     ASSERT_EQ(described, error.empty()) << "block " << block;
     if (!described) messages.insert(error);
   }
-  EXPECT_EQ(messages, (Messages{
+  EXPECT_EQ(messages, with_those_of_records({
                           "could not configure MV-HEVC output track",
-                          "could not allocate FFmpeg spatial metadata",
-                          "could not allocate FFmpeg stereo metadata",
-                          "could not allocate FFmpeg 3D reference-display metadata",
-                          "could not attach FFmpeg 3D reference-display metadata",
-                          "could not allocate FFmpeg projection metadata",
-                          "could not attach FFmpeg projection metadata",
                           "could not attach FFmpeg spatial metadata",
                           "could not extend MV-HEVC sequence-header metadata",
                       }));
