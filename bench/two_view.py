@@ -109,6 +109,7 @@ def main(words):
     parser.add_argument("--pairs", type=int, default=90, help="how many (90)")
     parser.add_argument("--bitrate", type=int, default=8_000_000, help="of both views together (8000000)")
     parser.add_argument("--preset", action="append", choices=PRESETS, help="this one; may be repeated (all)")
+    parser.add_argument("--noise", type=float, default=NOISE, help=f"of the pictures, in shares of white ({NOISE})")
     options = parser.parse_args(words)
     try:
         set_up_and_build()
@@ -118,7 +119,7 @@ def main(words):
         return 1
     base = Request(options.size, options.size, rate=(RATE, 1), key_distance=2 * RATE, bits_per_second=options.bitrate)
     say("painting the pictures")
-    pairs = make_pairs(base, options.pairs, NOISE)
+    pairs = make_pairs(base, options.pairs, options.noise)
     load = load_text()
     print("| preset | what | CPU s | frames/s | kB | luma PSNR, left / right |")
     print("| --- | --- | ---: | ---: | ---: | --- |")
