@@ -3,12 +3,11 @@
 #include <optional>
 #include <utility>
 
-#include "common/console.h"
 #include "common/error_text.h"
+#include "convert/recorded_sound.h"
 #include "convert/sbs_stereo_metadata.h"
 #include "media/frame_pool.h"
 #include "media/movie_file.h"
-#include "media/sound_copy.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -134,13 +133,7 @@ class EncodedMovie final : public MovieSink {
 
  private:
   [[nodiscard]] bool check_sound(std::string& error) const {
-    const AVOutputFormat& container = file_->container();
-    if (request_.audio == nullptr || can_copy_sound(container.name, *request_.audio)) return true;
-    const bool matroska_helps = av_guess_format("matroska", nullptr, nullptr) != nullptr &&
-                                can_copy_sound("matroska", *request_.audio);
-    return fail(error,
-                sound_failure_text(*request_.audio, std::string("an output of the kind ") + container.name,
-                                   matroska_helps ? ".mkv" : ""));
+    return request_.audio == nullptr || check_recorded_sound(file_->container(), *request_.audio, error);
   }
 
   [[nodiscard]] bool add_video_track(std::string& error) {
@@ -155,13 +148,8 @@ class EncodedMovie final : public MovieSink {
   [[nodiscard]] bool add_audio_track(std::string& error) {
     const AVStream* source = std::exchange(request_.audio, nullptr);
     if (source == nullptr) return true;
-    audio_ = file_->add_audio_track(*source->codecpar, source->time_base, error);
-    if (!audio_) return false;
-    AVStream& stream = file_->stream(*audio_);
-    stream.disposition = source->disposition;
-    av_dict_copy(&stream.metadata, source->metadata, 0);
-    console_line("  audio: stream copy (%s)", avcodec_get_name(source->codecpar->codec_id));
-    return true;
+    audio_ = add_recorded_sound(*file_, *source, error);
+    return audio_.has_value();
   }
 
   [[nodiscard]] bool describe_stereo(std::string& error) {

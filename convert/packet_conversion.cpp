@@ -4,6 +4,7 @@
 
 #include "common/error_text.h"
 #include "common/platform/program.h"
+#include "convert/recorded_sound.h"
 #include "media/recording_input.h"
 #include "media/sample_table.h"
 
@@ -72,11 +73,8 @@ bool PacketConversion::handle_packet(AVPacket& packet, std::string& error) {
 
 bool PacketConversion::copy_audio(AVPacket& packet, std::string& error) {
   sound_end_.saw_packet(packet);
-  if (audio_done_ || packet.pts == AV_NOPTS_VALUE) return true;
-  const AVRational time_base = input_.audio()->time_base;
-  const double packet_start = static_cast<double>(packet.pts) * av_q2d(time_base);
-  const double packet_end = packet_start + static_cast<double>(packet.duration) * av_q2d(time_base);
-  switch (decide_audio_packet(packet_start, packet_end, range_)) {
+  if (audio_done_) return true;
+  switch (trim_sound_packet(packet, input_.audio()->time_base, range_)) {
     case AudioDecision::skip:
       return true;
     case AudioDecision::done:
@@ -85,9 +83,6 @@ bool PacketConversion::copy_audio(AVPacket& packet, std::string& error) {
     case AudioDecision::copy:
       break;
   }
-  const std::int64_t offset = av_rescale_q(audio_offset_microseconds(range_), AV_TIME_BASE_Q, time_base);
-  packet.pts -= offset;
-  if (packet.dts != AV_NOPTS_VALUE) packet.dts -= offset;
   return movie_.write_audio(packet, error);
 }
 

@@ -29,21 +29,6 @@ bool keeps_distances(const EyePictures& eye, const std::vector<std::int64_t>& ti
   return longest_delay - shortest_delay < shortest_frame;
 }
 
-/// The times at which an eye's frames are shown, in order; nothing when they do not tell the frames apart or
-/// in which order the decoder gives them, and when the first group of pictures already lacks what it refers
-/// to.
-std::optional<std::vector<std::int64_t>> shown_times(const EyePictures& eye) {
-  std::vector<std::int64_t> times;
-  times.reserve(eye.pictures.size());
-  for (const IndexedPicture& picture : eye.pictures) times.push_back(picture.pts);
-  std::ranges::sort(times);
-  if (times.empty() || std::ranges::adjacent_find(times) != times.end() || !keeps_distances(eye, times))
-    return std::nullopt;
-  const IndexedPicture& first = eye.pictures.front();
-  if (!first.key || first.pts != times.front()) return std::nullopt;
-  return times;
-}
-
 /// Key pictures that no earlier picture is shown behind and whose frame's number is at most `number`, by
 /// their positions, in order.
 std::vector<std::size_t> starts_up_to(std::size_t number, const EyePictures& eye,
@@ -75,6 +60,18 @@ EyeStart choose_start(std::size_t number, const EyePictures& eye, const std::vec
 }
 
 }  // namespace
+
+std::optional<std::vector<std::int64_t>> shown_times(const EyePictures& eye) {
+  std::vector<std::int64_t> times;
+  times.reserve(eye.pictures.size());
+  for (const IndexedPicture& picture : eye.pictures) times.push_back(picture.pts);
+  std::ranges::sort(times);
+  if (times.empty() || std::ranges::adjacent_find(times) != times.end() || !keeps_distances(eye, times))
+    return std::nullopt;
+  const IndexedPicture& first = eye.pictures.front();
+  if (!first.key || first.pts != times.front()) return std::nullopt;
+  return times;
+}
 
 std::optional<SeekPoint> choose_seek_point(const EyePictures& left, const EyePictures& right,
                                            const SeekQuestions& questions) {

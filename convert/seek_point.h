@@ -27,6 +27,11 @@ struct EyePictures {
   AVRational time_base{1, 1};
 };
 
+/// The times at which an eye's frames are shown, in order; nothing when they do not tell the frames apart or
+/// in which order the decoder gives them, and when the first group of pictures already lacks what it refers
+/// to.
+std::optional<std::vector<std::int64_t>> shown_times(const EyePictures& eye);
+
 /// Where one eye begins.
 struct EyeStart {
   std::size_t key = 0;         ///< position of the picture that decoding begins with

@@ -72,11 +72,18 @@ class Search {
  public:
   Search(const ConversionInput& input, const TrimNeeds& needs) : input_(input), needs_(needs) {}
 
-  std::optional<TrimSeek> run() {
-    if (!open() || !sound_is_plain()) return std::nullopt;
+  /// Reads the index, with which all else begins; false where it leaves anything in doubt.
+  [[nodiscard]] bool read_index() {
+    if (!open() || !sound_is_plain()) return false;
     left_ = read_eye(input_.left_stream);
     right_ = left_ ? read_eye(input_.right_stream) : std::nullopt;
-    if (!right_ || !read_first_packets()) return std::nullopt;
+    return right_ && read_first_packets();
+  }
+
+  [[nodiscard]] IndexedEyes take_eyes() { return {std::move(left_->shown), std::move(right_->shown)}; }
+
+  std::optional<TrimSeek> run() {
+    if (!read_index()) return std::nullopt;
     const auto point = choose_seek_point(
         left_->shown, right_->shown,
         {needs_.is_dropped, [this](std::size_t position) { return is_clean(*left_, position); },
@@ -238,6 +245,14 @@ class Search {
 
 std::optional<TrimSeek> find_trim_seek(const ConversionInput& input, const TrimNeeds& needs) {
   return Search(input, needs).run();
+}
+
+std::optional<IndexedEyes> read_indexed_eyes(const ConversionInput& input) {
+  TrimNeeds needs;
+  if (input.audio_stream >= 0) needs.sound_from = 0.0;
+  Search search(input, needs);
+  if (!search.read_index()) return std::nullopt;
+  return search.take_eyes();
 }
 
 bool has_one_packet_per_sample(const AVCodecParameters& sound) {

@@ -32,6 +32,16 @@ struct TrimNeeds {
 /// samples of the file.
 std::optional<TrimSeek> find_trim_seek(const ConversionInput& input, const TrimNeeds& needs);
 
+/// Both eyes' pictures, with the times that their frames get.
+struct IndexedEyes {
+  EyePictures left;
+  EyePictures right;
+};
+
+/// The pictures as the recording's index lists them. Nothing where `find_trim_seek` would find no place
+/// because the index does not tell for certain which frames there are and when.
+std::optional<IndexedEyes> read_indexed_eyes(const ConversionInput& input);
+
 /// True when each of the file's samples becomes one packet of sound of this codec, whatever was read before.
 bool has_one_packet_per_sample(const AVCodecParameters& sound);
 
