@@ -17,8 +17,6 @@ extern "C" {
 namespace veyrin {
 namespace {
 
-constexpr int largest_rate_term = 100000;
-
 Size pad_to_ratio(Size eye, std::int64_t ratio_width, std::int64_t ratio_height) {
   const auto divide_up = [](std::int64_t value, std::int64_t by) { return (value + by - 1) / by; };
   std::int64_t unit = std::max(divide_up(eye.width, ratio_width), divide_up(eye.height, ratio_height));
@@ -91,14 +89,12 @@ ConversionPlan make_conversion_plan(const ConversionJob& job, const RecordingMet
                                     const ConversionOptions& options, const InputFacts& facts) {
   const CameraIntrinsics& native = metadata.raw_calibration.left_intrinsics;
   const std::string& bitrate = facts.depth == BitDepth::ten ? options.hdr_bitrate : options.sdr_bitrate;
-  std::optional<FrameRate> requested_rate;
-  if (options.output_fps) requested_rate = av_d2q(*options.output_fps, largest_rate_term);
 
   ConversionPlan plan;
   plan.files = {job.input, job.output, options.overwrite, facts.has_audio};
   plan.timing.range = {options.start, options.duration};
   plan.timing.input_rate = facts.rate;
-  plan.timing.output_rate = choose_output_rate(requested_rate, facts.rate);
+  plan.timing.output_rate = choose_output_rate(options.output_fps, facts.rate);
   plan.timing.container_start_seconds = facts.container_start_seconds;
   plan.timing.span_seconds = convertible_seconds(plan.timing.range, metadata.duration_seconds);
   plan.picture.eye = requested_eye_size(options, {native.width, native.height});

@@ -13,6 +13,7 @@ namespace veyrin {
 namespace {
 
 constexpr FrameRate highest_input_rate{1000, 1};
+constexpr int largest_rate_term = 100000;
 constexpr double shortest_span_seconds = 0.001;
 
 // Frame times come rounded to the container's time base; a hundredth of a frame covers that rounding, so that
@@ -33,6 +34,11 @@ std::string implausible_rate_text(FrameRate input) {
 FrameRate choose_output_rate(std::optional<FrameRate> requested, FrameRate input) {
   const FrameRate rate = requested.value_or(input);
   return is_valid(rate) ? rate : FrameRate{30, 1};
+}
+
+FrameRate choose_output_rate(std::optional<double> requested_fps, FrameRate input) {
+  if (!requested_fps) return choose_output_rate(std::optional<FrameRate>(), input);
+  return choose_output_rate(std::optional(av_d2q(*requested_fps, largest_rate_term)), input);
 }
 
 std::int64_t frames_in(double duration_seconds, FrameRate rate) {

@@ -19,6 +19,9 @@ std::string implausible_rate_text(FrameRate input);
 /// The rate frames are written at: the requested one when there is one, else the input's, else 30.
 FrameRate choose_output_rate(std::optional<FrameRate> requested, FrameRate input);
 
+/// The same for a rate that the user gives as a decimal number.
+FrameRate choose_output_rate(std::optional<double> requested_fps, FrameRate input);
+
 /// The most frames that a movie of the duration holds: the whole number nearest to duration times rate, a
 /// half rounded up, and at least 1. That is where the packaged encoder ends a movie of this length, so all
 /// do.

@@ -2,38 +2,24 @@
 
 #include <array>
 #include <cstddef>
-#include <filesystem>
-#include <optional>
 #include <utility>
 
 #include "common/error_text.h"
 #include "media/ffmpeg.h"
-#include "media/movie_file.h"
-#include "spatial/two_view_description.h"
+#include "spatial/spatial_movie_file.h"
 
 namespace veyrin {
 namespace {
 
 constexpr std::size_t views = 2;  // 0: left, 1: right
 
-constexpr MovieMessages messages{
-    .create = {"could not create spatial QuickTime container", /*with_reason=*/false},
-    .add_video = "could not create MV-HEVC output track",
-    .configure_video = {"could not configure MV-HEVC output track"},
-    .add_copy = "could not create spatial audio track",
-    .configure_copy = {"could not copy spatial audio format"},
-    .open = {"could not open spatial output"},
-    .write_header = {"could not write spatial QuickTime header"},
-    .finish = {"could not finish spatial QuickTime output"},
-};
-
 class FfmpegSpatialVideoWriter final : public SpatialVideoWriter {
  public:
   explicit FfmpegSpatialVideoWriter(std::unique_ptr<TwoViewEncoder> encoder) : encoder_(std::move(encoder)) {}
 
   [[nodiscard]] bool open(const SpatialWriterConfig& config, std::string& error) {
-    return create_tracks(config, error) && write_header(error) && prepare_frames(error) &&
-           create_converters(error);
+    file_ = SpatialMovieFile::create(config, encoder_->parameters(), encoder_->time_base(), error);
+    return file_ && prepare_frames(error) && create_converters(error);
   }
 
   bool write_eye_pair(const AVFrame& left, const AVFrame& right, std::int64_t pts,
@@ -49,46 +35,19 @@ class FfmpegSpatialVideoWriter final : public SpatialVideoWriter {
     return encoder_->encode(*frames_[0], *frames_[1], sample_sink(), error);
   }
 
-  [[nodiscard]] bool has_audio() const override { return audio_.has_value(); }
+  [[nodiscard]] bool has_audio() const override { return file_->has_audio(); }
 
   bool write_audio_packet(const AVPacket& packet, std::string& error) override {
-    if (!has_audio()) return true;
-    const PacketPtr copy(av_packet_clone(&packet));
-    if (!copy) return fail(error, "could not copy spatial audio packet");
-    return file_->write(*audio_, *copy, {"could not write spatial audio packet"}, error);
+    return file_->write_audio_packet(packet, error);
   }
 
   bool finish(std::string& error) override {
     if (finished_) return true;
-    finished_ = encoder_->drain(sample_sink(), error) && file_->finish(error) &&
-                check_two_view_description(path_, error);
+    finished_ = encoder_->drain(sample_sink(), error) && file_->finish(error);
     return finished_;
   }
 
  private:
-  [[nodiscard]] bool create_tracks(const SpatialWriterConfig& config, std::string& error) {
-    const AVOutputFormat* quicktime = av_guess_format("mov", nullptr, nullptr);
-    path_ = config.output_path;
-    file_ = MovieFile::create({config.output_path, config.output_opening}, quicktime, messages, error);
-    if (!file_) return false;
-    const auto video =
-        file_->add_video_track(encoder_->parameters(), encoder_->time_base(), config.frame_rate, error);
-    if (!video) return false;
-    video_ = *video;
-    // The muxer describes the second view only in tracks with the multilayer flag.
-    file_->stream(video_).disposition = AV_DISPOSITION_DEFAULT | AV_DISPOSITION_MULTILAYER;
-    if (config.audio_parameters == nullptr) return true;
-    audio_ = file_->add_audio_track(*config.audio_parameters, config.audio_time_base, error);
-    return audio_.has_value();
-  }
-
-  [[nodiscard]] bool write_header(std::string& error) {
-    Dictionary options;
-    // The index in front lets a player begin before the file is there as a whole.
-    options.set("movflags", "+faststart");
-    return file_->write_header(options, error);
-  }
-
   [[nodiscard]] bool prepare_frames(std::string& error) {
     for (std::size_t view = 0; view < views; ++view) {
       frames_[view].reset(av_frame_alloc());
@@ -110,16 +69,11 @@ class FfmpegSpatialVideoWriter final : public SpatialVideoWriter {
   }
 
   TwoViewEncoder::SampleSink sample_sink() {
-    return [this](AVPacket& sample, std::string& error) {
-      return file_->write(video_, sample, {"could not write MV-HEVC packet"}, error);
-    };
+    return [this](AVPacket& sample, std::string& error) { return file_->write_sample(sample, error); };
   }
 
   std::unique_ptr<TwoViewEncoder> encoder_;
-  std::filesystem::path path_;
-  std::unique_ptr<MovieFile> file_;
-  int video_ = -1;
-  std::optional<int> audio_;
+  std::unique_ptr<SpatialMovieFile> file_;
   std::array<FramePtr, views> frames_;
   std::array<std::unique_ptr<EyeConverter>, views> converters_;
   bool finished_ = false;

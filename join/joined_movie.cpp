@@ -1,0 +1,135 @@
+#include "join/joined_movie.h"
+
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include "common/console.h"
+#include "common/error_text.h"
+#include "convert/recorded_sound.h"
+#include "convert/sbs_stereo_metadata.h"
+#include "media/movie_file.h"
+#include "media/sound_copy.h"
+#include "spatial/spatial_movie_file.h"
+
+extern "C" {
+#include <libavutil/stereo3d.h>
+}
+
+namespace veyrin {
+namespace {
+
+constexpr MovieMessages messages{
+    .create = {"could not open output"},
+    .add_video = "could not create the output video stream",
+    .configure_video = {"could not configure the output stream"},
+    .add_copy = "could not create the output stream",
+    .configure_copy = {"could not copy the parameters of a piece"},
+    .open = {"could not open output"},
+    .write_header = {"could not write the output header"},
+    .finish = {"could not finalize output"},
+};
+
+bool is_side_by_side(const AVCodecParameters& video) {
+  const AVPacketSideData* record =
+      av_packet_side_data_get(video.coded_side_data, video.nb_coded_side_data, AV_PKT_DATA_STEREO3D);
+  if (record == nullptr) return false;
+  return reinterpret_cast<const AVStereo3D*>(record->data)->type == AV_STEREO3D_SIDEBYSIDE;
+}
+
+/// A movie of one picture per frame.
+class CanvasMovie final : public JoinedMovie {
+ public:
+  [[nodiscard]] bool open(const MoviePiece& first, const AVStream* sound, const std::filesystem::path& file,
+                          std::string& error) {
+    const AVOutputFormat* container = av_guess_format(first.is_quicktime() ? "mov" : "mp4", nullptr, nullptr);
+    file_ = MovieFile::create({file}, container, messages, error);
+    if (!file_ || (sound != nullptr && !check_recorded_sound(file_->container(), *sound, error)))
+      return false;
+    if (!add_video(*first.video, error)) return false;
+    if (sound != nullptr) {
+      sound_ = add_recorded_sound(*file_, *sound, error);
+      if (!sound_) return false;
+    }
+    Dictionary no_options;
+    return file_->write_header(no_options, error);
+  }
+
+  bool write_picture(AVPacket& packet, std::string& error) override {
+    return file_->write(video_, packet, {"could not write a picture"}, error);
+  }
+
+  bool write_sound(AVPacket& packet, std::string& error) override {
+    return file_->write(*sound_, packet, {"could not write an audio packet"}, error);
+  }
+
+  bool finish(std::string& error) override { return file_->finish(error); }
+
+ private:
+  [[nodiscard]] bool add_video(const AVStream& source, std::string& error) {
+    const auto track = file_->add_copied_track(source, error);
+    if (!track) return false;
+    video_ = *track;
+    if (!is_side_by_side(*source.codecpar)) return true;
+    // What was read of the record is less than what was written.
+    file_->allow_unofficial_boxes();
+    return attach_sbs_stereo_metadata(*file_->stream(video_).codecpar,
+                                      "could not attach SBS metadata to the output stream", error);
+  }
+
+  std::unique_ptr<MovieFile> file_;
+  int video_ = -1;
+  std::optional<int> sound_;
+};
+
+/// A movie of one picture per eye.
+class SpatialMovie final : public JoinedMovie {
+ public:
+  [[nodiscard]] bool open(const MoviePiece& first, const AVStream* sound, const std::filesystem::path& file,
+                          std::string& error) {
+    if (sound != nullptr && !can_copy_sound("mov", *sound))
+      return fail(error, sound_failure_text(*sound, "a spatial movie", /*other_extension=*/""));
+    const AVStream& video = *first.video;
+    SpatialWriterConfig config;
+    config.output_path = file;
+    config.eye = {video.codecpar->width, video.codecpar->height};
+    config.frame_rate = first.rate();
+    if (sound != nullptr) {
+      config.audio_parameters = sound->codecpar;
+      config.audio_time_base = sound->time_base;
+    }
+    file_ = SpatialMovieFile::create(config, *video.codecpar, video.time_base, error);
+    return file_ != nullptr;
+  }
+
+  bool write_picture(AVPacket& packet, std::string& error) override {
+    return file_->write_sample(packet, error);
+  }
+
+  bool write_sound(AVPacket& packet, std::string& error) override {
+    return file_->write_audio_packet(packet, error);
+  }
+
+  bool finish(std::string& error) override { return file_->finish(error); }
+
+ private:
+  std::unique_ptr<SpatialMovieFile> file_;
+};
+
+template <typename Movie>
+[[nodiscard]] std::unique_ptr<JoinedMovie> open_movie(const MoviePiece& first, const AVStream* sound,
+                                                      const std::filesystem::path& file, std::string& error) {
+  auto movie = std::make_unique<Movie>();
+  if (!movie->open(first, sound, file, error)) return nullptr;
+  return movie;
+}
+
+}  // namespace
+
+std::unique_ptr<JoinedMovie> JoinedMovie::create(const MoviePiece& first, const AVStream* sound,
+                                                 const std::filesystem::path& file, std::string& error) {
+  return first.is_spatial() ? open_movie<SpatialMovie>(first, sound, file, error)
+                            : open_movie<CanvasMovie>(first, sound, file, error);
+}
+
+}  // namespace veyrin
