@@ -22,9 +22,9 @@ struct CutQuestion {
 
 /// What is answered.
 struct CutAnswer {
-  FrameRate rate{30, 1};             ///< of the movie
+  FrameRate rate{30, 1};               ///< of the movie
   std::optional<std::size_t> pairs{};  ///< of the recording; nothing when its index does not tell
-  std::vector<CutPiece> pieces;      ///< at least one; its frames are known when the pairs are
+  std::vector<CutPiece> pieces;        ///< at least one; its frames are known when the pairs are
   std::string reason{};                ///< why there is one piece only; empty when there are more
 };
 

@@ -58,6 +58,8 @@ class Joining {
   }
 
   [[nodiscard]] bool open_recording() {
+    // What is noticed about the recording stands in its conversions' reports.
+    const ConsoleSilence silence;
     recording_ = open_joined_recording(job_.recording, error_);
     return recording_.has_value();
   }

@@ -10,7 +10,7 @@
 namespace veyrin {
 
 struct JoinJob {
-  std::filesystem::path recording;            ///< that the pieces were made of
+  std::filesystem::path recording;              ///< that the pieces were made of
   std::vector<std::filesystem::path> pieces{};  ///< in order, at least one
   std::filesystem::path output;
   TimeRange range;  ///< of the whole movie

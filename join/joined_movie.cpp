@@ -10,6 +10,7 @@
 #include "convert/sbs_stereo_metadata.h"
 #include "media/movie_file.h"
 #include "media/sound_copy.h"
+#include "spatial/spatial_metadata.h"
 #include "spatial/spatial_movie_file.h"
 
 extern "C" {
@@ -30,11 +31,14 @@ constexpr MovieMessages messages{
     .finish = {"could not finalize output"},
 };
 
+// The demuxer finds out that a picture holds both eyes from one box, and forgets how they lie with the next
+// one. The converter knows one way only.
 bool is_side_by_side(const AVCodecParameters& video) {
   const AVPacketSideData* record =
       av_packet_side_data_get(video.coded_side_data, video.nb_coded_side_data, AV_PKT_DATA_STEREO3D);
   if (record == nullptr) return false;
-  return reinterpret_cast<const AVStereo3D*>(record->data)->type == AV_STEREO3D_SIDEBYSIDE;
+  const auto type = reinterpret_cast<const AVStereo3D*>(record->data)->type;
+  return type == AV_STEREO3D_SIDEBYSIDE || type == AV_STEREO3D_UNSPEC;
 }
 
 /// A movie of one picture per frame.
@@ -82,6 +86,27 @@ class CanvasMovie final : public JoinedMovie {
   std::optional<int> sound_;
 };
 
+/// The parameters of a spatial piece with the records that the spatial writer makes for a movie of these
+/// cameras: what was read of them is less than what was written. The cameras go into `config`.
+[[nodiscard]] CodecParametersPtr describe_again(const AVCodecParameters& video, SpatialWriterConfig& config,
+                                                std::string& error) {
+  const AVPacketSideData* record =
+      av_packet_side_data_get(video.coded_side_data, video.nb_coded_side_data, AV_PKT_DATA_STEREO3D);
+  CodecParametersPtr parameters(avcodec_parameters_alloc());
+  if (record == nullptr || !parameters || avcodec_parameters_copy(parameters.get(), &video) < 0) {
+    error = "could not copy the stereo description of a piece";
+    return nullptr;
+  }
+  const auto& stereo = *reinterpret_cast<const AVStereo3D*>(record->data);
+  config.camera_distance_mm = stereo.baseline / 1000.0;
+  config.horizontal_field_of_view_degrees = av_q2d(stereo.horizontal_field_of_view);
+  for (const AVPacketSideDataType type :
+       {AV_PKT_DATA_STEREO3D, AV_PKT_DATA_SPHERICAL, AV_PKT_DATA_3D_REFERENCE_DISPLAYS})
+    av_packet_side_data_remove(parameters->coded_side_data, &parameters->nb_coded_side_data, type);
+  if (!attach_stream_metadata(config, *parameters, error)) return nullptr;
+  return parameters;
+}
+
 /// A movie of one picture per eye.
 class SpatialMovie final : public JoinedMovie {
  public:
@@ -94,11 +119,13 @@ class SpatialMovie final : public JoinedMovie {
     config.output_path = file;
     config.eye = {video.codecpar->width, video.codecpar->height};
     config.frame_rate = first.rate();
+    const CodecParametersPtr parameters = describe_again(*video.codecpar, config, error);
+    if (!parameters) return false;
     if (sound != nullptr) {
       config.audio_parameters = sound->codecpar;
       config.audio_time_base = sound->time_base;
     }
-    file_ = SpatialMovieFile::create(config, *video.codecpar, video.time_base, error);
+    file_ = SpatialMovieFile::create(config, *parameters, video.time_base, error);
     return file_ != nullptr;
   }
 

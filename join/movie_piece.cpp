@@ -177,8 +177,16 @@ std::optional<MoviePiece> open_piece(const std::filesystem::path& path, std::str
     return std::nullopt;
   }
   const std::string failure = "could not open " + platform::path_to_utf8(path);
-  piece.context = open_recording(path, {}, {failure, failure}, error);
-  if (!piece.context || !find_video(piece, error) || !measure(piece, error)) return std::nullopt;
+  piece.context = open_recording(path, {.probe_streams = false}, {failure, failure}, error);
+  if (!piece.context || !find_video(piece, error)) return std::nullopt;
+  // Looking into the stream also finds out what the file does not say of it, and the movie is to say no more.
+  const AVFieldOrder field_order = piece.video->codecpar->field_order;
+  if (const int result = avformat_find_stream_info(piece.context.get(), nullptr); result < 0) {
+    error = with_library_error(failure, result);
+    return std::nullopt;
+  }
+  piece.video->codecpar->field_order = field_order;
+  if (!measure(piece, error)) return std::nullopt;
   read_only_streams(*piece.context, std::array{piece.video->index});
   return piece;
 }
