@@ -1,5 +1,5 @@
 # `cpack` in the build folder makes a ZIP to be unpacked and run anywhere: programs, DLLs, licences, README.
-install(TARGETS veyrin-video-converter RUNTIME DESTINATION .)
+install(TARGETS veyrin-video-converter veyrin-join RUNTIME DESTINATION .)
 install(FILES ${ffmpeg_dlls} DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/cmake/windows/README.txt DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION licenses)

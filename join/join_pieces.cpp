@@ -105,7 +105,7 @@ class Joining {
 
   void report() const {
     console_line("Recording: %s", platform::path_to_utf8(job_.recording).c_str());
-    console_line("  pieces: %zu", pieces_.size());
+    console_line("  pieces: %lld", static_cast<long long>(pieces_.size()));
     console_line("  output_frames: %lld", static_cast<long long>(frames_));
   }
 
