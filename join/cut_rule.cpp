@@ -113,7 +113,7 @@ class Cutter {
     for (std::int64_t piece = 1; piece < count; ++piece) {
       // Not the product by the quotient, which would be rounded.
       const std::int64_t target = frames / count * piece + frames % count * piece / count;
-      if (const auto found = cut_near(target, frames / count / 4)) cuts.push_back(*found);
+      if (const auto found = cut_near(target, frames / count / 3)) cuts.push_back(*found);
     }
     cuts.push_back(frames);
     return cuts;

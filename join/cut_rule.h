@@ -33,7 +33,7 @@ struct CutPiece {
 /// The pieces, in order; one that is the whole when it is not worth cutting or no place for a cut was found.
 /// A cut lies where a frame of the whole movie begins to show another pair than before, so that the pieces'
 /// frames have the times that they have in the whole, and among pairs that follow each other evenly. Pieces
-/// are up to half longer or shorter than asked for, longer where there are no such places. The pairs are in
+/// are roughly as long as asked for, and longer where there are no such places. The pairs are in
 /// order of time.
 std::vector<CutPiece> choose_pieces(std::span<const PairTime> pairs, const CutRequest& request);
 

@@ -52,6 +52,7 @@ class Joining {
       auto piece = open_piece(path, error_);
       if (!piece) return false;
       if (!pieces_.empty() && !check_same_kind(pieces_.front(), *piece, error_)) return false;
+      if (!pieces_.empty()) piece->close();
       pieces_.push_back(std::move(*piece));
     }
     return true;
@@ -113,6 +114,7 @@ class Joining {
     const auto movie = JoinedMovie::create(pieces_.front(), recording_->input.audio(), temporary_, error_);
     if (!movie) return false;
     owner_.emplace(temporary_);
+    pieces_.front().close();
     return copy_packets(*movie) && movie->finish(error_);
   }
 
@@ -142,7 +144,7 @@ class Joining {
   }
 
   [[nodiscard]] bool is_later(const AVPacket& picture, const AVPacket& heard) const {
-    return av_compare_ts(picture.dts, pieces_.front().video->time_base, heard.pts,
+    return av_compare_ts(picture.dts, pieces_.front().time_base, heard.pts,
                          recording_->input.audio()->time_base) > 0;
   }
 

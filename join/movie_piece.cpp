@@ -7,6 +7,7 @@
 
 #include "common/error_text.h"
 #include "common/platform/files.h"
+#include "join/codec_configuration.h"
 #include "media/movie_file.h"
 #include "media/recording_input.h"
 
@@ -19,6 +20,10 @@ namespace {
 
 [[nodiscard]] bool refuse(const std::filesystem::path& piece, const std::string& reason, std::string& error) {
   return fail(error, "could not join " + platform::path_to_utf8(piece) + ": " + reason);
+}
+
+std::string open_failure(const std::filesystem::path& piece) {
+  return "could not open " + platform::path_to_utf8(piece);
 }
 
 std::string ratio_text(AVRational ratio) {
@@ -38,6 +43,7 @@ std::string text_or(const char* name, const char* other) {
   if (index < 0 || stream_index_of_video_track(movie, 1) >= 0)
     return refuse(piece.path, "it has not exactly one video track", error);
   piece.video = movie.streams[index];
+  piece.time_base = piece.video->time_base;
   return true;
 }
 
@@ -110,7 +116,7 @@ std::string frame_rate(const MoviePiece& piece) {
 }
 
 std::string time_scale(const MoviePiece& piece) {
-  return ratio_text(piece.video->time_base);
+  return ratio_text(piece.time_base);
 }
 
 /// Not for people: the bytes of the records.
@@ -128,8 +134,7 @@ std::string stereo_description(const MoviePiece& piece) {
 }
 
 std::string codec_configuration(const MoviePiece& piece) {
-  const AVCodecParameters& video = *piece.video->codecpar;
-  return {reinterpret_cast<const char*>(video.extradata), static_cast<std::size_t>(video.extradata_size)};
+  return parameter_sets_of(*piece.video->codecpar);
 }
 
 /// Something in which all pieces must be alike.
@@ -156,7 +161,7 @@ constexpr std::array traits{
 
 FrameRate MoviePiece::rate() const {
   FrameRate rate{};
-  av_reduce(&rate.num, &rate.den, video->time_base.den, frame_ticks * video->time_base.num,
+  av_reduce(&rate.num, &rate.den, time_base.den, frame_ticks * time_base.num,
             std::numeric_limits<int>::max());
   return rate;
 }
@@ -170,13 +175,18 @@ bool MoviePiece::is_spatial() const {
   return (video->disposition & AV_DISPOSITION_MULTILAYER) != 0;
 }
 
+void MoviePiece::close() {
+  video = nullptr;
+  context.reset();
+}
+
 std::optional<MoviePiece> open_piece(const std::filesystem::path& path, std::string& error) {
   MoviePiece piece{.path = path};
   if (is_cut_off_movie(path)) {
     static_cast<void>(refuse(path, "it is cut off", error));
     return std::nullopt;
   }
-  const std::string failure = "could not open " + platform::path_to_utf8(path);
+  const std::string failure = open_failure(path);
   piece.context = open_recording(path, {.probe_streams = false}, {failure, failure}, error);
   if (!piece.context || !find_video(piece, error)) return std::nullopt;
   // Looking into the stream also finds out what the file does not say of it, and the movie is to say no more.
@@ -187,8 +197,15 @@ std::optional<MoviePiece> open_piece(const std::filesystem::path& path, std::str
   }
   piece.video->codecpar->field_order = field_order;
   if (!measure(piece, error)) return std::nullopt;
-  read_only_streams(*piece.context, std::array{piece.video->index});
   return piece;
+}
+
+bool open_pictures(MoviePiece& piece, std::string& error) {
+  const std::string failure = open_failure(piece.path);
+  piece.context = open_recording(piece.path, {.probe_streams = false}, {failure, failure}, error);
+  if (!piece.context || !find_video(piece, error)) return false;
+  read_only_streams(*piece.context, std::array{piece.video->index});
+  return true;
 }
 
 bool check_same_kind(const MoviePiece& first, const MoviePiece& piece, std::string& error) {

@@ -15,12 +15,16 @@ PictureSource::PictureSource(std::vector<MoviePiece>& pieces) : pieces_(pieces) 
     frames_ += piece.frames;
     most_delay_ = std::max(most_delay_, -piece.first_dts);
   }
-  shown_.assign(static_cast<std::size_t>(pieces.front().frames), false);
 }
 
 Taken PictureSource::take(AVPacket& packet, std::string& error) {
   while (piece_ < pieces_.size()) {
-    const MoviePiece& piece = pieces_[piece_];
+    MoviePiece& piece = pieces_[piece_];
+    if (!piece.context) {
+      if (!open_pictures(piece, error)) return Taken::failed;
+      shown_.assign(static_cast<std::size_t>(piece.frames), false);
+      pictures_read_ = 0;
+    }
     const std::string failure = "could not read " + platform::path_to_utf8(piece.path);
     const int result = read_packet(*piece.context, packet);
     if (result >= 0) {
@@ -39,9 +43,8 @@ Taken PictureSource::take(AVPacket& packet, std::string& error) {
       return Taken::failed;
     }
     frames_before_ += piece.frames;
-    pictures_read_ = 0;
+    piece.close();
     ++piece_;
-    if (piece_ < pieces_.size()) shown_.assign(static_cast<std::size_t>(pieces_[piece_].frames), false);
   }
   return Taken::end;
 }

@@ -18,7 +18,7 @@ enum class Taken { packet, end, failed };
 /// The pictures of all pieces, with the times that they have in the joined movie, in the pieces' time base.
 class PictureSource {
  public:
-  /// The pieces, of the same kind, are borrowed.
+  /// The pieces, of the same kind and closed, are borrowed. Each one is open while it is read.
   explicit PictureSource(std::vector<MoviePiece>& pieces);
 
   /// Reads the next picture into `packet`, which is empty; on failure one message in `error`.

@@ -25,10 +25,10 @@ CLIPS = {
     "24": ((*SMALL, 2, "--rate", 24), 0.01, 3),
     "29.97": ((*SMALL, 2, "--rate", "30000/1001"), 0.01, 3),
     "30": ((*SMALL, 2, "--codec", "hevc", "--b-frames", 3), 0.015, 2),
-    "offset_eyes": ((*SMALL, 2, "--right-offset", 0.1), 0.01, 4),
+    "offset_eyes": ((*SMALL, 2, "--right-offset", 0.1), 0.01, 3),
     "offset_eyes_29.97": ((*SMALL, 2, "--rate", "30000/1001", "--right-offset", 0.047), 0.01, 3),
     "late_start": ((*SMALL, 2, "--delay", 0.5, "--rate", 24), 0.015, 3),
-    "half_a_frame_late": ((*SMALL, 2, "--delay", 0.5, "--rate", 25, "--sound-offset", 0.2), 0.01, 4),
+    "half_a_frame_late": ((*SMALL, 2, "--delay", 0.5, "--rate", 25, "--sound-offset", 0.2), 0.01, 3),
     "gap_at_the_cut": ((*SMALL, 3, "--jump", 0.4), 0.03, 2),
     "lost_frame_at_the_cut": ((*SMALL, 3, "--gop", 1, "--drop-right", 45), 0.025, 2),
 }
