@@ -15,9 +15,9 @@ namespace veyrin {
 /// What is asked.
 struct CutQuestion {
   std::filesystem::path recording;
-  double piece_minutes = 1.0;        ///< above 0
-  TimeRange range;                   ///< of the whole movie
-  std::optional<double> output_fps;  ///< as the conversion is told it
+  double piece_minutes = 1.0;          ///< above 0
+  TimeRange range;                     ///< of the whole movie
+  std::optional<double> output_fps{};  ///< as the conversion is told it
 };
 
 /// What is answered.
