@@ -58,7 +58,7 @@ std::optional<CutAnswer> cut_recording(const CutQuestion& question, std::string&
                            .piece_seconds = question.piece_minutes * seconds_in_minute,
                            .other_origin_seconds = other_origin(recording->facts)};
   CutAnswer answer{.rate = rate, .pairs = pairs->size(), .pieces = choose_pieces(*pairs, request)};
-  const double frames = static_cast<double>(answer.pieces.front().frames);
+  const auto frames = static_cast<double>(answer.pieces.front().frames);
   if (answer.pieces.size() == 1) {
     const bool short_one = frames * frame_seconds(rate) < 1.5 * request.piece_seconds;
     answer.reason = short_one ? "the recording is too short for pieces of this length"
@@ -69,7 +69,7 @@ std::optional<CutAnswer> cut_recording(const CutQuestion& question, std::string&
 
 std::string cut_answer_text(const CutAnswer& answer) {
   std::string text =
-      "{\"rate\":\"" + std::to_string(answer.rate.num) + "/" + std::to_string(answer.rate.den) + "\"";
+      R"({"rate":")" + std::to_string(answer.rate.num) + "/" + std::to_string(answer.rate.den) + "\"";
   if (answer.pairs) text += ",\"pairs\":" + std::to_string(*answer.pairs);
   text += ",\"pieces\":[";
   for (const CutPiece& piece : answer.pieces) {
@@ -77,7 +77,7 @@ std::string cut_answer_text(const CutAnswer& answer) {
     text += piece_text(piece, answer.pairs.has_value());
   }
   text += "]";
-  if (!answer.reason.empty()) text += ",\"reason\":\"" + escape_json(answer.reason) + "\"";
+  if (!answer.reason.empty()) text += R"(,"reason":")" + escape_json(answer.reason) + "\"";
   return text + "}";
 }
 

@@ -215,7 +215,7 @@ bool check_same_kind(const MoviePiece& first, const MoviePiece& piece, std::stri
     if (found == expected) continue;
     std::string reason =
         std::string("its ") + trait.name + " differs from that of " + platform::path_to_utf8(first.path);
-    if (trait.readable) reason += " (" + found + " instead of " + expected + ")";
+    if (trait.readable) reason.append(" (").append(found).append(" instead of ").append(expected).append(")");
     return refuse(piece.path, reason, error);
   }
   return true;
