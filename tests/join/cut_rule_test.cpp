@@ -226,7 +226,10 @@ TEST(CutRule, CutsKeepAwayFromGapsAndFromWhereTheEyesLoseStep) {
 
 TEST(CutRule, WithoutAnEvenPlaceThereIsOnePiece) {
   std::vector<PairTime> pairs;
-  for (int i = 0; i < pair_count; ++i) pairs.push_back({i / 30.0 + i / 4 * 0.5, 0.0});
+  for (int i = 0; i < pair_count; ++i) {
+    const int gaps = i / 4;
+    pairs.push_back({i / 30.0 + gaps * 0.5, 0.0});
+  }
   EXPECT_EQ(choose_pieces(pairs, {{}, {30, 1}, {30, 1}, 10.0, std::nullopt}).size(), 1U);
 }
 
