@@ -15,7 +15,7 @@ namespace {
 constexpr double seconds_in_minute = 60.0;
 
 constexpr const char* index_in_doubt =
-    "the recording's index does not tell for certain which pictures are shown when";
+    "the recording's index does not tell for certain what reading from its middle on would give";
 
 /// The shortest text that is read as the same number.
 std::string number_text(double number) {

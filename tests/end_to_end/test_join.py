@@ -221,7 +221,7 @@ def test_where_the_index_does_not_tell_there_is_one_piece(joiner, shelf, tmp_pat
     source = shelf.get(*SMALL, 2)
     clip = tmp_path / "clip.mp4"
     clip.write_bytes(CodedRecording(source.path.read_bytes()).fragmented(10))
-    reason = "the recording's index does not tell for certain which pictures are shown when"
+    reason = "the recording's index does not tell for certain what reading from its middle on would give"
     assert cuts(joiner, clip, tmp_path, 0.01) == {"rate": "30/1", "pieces": [{"start": 0}], "reason": reason}
     assert cuts(joiner, source.path, tmp_path, 1) == {
         "rate": "30/1", "pairs": 60, "pieces": [{"start": 0, "frames": 60}],
