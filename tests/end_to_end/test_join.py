@@ -170,7 +170,8 @@ def test_a_joined_hevc_movie_has_the_times_and_pictures_of_one_go(converter, joi
 
 
 @pytest.mark.parametrize("way, bits", [("driver", 8), ("driver", 10), ("software", 8)])
-def test_joined_spatial_movies_show_both_views(converter, joiner, shelf, eyes_of, nvenc, view_decoder, tmp_path, way, bits):
+def test_joined_spatial_movies_show_both_views(converter, joiner, shelf, eyes_of, nvenc, view_decoder, tmp_path, way,
+                                               bits):
     recording = shelf.get("--size", "320x320", "--seconds", 1.2, *(("--codec", "hevc10") if bits == 10 else ()))
     options = ["--output-format", "spatial", "--sdr-bitrate", "12M", "--hdr-bitrate", "12M"]
     options += ["--software"] if way == "software" else []
