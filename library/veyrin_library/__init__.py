@@ -1,0 +1,3 @@
+"""Converts whole libraries of recordings: planned, resumable, on one machine or on a cluster."""
+
+VERSION = "1"

@@ -1,0 +1,138 @@
+"""The command line: commands, their options and exit statuses."""
+
+import argparse
+import sys
+
+from . import VERSION, converter, pieces, planning, run, status, tasks
+from .errors import Interrupted, LibraryError, reason
+from .store import Store, find_library
+
+WHICH = ("the movies' folder of the library (default: the one around the current folder, else the one that was "
+         "planned last)")
+
+EPILOG = """exit status: 0 when every movie is there (plan: when nothing was refused; page: when it was written),
+1 when not, 2 for a wrong command line, 130 when interrupted"""
+
+
+def positive(convert):
+    def read(text):
+        value = convert(text)
+        if value <= 0:
+            raise argparse.ArgumentTypeError(f"must be positive: {text}")
+        return value
+    return read
+
+
+def parser():
+    top = argparse.ArgumentParser(prog="veyrin-library", epilog=EPILOG, allow_abbrev=False,
+                                  description="Converts a whole library of recordings; goes on where it stopped.")
+    top.add_argument("--version", action="version", version=f"veyrin-library {VERSION}")
+    commands = top.add_subparsers(dest="command", required=True, metavar="plan|run|status|page")
+    add_plan(commands)
+    add_run(commands)
+    for name, text in (("status", "how far it is, what failed and why"),
+                       ("page", "writes MOVIES/index.html with all recordings")):
+        command = commands.add_parser(name, help=text, description=text, allow_abbrev=False, epilog=EPILOG)
+        command.add_argument("--movies", metavar="DIR", help=WHICH)
+        if name == "page":
+            command.add_argument("--jobs", type=positive(int), metavar="N", help="previews made at a time")
+    job = commands.add_parser("job", allow_abbrev=False)  # for Snakemake and the cluster only
+    job.add_argument("id")
+    job.add_argument("--movies", required=True)
+    return top
+
+
+def add_plan(commands):
+    plan = commands.add_parser(
+        "plan", allow_abbrev=False, epilog=EPILOG, help="looks at the recordings and says what would be done",
+        usage="veyrin-library plan [--piece-minutes M] [--settle SECONDS] RECORDINGS MOVIES [converter options]",
+        description="Looks at the recordings and says what would be done, how large it is and how long it takes. "
+                    "Nothing is converted. Options of veyrin-video-converter may follow the two folders.")
+    plan.add_argument("--piece-minutes", type=positive(float), metavar="M",
+                      help="convert recordings longer than M minutes in pieces, side by side (default: no)")
+    plan.add_argument("--settle", type=float, default=10.0, metavar="SECONDS",
+                      help="recordings that changed within this time wait for the next run (default: 10)")
+    plan.add_argument("recordings", metavar="RECORDINGS", help="folder with recordings, also in folders below")
+    plan.add_argument("movies", metavar="MOVIES", help="folder for the movies; keeps the recordings' folders")
+    plan.add_argument("options", nargs=argparse.REMAINDER, metavar="converter options", help="for every recording")
+
+
+def add_run(commands):
+    command = commands.add_parser("run", allow_abbrev=False, epilog=EPILOG, help="converts what is missing",
+                                  description="Converts what is missing. Can be stopped and started again at any time.")
+    command.add_argument("--movies", metavar="DIR", help=WHICH)
+    command.add_argument("--profile", choices=("local", "slurm", "plain"),
+                         help="Snakemake on this machine, Snakemake on a Slurm cluster, or this machine without "
+                              "Snakemake (default: local where Snakemake is installed, else plain)")
+    command.add_argument("--jobs", type=positive(int), metavar="N", help="jobs at a time")
+    command.add_argument("--overwrite", action="store_true", help="replace movies that other options or programs made")
+    cluster = command.add_argument_group("on a cluster")
+    cluster.add_argument("--partition", help="Slurm partition")
+    cluster.add_argument("--gres", help="what else each job needs, as gpu:1")
+    cluster.add_argument("--cpus", type=positive(int), help="processors per job (default: 4)")
+    cluster.add_argument("--memory", type=positive(int), metavar="MB", help="memory per job (default: by size)")
+    cluster.add_argument("--minutes", type=positive(int), help="time limit per job (default: by length)")
+    command.add_argument("--snakemake", action="append", default=[], metavar="WORD",
+                         help="a further word for Snakemake; may be repeated")
+
+
+def own_words_first(words):
+    """Moves plan's own options before the folders: what follows those is for the converter."""
+    if words[:1] != ["plan"]:
+        return words
+    own, rest, left = [], [], list(words[1:])
+    while left:
+        word = left.pop(0)
+        if word in ("-h", "--help") or word.startswith(("--piece-minutes=", "--settle=")):
+            own.append(word)
+        elif word in ("--piece-minutes", "--settle"):
+            own += [word, *left[:1]]
+            del left[:1]
+        else:
+            rest.append(word)
+    return ["plan", *own, *rest]
+
+
+def plan_command(options):
+    recordings, movies = planning.check_folders(options.recordings, options.movies)
+    if options.piece_minutes:
+        pieces.check(converter.check_options(options.options))
+    store = Store(movies)
+    plan = planning.new_plan(store, recordings, options.options, options.piece_minutes, options.settle)
+    pieces.plan_cuts(plan)
+    store.make_folders()
+    planning.save(store, plan)
+    store.remember()
+    return status.print_plan(store, plan)
+
+
+def execute(options):
+    if options.command == "plan":
+        return plan_command(options)
+    if options.command == "job":
+        return tasks.run_one(Store(options.movies), options.id)
+    store = find_library(options.movies)
+    if options.command == "run":
+        return run.run_library(store, options)
+    if options.command == "status":
+        return status.print_status(store)
+    from . import page
+    return page.write_page(store, options.jobs)
+
+
+def main(words):
+    # Names that are not valid text are printed as well as possible, on any console.
+    for stream in (sys.stdout, sys.stderr):
+        if hasattr(stream, "reconfigure"):
+            stream.reconfigure(errors="replace")
+    try:
+        return execute(parser().parse_args(own_words_first(words)))
+    except LibraryError as error:
+        print(f"Error: {error}", file=sys.stderr)
+        return 1
+    except OSError as error:
+        print(f"Error: {error.filename or 'the library'}: {reason(error)}", file=sys.stderr)
+        return 1
+    except (KeyboardInterrupt, Interrupted):
+        print("interrupted; run again to go on", file=sys.stderr)
+        return 130

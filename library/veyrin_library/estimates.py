@@ -1,0 +1,96 @@
+"""How long recordings take and what their jobs need, from what was measured."""
+
+from .converter import option_value
+
+# Million pixels of both eyes a second on one machine of two cores; only until the library has movies of its own.
+DEFAULT_RATES = {"hevc": 12.0, "h264": 20.0, "prores": 60.0, "spatial": 6.0}
+# Bytes of a recording converted in a second when its headers do not tell its size.
+DEFAULT_BYTES = 1_000_000
+JOB_SECONDS = 0.5
+PRORES_BITS_PER_PIXEL = 2.4
+
+# Up to how many pixels an eye has, the memory of its job in MB; library/README.md has the table.
+MEMORY = ((1300 * 1300, 1500), (2000 * 2000, 2500), (3000 * 3000, 4500), (4200 * 4200, 8000))
+MEMORY_BEYOND = 16000
+
+
+def kind_of(options):
+    if option_value(options, "--output-format") == "spatial":
+        return "spatial"
+    return option_value(options, "--sbs-codec", "hevc")
+
+
+def work_of(entry):
+    """The pixels of both eyes over all frames; None when the headers do not tell."""
+    header = entry["header"]
+    pixels = 2 * header.get("width", 0) * header.get("height", 0) * header.get("frames", 0)
+    return pixels or None
+
+
+class Rate:
+    """Pixels a second, from the done marks of the same options or from the stated default."""
+
+    def __init__(self, options, marks):
+        pairs = [(mark["work"], max(mark["seconds"] - JOB_SECONDS, mark["seconds"] / 2)) for mark in marks
+                 if mark and mark.get("work") and mark.get("options") == options]
+        self.movies = len(pairs)
+        self.rate = DEFAULT_RATES.get(kind_of(options), DEFAULT_RATES["hevc"]) * 1e6
+        if pairs:
+            self.rate = sum(work for work, _ in pairs) / max(1e-3, sum(seconds for _, seconds in pairs))
+
+    def seconds(self, entry):
+        work = work_of(entry)
+        return JOB_SECONDS + (work / self.rate if work else entry["size"] / DEFAULT_BYTES)
+
+    def origin(self):
+        if self.movies:
+            return f"measured on {count(self.movies, 'movie')} of this library"
+        return "a guess until the first movies are there"
+
+
+def movie_bytes(entry, options):
+    """The size of the movie, by its bit rate; None when the headers do not tell."""
+    header = entry["header"]
+    if kind_of(options) == "prores":
+        work = work_of(entry)
+        return work and work * PRORES_BITS_PER_PIXEL / 8
+    name, default = ("--hdr-bitrate", "90M") if header.get("hdr") else ("--sdr-bitrate", "55M")
+    text = option_value(options, name, default)
+    scale = {"k": 1e3, "m": 1e6, "g": 1e9}.get(text[-1:].lower())
+    try:
+        rate = float(text[:-1]) * scale if scale else float(text)
+    except ValueError:
+        return None
+    return header["seconds"] * rate / 8 if "seconds" in header else None
+
+
+def memory_mb(entry):
+    pixels = entry["header"].get("width", 0) * entry["header"].get("height", 0)
+    return next((memory for most, memory in MEMORY if pixels <= most), MEMORY_BEYOND)
+
+
+def minutes_limit(seconds):
+    """The time limit of a job: four times what is expected, because nodes differ, and an hour at least."""
+    return max(60, int(seconds * 4 / 60) + 1)
+
+
+def count(number, noun):
+    return f"{number} {noun}" if number == 1 else f"{number} {noun}s"
+
+
+def size_text(number):
+    for unit in ("B", "kB", "MB", "GB"):
+        if number < 1000:
+            return f"{number:.0f} {unit}" if unit == "B" or number >= 100 else f"{number:.1f} {unit}"
+        number /= 1000
+    return f"{number:.1f} TB"
+
+
+def time_text(seconds):
+    if seconds < 90:
+        return f"{max(0, seconds):.0f} s"
+    if seconds < 90 * 60:
+        return f"{seconds / 60:.0f} min"
+    if seconds < 48 * 3600:
+        return f"{seconds / 3600:.1f} h"
+    return f"{seconds / 86400:.1f} days"

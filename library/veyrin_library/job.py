@@ -1,0 +1,206 @@
+"""One conversion from the recording to the movie with its done mark; the same on every machine and under every runner."""
+
+import contextlib
+import glob
+import os
+import shutil
+import time
+
+from . import converter, journal, marks, pieces, system
+from .errors import Interrupted, JobFailed, reason
+from .recordings import stamp
+from .store import remove
+
+PRIVATE = ".veyrin-"
+
+
+class Stop:
+    """Lets another thread, or a signal, end a job's program."""
+
+    def __init__(self):
+        self.asked = False
+        self.processes = set()
+
+    def ask(self):
+        self.asked = True
+        for process in list(self.processes):
+            system.stop(process)
+
+    def check(self):
+        if self.asked:
+            raise Interrupted()
+
+
+def job_name():
+    """Tells this job from all others, also from one that the cluster started again; safe in a file name."""
+    environment = os.environ
+    if "SLURM_JOB_ID" in environment:
+        return f"{environment['SLURM_JOB_ID']}-{environment.get('SLURM_RESTART_COUNT', '0')}"
+    return f"{os.getpid()}-0"
+
+
+def under_slurm():
+    return "SLURM_JOB_ID" in os.environ
+
+
+class Job:
+    """What one task asks for. A task is a dictionary that the run wrote (tasks.py); `key` is that of the movie."""
+
+    def __init__(self, store, task, stop=None):
+        self.store, self.task, self.stop = store, task, stop or Stop()
+        self.entry = task["entry"]
+        self.key = self.entry["key"]
+        self.recording = os.path.join(task["recordings"], *self.entry["recording"].split("/"))
+        self.movie = marks.movie_file(store, self.entry["movie"])
+        self.folder = os.path.dirname(self.movie)
+        self.job = job_name()
+        self.private = os.path.join(self.folder, f"{PRIVATE}{task['id']}-{system.node_name()}-{self.job}")
+        self.lines = []
+
+    def run(self):
+        """Does the task. Returns "done", "already done" or "failed"; raises Interrupted."""
+        try:
+            if self.is_done():
+                return "already done"
+            with self.turn():
+                if self.is_done():  # by the one that we waited for
+                    return "already done"
+                journal.write(self.store, "started", self.key, job=self.job, task=self.task["id"])
+                begun = time.monotonic()
+                try:
+                    return self.convert(begun)
+                finally:
+                    # Before any message is written: the disk may be full.
+                    shutil.rmtree(self.private, ignore_errors=True)
+        except Interrupted:
+            with contextlib.suppress(OSError):
+                journal.write(self.store, "interrupted", self.key, job=self.job, task=self.task["id"])
+            raise
+        except (JobFailed, OSError) as error:
+            # Another job may have won meanwhile and removed our files.
+            if self.is_done():
+                return "already done"
+            message = str(error) if isinstance(error, JobFailed) else self.system_message(error)
+            marks.fail(self.store, self.task["id"], message, self.job)
+            return "failed"
+
+    @contextlib.contextmanager
+    def turn(self):
+        """Lets one job of a key work at a time on this machine; between machines the cluster sees to that."""
+        if under_slurm():
+            yield
+            return
+        with system.locked(self.store.path("locks", self.task["id"], ".lock"), wait=True):
+            yield
+
+    def system_message(self, error):
+        name = f": {error.filename}" if error.filename and str(self.store.folder) not in str(error.filename) else ""
+        return f"could not write the movie{name}: {reason(error)}"
+
+    def is_done(self):
+        return marks.done(self.store, self.key) is not None
+
+    def convert(self, begun):
+        self.check_recording("has changed since the plan was made; run again")
+        if marks.recover(self.store, self.key):
+            return "done"
+        if not self.task["overwrite"] and os.path.lexists(self.movie):
+            raise JobFailed(f"{self.entry['movie']} is there already and was not made by this plan; "
+                            "run with --overwrite to replace it")
+        self.make_private_folder()
+        frames = self.produce()
+        made = self.made_file()
+        self.check_recording("changed while it was converted; run again")
+        system.sync_file(made)
+        figures = self.figures(made, frames, time.monotonic() - begun)
+        marks.announce(self.store, self.key, figures)
+        try:
+            system.publish(made, self.movie, self.task["overwrite"])
+        except FileExistsError:
+            raise JobFailed(f"{self.entry['movie']} appeared while it was made; nothing was replaced") from None
+        system.sync_folder(self.folder)
+        marks.complete(self.store, self.key, figures)
+        self.remove_leftovers()
+        return "done"
+
+    def check_recording(self, what):
+        try:
+            now = stamp(os.stat(self.recording))
+        except OSError as error:
+            raise JobFailed(f"could not find the recording: {reason(error)}") from error
+        if now != (self.entry["size"], self.entry["changed"]):
+            raise JobFailed(f"the recording {what}")
+
+    def make_private_folder(self):
+        try:
+            os.makedirs(self.folder, exist_ok=True)
+            os.mkdir(self.private)
+        except OSError as error:
+            place = os.path.dirname(self.entry["movie"]) or "."
+            raise JobFailed(f"could not write into the movie's folder {place}: {reason(error)}") from error
+
+    def produce(self):
+        """Makes the movie in the private folder; returns its count of frames."""
+        if pieces.of(self.entry):
+            words = pieces.join_command(self.store, self.entry, self.recording, self.private)
+        else:
+            words = [self.task["converter"], *self.task["options"], "--output-root", self.private,
+                     converter.path_argument(self.recording)]
+        self.run_program(words)
+        frames = converter.frames_in(self.lines)
+        return pieces.frames(self.entry) if frames is None else frames
+
+    def run_program(self, words):
+        """Runs a program, keeps what it prints in the log and raises JobFailed with its message."""
+        self.stop.check()
+        with open(self.store.log(self.task["id"]), "w", encoding="utf-8", errors="replace") as log:
+            try:
+                process = system.start(words, stdin=-3, stdout=-1, stderr=-2)
+            except OSError as error:
+                raise JobFailed(f"could not start {words[0]}: {reason(error)}") from error
+            self.stop.processes.add(process)
+            try:
+                if self.stop.asked:
+                    raise Interrupted()
+                for line in process.stdout:
+                    self.take_line(line.decode("utf-8", "replace").rstrip("\r\n"), log)
+                status = process.wait()
+            finally:
+                system.stop(process)
+                process.stdout.close()
+                self.stop.processes.discard(process)
+        self.stop.check()
+        if status != 0:
+            raise JobFailed(converter.failure(status, self.lines))
+
+    def take_line(self, line, log):
+        if line.startswith("  progress_percent:"):
+            return
+        if len(self.lines) < 2000 or line.startswith(("Error: ", "  encoded_frames:")):
+            self.lines.append(line)
+        with contextlib.suppress(OSError):
+            log.write(line + "\n")
+
+    def made_file(self):
+        """The one movie in the private folder, which must have the name that was planned."""
+        made = os.listdir(self.private)
+        if made != [os.path.basename(self.movie)]:
+            raise JobFailed("the converter made " + (" and ".join(sorted(made)) or "no movie") +
+                            f" where {os.path.basename(self.movie)} was expected")
+        return os.path.join(self.private, made[0])
+
+    def figures(self, made, frames, seconds):
+        status = os.stat(made)
+        return {"key": self.key, "recording": self.entry["recording"], "movie": self.entry["movie"],
+                "options": self.task["options"], "seconds": round(seconds, 3), "frames": frames,
+                "bytes": status.st_size, "movie_stamp": list(stamp(status)), "work": self.task.get("work"),
+                "node": system.node_name(), "job": self.job, "program": self.task["version"],
+                "finished": time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime())}
+
+    def remove_leftovers(self):
+        """Removes what dead jobs of the same key left behind, and the pieces."""
+        for left in glob.glob(os.path.join(glob.escape(self.folder), f"{PRIVATE}{self.key}*")):
+            shutil.rmtree(left, ignore_errors=True)
+        for part in ("pieces", "failed"):
+            for number in range(len(pieces.of(self.entry))):
+                remove(self.store.path(part, pieces.piece_id(self.entry, number)))

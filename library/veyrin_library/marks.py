@@ -1,0 +1,105 @@
+"""Done and failed marks: the truth about which movies are there."""
+
+import contextlib
+import os
+import time
+
+from . import journal, system
+from .recordings import stamp
+from .store import create_json, read_json, remove, write_json
+
+
+def movie_file(store, movie):
+    return os.path.join(store.movies, *movie.split("/"))
+
+
+def fits(store, mark):
+    """Whether the movie is still the one that the mark was written for."""
+    try:
+        return list(stamp(os.stat(movie_file(store, mark["movie"])))) == mark["movie_stamp"]
+    except (OSError, KeyError, TypeError):
+        return False
+
+
+def done(store, key):
+    """The done mark whose movie is there and unchanged, or None."""
+    mark = read_json(store.path("done", key))
+    return mark if mark and fits(store, mark) else None
+
+
+def drop(store, key):
+    """Takes back a done mark whose movie is missing or changed."""
+    remove(store.path("done", key))
+    journal.write(store, "dropped", key, message="the movie is missing or was changed")
+
+
+def announce(store, key, figures):
+    """Notes what is about to get its final name, so that a crash between the name and the mark loses nothing."""
+    write_json(store.path("pending", key), figures)
+
+
+def complete(store, key, figures):
+    """Writes the done mark and the journal's line; returns False if another job was first."""
+    first = create_json(store.path("done", key), figures)
+    if first:
+        journal.write(store, "completed", key, job=figures["job"], movie=figures["movie"])
+    remove(store.path("pending", key))
+    remove(store.path("failed", key))
+    return first
+
+
+def recover(store, key):
+    """The done mark of a movie that got its name just before its job died, or None."""
+    figures = read_json(store.path("pending", key))
+    if not figures or not fits(store, figures):
+        return None
+    complete(store, key, figures)
+    return done(store, key)
+
+
+def fail(store, key, message, job):
+    """Keeps the message for the summary, the status and the page. A full disk may refuse even that."""
+    mark = {"key": key, "message": message, "job": job, "node": system.node_name(), "time": time.time()}
+    with contextlib.suppress(OSError):
+        write_json(store.path("failed", key), mark)
+    with contextlib.suppress(OSError):
+        journal.write(store, "failed", key, job=job, message=message)
+
+
+class States:
+    """The state of each entry of a plan: done, refused, failed or to do, with its mark."""
+
+    def __init__(self, store, plan):
+        marked, failed = store.keys("done"), store.keys("failed")
+        self.of = {}
+        self.marks = {}
+        self.stale = []
+        for entry in plan["entries"]:
+            key = entry["key"]
+            mark = done(store, key) if key in marked else None
+            if mark:
+                state = "done"
+            elif "refused" in entry:
+                state, mark = "refused", {"message": entry["refused"]}
+            elif key in failed:
+                state, mark = "failed", read_json(store.path("failed", key)) or {"message": "no message was kept"}
+            else:
+                state = "to do"
+            if key in marked and state != "done":
+                self.stale.append(key)
+            self.of[key], self.marks[key] = state, mark
+
+    def count(self, *states):
+        return sum(state in states for state in self.of.values())
+
+
+def mend_journal(store):
+    """Adds the line that a job which died right after its done mark did not write any more."""
+    told = {}
+    for event in journal.Reader(store).events():
+        if event["event"] in ("completed", "dropped"):
+            told[event["key"]] = told.get(event["key"], 0) + (1 if event["event"] == "completed" else -1)
+    for key in store.keys("done"):
+        mark = read_json(store.path("done", key))
+        if mark and told.get(key, 0) < 1:
+            journal.write(store, "completed", key, job=mark["job"], movie=mark["movie"], found_later=True)

@@ -1,0 +1,44 @@
+"""The conversion of one piece of a long recording."""
+
+import os
+import time
+
+from . import converter, journal, pieces, system
+from .errors import JobFailed
+from .job import Job
+from .recordings import stamp
+from .store import remove, write_json
+
+
+class PieceJob(Job):
+    """Converts one piece; the task's `piece` is its number. The movie itself is made by the job that joins them."""
+
+    def __init__(self, store, task, stop=None):
+        super().__init__(store, task, stop)
+        self.number = task["piece"]
+        self.piece = pieces.of(self.entry)[self.number]
+
+    def is_done(self):
+        return super().is_done() or pieces.is_made(self.store, self.entry, self.number)
+
+    def convert(self, begun):
+        self.check_recording("has changed since the plan was made; run again")
+        self.make_private_folder()
+        self.run_program([self.task["converter"], *self.task["options"], *pieces.trim(self.piece),
+                          "--output-root", self.private, converter.path_argument(self.recording)])
+        frames = converter.frames_in(self.lines)
+        if frames != self.piece["frames"]:
+            raise JobFailed(f"piece {self.number + 1} has {frames} frames instead of {self.piece['frames']}")
+        made = self.made_file()
+        self.check_recording("changed while it was converted; run again")
+        target = pieces.piece_file(self.store, self.entry, self.number)
+        os.makedirs(os.path.dirname(target), exist_ok=True)
+        system.sync_file(made)
+        os.replace(made, target)
+        system.sync_folder(os.path.dirname(target))
+        mark = {"cut": self.piece, "movie_stamp": list(stamp(os.stat(target))), "node": system.node_name(),
+                "job": self.job, "seconds": round(time.monotonic() - begun, 3)}
+        write_json(self.store.path("pieces", self.task["id"]), mark)
+        remove(self.store.path("failed", self.task["id"]))
+        journal.write(self.store, "piece", self.key, job=self.job, task=self.task["id"])
+        return "done"

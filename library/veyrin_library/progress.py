@@ -1,0 +1,82 @@
+"""The progress line of a run, from the journal, which all runners and machines write."""
+
+import sys
+import time
+
+from . import estimates, journal
+
+
+class Progress:
+    """Counts what the jobs of this run report. On a terminal one line is rewritten; elsewhere each event is a line."""
+
+    def __init__(self, store, entries, expected_seconds, output=None):
+        self.output = output or sys.stdout
+        self.names = {entry["key"]: entry["recording"] for entry in entries}
+        self.reader = journal.Reader(store, from_now=True)
+        self.done, self.failed, self.running = set(), {}, set()
+        self.expected = expected_seconds
+        self.begun = time.monotonic()
+        self.live = self.output.isatty()
+        self.width = 0
+
+    def watch(self):
+        """Takes in what happened since the last call and shows it."""
+        for event in self.reader.events():
+            key = event["key"]
+            if key not in self.names:
+                continue
+            self.take(event["event"], key, event)
+        if self.live:
+            self.show_line()
+
+    def take(self, kind, key, event):
+        if kind == "started":
+            self.running.add(key)
+        elif kind in ("completed", "failed", "interrupted"):
+            self.running.discard(key)
+        if kind == "completed":
+            self.done.add(key)
+            self.failed.pop(key, None)
+            self.tell(f"[{len(self.done)}/{len(self.names)}] {self.name(key)}")
+        elif kind == "failed" and key not in self.done:
+            self.failed[key] = event.get("message", "")
+            self.tell(f"failed: {self.name(key)}: {printable(event.get('message', ''))}")
+
+    def name(self, key):
+        return printable(self.names[key])
+
+    def left(self):
+        """Seconds left by the share that is done and the time that it took; the estimate before that."""
+        finished = len(self.done) + len(self.failed)
+        passed = time.monotonic() - self.begun
+        if not finished:
+            return max(0.0, self.expected - passed)
+        return passed * (len(self.names) - finished) / finished
+
+    def text(self):
+        parts = [f"{len(self.done)} of {estimates.count(len(self.names), 'movie')}"]
+        if self.failed:
+            parts.append(f"{len(self.failed)} failed")
+        parts.append(f"{len(self.running)} running")
+        parts.append(f"about {estimates.time_text(self.left())} left")
+        return ", ".join(parts)
+
+    def tell(self, text):
+        self.clear()
+        print(text, file=self.output, flush=True)
+
+    def show_line(self):
+        text = self.text()
+        print("\r" + text.ljust(self.width), end="", file=self.output, flush=True)
+        self.width = len(text)
+
+    def clear(self):
+        if self.live and self.width:
+            print("\r" + " " * self.width + "\r", end="", file=self.output, flush=True)
+            self.width = 0
+
+
+def printable(text):
+    """Names as they can be shown: one line, whatever they hold."""
+    shown = text.encode("utf-8", "replace").decode("utf-8")
+    return "".join(character if character.isprintable() else "?" for character in shown)

@@ -1,0 +1,95 @@
+"""The recordings below a folder, and which of them are still being written."""
+
+import os
+import time
+
+from .errors import LibraryError, reason
+
+SUFFIXES = (".mp4", ".mov")
+UNFINISHED = ".partial"
+
+
+class Found:
+    """A file below the recordings' folder: path with slashes, size in bytes, time of change in milliseconds."""
+
+    def __init__(self, path, size, changed):
+        self.path = path
+        self.size = size
+        self.changed = changed
+
+
+def stamp(status):
+    """Size and time of change, which tell one state of a file from another.
+
+    Milliseconds, because machines that share a folder do not all see finer ones.
+    """
+    return status.st_size, status.st_mtime_ns // 1_000_000
+
+
+def is_recording(name):
+    return name.lower().endswith(SUFFIXES) and not name.startswith(".")
+
+
+def is_unfinished(name):
+    return name.lower().endswith(tuple(suffix + UNFINISHED for suffix in SUFFIXES)) and not name.startswith(".")
+
+
+def find_recordings(top, without, settle, pause=time.sleep):
+    """The recordings below `top` in order of their paths, and those that must wait as pairs of path and reason.
+
+    `without` is a folder that is left out. A file must not have changed for `settle` seconds; those that changed
+    within the last minute are looked at twice.
+    """
+    ready, waiting = [], []
+    begun = time.time()
+    for path, name, status in files_below(top, os.path.abspath(without)):
+        if is_unfinished(name):
+            waiting.append((path, "it is still being written (" + name[name.rfind(UNFINISHED):] + ")"))
+        elif is_recording(name):
+            size, changed = stamp(status)
+            ready.append(Found(path, size, changed))
+    recent = [file for file in ready if abs(begun - file.changed / 1000) < 60] if settle > 0 else []
+    if recent:
+        # Long enough for a file that grows to be seen growing.
+        pause(max(0.0, min(1.0, settle) - (time.time() - begun)))
+    now = time.time()
+    growing = {file.path for file in recent if abs(now - file.changed / 1000) < settle or changed_since(top, file)}
+    waiting += [(path, "it is still being written") for path in growing]
+    ready = [file for file in ready if file.path not in growing]
+    return sorted(ready, key=lambda file: file.path), sorted(waiting)
+
+
+def changed_since(top, file):
+    try:
+        return stamp(os.stat(os.path.join(top, file.path))) != (file.size, file.changed)
+    except OSError:
+        return True
+
+
+def files_below(top, without):
+    """Path, name and status of all files, following links to folders but never into a folder that is open already."""
+    if not os.path.isdir(top):
+        raise LibraryError(f"could not find the recordings: no folder {top}")
+    waiting = [("", ())]
+    while waiting:
+        below, above = waiting.pop()
+        folder = os.path.join(top, below) if below else top
+        try:
+            status = os.stat(folder)
+            with os.scandir(folder) as found:
+                entries = list(found)
+        except OSError as error:
+            raise LibraryError(f"could not read the folder {folder}: {reason(error)}") from error
+        identity = (status.st_dev, status.st_ino)
+        if identity in above or os.path.abspath(folder) == without:
+            continue
+        for entry in entries:
+            path = f"{below}/{entry.name}" if below else entry.name
+            try:
+                if entry.is_dir():
+                    if not entry.name.startswith("."):
+                        waiting.append((path, (*above, identity)))
+                elif entry.is_file() and (is_recording(entry.name) or is_unfinished(entry.name)):
+                    yield path, entry.name, entry.stat()
+            except OSError:
+                continue  # it went away meanwhile

@@ -1,0 +1,97 @@
+"""The command `run`: looks at the folders again, converts what is missing and says what came of it."""
+
+import os
+import signal
+import sys
+
+from . import converter, estimates, marks, pieces, plain_runner, planning, snakemake_runner, system
+from .errors import Interrupted, LibraryError
+from .progress import Progress, printable
+from .status import print_problems
+from .tasks import make_tasks
+
+LOST = "the job ended without a word: its machine failed, or it went beyond its memory or time"
+
+
+def choose_profile(options):
+    """Fills in the profile and the number of jobs at a time."""
+    if not options.profile:
+        options.profile = "local" if not system.WINDOWS and snakemake_runner.find_snakemake() else "plain"
+    if not options.jobs and options.profile != "slurm":
+        # One conversion keeps about four processors busy.
+        options.jobs = max(1, (os.cpu_count() or 1) // 4)
+
+
+def run_library(store, options):
+    """Returns the exit status: 0 only when every movie is there."""
+    store.make_folders()
+    with system.locked(store.folder / "run.lock", wait=False) as lock:
+        if lock is None:
+            raise LibraryError(f"another run is at work on {store.movies}")
+        plan = planning.refresh(store, planning.load(store))
+        pieces.plan_cuts(plan)
+        planning.save(store, plan)
+        states = take_stock(store, plan)
+        entries = [entry for entry in plan["entries"] if states.of[entry["key"]] in ("to do", "failed")]
+        print(f"{estimates.count(len(plan['entries']), 'recording')}: {states.count('done')} done already, "
+              f"{len(entries)} to do", flush=True)
+        problem = run_entries(store, plan, entries, options, lock) if entries else None
+        return summarise(store, plan, problem)
+
+
+def take_stock(store, plan):
+    """The states, after finishing what died between a movie's name and its mark and dropping marks without movie."""
+    marks.mend_journal(store)
+    for key in store.keys("pending"):
+        marks.recover(store, key)
+    states = marks.States(store, plan)
+    for key in states.stale:
+        marks.drop(store, key)
+    return states
+
+
+def run_entries(store, plan, entries, options, lock):
+    choose_profile(options)
+    program = converter.find_converter()
+    listed = make_tasks(store, plan, entries, program, converter.version(program), options.overwrite)
+    rate = estimates.Rate(plan["options"], list(marks.States(store, plan).marks.values()))
+    expected = sum(map(rate.seconds, entries)) / (options.jobs or len(entries))
+    progress = Progress(store, entries, expected)
+    for name in (signal.SIGTERM, signal.SIGINT):
+        signal.signal(name, interrupted)
+    try:
+        if options.profile == "plain":
+            problem = plain_runner.run(store, listed, options, progress.watch)
+        else:
+            problem = snakemake_runner.run(store, listed, options, progress.watch, lock)
+    finally:
+        progress.watch()
+        progress.clear()
+    if not problem or "status" in problem:
+        note_lost(store, entries)
+    return problem
+
+
+def interrupted(number, frame):
+    raise Interrupted()
+
+
+def note_lost(store, entries):
+    """Jobs that ended without a mark, although the runner has no more to do, have failed too."""
+    for entry in entries:
+        key = entry["key"]
+        if not store.path("failed", key).exists() and not marks.done(store, key):
+            marks.fail(store, key, LOST, "none")
+
+
+def summarise(store, plan, problem):
+    states = marks.States(store, plan)
+    done, total = states.count("done"), len(plan["entries"])
+    print(f"{done} of {estimates.count(total, 'movie')} there"
+          + (f", {states.count('failed', 'refused')} failed" if states.count("failed", "refused") else "")
+          + (f", {states.count('to do')} not done" if states.count("to do") else "")
+          + (f", {len(plan['waiting'])} waiting" if plan["waiting"] else ""))
+    print_problems(store, plan, states)
+    if problem:
+        print(f"Error: {printable(problem)}", file=sys.stderr)
+    return 0 if done == total and not plan["waiting"] and not problem else 1

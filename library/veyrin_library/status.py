@@ -1,0 +1,91 @@
+"""The command `status`, and the texts about a plan that other commands print as well."""
+
+import shutil
+
+from . import estimates, marks, pieces, planning
+from .progress import printable
+
+LISTED_AT_MOST = 200
+
+
+def print_problems(store, plan, states):
+    """The recordings that failed with their messages, and those that wait."""
+    bad = [entry for entry in plan["entries"] if states.of[entry["key"]] in ("failed", "refused")]
+    for entry in bad[:LISTED_AT_MOST]:
+        key = entry["key"]
+        print(f"  failed: {printable(entry['recording'])}: {printable(states.marks[key]['message'])}")
+        if store.log(key).exists():
+            print(f"    log: {printable(str(store.log(key)))}")
+    if len(bad) > LISTED_AT_MOST:
+        print(f"  and {len(bad) - LISTED_AT_MOST} more that failed; the page lists all")
+    for waiting in plan["waiting"][:LISTED_AT_MOST]:
+        print(f"  waiting for the next run: {printable(waiting['recording'])}: {waiting['reason']}")
+
+
+def print_status(store):
+    """Prints how far the library is; returns the exit status."""
+    plan = planning.load(store)
+    states = marks.States(store, plan)
+    done, total = states.count("done"), len(plan["entries"])
+    print(f"library: {printable(str(store.movies))}")
+    size = sum(entry["size"] for entry in plan["entries"])
+    print(f"  {estimates.count(total, 'recording')}, {estimates.size_text(size)}: {done} done, "
+          f"{states.count('failed', 'refused')} failed, {states.count('to do')} to do, {len(plan['waiting'])} waiting")
+    made = [mark for key, mark in states.marks.items() if states.of[key] == "done"]
+    if made:
+        seconds, written = sum(mark["seconds"] for mark in made), sum(mark["bytes"] for mark in made)
+        print(f"  made: {estimates.size_text(written)} in {estimates.time_text(seconds)} of job time")
+    print_problems(store, plan, states)
+    return 0 if done == total and not plan["waiting"] else 1
+
+
+def print_plan(store, plan):
+    """What would be done. Returns the exit status: 1 when recordings were refused."""
+    states = marks.States(store, plan)
+    todo = [entry for entry in plan["entries"] if states.of[entry["key"]] in ("to do", "failed")]
+    print(f"recordings: {printable(plan['recordings'])}")
+    print(f"movies:     {printable(plan['movies'])}")
+    if plan["options"]:
+        print(f"options:    {printable(' '.join(plan['options']))}")
+    size = sum(entry["size"] for entry in todo)
+    print(f"{estimates.count(len(plan['entries']), 'recording')}: {states.count('done')} done already, {len(todo)} to do, "
+          f"{estimates.size_text(size)} to read")
+    print_estimate(store, plan, todo, states)
+    print_pieces(plan)
+    unread = [entry for entry in todo if not entry["header"]]
+    for entry in unread[:LISTED_AT_MOST]:
+        print(f"  no length can be read, it may be broken: {printable(entry['recording'])}")
+    for entry in plan["entries"]:
+        if "refused" in entry:
+            print(f"Error: {printable(entry['recording'])}: {printable(entry['refused'])}")
+    for waiting in plan["waiting"][:LISTED_AT_MOST]:
+        print(f"  waiting: {printable(waiting['recording'])}: {waiting['reason']}")
+    return 1 if states.count("refused") else 0
+
+
+def print_estimate(store, plan, todo, states):
+    rate = estimates.Rate(plan["options"], list(states.marks.values()))
+    seconds = sum(map(rate.seconds, todo))
+    print(f"time: about {estimates.time_text(seconds)} on one machine, one at a time ({rate.origin()})")
+    sizes = [estimates.movie_bytes(entry, plan["options"]) for entry in todo]
+    known = sum(size for size in sizes if size)
+    folder = store.movies if store.movies.exists() else store.movies.parent
+    free = shutil.disk_usage(folder).free if folder.exists() else None
+    print(f"space: the movies take about {estimates.size_text(known)}"
+          + (f", {estimates.size_text(free)} are free" if free is not None else ""))
+    if free is not None and known > free:
+        print("  that is more than there is; the run will stop at recordings that do not fit")
+
+
+def print_pieces(plan):
+    if not plan["piece_minutes"]:
+        return
+    cut = [entry for entry in plan["entries"] if pieces.of(entry)]
+    parts = sum(len(pieces.of(entry)) for entry in cut)
+    print(f"pieces: {estimates.count(len(cut), 'recording')} in {parts} pieces of about {plan['piece_minutes']:g} minutes")
+    if cut:
+        gain = max(len(pieces.of(entry)) for entry in cut)
+        print(f"  with enough machines the longest recording is converted up to {gain} times as soon")
+    for entry in plan["entries"]:
+        if entry.get("cuts") and not pieces.of(entry):
+            print(f"  in one go: {printable(entry['recording'])}: {entry['cuts']['reason']}")

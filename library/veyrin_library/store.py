@@ -1,0 +1,112 @@
+"""The folder in which a library keeps its plan, marks, logs and journal: MOVIES/.veyrin-library."""
+
+import contextlib
+import json
+import os
+from pathlib import Path
+
+from . import system
+from .errors import LibraryError, reason
+
+FOLDER = ".veyrin-library"
+PARTS = ("done", "failed", "pending", "pieces", "tasks", "locks", "work", "logs", "logs/slurm", "journal", "previews",
+         "facts")
+
+
+def last_library():
+    """The file that remembers which library was planned last."""
+    return system.state_home() / "veyrin" / "library.json"
+
+
+class Store:
+    """Paths inside the folder, and reading and writing of JSON there."""
+
+    def __init__(self, movies):
+        self.movies = Path(os.path.abspath(movies))
+        self.folder = self.movies / FOLDER
+        self.plan_file = self.folder / "plan.json"
+
+    def path(self, part, key, suffix=".json"):
+        return self.folder / part / (key + suffix)
+
+    def log(self, key):
+        return self.path("logs", key, ".log")
+
+    def make_folders(self):
+        for part in PARTS:
+            try:
+                (self.folder / part).mkdir(parents=True, exist_ok=True)
+            except OSError as error:
+                raise LibraryError(f"could not create the folder {self.folder / part}: {reason(error)}") from error
+
+    def keys(self, part, suffix=".json"):
+        """The keys that have a file in the part; read in one go, because asking for each is slow on network shares."""
+        with contextlib.suppress(OSError):
+            with os.scandir(self.folder / part) as found:
+                return {entry.name[:-len(suffix)] for entry in found if entry.name.endswith(suffix)}
+        return set()
+
+    def remember(self):
+        """Makes this the library that later commands mean; only a convenience, so failures do not matter."""
+        with contextlib.suppress(OSError):
+            last_library().parent.mkdir(parents=True, exist_ok=True)
+            write_json(last_library(), {"movies": str(self.movies)})
+
+
+def read_json(path):
+    """The file's value, or None if there is none or it was not written completely."""
+    try:
+        with open(path, encoding="ascii") as file:
+            return json.load(file)
+    except (OSError, ValueError):
+        return None
+
+
+def write_json(path, value):
+    """Replaces the file in one step, so that readers see the old or the new value."""
+    # Escapes keep names that are not valid text as they are.
+    part = Path(f"{path}.{system.node_name()}.{os.getpid()}.part")
+    try:
+        with open(part, "w", encoding="ascii") as file:
+            json.dump(value, file)
+            file.flush()
+            os.fsync(file.fileno())
+        os.replace(part, path)
+    except OSError:
+        with contextlib.suppress(OSError):
+            part.unlink()
+        raise
+
+
+def create_json(path, value):
+    """Writes the file only if there is none; returns whether this call made it. It is complete when it appears."""
+    part = Path(f"{path}.{system.node_name()}.{os.getpid()}.new")
+    write_json(part, value)
+    try:
+        system.publish(part, path, overwrite=False)
+    except FileExistsError:
+        part.unlink()
+        return False
+    return True
+
+
+def remove(path):
+    with contextlib.suppress(FileNotFoundError):
+        os.unlink(path)
+
+
+def find_library(given):
+    """The library that a command means: the given one, the one around the current folder, or the one planned last."""
+    if given:
+        store = Store(given)
+        if not store.plan_file.exists():
+            raise LibraryError(f"no plan in {store.movies}; run first: veyrin-library plan RECORDINGS MOVIES")
+        return store
+    here = Path.cwd()
+    for folder in (here, *here.parents):
+        if (folder / FOLDER / "plan.json").exists():
+            return Store(folder)
+    last = read_json(last_library())
+    if isinstance(last, dict) and Store(last.get("movies", "")).plan_file.exists():
+        return Store(last["movies"])
+    raise LibraryError("no library was planned yet; run first: veyrin-library plan RECORDINGS MOVIES")
