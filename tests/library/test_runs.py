@@ -1,0 +1,229 @@
+"""Runs on this machine, with Snakemake and without: what happens once, again, and after changes."""
+
+import json
+import os
+
+import pytest
+
+from test_slurm import ODD
+
+PRORES = ("--sbs-codec", "prores")
+PROFILES = ("plain", "local")
+
+
+def broken(library, name="broken.mp4"):
+    (library.recordings / name).parent.mkdir(parents=True, exist_ok=True)
+    (library.recordings / name).write_bytes(b"\0\0\0\x18ftypmp42 and nothing else")
+
+
+@pytest.mark.parametrize("profile", PROFILES)
+def test_five_recordings_one_broken(clip, library, profile):
+    library.add(clip, "a.mp4", "day/b.mov", "day/c.mp4", "day/night/a.mp4")
+    broken(library)
+    text = library.plan(*PRORES)
+    assert "5 recordings: 0 done already, 5 to do" in text
+    assert "it may be broken: broken.mp4" in text
+    assert library.made() == {}
+    text = library.run("--profile", profile, "--jobs", "2", status=1)
+    assert "4 of 5 movies there, 1 failed" in text
+    assert "failed: broken.mp4: could not open input" in text
+    assert sorted(library.made()) == ["a_FULL_SBS_LR.mov", "day/b_FULL_SBS_LR.mov", "day/c_FULL_SBS_LR.mov",
+                                      "day/night/a_FULL_SBS_LR.mov"]
+    assert library.leftovers() == []
+    text = library.call("status", "--movies", library.movies, status=1)
+    assert "4 done, 1 failed, 0 to do, 0 waiting" in text
+    assert "broken.mp4: could not open input" in text
+    # What failed is tried again once it is mended, and nothing else.
+    before = library.made()
+    library.add(clip, "broken.mp4")
+    os.utime(library.recordings / "broken.mp4", (1e9, 1e9))
+    assert "4 done already, 1 to do" in library.run("--profile", profile)
+    after = library.made()
+    assert len(after) == 5 and before.items() <= after.items()
+    library.call("status", "--movies", library.movies)
+
+
+def test_movies_are_those_of_the_converter_for_odd_names(clip, library):
+    library.add(clip, *ODD)
+    os.link(library.recordings / "-dash.mp4", os.path.join(os.fsencode(library.recordings), b"no \xff text.mp4"))
+    library.plan(*PRORES)
+    library.run("--profile", "local", "--jobs", "2")
+    library.check_all_done(len(ODD) + 1)
+    assert len(set(library.made().values())) == 1
+
+
+def test_movies_folder_may_have_an_odd_name(clip, tmp_path, converter):
+    from workbench import Library
+    library = Library(tmp_path, converter, movies="it's {key} \"$x\", [of] mine")
+    library.add(clip, "a.mp4")
+    library.plan(*PRORES)
+    library.run("--profile", "local")
+    library.check_all_done(1)
+
+
+def test_second_run_does_nothing(clip, library):
+    library.add(clip, "a.mp4", "b.mp4")
+    library.plan(*PRORES)
+    library.run("--profile", "plain")
+    before, journal = library.made(), library.journal()
+    times = {path: path.stat().st_mtime_ns for path in library.movies.glob("*.mov")}
+    assert "2 recordings: 2 done already, 0 to do" in library.run("--profile", "local")
+    assert (library.made(), library.journal()) == (before, journal)
+    assert times == {path: path.stat().st_mtime_ns for path in library.movies.glob("*.mov")}
+
+
+def test_done_mark_has_the_figures(clip, library):
+    library.add(clip, "a.mp4")
+    library.plan(*PRORES)
+    library.run("--profile", "plain")
+    (mark,) = library.done_marks().values()
+    movie = library.movies / "a_FULL_SBS_LR.mov"
+    assert mark["frames"] == 30
+    assert mark["bytes"] == movie.stat().st_size
+    assert 0 < mark["seconds"] < 60
+    assert mark["node"] and mark["program"].startswith("veyrin-video-converter ")
+
+
+def test_new_recording_is_found_by_run(clip, library):
+    library.add(clip, "a.mp4")
+    library.plan(*PRORES)
+    library.run("--profile", "plain")
+    library.add(clip, "b.mp4")
+    assert "2 recordings: 1 done already, 1 to do" in library.run("--profile", "plain")
+    library.check_all_done(2)
+
+
+def test_missing_movie_is_made_again(clip, library):
+    library.add(clip, "a.mp4", "b.mp4")
+    library.plan(*PRORES)
+    library.run("--profile", "plain")
+    before = library.made()
+    (library.movies / "a_FULL_SBS_LR.mov").unlink()
+    assert "1 done, 0 failed, 1 to do" in library.call("status", "--movies", library.movies, status=1)
+    library.run("--profile", "plain")
+    assert library.made() == before
+    assert [event["key"] for event in library.journal("dropped")] == [library.key("a.mp4")]
+
+
+def test_changed_movie_is_replaced_only_when_asked(clip, library):
+    library.add(clip, "a.mp4")
+    library.plan(*PRORES)
+    library.run("--profile", "plain")
+    before = library.made()
+    movie = library.movies / "a_FULL_SBS_LR.mov"
+    movie.write_bytes(b"somebody else's")
+    text = library.run("--profile", "plain", status=1)
+    assert "a_FULL_SBS_LR.mov is there already and was not made by this plan; run with --overwrite" in text
+    assert movie.read_bytes() == b"somebody else's"
+    library.run("--profile", "plain", "--overwrite")
+    assert library.made() == before
+
+
+def test_changed_options_convert_again(clip, library):
+    library.add(clip, "a.mp4")
+    library.plan(*PRORES)
+    library.run("--profile", "plain")
+    whole = library.made()
+    # Into another name at once.
+    library.plan(*PRORES, "--sbs-mode", "half")
+    library.run("--profile", "plain")
+    assert sorted(library.made()) == ["a_FULL_SBS_LR.mov", "a_HALF_SBS_LR.mov"]
+    # Into the same name only when asked.
+    library.plan(*PRORES, "--duration", "0.5")
+    text = library.run("--profile", "plain", status=1)
+    assert "run with --overwrite" in text
+    assert library.made()["a_FULL_SBS_LR.mov"] == whole["a_FULL_SBS_LR.mov"]
+    library.run("--profile", "plain", "--overwrite")
+    assert library.made()["a_FULL_SBS_LR.mov"] != whole["a_FULL_SBS_LR.mov"]
+    # And back: the first done mark does not fit the movie any more.
+    library.plan(*PRORES)
+    library.run("--profile", "plain", "--overwrite")
+    assert library.made()["a_FULL_SBS_LR.mov"] == whole["a_FULL_SBS_LR.mov"]
+
+
+def test_two_recordings_with_one_movie_are_refused(clip, library):
+    library.add(clip, "a.mp4", "a.mov", "b.mp4")
+    text = library.plan(*PRORES, status=1)
+    assert "Error: a.mov: a.mp4 would make the same movie, a_FULL_SBS_LR.mov" in text
+    assert "Error: a.mp4: a.mov would make the same movie, a_FULL_SBS_LR.mov" in text
+    library.run("--profile", "plain", status=1)
+    assert sorted(library.made()) == ["b_FULL_SBS_LR.mov"]
+
+
+def test_unfinished_recordings_wait_for_the_next_run(clip, library):
+    library.add(clip, "a.mp4", "b.mp4.partial")
+    library.plan(*PRORES)
+    text = library.run("--profile", "plain", status=1)
+    assert "waiting for the next run: b.mp4.partial: it is still being written" in text
+    assert sorted(library.made()) == ["a_FULL_SBS_LR.mov"]
+    (library.recordings / "b.mp4.partial").rename(library.recordings / "b.mp4")
+    library.run("--profile", "plain")
+    library.check_all_done(2)
+
+
+def test_recent_recordings_wait(clip, library):
+    library.add(clip, "old.mp4", "new.mp4")
+    os.utime(library.recordings / "old.mp4", (1e9, 1e9))
+    text = library.plan(*PRORES, settle="30")
+    assert "1 recording: 0 done already, 1 to do" in text
+    assert "waiting: new.mp4: it is still being written" in text
+
+
+def test_recording_that_changes_meanwhile_is_not_done(clip, library):
+    library.add(clip, "slow.mp4")
+    library.make_slow()
+    library.plan(*PRORES)
+    run = library.begin("--profile", "plain")
+    library.wait_for_converters(1)
+    os.utime(library.recordings / "slow.mp4", (1e9, 1e9))
+    library.let_go()
+    text = run.communicate(timeout=60)[0]
+    assert run.returncode == 1
+    assert "failed: slow.mp4: the recording changed while it was converted; run again" in text
+    assert library.made() == {}
+    library.run("--profile", "plain")
+    assert len(library.made()) == 1
+
+
+@pytest.mark.parametrize("words, message", [
+    (("--output", "x"), "--output cannot be used for a library: the library names the movies itself"),
+    (("--overwrite",), "--overwrite cannot be used for a library: give --overwrite to run"),
+    (("--sbs-codec",), "--sbs-codec requires a value"),
+    (("--sbs-codec", "vp9"), "--sbs-codec must be h264, hevc, or prores"),
+    (("--bogus",), "unknown option: --bogus"),
+    (("third",), "not also: third"),
+])
+def test_options_are_judged_by_plan(clip, library, words, message):
+    library.add(clip, "a.mp4")
+    assert message in library.plan(*words, status=1)
+    assert not library.movies.exists()
+
+
+def test_library_is_found_from_within_and_by_memory(clip, library):
+    library.add(clip, "a.mp4")
+    library.plan(*PRORES)
+    assert f"library: {library.movies}" in library.call("status", status=1)
+    (library.folder / "state" / "veyrin" / "library.json").unlink()
+    assert "no library was planned yet" in library.call("status", status=1)
+    library.folder = library.movies
+    assert f"library: {library.movies}" in library.call("status", status=1)
+
+
+def test_two_runs_at_once_are_refused(clip, library):
+    library.add(clip, "slow.mp4")
+    library.make_slow()
+    library.plan(*PRORES)
+    run = library.begin("--profile", "plain")
+    library.wait_for_converters(1)
+    assert "another run is at work" in library.run("--profile", "plain", status=1)
+    library.let_go()
+    assert run.wait(60) == 0
+    run.stdout.close()
+    library.check_all_done(1)
+
+
+def test_old_plan_of_another_version_is_refused(clip, library):
+    library.add(clip, "a.mp4")
+    library.plan(*PRORES)
+    (library.state / "plan.json").write_text(json.dumps({"version": 99}), encoding="ascii")
+    assert "run plan again" in library.run(status=1)
