@@ -30,7 +30,8 @@ class Store:
         return self.folder / part / (key + suffix)
 
     def log(self, key):
-        return self.path("logs", key, ".log")
+        # Browsers show this ending as text.
+        return self.path("logs", key, ".txt")
 
     def make_folders(self):
         for part in PARTS:
