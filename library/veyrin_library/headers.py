@@ -21,7 +21,7 @@ def read_header(path):
             size = file.seek(0, 2)
             movie = {"tracks": [], "seconds": None, "budget": BOXES_AT_MOST}
             walk(file, 0, size, movie)
-    except (OSError, struct.error, ValueError):
+    except (OSError, struct.error, ValueError, IndexError):
         return {}
     videos = [track for track in movie["tracks"] if track.get("kind") == b"vide"]
     if movie["seconds"] is None or not videos:

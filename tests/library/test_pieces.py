@@ -1,0 +1,128 @@
+"""Long recordings in pieces: what is planned and done around the program that cuts and joins, which a stand-in plays."""
+
+import json
+
+import pytest
+
+from workbench import wait_until
+
+PRORES = ("--sbs-codec", "prores")
+
+# Cuts a recording of 30 frames a second and one second, a quarter of a frame before frames 12 and 24; joins by putting
+# the pieces behind each other.
+JOINER = """\
+#!/usr/bin/python3
+import json, sys
+words = sys.argv[1:]
+if words[0] == "--cuts":
+    if "one" in words[2]:
+        print(json.dumps({"rate": "30/1", "pairs": 30, "pieces": [{"start": 0, "frames": 30}], "reason": "too short"}))
+        sys.exit()
+    if "bad" in words[2]:
+        print("Error: no pairs")
+        sys.exit(1)
+    cut = [number / 30 - 1 / 120 for number in (12, 24)]
+    print("notice")
+    print(json.dumps({"rate": "30/1", "pairs": 30, "pieces": [
+        {"start": 0, "duration": cut[0], "frames": 12},
+        {"start": cut[0], "duration": cut[1] - cut[0], "frames": 12}, {"start": cut[1], "frames": FRAMES}]}))
+else:
+    assert words[0] == "--recording" and words[2] == "--output", words
+    with open(words[3], "wb") as movie:
+        for piece in words[4:]:
+            with open(piece, "rb") as file:
+                movie.write(file.read())
+"""
+
+
+@pytest.fixture
+def cutting(library):
+    def use(frames):
+        joiner = library.folder / "veyrin-join"
+        joiner.write_text(JOINER.replace("FRAMES", str(frames)), encoding="ascii")
+        joiner.chmod(0o755)
+        library.environment["VEYRIN_JOIN"] = str(joiner)
+        return library
+    return use
+
+
+@pytest.mark.parametrize("profile", ("plain", "local"))
+def test_pieces_are_converted_and_joined(clip, cutting, profile):
+    library = cutting(6)
+    library.add(clip, "a.mp4", "one.mp4", "bad.mp4")
+    text = library.plan("--piece-minutes", "0.005", *PRORES)
+    assert "pieces: 1 recording in 3 pieces of about 0.005 minutes" in text
+    assert "in one go: one.mp4: too short" in text
+    assert "in one go: bad.mp4: no pairs" in text
+    library.run("--profile", profile, "--jobs", "2")
+    library.check_all_done(3)
+    assert [event["key"] for event in library.journal("piece")] == [library.key("a.mp4")] * 3
+    mark = library.done_marks()[library.key("a.mp4")]
+    assert mark["frames"] == 30
+    joined = (library.movies / "a_FULL_SBS_LR.mov").read_bytes()
+    assert joined.count(b"ftyp") == 3
+    assert list((library.state / "pieces").iterdir()) == []
+    assert "3 done already, 0 to do" in library.run("--profile", profile)
+
+
+def test_wrong_count_of_frames_fails_the_recording(clip, cutting):
+    library = cutting(7)
+    library.add(clip, "a.mp4", "one.mp4")
+    library.plan("--piece-minutes", "0.005", *PRORES)
+    text = library.run("--profile", "plain", "--jobs", "2", status=1)
+    assert "failed: a.mp4: piece 3 of 3 is missing: piece 3 has 6 frames instead of 7" in text
+    assert sorted(library.made()) [-1] == "one_FULL_SBS_LR.mov"
+    # The good pieces stay for the next run; those of another cut are made again.
+    assert len(list((library.state / "pieces").iterdir())) == 2
+    library = cutting(6)
+    library.plan(*PRORES)
+    library.plan("--piece-minutes", "0.005", *PRORES)
+    library.run("--profile", "plain")
+    library.check_all_done(2)
+    assert len(library.journal("piece")) == 3
+
+
+def test_interrupted_pieces_are_kept(clip, cutting):
+    library = cutting(6)
+    library.add(clip, "slow.mp4")
+    library.plan("--piece-minutes", "0.005", *PRORES)
+    library.run("--profile", "plain")
+    library.check_all_done(1)
+    # The same again, stopped after the first piece.
+    (library.movies / "slow_FULL_SBS_LR.mov").unlink()
+    library.make_slow()
+    run = library.begin("--profile", "plain")
+    library.wait_for_converters(1)
+    library.let_go()
+    wait_until(lambda: len(library.journal("piece")) == 4)
+    library.hold.touch()
+    run.terminate()
+    assert run.wait(20) == 130
+    run.stdout.close()
+    made = len(library.journal("piece"))
+    library.let_go()
+    library.run("--profile", "plain")
+    assert len(library.journal("piece")) == 6
+    assert made < 6
+    assert library.leftovers() == []
+
+
+def test_joiner_must_be_there(clip, library):
+    library.add(clip, "a.mp4")
+    library.environment["VEYRIN_JOIN"] = str(library.folder / "none")
+    assert "VEYRIN_JOIN names no program" in library.plan("--piece-minutes", "1", status=1)
+
+
+def test_trimmed_libraries_have_no_pieces(clip, library):
+    library.add(clip, "a.mp4")
+    assert "--piece-minutes cannot be used with --start" in library.plan("--piece-minutes", "1", "--start", "3", status=1)
+
+
+def test_cuts_are_asked_for_once(clip, cutting):
+    library = cutting(6)
+    library.add(clip, "a.mp4")
+    library.plan("--piece-minutes", "0.005", *PRORES)
+    before = library.entries()[0]["cuts"]
+    (library.folder / "veyrin-join").write_text("#!/bin/sh\nexit 1\n", encoding="ascii")
+    library.plan("--piece-minutes", "0.005", *PRORES)
+    assert json.dumps(library.entries()[0]["cuts"]) == json.dumps(before)
