@@ -1,6 +1,7 @@
 """The command line: commands, their options and exit statuses."""
 
 import argparse
+import os
 import sys
 
 from . import VERSION, converter, pieces, planning, run, status, tasks
@@ -21,6 +22,12 @@ def positive(convert):
             raise argparse.ArgumentTypeError(f"must be positive: {text}")
         return value
     return read
+
+
+def profile(text):
+    if text not in ("local", "slurm", "plain") and not os.path.isfile(os.path.join(text, "config.yaml")):
+        raise argparse.ArgumentTypeError(f"neither local, slurm or plain nor a folder with config.yaml: {text}")
+    return text
 
 
 def parser():
@@ -61,9 +68,10 @@ def add_run(commands):
     command = commands.add_parser("run", allow_abbrev=False, epilog=EPILOG, help="converts what is missing",
                                   description="Converts what is missing. Can be stopped and started again at any time.")
     command.add_argument("--movies", metavar="DIR", help=WHICH)
-    command.add_argument("--profile", choices=("local", "slurm", "plain"),
-                         help="Snakemake on this machine, Snakemake on a Slurm cluster, or this machine without "
-                              "Snakemake (default: local where Snakemake is installed, else plain)")
+    command.add_argument("--profile", type=profile, metavar="local|slurm|plain|FOLDER",
+                         help="Snakemake on this machine, Snakemake on a Slurm cluster, this machine without "
+                              "Snakemake, or a Snakemake profile of your own (default: local where Snakemake is "
+                              "installed, else plain)")
     command.add_argument("--jobs", type=positive(int), metavar="N", help="jobs at a time")
     command.add_argument("--overwrite", action="store_true", help="replace movies that other options or programs made")
     cluster = command.add_argument_group("on a cluster")
@@ -73,7 +81,7 @@ def add_run(commands):
     cluster.add_argument("--memory", type=positive(int), metavar="MB", help="memory per job (default: by size)")
     cluster.add_argument("--minutes", type=positive(int), help="time limit per job (default: by length)")
     command.add_argument("--snakemake", action="append", default=[], metavar="WORD",
-                         help="a further word for Snakemake; may be repeated")
+                         help="a further word for Snakemake, as --snakemake=--verbose; may be repeated")
 
 
 def own_words_first(words):

@@ -3,15 +3,15 @@
 from .converter import option_value
 
 # Million pixels of both eyes a second on one machine of two cores; only until the library has movies of its own.
-DEFAULT_RATES = {"hevc": 12.0, "h264": 20.0, "prores": 60.0, "spatial": 6.0}
+DEFAULT_RATES = {"hevc": 8.0, "h264": 15.0, "prores": 20.0, "spatial": 5.0}
 # Bytes of a recording converted in a second when its headers do not tell its size.
 DEFAULT_BYTES = 1_000_000
 JOB_SECONDS = 0.5
 PRORES_BITS_PER_PIXEL = 2.4
 
 # Up to how many pixels an eye has, the memory of its job in MB; library/README.md has the table.
-MEMORY = ((1300 * 1300, 1500), (2000 * 2000, 2500), (3000 * 3000, 4500), (4200 * 4200, 8000))
-MEMORY_BEYOND = 16000
+MEMORY = ((1300 * 1300, 1500), (2000 * 2000, 3500), (3000 * 3000, 7000), (4200 * 4200, 14000))
+MEMORY_BEYOND = 24000
 
 
 def kind_of(options):

@@ -1,9 +1,10 @@
-"""One conversion from the recording to the movie with its done mark; the same on every machine and under every runner."""
+"""One conversion from the recording to the movie with its done mark; the same under every runner."""
 
 import contextlib
 import glob
 import os
 import shutil
+import subprocess
 import time
 
 from . import converter, journal, marks, pieces, system
@@ -155,7 +156,8 @@ class Job:
         self.stop.check()
         with open(self.store.log(self.task["id"]), "w", encoding="utf-8", errors="replace") as log:
             try:
-                process = system.start(words, stdin=-3, stdout=-1, stderr=-2)
+                process = system.start(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                       stderr=subprocess.STDOUT)
             except OSError as error:
                 raise JobFailed(f"could not start {words[0]}: {reason(error)}") from error
             self.stop.processes.add(process)

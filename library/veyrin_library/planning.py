@@ -33,6 +33,8 @@ def check_folders(recordings, movies):
 def make_plan(store, recordings, options, piece_minutes, settle):
     """Looks at the folders and returns the plan; what was read from unchanged files before is used again."""
     found, waiting = find_recordings(recordings, store.movies, settle)
+    if not found and not waiting:
+        raise LibraryError(f"no recordings (.mp4, .mov) in {recordings}")
     old = read_json(store.plan_file) or {}
     known = {}
     if old.get("version") == VERSION and old.get("recordings") == recordings:

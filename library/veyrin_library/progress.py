@@ -13,7 +13,7 @@ class Progress:
         self.output = output or sys.stdout
         self.names = {entry["key"]: entry["recording"] for entry in entries}
         self.reader = journal.Reader(store, from_now=True)
-        self.done, self.failed, self.running = set(), {}, set()
+        self.done, self.failed, self.running, self.started = set(), {}, set(), set()
         self.expected = expected_seconds
         self.begun = time.monotonic()
         self.live = self.output.isatty()
@@ -32,6 +32,7 @@ class Progress:
     def take(self, kind, key, event):
         if kind == "started":
             self.running.add(key)
+            self.started.add(key)
         elif kind in ("completed", "failed", "interrupted"):
             self.running.discard(key)
         if kind == "completed":

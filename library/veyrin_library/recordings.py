@@ -7,6 +7,9 @@ from .errors import LibraryError, reason
 
 SUFFIXES = (".mp4", ".mov")
 UNFINISHED = ".partial"
+OF_THE_SYSTEM = ("lost+found", "System Volume Information", "$RECYCLE.BIN")
+# Stands for the name of a file in a folder that only others may read.
+UNREADABLE = "/"
 
 
 class Found:
@@ -43,7 +46,9 @@ def find_recordings(top, without, settle, pause=time.sleep):
     ready, waiting = [], []
     begun = time.time()
     for path, name, status in files_below(top, os.path.abspath(without)):
-        if is_unfinished(name):
+        if name == UNREADABLE:
+            waiting.append((path, status))
+        elif is_unfinished(name):
             waiting.append((path, "it is still being written (" + name[name.rfind(UNFINISHED):] + ")"))
         elif is_recording(name):
             size, changed = stamp(status)
@@ -79,7 +84,10 @@ def files_below(top, without):
             with os.scandir(folder) as found:
                 entries = list(found)
         except OSError as error:
-            raise LibraryError(f"could not read the folder {folder}: {reason(error)}") from error
+            if not below:
+                raise LibraryError(f"could not read the folder {folder}: {reason(error)}") from error
+            yield below, UNREADABLE, f"its folder could not be read: {reason(error)}"
+            continue
         identity = (status.st_dev, status.st_ino)
         if identity in above or os.path.abspath(folder) == without:
             continue
@@ -87,7 +95,7 @@ def files_below(top, without):
             path = f"{below}/{entry.name}" if below else entry.name
             try:
                 if entry.is_dir():
-                    if not entry.name.startswith("."):
+                    if not entry.name.startswith(".") and entry.name not in OF_THE_SYSTEM:
                         waiting.append((path, (*above, identity)))
                 elif entry.is_file() and (is_recording(entry.name) or is_unfinished(entry.name)):
                     yield path, entry.name, entry.stat()

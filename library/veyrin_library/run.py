@@ -10,6 +10,9 @@ from .progress import Progress, printable
 from .status import print_problems
 from .tasks import make_tasks
 
+# The last one tells that the terminal was closed.
+STOP_SIGNALS = [getattr(signal, name) for name in ("SIGINT", "SIGTERM", "SIGHUP") if hasattr(signal, name)]
+
 LOST = "the job ended without a word: its machine failed, or it went beyond its memory or time"
 
 
@@ -17,7 +20,7 @@ def choose_profile(options):
     """Fills in the profile and the number of jobs at a time."""
     if not options.profile:
         options.profile = "local" if not system.WINDOWS and snakemake_runner.find_snakemake() else "plain"
-    if not options.jobs and options.profile != "slurm":
+    if not options.jobs and options.profile in ("local", "plain"):
         # One conversion keeps about four processors busy.
         options.jobs = max(1, (os.cpu_count() or 1) // 4)
 
@@ -57,7 +60,7 @@ def run_entries(store, plan, entries, options, lock):
     rate = estimates.Rate(plan["options"], list(marks.States(store, plan).marks.values()))
     expected = sum(map(rate.seconds, entries)) / (options.jobs or len(entries))
     progress = Progress(store, entries, expected)
-    for name in (signal.SIGTERM, signal.SIGINT):
+    for name in STOP_SIGNALS:
         signal.signal(name, interrupted)
     try:
         if options.profile == "plain":
@@ -68,18 +71,20 @@ def run_entries(store, plan, entries, options, lock):
         progress.watch()
         progress.clear()
     if not problem or "status" in problem:
-        note_lost(store, entries)
+        note_lost(store, progress.started)
     return problem
 
 
 def interrupted(number, frame):
+    # Once is enough: a second Ctrl-C must not disturb the tidying up.
+    for name in STOP_SIGNALS:
+        signal.signal(name, signal.SIG_IGN)
     raise Interrupted()
 
 
-def note_lost(store, entries):
+def note_lost(store, started):
     """Jobs that ended without a mark, although the runner has no more to do, have failed too."""
-    for entry in entries:
-        key = entry["key"]
+    for key in started:
         if not store.path("failed", key).exists() and not marks.done(store, key):
             marks.fail(store, key, LOST, "none")
 

@@ -1,9 +1,11 @@
 """Runs the tasks by Snakemake, on this machine or on a cluster.
 
-Snakemake sees keys only. It works in the library's own folder, and its outputs are flags there (work/KEY) that each
-job sets; whether a movie is there is told by the done marks alone.
+Snakemake sees keys only. Its outputs are flags (work/KEY) that each job sets; whether a movie is there is told by the
+done marks alone. It works in a folder of the user's own, because it passes its own paths to a shell, and those of the
+movies may hold anything.
 """
 
+import hashlib
 import os
 import shutil
 import subprocess
@@ -22,9 +24,15 @@ def find_snakemake():
     return shutil.which(os.environ.get("VEYRIN_SNAKEMAKE") or "snakemake")
 
 
+def profile_folder(name):
+    """One of our profiles, or a folder of the user's."""
+    ours = HERE / "profiles" / name
+    return str(ours) if ours.is_dir() else os.path.abspath(name)
+
+
 def command(program, options, count):
     words = [program, "--snakefile", str(HERE / "Snakefile"), "--directory", ".",
-             "--profile", str(HERE / "profiles" / options.profile)]
+             "--profile", profile_folder(options.profile)]
     if options.profile == "local":
         words += ["--cores", str(options.jobs)]
     elif options.jobs:
@@ -45,11 +53,17 @@ def environment(store, options):
 
 
 def prepare(store, listed):
+    """Makes the folder that Snakemake works in, and returns it."""
+    name = hashlib.sha256(os.fsencode(store.movies)).hexdigest()[:12]
+    place = system.state_home() / "veyrin" / "snakemake" / name
     # Nobody else is at work: the run's lock is ours. So the locks and half results of a killed Snakemake mean nothing.
-    for left in (store.folder / ".snakemake", store.folder / "work"):
+    for left in (place, store.folder / "work"):
         shutil.rmtree(left, ignore_errors=True)
-    (store.folder / "work").mkdir(exist_ok=True)
-    write_json(store.folder / "jobs.json", listed)
+    place.mkdir(parents=True)
+    (store.folder / "work").mkdir()
+    (place / "work").symlink_to(store.folder / "work")
+    write_json(place / "jobs.json", listed)
+    return place
 
 
 def run(store, listed, options, watch, lock=None):
@@ -57,12 +71,12 @@ def run(store, listed, options, watch, lock=None):
     program = find_snakemake()
     if not program:
         raise LibraryError("could not find snakemake: install it, or run with --profile plain")
-    prepare(store, listed)
+    place = prepare(store, listed)
     log = store.folder / "logs" / "snakemake.log"
     with open(log, "wb") as output:
         words = system.ending_with_parent("INT") + command(program, options, len(listed))
         # The lock goes along: as long as a Snakemake lives, no second run starts.
-        process = subprocess.Popen(words, cwd=store.folder, env=environment(store, options), stdin=subprocess.DEVNULL,
+        process = subprocess.Popen(words, cwd=place, env=environment(store, options), stdin=subprocess.DEVNULL,
                                    stdout=output, stderr=subprocess.STDOUT, start_new_session=True,
                                    pass_fds=() if lock is None else (lock,))
     try:

@@ -5,7 +5,8 @@ import os
 
 import pytest
 
-from test_slurm import ODD
+from test_slurm import ODD, ODD_FOLDER
+from workbench import Library
 
 PRORES = ("--sbs-codec", "prores")
 PROFILES = ("plain", "local")
@@ -53,8 +54,7 @@ def test_movies_are_those_of_the_converter_for_odd_names(clip, library):
 
 
 def test_movies_folder_may_have_an_odd_name(clip, tmp_path, converter):
-    from workbench import Library
-    library = Library(tmp_path, converter, movies="it's {key} \"$x\", [of] mine")
+    library = Library(tmp_path, converter, movies=ODD_FOLDER)
     library.add(clip, "a.mp4")
     library.plan(*PRORES)
     library.run("--profile", "local")
@@ -220,6 +220,16 @@ def test_two_runs_at_once_are_refused(clip, library):
     assert run.wait(60) == 0
     run.stdout.close()
     library.check_all_done(1)
+
+
+def test_folder_without_recordings_is_no_library(library):
+    (library.recordings / "note.txt").touch()
+    assert f"no recordings (.mp4, .mov) in {library.recordings}" in library.plan(status=1)
+
+
+@pytest.mark.parametrize("words", (("--profile", "nowhere"), ("--jobs", "0"), ("--memory", "much")))
+def test_wrong_words_for_run(library, words):
+    assert "usage: veyrin-library run" in library.run(*words, status=2)
 
 
 def test_old_plan_of_another_version_is_refused(clip, library):

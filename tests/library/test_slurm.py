@@ -6,15 +6,20 @@ import subprocess
 
 import pytest
 
+from stand_in import use_joiner
 from workbench import Library, wait_until
 
 ODD = ("it's \"odd\" {a},[b]*.mp4", "line\nfeed %d & $HOME `x`;.mp4", "-dash.mp4", "ümläut ☃.mp4", "a: b.mp4", "x.y.z.mp4")
 
 
+# What Snakemake, a shell or a format string would stumble over.
+ODD_FOLDER = "it's {key} \"$x\", [of] mine"
+
+
 @pytest.fixture
 def clustered(tmp_path, converter, cluster):
     # Snakemake asks for its jobs every ten seconds, except where this variable is set.
-    return Library(tmp_path, converter, environment={**cluster.environment, "CI": "true"})
+    return Library(tmp_path, converter, movies=ODD_FOLDER, environment={**cluster.environment, "CI": "true"})
 
 
 def test_cluster_makes_the_same_movies_as_this_machine(clip, clustered, tmp_path, converter):
@@ -34,6 +39,15 @@ def test_cluster_makes_the_same_movies_as_this_machine(clip, clustered, tmp_path
     assert clustered.leftovers() == []
     nodes = {mark["node"] for mark in clustered.done_marks().values()}
     assert nodes <= {"n1", "n2", "n3"} and len(nodes) > 1
+
+
+def test_pieces_are_converted_on_the_cluster(clip, clustered):
+    use_joiner(clustered)
+    clustered.add(clip, "a.mp4")
+    clustered.plan("--piece-minutes", "0.005", "--sbs-codec", "prores")
+    clustered.run("--profile", "slurm", "--cpus", "1")
+    clustered.check_all_done(1)
+    assert len(clustered.journal("piece")) == 3
 
 
 def test_job_of_a_dead_node_is_done_by_another(clip, clustered, cluster):
