@@ -1,7 +1,6 @@
 """One conversion from the recording to the movie with its done mark; the same under every runner."""
 
 import contextlib
-import glob
 import os
 import shutil
 import subprocess
@@ -11,8 +10,6 @@ from . import converter, journal, marks, pieces, system
 from .errors import Interrupted, JobFailed, reason
 from .recordings import stamp
 from .store import remove
-
-PRIVATE = ".veyrin-"
 
 
 class Stop:
@@ -55,7 +52,7 @@ class Job:
         self.movie = marks.movie_file(store, self.entry["movie"])
         self.folder = os.path.dirname(self.movie)
         self.job = job_name()
-        self.private = os.path.join(self.folder, f"{PRIVATE}{task['id']}-{system.node_name()}-{self.job}")
+        self.private = os.path.join(self.folder, f"{marks.PRIVATE}{task['id']}-{system.node_name()}-{self.job}")
         self.lines = []
 
     def run(self):
@@ -121,7 +118,7 @@ class Job:
             raise JobFailed(f"{self.entry['movie']} appeared while it was made; nothing was replaced") from None
         system.sync_folder(self.folder)
         marks.complete(self.store, self.key, figures)
-        self.remove_leftovers()
+        self.forget_pieces()
         return "done"
 
     def check_recording(self, what):
@@ -199,10 +196,8 @@ class Job:
                 "node": system.node_name(), "job": self.job, "program": self.task["version"],
                 "finished": time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime())}
 
-    def remove_leftovers(self):
-        """Removes what dead jobs of the same key left behind, and the pieces."""
-        for left in glob.glob(os.path.join(glob.escape(self.folder), f"{PRIVATE}{self.key}*")):
-            shutil.rmtree(left, ignore_errors=True)
+    def forget_pieces(self):
+        """Removes the marks of the pieces; their files went with the leftovers."""
         for part in ("pieces", "failed"):
             for number in range(len(pieces.of(self.entry))):
                 remove(self.store.path(part, pieces.piece_id(self.entry, number)))

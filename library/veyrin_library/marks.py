@@ -1,12 +1,18 @@
 """Done and failed marks: the truth about which movies are there."""
 
 import contextlib
+import glob
 import os
+import shutil
 import time
 
 from . import journal, system
 from .recordings import stamp
 from .store import create_json, read_json, remove, write_json
+
+
+# How the folders begin in which jobs work, beside the movies; then comes the key.
+PRIVATE = ".veyrin-"
 
 
 def movie_file(store, movie):
@@ -39,13 +45,23 @@ def announce(store, key, figures):
 
 
 def complete(store, key, figures):
-    """Writes the done mark and the journal's line; returns False if another job was first."""
+    """Writes the done mark and the journal's line; returns False if another job was first.
+
+    What dead jobs of the key left behind goes first: nobody looks after a key that is done.
+    """
+    remove_leftovers(store, key, figures["movie"])
     first = create_json(store.path("done", key), figures)
     if first:
         journal.write(store, "completed", key, job=figures["job"], movie=figures["movie"])
     remove(store.path("pending", key))
     remove(store.path("failed", key))
     return first
+
+
+def remove_leftovers(store, key, movie):
+    folder = os.path.dirname(movie_file(store, movie))
+    for left in glob.glob(os.path.join(glob.escape(folder), f"{PRIVATE}{key}*")):
+        shutil.rmtree(left, ignore_errors=True)
 
 
 def recover(store, key):

@@ -7,7 +7,7 @@ import time
 import urllib.parse
 from pathlib import Path
 
-from . import estimates, facts, marks, planning
+from . import estimates, facts, marks, planning, system
 from .progress import printable
 from .store import FOLDER
 
@@ -98,7 +98,7 @@ def write_page(store, jobs):
 
     found = facts.gather(store, plan, jobs or os.cpu_count() or 1, tell)
     target = store.movies / "index.html"
-    part = store.folder / f"index.html.{os.getpid()}.part"
+    part = store.folder / f"index.html.{system.node_name()}.{os.getpid()}.part"
     part.write_text(render(store, plan, found), encoding="utf-8")
     os.replace(part, target)
     print(printable(str(target)))

@@ -44,6 +44,7 @@ def run_library(store, options):
 
 def take_stock(store, plan):
     """The states, after finishing what died between a movie's name and its mark and dropping marks without movie."""
+    store.sweep()
     marks.mend_journal(store)
     for key in store.keys("pending"):
         marks.recover(store, key)

@@ -3,6 +3,7 @@
 import contextlib
 import json
 import os
+import time
 from pathlib import Path
 
 from . import system
@@ -47,11 +48,28 @@ class Store:
                 return {entry.name[:-len(suffix)] for entry in found if entry.name.endswith(suffix)}
         return set()
 
+    def sweep(self):
+        """Removes files that processes did not finish writing before they died."""
+        for folder in (self.folder, *(self.folder / part for part in PARTS)):
+            with os.scandir(folder) as found:
+                for entry in found:
+                    with contextlib.suppress(FileNotFoundError):
+                        if is_half_written(entry.name, time.time() - entry.stat().st_mtime):
+                            os.unlink(entry.path)
+
     def remember(self):
         """Makes this the library that later commands mean; only a convenience, so failures do not matter."""
         with contextlib.suppress(OSError):
             last_library().parent.mkdir(parents=True, exist_ok=True)
             write_json(last_library(), {"movies": str(self.movies)})
+
+
+def is_half_written(name, age):
+    """Whether a file of `write_json` was left by a process that has died; `age` in seconds."""
+    words = name.rsplit(".", 3)
+    if len(words) != 4 or words[3] not in ("part", "new") or not words[2].isdigit():
+        return False
+    return age > 86400 or words[1] == system.node_name() and not system.is_alive(int(words[2]))
 
 
 def read_json(path):

@@ -121,6 +121,19 @@ def start(command, **settings):
     return subprocess.Popen(ending_with_parent("KILL") + command, start_new_session=True, **settings)
 
 
+def is_alive(process):
+    """Whether a process of this machine runs; True where the system cannot be asked without disturbing it."""
+    if WINDOWS:
+        return True
+    try:
+        os.kill(process, 0)
+    except ProcessLookupError:
+        return False
+    except OSError:
+        pass
+    return True
+
+
 def ending_with_parent(signal_name):
     """Words before a command that let the system send it the signal when its parent is killed."""
     program = None if sys.platform != "linux" else shutil.which("setpriv")
