@@ -60,7 +60,7 @@ def find_converter():
 
 
 def check_options(words):
-    """The options as a list of words in a fixed order, each once; raises LibraryError for what a library cannot pass on.
+    """The options as words in a fixed order, each once; raises LibraryError for what a library cannot pass on.
 
     The order is fixed so that the same options in another order are the same conversion.
     """

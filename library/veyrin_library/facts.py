@@ -23,7 +23,7 @@ def preview(store, key):
 
 
 def gather(store, plan, jobs, tell):
-    """Facts of all entries by their keys, reading what was gathered before; `tell` is called with counts of new ones."""
+    """Facts of all entries by their keys, gathered anew where there are none; `tell` is called with counts of those."""
     known = store.keys("facts")
     keys = {entry["key"]: facts_key(entry) for entry in plan["entries"]}
     missing = [entry for entry in plan["entries"] if keys[entry["key"]] not in known]

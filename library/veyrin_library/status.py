@@ -48,8 +48,8 @@ def print_plan(store, plan):
     if plan["options"]:
         print(f"options:    {printable(' '.join(plan['options']))}")
     size = sum(entry["size"] for entry in todo)
-    print(f"{estimates.count(len(plan['entries']), 'recording')}: {states.count('done')} done already, {len(todo)} to do, "
-          f"{estimates.size_text(size)} to read")
+    print(f"{estimates.count(len(plan['entries']), 'recording')}: {states.count('done')} done already, "
+          f"{len(todo)} to do, {estimates.size_text(size)} to read")
     print_estimate(store, plan, todo, states)
     print_pieces(plan)
     unread = [entry for entry in todo if not entry["header"]]
@@ -82,7 +82,8 @@ def print_pieces(plan):
         return
     cut = [entry for entry in plan["entries"] if pieces.of(entry)]
     parts = sum(len(pieces.of(entry)) for entry in cut)
-    print(f"pieces: {estimates.count(len(cut), 'recording')} in {parts} pieces of about {plan['piece_minutes']:g} minutes")
+    print(f"pieces: {estimates.count(len(cut), 'recording')} in {parts} pieces of about "
+          f"{plan['piece_minutes']:g} minutes")
     if cut:
         gain = max(len(pieces.of(entry)) for entry in cut)
         print(f"  with enough machines the longest recording is converted up to {gain} times as soon")

@@ -58,7 +58,7 @@ def sync_folder(path):
 
 
 def publish(source, target, overwrite):
-    """Gives a complete file its final name in one step. Without `overwrite`, raises FileExistsError if that is taken."""
+    """Gives a complete file its final name in one step. Without `overwrite`, a taken name raises FileExistsError."""
     if overwrite:
         os.replace(source, target)
     elif WINDOWS:

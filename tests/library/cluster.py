@@ -79,8 +79,8 @@ class Cluster:
                   for node, port in zip(self.nodes, ports[1:])]
         lines += ["PartitionName=main Nodes=ALL Default=YES MaxTime=INFINITE State=UP\n"]
         (self.folder / "slurm.conf").write_text("".join(lines), encoding="ascii")
-        self.call("/usr/sbin/munged", *(f"--{name}={self.folder}/munge/{file}" for name, file in (
-            ("key-file", "key"), ("socket", "socket"), ("pid-file", "pid"), ("log-file", "log"), ("seed-file", "seed"))))
+        self.call("/usr/sbin/munged", f"--socket={self.folder}/munge/socket",
+                  *(f"--{name}-file={self.folder}/munge/{name}" for name in ("key", "pid", "log", "seed")))
         self.call("/usr/sbin/slurmctld", "-i")
         for node in self.nodes:
             self.start_node(node)

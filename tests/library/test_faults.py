@@ -158,6 +158,7 @@ def test_movie_whose_job_died_before_its_mark_is_taken_over(clip, library):
     library.run("--profile", "plain")
     # As if the job had died between the movie's final name and its done mark.
     key = library.key("a.mp4")
+    (library.movies / f".veyrin-{key}-node-1-0").mkdir()
     mark = library.state / "done" / f"{key}.json"
     mark.rename(library.state / "pending" / f"{key}.json")
     journal = next((library.state / "journal").glob("*.jsonl"))

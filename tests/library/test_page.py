@@ -48,7 +48,8 @@ def page(browser, shown):
 
 def row(browser, name, selector):
     return browser.value(f"""(() => {{
-        const row = Array.from(document.querySelectorAll('article')).find(a => a.querySelector('h2').textContent === {name!r});
+        const row = Array.from(document.querySelectorAll('article'))
+            .find(a => a.querySelector('h2').textContent === {name!r});
         return Array.from(row.querySelectorAll({selector!r})).map(e => e.href || e.textContent);
     }})()""")
 
@@ -99,8 +100,8 @@ def test_filter_and_state(page):
     page.value("document.getElementById('filter').select()")
     page.type("no such name")
     assert page.value(STATE) == []
-    page.value("""filter = document.getElementById('filter'); filter.value = ''; state = document.getElementById('state');
-        state.value = 'refused'; state.dispatchEvent(new Event('change'))""")
+    page.value("""filter = document.getElementById('filter'); filter.value = '';
+        state = document.getElementById('state'); state.value = 'refused'; state.dispatchEvent(new Event('change'))""")
     assert page.value(STATE) == [["same.mov", "refused"], ["same.mp4", "refused"]]
 
 
@@ -160,8 +161,8 @@ def test_thousands_of_recordings_stay_usable(browser, tmp_path):
     assert browser.value("document.querySelectorAll('article').length") <= 500
     # Previews are asked for as they come near.
     assert len(browser.requests()) < 300
-    assert browser.value("""(() => { const f = document.getElementById('filter'), t = performance.now(); f.value = '19999';
-        f.dispatchEvent(new Event('input')); return performance.now() - t; })()""") < 1000
+    assert browser.value("""(() => { const f = document.getElementById('filter'), t = performance.now();
+        f.value = '19999'; f.dispatchEvent(new Event('input')); return performance.now() - t; })()""") < 1000
     assert browser.value("document.querySelector('h2').textContent") == "day 399/clip 19999.mp4"
     # All rows can be reached by scrolling.
     browser.value("""f = document.getElementById('filter'); f.value = 'clip'; f.dispatchEvent(new Event('input'));""")

@@ -1,4 +1,4 @@
-"""Long recordings in pieces: what is planned and done around the program that cuts and joins, which a stand-in plays."""
+"""Long recordings in pieces: all but the program that cuts and joins, which a stand-in plays."""
 
 import json
 
@@ -86,7 +86,8 @@ def test_joiner_must_be_there(clip, library):
 
 def test_trimmed_libraries_have_no_pieces(clip, library):
     library.add(clip, "a.mp4")
-    assert "--piece-minutes cannot be used with --start" in library.plan("--piece-minutes", "1", "--start", "3", status=1)
+    text = library.plan("--piece-minutes", "1", "--start", "3", status=1)
+    assert "--piece-minutes cannot be used with --start" in text
 
 
 def test_cuts_are_asked_for_once(clip, cutting):

@@ -98,7 +98,8 @@ def test_every_option_of_the_converter_is_known(converter):
 
 
 def test_only_finished_recordings_are_found(tmp_path):
-    for name in ("b.MP4", "a/x.mov", "a/y.txt", ".hidden.mp4", ".git/z.mp4", "c.mp4.partial", "movies/d.mp4", "e.mp4/f.mp4"):
+    for name in ("b.MP4", "a/x.mov", "a/y.txt", ".hidden.mp4", ".git/z.mp4", "lost+found/z.mp4", "c.mp4.partial",
+                 "movies/d.mp4", "e.mp4/f.mp4"):
         path = tmp_path / name
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_bytes(b"x")
@@ -202,10 +203,23 @@ def test_journal_is_read_on_from_where_it_was(kept):
     assert [event["key"] for event in reader.events()] == ["half"]
 
 
+@pytest.mark.parametrize("name, age, half", [
+    ("k.json.{node}.{dead}.part", 0, True), ("k.json.{node}.{dead}.new", 0, True), ("k.json.{node}.{mine}.part", 0, False),
+    ("k.json.elsewhere.{dead}.part", 60, False), ("k.json.elsewhere.{dead}.part", 90000, True), ("k.json", 90000, False)])
+def test_half_written_files(name, age, half):
+    ended = subprocess.Popen(["true"])
+    ended.wait()
+    name = name.format(node=system.node_name(), dead=ended.pid, mine=os.getpid())
+    assert store.is_half_written(name, age) == half
+
+
 def test_one_of_two_jobs_completes_a_key(kept):
     (kept.movies / "a.mov").write_bytes(b"x")
     figures = {"job": "1", "movie": "a.mov", "movie_stamp": list(recordings.stamp(os.stat(kept.movies / "a.mov")))}
+    left = kept.movies / ".veyrin-k-node-1-0"
+    left.mkdir()
     assert [marks.complete(kept, "k", {**figures, "job": job}) for job in ("1", "2")] == [True, False]
+    assert not left.exists()
     assert marks.done(kept, "k")["job"] == "1"
     assert [event["job"] for event in journal.Reader(kept).events()] == ["1"]
     (kept.movies / "a.mov").write_bytes(b"xy")

@@ -9,7 +9,8 @@ import pytest
 from stand_in import use_joiner
 from workbench import Library, wait_until
 
-ODD = ("it's \"odd\" {a},[b]*.mp4", "line\nfeed %d & $HOME `x`;.mp4", "-dash.mp4", "ümläut ☃.mp4", "a: b.mp4", "x.y.z.mp4")
+ODD = ("it's \"odd\" {a},[b]*.mp4", "line\nfeed %d & $HOME `x`;.mp4", "-dash.mp4", "ümläut ☃.mp4", "a: b.mp4",
+       "x.y.z.mp4")
 
 
 # What Snakemake, a shell or a format string would stumble over.
@@ -55,10 +56,9 @@ def test_job_of_a_dead_node_is_done_by_another(clip, clustered, cluster):
     clustered.make_slow()
     clustered.plan("--sbs-codec", "prores")
     run = clustered.begin("--profile", "slurm", "--cpus", "1")
+    clustered.wait_for_converters(1)
+    node = next(event["node"] for event in clustered.journal("started") if event["key"] == clustered.key("slow.mp4"))
     try:
-        clustered.wait_for_converters(1)
-        node = next(event["node"] for event in clustered.journal("started")
-                    if event["key"] == clustered.key("slow.mp4"))
         cluster.kill_node(node)
         assert len(clustered.leftovers()) >= 1
         clustered.let_go()

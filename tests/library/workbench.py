@@ -13,7 +13,7 @@ from pathlib import Path
 REPOSITORY = Path(__file__).resolve().parents[2]
 PROGRAM = REPOSITORY / "library" / "veyrin-library"
 
-# A converter that first leaves a half movie behind and, for recordings whose name holds "slow", waits until it may go on.
+# A converter that, for recordings whose name holds "slow", leaves a half movie behind and waits until it may go on.
 SLOW_CONVERTER = """\
 #!/bin/bash
 for last; do :; done
@@ -111,7 +111,8 @@ class Library:
         return next(entry["key"] for entry in self.entries() if entry["recording"] == recording)
 
     def done_marks(self):
-        return {path.stem: json.loads(path.read_text(encoding="ascii")) for path in (self.state / "done").glob("*.json")}
+        return {path.stem: json.loads(path.read_text(encoding="ascii"))
+                for path in (self.state / "done").glob("*.json")}
 
     def leftovers(self):
         """Whatever a job may have left behind anywhere."""
