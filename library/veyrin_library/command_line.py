@@ -52,13 +52,15 @@ def parser():
 def add_plan(commands):
     plan = commands.add_parser(
         "plan", allow_abbrev=False, epilog=EPILOG, help="looks at the recordings and says what would be done",
-        usage="veyrin-library plan [--piece-minutes M] [--settle SECONDS] RECORDINGS MOVIES [converter options]",
+        usage="veyrin-library plan [--piece-minutes M] [--settle SECONDS] [--list] RECORDINGS MOVIES "
+              "[converter options]",
         description="Looks at the recordings and says what would be done, how large it is and how long it takes. "
                     "Nothing is converted. Options of veyrin-video-converter may follow the two folders.")
     plan.add_argument("--piece-minutes", type=positive(float), metavar="M",
                       help="convert recordings longer than M minutes in pieces, side by side (default: no)")
     plan.add_argument("--settle", type=float, default=10.0, metavar="SECONDS",
                       help="recordings that changed within this time wait for the next run (default: 10)")
+    plan.add_argument("--list", action="store_true", help="names all movies that would be made, not only the first ten")
     plan.add_argument("recordings", metavar="RECORDINGS", help="folder with recordings, also in folders below")
     plan.add_argument("movies", metavar="MOVIES", help="folder for the movies; keeps the recordings' folders")
     plan.add_argument("options", nargs=argparse.REMAINDER, metavar="converter options", help="for every recording")
@@ -91,7 +93,7 @@ def own_words_first(words):
     own, rest, left = [], [], list(words[1:])
     while left:
         word = left.pop(0)
-        if word in ("-h", "--help") or word.startswith(("--piece-minutes=", "--settle=")):
+        if word in ("-h", "--help", "--list") or word.startswith(("--piece-minutes=", "--settle=")):
             own.append(word)
         elif word in ("--piece-minutes", "--settle"):
             own += [word, *left[:1]]
@@ -111,7 +113,7 @@ def plan_command(options):
     store.make_folders()
     planning.save(store, plan)
     store.remember()
-    return status.print_plan(store, plan)
+    return status.print_plan(store, plan, options.list)
 
 
 def execute(options):

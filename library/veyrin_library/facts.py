@@ -51,4 +51,4 @@ def ask(store, program, top, entry):
         facts["preview"] = status == 0 and target.exists()
     except LibraryError as error:
         facts = {"error": str(error)}
-    write_json(store.path("facts", key), facts)
+    write_json(store.path("facts", key), facts, lasting=False)

@@ -110,6 +110,8 @@ class Job:
         made = self.made_file()
         self.check_recording("changed while it was converted; run again")
         system.sync_file(made)
+        if self.is_done():  # by a job on another machine
+            return "already done"
         figures = self.figures(made, frames, time.monotonic() - begun)
         marks.announce(self.store, self.key, figures)
         try:

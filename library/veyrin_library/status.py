@@ -6,6 +6,7 @@ from . import estimates, marks, pieces, planning
 from .progress import printable
 
 LISTED_AT_MOST = 200
+MOVIES_AT_MOST = 10
 
 
 def print_problems(store, plan, states):
@@ -39,8 +40,8 @@ def print_status(store):
     return 0 if done == total and not plan["waiting"] else 1
 
 
-def print_plan(store, plan):
-    """What would be done. Returns the exit status: 1 when recordings were refused."""
+def print_plan(store, plan, everything):
+    """What would be done, with all movies if asked. Returns the exit status: 1 when recordings were refused."""
     states = marks.States(store, plan)
     todo = [entry for entry in plan["entries"] if states.of[entry["key"]] in ("to do", "failed")]
     print(f"recordings: {printable(plan['recordings'])}")
@@ -50,6 +51,7 @@ def print_plan(store, plan):
     size = sum(entry["size"] for entry in todo)
     print(f"{estimates.count(len(plan['entries']), 'recording')}: {states.count('done')} done already, "
           f"{len(todo)} to do, {estimates.size_text(size)} to read")
+    print_movies(todo, len(todo) if everything else MOVIES_AT_MOST)
     print_estimate(store, plan, todo, states)
     print_pieces(plan)
     unread = [entry for entry in todo if not entry["header"]]
@@ -61,6 +63,13 @@ def print_plan(store, plan):
     for waiting in plan["waiting"][:LISTED_AT_MOST]:
         print(f"  waiting: {printable(waiting['recording'])}: {waiting['reason']}")
     return 1 if states.count("refused") else 0
+
+
+def print_movies(todo, most):
+    for entry in todo[:most]:
+        print(f"  {printable(entry['recording'])} -> {printable(entry['movie'])}")
+    if len(todo) > most:
+        print(f"  and {len(todo) - most} more (--list shows all)")
 
 
 def print_estimate(store, plan, todo, states):

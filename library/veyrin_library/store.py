@@ -81,15 +81,19 @@ def read_json(path):
         return None
 
 
-def write_json(path, value):
-    """Replaces the file in one step, so that readers see the old or the new value."""
+def write_json(path, value, lasting=True):
+    """Replaces the file in one step, so that readers see the old or the new value.
+
+    `lasting` brings it to disk at once, which takes a hundred times as long.
+    """
     # Escapes keep names that are not valid text as they are.
     part = Path(f"{path}.{system.node_name()}.{os.getpid()}.part")
     try:
         with open(part, "w", encoding="ascii") as file:
             json.dump(value, file)
-            file.flush()
-            os.fsync(file.fileno())
+            if lasting:
+                file.flush()
+                os.fsync(file.fileno())
         os.replace(part, path)
     except OSError:
         with contextlib.suppress(OSError):

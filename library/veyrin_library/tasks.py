@@ -31,7 +31,7 @@ def make_tasks(store, plan, entries, program, version, overwrite):
 
 
 def add(store, listed, task, needs, seconds):
-    write_json(store.path("tasks", task["id"]), task)
+    write_json(store.path("tasks", task["id"]), task, lasting=False)
     listed[task["id"]] = {"needs": needs, "memory_mb": estimates.memory_mb(task["entry"]),
                           "minutes": estimates.minutes_limit(seconds)}
 

@@ -204,8 +204,9 @@ def test_journal_is_read_on_from_where_it_was(kept):
 
 
 @pytest.mark.parametrize("name, age, half", [
-    ("k.json.{node}.{dead}.part", 0, True), ("k.json.{node}.{dead}.new", 0, True), ("k.json.{node}.{mine}.part", 0, False),
-    ("k.json.elsewhere.{dead}.part", 60, False), ("k.json.elsewhere.{dead}.part", 90000, True), ("k.json", 90000, False)])
+    ("k.json.{node}.{dead}.part", 0, True), ("k.json.{node}.{dead}.new", 0, True),
+    ("k.json.{node}.{mine}.part", 0, False), ("k.json.elsewhere.{dead}.part", 60, False),
+    ("k.json.elsewhere.{dead}.part", 90000, True), ("k.json", 90000, False)])
 def test_half_written_files(name, age, half):
     ended = subprocess.Popen(["true"])
     ended.wait()

@@ -61,6 +61,35 @@ def test_movies_folder_may_have_an_odd_name(clip, tmp_path, converter):
     library.check_all_done(1)
 
 
+@pytest.mark.parametrize("options", [
+    ("--sbs-mode", "half", "--sbs-aspect-ratio-padding", "16x9"),
+    ("--output-format", "mono", "--mono-eye", "left"),
+    ("--output-format", "mono", "--sbs-aspect-ratio-padding", "4x3"),
+])
+def test_planned_names_are_the_converters(clip, library, options):
+    library.add(clip, "a.b.mp4")
+    library.plan(*PRORES, *options)
+    library.run("--profile", "plain")
+    library.check_all_done(1)
+
+
+@pytest.mark.parametrize("codec, tail", (("h264", "sdr"), ("hevc10", "hdr")))
+def test_planned_names_of_spatial_movies_are_the_converters(make, library, codec, tail):
+    library.add(make("--codec", codec), "a.mp4")
+    library.plan("--output-format", "spatial", "--software", "--sdr-bitrate", "2M", "--hdr-bitrate", "2M")
+    library.run("--profile", "plain")
+    assert list(library.made()) == [f"a_FULL_SBS_LR_mv_hevc_spatial_{tail}.mov"]
+
+
+def test_plan_names_the_movies(clip, library):
+    library.add(clip, *(f"{number}.mp4" for number in range(12)))
+    text = library.plan()
+    assert "  0.mp4 -> 0_FULL_SBS_LR.mp4\n" in text
+    assert "  and 2 more (--list shows all)\n" in text
+    text = library.call("plan", "--settle", "0", library.recordings, library.movies, *PRORES, "--list")
+    assert text.count(" -> ") == 12
+
+
 def test_second_run_does_nothing(clip, library):
     library.add(clip, "a.mp4", "b.mp4")
     library.plan(*PRORES)
