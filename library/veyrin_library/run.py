@@ -20,6 +20,8 @@ def choose_profile(options):
     """Fills in the profile and the number of jobs at a time."""
     if not options.profile:
         options.profile = "local" if not system.WINDOWS and snakemake_runner.find_snakemake() else "plain"
+    if system.WINDOWS and options.profile != "plain":
+        raise LibraryError("on Windows only --profile plain can be used")
     if not options.jobs and options.profile in ("local", "plain"):
         # One conversion keeps about four processors busy.
         options.jobs = max(1, (os.cpu_count() or 1) // 4)
