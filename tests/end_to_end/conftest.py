@@ -47,6 +47,13 @@ def converter(request):
 
 
 @pytest.fixture(scope="session")
+def joiner(converter):
+    """veyrin-join, which lies beside the converter."""
+    program = converter.program
+    return Converter(program.with_name(program.name.replace("veyrin-video-converter", "veyrin-join")), converter.prefix)
+
+
+@pytest.fixture(scope="session")
 def lonely(converter):
     """The converter in a folder of its own, without the programs that it finds beside itself."""
     program = converter.program.resolve()

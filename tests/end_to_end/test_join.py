@@ -1,6 +1,5 @@
 """Pieces of a recording, converted each by itself and joined, are the movie that one conversion makes."""
 
-import json
 import sys
 import time
 from pathlib import Path
@@ -9,8 +8,8 @@ import numpy as np
 import pytest
 
 import boxes
-from converter import Converter
-from movie import Movie, tool
+from joining import PRORES, SMALL, convert_pieces, cuts, packets
+from movie import Movie
 from spatial_checks import check_movie
 from spatial_movie import psnr
 from test_resources import read_bytes
@@ -18,8 +17,6 @@ from test_resources import read_bytes
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "soak"))
 from movie_model import Recording as CodedRecording  # noqa: E402
 
-PRORES = ("--sbs-codec", "prores")
-SMALL = ("--size", "128x128", "--seconds")
 # Name: the recording, the length of the pieces in minutes, and how many there are to be.
 CLIPS = {
     "24": ((*SMALL, 2, "--rate", 24), 0.01, 3),
@@ -34,30 +31,6 @@ CLIPS = {
 }
 
 
-@pytest.fixture(scope="module")
-def joiner(converter):
-    program = converter.program
-    return Converter(program.with_name(program.name.replace("veyrin-video-converter", "veyrin-join")), converter.prefix)
-
-
-def cuts(joiner, recording, folder, minutes, *options):
-    run = joiner.run("--cuts", minutes, *options, recording, folder=folder).succeeded()
-    assert run.errors == ""
-    [line] = run.lines
-    return json.loads(line)
-
-
-def convert_pieces(converter, recording, folder, answer, suffix, *options, settings=None):
-    """The pieces' movies, made as `answer` says."""
-    made = []
-    for number, piece in enumerate(answer["pieces"]):
-        words = ["--start", repr(piece["start"])]
-        words += ["--duration", repr(piece["duration"])] if "duration" in piece else []
-        made.append(folder / f"piece{number}{suffix}")
-        converter.run(*options, *words, "--output", made[-1], recording, folder=folder, settings=settings).succeeded()
-    return made
-
-
 def convert_both_ways(converter, joiner, recording, folder, minutes, suffix, *options, settings=None, cut_options=()):
     """(the movie made in one go, the joined one, its pieces, the cuts)"""
     whole, joined = folder / f"whole{suffix}", folder / f"joined{suffix}"
@@ -68,16 +41,6 @@ def convert_both_ways(converter, joiner, recording, folder, minutes, suffix, *op
     assert run.errors == "" and run.lines[-1] == f"Joined output: {joined}"
     assert not list(folder.glob("*tmp*")) and not list(folder.glob("*lock*"))
     return whole, joined, made, answer
-
-
-def packets(path):
-    """Type of the track to (pts, dts, duration, flags, hash of the data) of each packet, in order."""
-    found = {}
-    listed = json.loads(tool("ffprobe", "-v", "error", "-show_packets", "-show_data_hash", "md5", "-of", "json", path))
-    for packet in listed["packets"]:
-        values = tuple(packet.get(name) for name in ("pts", "dts", "duration", "flags", "data_hash"))
-        found.setdefault(packet["codec_type"], []).append(values)
-    return found
 
 
 def time_bases(path):
@@ -229,101 +192,13 @@ def test_where_the_index_does_not_tell_there_is_one_piece(joiner, shelf, tmp_pat
         "reason": "the recording is too short for pieces of this length"}
 
 
-@pytest.fixture(scope="module")
-def shared(converter, joiner, shelf, tmp_path_factory):
-    """A recording and its three pieces; to be copied, not changed."""
-    folder = tmp_path_factory.mktemp("pieces")
-    recording = shelf.get(*SMALL, 2)
-    made = convert_pieces(converter, recording.path, folder, cuts(joiner, recording.path, folder, 0.01), ".mov",
-                          "--software", *PRORES)
-    assert len(made) == 3
-    return recording.path, made
-
-
-def refused(joiner, folder, recording, pieces, message, *options, output="joined.mov"):
-    before = {path: path.read_bytes() for path in folder.rglob("*") if path.is_file()}
-    run = joiner.run(*options, "--recording", recording, "--output", folder / output, *pieces, folder=folder)
-    run.failed(message)
-    assert {path: path.read_bytes() for path in folder.rglob("*") if path.is_file()} == before
-    return run
-
-
-def test_the_order_of_the_pieces_is_kept(joiner, shared, tmp_path):
-    recording, made = shared
+def test_the_order_of_the_pieces_is_kept(converter, joiner, shelf, tmp_path):
+    recording = shelf.get(*SMALL, 2).path
+    made = convert_pieces(converter, recording, tmp_path, cuts(joiner, recording, tmp_path, 0.01), ".mov", "--software",
+                          *PRORES)
     order = [made[1], made[0], made[2]]
     joined = tmp_path / "joined.mov"
     joiner.run("--recording", recording, "--output", joined, *order, folder=tmp_path).succeeded()
     found = packets(joined)["video"]
     assert [packet[4] for packet in found] == [packet[4] for path in order for packet in packets(path)["video"]]
     assert [packet[0] for packet in found] == [packet[0] for packet in sorted(found)]
-
-
-OTHERS = {
-    "codec": ((), ".mp4", "container"),
-    "picture size": ((*PRORES, "--eye-width", 96), ".mov", "picture size"),
-    "frame rate": ((*PRORES, "--output-fps", 24), ".mov", "frame rate"),
-    "stereo description": ((*PRORES, "--output-format", "mono", "--eye-width", 256), ".mov", "stereo description"),
-}
-
-
-@pytest.mark.parametrize("other", OTHERS)
-def test_a_piece_of_another_kind_is_refused(converter, joiner, shared, tmp_path, other):
-    recording, made = shared
-    options, suffix, difference = OTHERS[other]
-    stranger = tmp_path / f"stranger{suffix}"
-    converter.run("--software", *options, "--start", 0.5, "--duration", 0.3, "--output", stranger, recording,
-                  folder=tmp_path).succeeded()
-    error = refused(joiner, tmp_path, recording, [made[0], stranger, made[2]], None).error
-    assert error.startswith(f"could not join {stranger}: its {difference} differs from that of {made[0]}")
-
-
-def test_damaged_and_missing_pieces_are_refused(joiner, shared, tmp_path):
-    recording, made = shared
-    cut_off, strange = tmp_path / "cut.mov", tmp_path / "text.mov"
-    data = made[1].read_bytes()
-    cut_off.write_bytes(data[:len(data) // 2])
-    strange.write_bytes(b"no movie")
-    refused(joiner, tmp_path, recording, [made[0], cut_off], f"could not join {cut_off}: it is cut off")
-    missing = tmp_path / "missing.mov"
-    refused(joiner, tmp_path, recording, [made[0], missing], f"could not open {missing}: No such file or directory")
-    error = refused(joiner, tmp_path, recording, [made[0], strange], None).error
-    assert error.startswith(f"could not open {strange}: ")
-    refused(joiner, tmp_path, recording, [recording],
-            f"could not join {recording}: it has not exactly one video track")
-    refused(joiner, tmp_path, recording, made[:2],
-            "the pieces have 40 frames together, but the recording's movie has 60")
-    refused(joiner, tmp_path, recording, [*made, made[1]],
-            "the pieces have 80 frames together, but the recording's movie has 60")
-
-
-def test_no_file_of_the_run_is_replaced(joiner, shared, tmp_path):
-    recording, made = shared
-    copies = [tmp_path / path.name for path in made]
-    for path, copy in zip(made, copies):
-        copy.write_bytes(path.read_bytes())
-    clip = tmp_path / "clip.mp4"
-    clip.write_bytes(recording.read_bytes())
-    refused(joiner, tmp_path, clip, copies, f"output would replace its own input: {clip}", "--overwrite",
-            output=clip.name)
-    refused(joiner, tmp_path, clip, copies,
-            f"output would replace another input of this run: {copies[1]} is {copies[1]}", "--overwrite",
-            output=copies[1].name)
-    other = tmp_path / "joined.mov"
-    other.write_bytes(b"mine")
-    refused(joiner, tmp_path, clip, copies, f"output already exists (use --overwrite): {other}")
-    joiner.run("--overwrite", "--recording", clip, "--output", other, *copies, folder=tmp_path).succeeded()
-    assert len(packets(other)["video"]) == 60
-
-
-def test_a_full_disk_leaves_what_was_there(native, joiner, shared, tmp_path):
-    recording, made = shared
-    output = tmp_path / "joined.mov"
-    words = ("--overwrite", "--recording", recording, "--output", output, *made)
-    limited = Converter(Path("/bin/sh"), [])
-    for content in (None, b"mine"):
-        if content is not None:
-            output.write_bytes(content)
-        run = limited.run("-c", 'ulimit -f 200; exec "$@"', "sh", *joiner.command(*words), folder=tmp_path)
-        assert run.failed().error.endswith(": File too large")
-        assert [path.name for path in tmp_path.iterdir()] == ([] if content is None else [output.name])
-        assert content is None or output.read_bytes() == content
