@@ -78,9 +78,14 @@ class Converter:
         done = subprocess.run(command, cwd=folder, env=self.environment(settings), stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=timeout, check=False)
         run = Run(command, Path(folder), settings, done.returncode, done.stdout.decode(errors="replace"),
-                  done.stderr.decode(errors="replace"))
+                  self.own_errors(done.stderr.decode(errors="replace")))
         assert run.status in statuses, f"status {run.status} {signal_name(run.status)}\n{run}"
         return run
+
+    def own_errors(self, text):
+        """Without what the runner says of its own services. A crash of the program shows in its status."""
+        lines = text.splitlines(keepends=True)
+        return "".join(line for line in lines if not self.prefix or not line.startswith("wine: "))
 
     def start(self, *arguments, folder, settings=None):
         return subprocess.Popen(self.command(*arguments), cwd=folder, env=self.environment(settings or {}),
