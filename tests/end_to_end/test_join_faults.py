@@ -166,6 +166,7 @@ def test_what_an_ended_run_leaves_is_cleared_away_by_the_next(native, joiner, sh
         words = ("--overwrite", *words)
     process, reader = waiting_in_the_middle(joiner, tmp_path, words)
     try:
+        joiner.run(*words, folder=tmp_path).failed(f"output is being written by another process: {output}")
         process.send_signal(ending)
         assert process.wait(timeout=20) == -ending
     finally:
