@@ -1,10 +1,7 @@
 #include "join/cut_answer.h"
 
-#include <array>
-#include <charconv>
-#include <cmath>
+#include <nlohmann/json.hpp>
 
-#include "app/check_support_mode.h"
 #include "common/console.h"
 #include "convert/frame_timing.h"
 #include "join/recording_pairs.h"
@@ -15,22 +12,14 @@ namespace {
 constexpr double seconds_in_minute = 60.0;
 
 constexpr const char* index_in_doubt =
-    "the recording's index does not tell for certain what reading from its middle on would give";
+    "the recording's index leaves in doubt which pictures and sound follow a seek";
 
-/// The shortest text that is read as the same number.
-std::string number_text(double number) {
-  std::array<char, 32> text{};
-  const auto result = std::to_chars(text.data(), text.data() + text.size(), number);
-  return {text.data(), result.ptr};
-}
-
-std::string piece_text(const CutPiece& piece, bool counted) {
-  std::string text = "{\"start\":" + number_text(piece.range.start);
-  if (piece.range.duration) text += ",\"duration\":" + number_text(*piece.range.duration);
-  if (counted) text += ",\"frames\":" + std::to_string(piece.frames);
-  if (counted && piece.other_frames != piece.frames)
-    text += ",\"packaged_frames\":" + std::to_string(piece.other_frames);
-  return text + "}";
+nlohmann::ordered_json piece_value(const CutPiece& piece, bool counted) {
+  nlohmann::ordered_json value{{"start", piece.range.start}};
+  if (piece.range.duration) value["duration"] = *piece.range.duration;
+  if (counted) value["frames"] = piece.frames;
+  if (counted && piece.other_frames != piece.frames) value["packaged_frames"] = piece.other_frames;
+  return value;
 }
 
 CutAnswer uncut(FrameRate rate, const TimeRange& range) {
@@ -68,17 +57,14 @@ std::optional<CutAnswer> cut_recording(const CutQuestion& question, std::string&
 }
 
 std::string cut_answer_text(const CutAnswer& answer) {
-  std::string text =
-      R"({"rate":")" + std::to_string(answer.rate.num) + "/" + std::to_string(answer.rate.den) + "\"";
-  if (answer.pairs) text += ",\"pairs\":" + std::to_string(*answer.pairs);
-  text += ",\"pieces\":[";
-  for (const CutPiece& piece : answer.pieces) {
-    if (&piece != &answer.pieces.front()) text += ",";
-    text += piece_text(piece, answer.pairs.has_value());
-  }
-  text += "]";
-  if (!answer.reason.empty()) text += R"(,"reason":")" + escape_json(answer.reason) + "\"";
-  return text + "}";
+  nlohmann::ordered_json value{
+      {"rate", std::to_string(answer.rate.num) + "/" + std::to_string(answer.rate.den)}};
+  if (answer.pairs) value["pairs"] = *answer.pairs;
+  value["pieces"] = nlohmann::ordered_json::array();
+  for (const CutPiece& piece : answer.pieces)
+    value["pieces"].push_back(piece_value(piece, answer.pairs.has_value()));
+  if (!answer.reason.empty()) value["reason"] = answer.reason;
+  return value.dump();
 }
 
 }  // namespace veyrin

@@ -18,8 +18,7 @@ struct CutRequest {
   FrameRate output_rate{30, 1};  ///< valid
   FrameRate input_rate{};        ///< not always valid
   double piece_seconds = 60.0;   ///< how long pieces are to be, roughly; above 0
-  /// Where the times of a conversion may be counted from instead of time 0, because another program reads
-  /// the sound; then the same cuts must do.
+  /// The packaged encoder counts times from here where others count from 0; the cuts are right for both.
   std::optional<double> other_origin_seconds;
 };
 

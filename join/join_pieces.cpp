@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -18,6 +19,7 @@
 #include "join/movie_piece.h"
 #include "join/packet_sources.h"
 #include "join/recording_pairs.h"
+#include "join/sound_place.h"
 #include "media/ffmpeg.h"
 
 extern "C" {
@@ -65,36 +67,62 @@ class Joining {
     return recording_.has_value();
   }
 
-  /// The pieces must be all there are. Which of the two ways of counting time they were made in shows in
-  /// their number of frames.
+  /// The pieces must be all there are.
   [[nodiscard]] bool count_frames() {
     for (const MoviePiece& piece : pieces_) frames_ += piece.frames;
-    sound_range_ = job_.range;
+    const double other = other_origin(recording_->facts).value_or(0.0);
     const auto pairs = read_pair_times(recording_->input);
-    if (!pairs) return true;
-    const auto frames_of = [&](const TimeRange& range) {
-      return FrameSchedule(*pairs, range, pieces_.front().rate(), recording_->facts.rate).frames();
+    if (!pairs) return place_sound({0.0, other});
+    const auto frames_from = [&](double origin) {
+      return FrameSchedule(*pairs, counted_from(origin), pieces_.front().rate(), recording_->facts.rate)
+          .frames();
     };
-    const std::int64_t expected = frames_of(job_.range);
-    if (frames_ == expected) return true;
-    if (const auto origin = other_origin(recording_->facts)) {
-      sound_range_.start += *origin;
-      if (frames_ == frames_of(sound_range_)) return true;
-    }
+    const std::int64_t expected = frames_from(0.0);
+    std::vector<double> origins;
+    if (frames_ == expected) origins.push_back(0.0);
+    if (frames_ == frames_from(other)) origins.push_back(other);
+    if (!origins.empty()) return place_sound(origins);
     return fail(error_, "the pieces have " + std::to_string(frames_) +
                             " frames together, but the recording's movie has " + std::to_string(expected));
   }
 
+  /// The pieces must be in order. Which of the two ways of counting times they were made in shows in their
+  /// number of frames or, where both `origins` give the same, in their sound.
+  [[nodiscard]] bool place_sound(const std::vector<double>& origins) {
+    const auto heard = find_sound_origin(pieces_, job_.recording, job_.range.start, origins.back(), error_);
+    if (!heard) return false;
+    sound_range_ = counted_from(origins.size() == 1 ? origins.front() : *heard);
+    return true;
+  }
+
+  [[nodiscard]] TimeRange counted_from(double origin) const {
+    TimeRange range = job_.range;
+    range.start += origin;
+    return range;
+  }
+
   [[nodiscard]] bool check_output() {
     for (const std::filesystem::path& piece : job_.pieces) batch_.add_input(piece);
-    if (!prepare_output_path(job_.recording, job_.output, job_.overwrite, batch_, error_)) return false;
     const std::string name = platform::path_to_utf8(job_.output);
+    if (!prepare_output_path(job_.recording, job_.output, job_.overwrite, batch_, error_) ||
+        !has_container_of_pieces())
+      return false;
     std::error_code unknown;
     const auto type = std::filesystem::status(job_.output, unknown).type();
     if (type != std::filesystem::file_type::regular && type != std::filesystem::file_type::not_found)
       return fail(error_, "could not replace output: " + name + " is not a file");
     return !platform::is_printed_into(job_.output) ||
            fail(error_, "output would be mixed with what the program prints: " + name);
+  }
+
+  // A file whose name and contents do not agree is not opened by every player.
+  [[nodiscard]] bool has_container_of_pieces() {
+    const std::string name = platform::path_to_utf8(job_.output);
+    const AVOutputFormat* container = av_guess_format(nullptr, name.c_str(), nullptr);
+    const std::string_view expected = pieces_.front().is_quicktime() ? "mov" : "mp4";
+    if (container == nullptr || container->name == expected) return true;
+    return fail(error_,
+                "could not join into " + name + ": the pieces are ." + std::string(expected) + " movies");
   }
 
   [[nodiscard]] bool claim_output() {

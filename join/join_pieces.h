@@ -9,6 +9,7 @@
 
 namespace veyrin {
 
+/// What is joined into which movie.
 struct JoinJob {
   std::filesystem::path recording;              ///< that the pieces were made of
   std::vector<std::filesystem::path> pieces{};  ///< in order, at least one

@@ -31,8 +31,8 @@ constexpr MovieMessages messages{
     .finish = {"could not finalize output"},
 };
 
-// The demuxer finds out that a picture holds both eyes from one box, and forgets how they lie with the next
-// one. The converter knows one way only.
+// FFmpeg's demuxer reads the layout of the eyes from one box and overwrites it with what the next one says,
+// so a type that is left unspecified also stands for the one layout that the converter writes.
 bool is_side_by_side(const AVCodecParameters& video) {
   const AVPacketSideData* record =
       av_packet_side_data_get(video.coded_side_data, video.nb_coded_side_data, AV_PKT_DATA_STEREO3D);
@@ -75,7 +75,7 @@ class CanvasMovie final : public JoinedMovie {
     if (!track) return false;
     video_ = *track;
     if (!is_side_by_side(*source.codecpar)) return true;
-    // What was read of the record is less than what was written.
+    // The demuxer did not keep all of the record, so it is made anew.
     file_->allow_unofficial_boxes();
     return attach_sbs_stereo_metadata(*file_->stream(video_).codecpar,
                                       "could not attach SBS metadata to the output stream", error);
@@ -87,7 +87,7 @@ class CanvasMovie final : public JoinedMovie {
 };
 
 /// The parameters of a spatial piece with the records that the spatial writer makes for a movie of these
-/// cameras: what was read of them is less than what was written. The cameras go into `config`.
+/// cameras, because FFmpeg's demuxer does not keep all that a piece says. The cameras go into `config`.
 [[nodiscard]] CodecParametersPtr describe_again(const AVCodecParameters& video, SpatialWriterConfig& config,
                                                 std::string& error) {
   const AVPacketSideData* record =

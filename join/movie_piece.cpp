@@ -189,7 +189,8 @@ std::optional<MoviePiece> open_piece(const std::filesystem::path& path, std::str
   const std::string failure = open_failure(path);
   piece.context = open_recording(path, {.probe_streams = false}, {failure, failure}, error);
   if (!piece.context || !find_video(piece, error)) return std::nullopt;
-  // Looking into the stream also finds out what the file does not say of it, and the movie is to say no more.
+  // Probing also fills in the field order, which the file does not state; the joined one must not state it
+  // either.
   const AVFieldOrder field_order = piece.video->codecpar->field_order;
   if (const int result = avformat_find_stream_info(piece.context.get(), nullptr); result < 0) {
     error = with_library_error(failure, result);

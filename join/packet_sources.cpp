@@ -11,10 +11,7 @@
 namespace veyrin {
 
 PictureSource::PictureSource(std::vector<MoviePiece>& pieces) : pieces_(pieces) {
-  for (const MoviePiece& piece : pieces) {
-    frames_ += piece.frames;
-    most_delay_ = std::max(most_delay_, -piece.first_dts);
-  }
+  for (const MoviePiece& piece : pieces) most_delay_ = std::max(most_delay_, -piece.first_dts);
 }
 
 Taken PictureSource::take(AVPacket& packet, std::string& error) {

@@ -24,15 +24,11 @@ class PictureSource {
   /// Reads the next picture into `packet`, which is empty; on failure one message in `error`.
   [[nodiscard]] Taken take(AVPacket& packet, std::string& error);
 
-  /// Of all pieces.
-  [[nodiscard]] std::int64_t frames() const { return frames_; }
-
  private:
   [[nodiscard]] bool place(AVPacket& packet, std::string& error);
 
   std::vector<MoviePiece>& pieces_;
   std::size_t piece_ = 0;
-  std::int64_t frames_ = 0;
   std::int64_t most_delay_ = 0;     // ticks from a picture's decoding to when the first one is shown
   std::int64_t frames_before_ = 0;  // in earlier pieces
   std::vector<bool> shown_;         // of this piece's frames, those that have been read

@@ -22,21 +22,19 @@ class SpatialMovieFile {
                                                                 const AVCodecParameters& video,
                                                                 AVRational time_base, std::string& error);
 
-  /// Writes one sample with both views, which is consumed.
+  /// Writes one sample with both views, which is consumed; false with one message in `error`.
   [[nodiscard]] bool write_sample(AVPacket& sample, std::string& error);
 
   /// True when the movie has an audio track.
   [[nodiscard]] bool has_audio() const { return audio_.has_value(); }
 
-  /// Copies one packet of the source's sound, its times in the source's time base. Does nothing without an
-  /// audio track.
+  /// Copies one packet of the source's sound, its times in the source's time base; false with one message in
+  /// `error`. Does nothing without an audio track.
   [[nodiscard]] bool write_audio_packet(const AVPacket& packet, std::string& error);
 
-  /// Completes the file and reads its description of both views again.
+  /// Completes the file and reads its description of both views again; false with one message in `error`
+  /// when it could not be written, or is not what was written.
   [[nodiscard]] bool finish(std::string& error);
-
-  /// True once the file is there.
-  [[nodiscard]] bool opened_file() const { return file_->opened_file(); }
 
  private:
   SpatialMovieFile() = default;

@@ -17,7 +17,7 @@ TEST(CutAnswer, NamesEachPieceInOneLine) {
       .pieces = {{{0.0, 0.6673333333333333}, 20, 20}, {{0.6673333333333333, std::nullopt}, 21, 9}}};
   EXPECT_EQ(
       cut_answer_text(answer),
-      R"({"rate":"30000/1001","pairs":40,"pieces":[{"start":0,"duration":0.6673333333333333,"frames":20},)"
+      R"({"rate":"30000/1001","pairs":40,"pieces":[{"start":0.0,"duration":0.6673333333333333,"frames":20},)"
       R"({"start":0.6673333333333333,"frames":21,"packaged_frames":9}]})");
 }
 

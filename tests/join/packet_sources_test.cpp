@@ -1,3 +1,5 @@
+#include "join/packet_sources.h"
+
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -10,7 +12,6 @@
 #include <vector>
 
 #include "join/movie_piece.h"
-#include "join/packet_sources.h"
 #include "media/movie_file.h"
 #include "tests/support/temporary_folder.h"
 
