@@ -4,7 +4,7 @@ import argparse
 import os
 import sys
 
-from . import VERSION, converter, pieces, planning, run, status, tasks
+from . import VERSION, pieces, planning, run, status, tasks
 from .errors import Interrupted, LibraryError, reason
 from .store import Store, find_library
 
@@ -105,8 +105,6 @@ def own_words_first(words):
 
 def plan_command(options):
     recordings, movies = planning.check_folders(options.recordings, options.movies)
-    if options.piece_minutes:
-        pieces.check(converter.check_options(options.options))
     store = Store(movies)
     plan = planning.new_plan(store, recordings, options.options, options.piece_minutes, options.settle)
     pieces.plan_cuts(plan)

@@ -20,11 +20,27 @@ def kind_of(options):
     return option_value(options, "--sbs-codec", "hevc")
 
 
-def work_of(entry):
-    """The pixels of both eyes over all frames; None when the headers do not tell."""
+def seconds_option(options, name):
+    try:
+        return float(option_value(options, name))
+    except (TypeError, ValueError):
+        return None
+
+
+def shown_seconds(entry, options):
+    """How much of a recording its movie shows; None when the headers do not tell."""
+    if "seconds" not in entry["header"]:
+        return None
+    rest = max(0.0, entry["header"]["seconds"] - (seconds_option(options, "--start") or 0.0))
+    duration = seconds_option(options, "--duration")
+    return rest if duration is None else min(rest, duration)
+
+
+def work_of(entry, options):
+    """The pixels of both eyes over all frames that are shown; None when the headers do not tell."""
     header = entry["header"]
     pixels = 2 * header.get("width", 0) * header.get("height", 0) * header.get("frames", 0)
-    return pixels or None
+    return round(pixels * shown_seconds(entry, options) / header["seconds"]) if pixels and header["seconds"] else None
 
 
 class Rate:
@@ -33,13 +49,14 @@ class Rate:
     def __init__(self, options, marks):
         pairs = [(mark["work"], max(mark["seconds"] - JOB_SECONDS, mark["seconds"] / 2)) for mark in marks
                  if mark and mark.get("work") and mark.get("options") == options]
+        self.options = options
         self.movies = len(pairs)
         self.rate = DEFAULT_RATES.get(kind_of(options), DEFAULT_RATES["hevc"]) * 1e6
         if pairs:
             self.rate = sum(work for work, _ in pairs) / max(1e-3, sum(seconds for _, seconds in pairs))
 
     def seconds(self, entry):
-        work = work_of(entry)
+        work = work_of(entry, self.options)
         return JOB_SECONDS + (work / self.rate if work else entry["size"] / DEFAULT_BYTES)
 
     def origin(self):
@@ -52,7 +69,7 @@ def movie_bytes(entry, options):
     """The size of the movie, by its bit rate; None when the headers do not tell."""
     header = entry["header"]
     if kind_of(options) == "prores":
-        work = work_of(entry)
+        work = work_of(entry, options)
         return work and work * PRORES_BITS_PER_PIXEL / 8
     name, default = ("--hdr-bitrate", "90M") if header.get("hdr") else ("--sdr-bitrate", "55M")
     text = option_value(options, name, default)
@@ -61,7 +78,8 @@ def movie_bytes(entry, options):
         rate = float(text[:-1]) * scale if scale else float(text)
     except ValueError:
         return None
-    return header["seconds"] * rate / 8 if "seconds" in header else None
+    seconds = shown_seconds(entry, options)
+    return None if seconds is None else seconds * rate / 8
 
 
 def memory_mb(entry):

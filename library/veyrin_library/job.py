@@ -142,13 +142,13 @@ class Job:
     def produce(self):
         """Makes the movie in the private folder; returns its count of frames."""
         if pieces.of(self.entry):
-            words = pieces.join_command(self.store, self.entry, self.recording, self.private)
+            words = pieces.join_command(self.store, self.entry, self.task["options"], self.recording, self.private)
         else:
             words = [self.task["converter"], *self.task["options"], "--output-root", self.private,
                      converter.path_argument(self.recording)]
         self.run_program(words)
         frames = converter.frames_in(self.lines)
-        return pieces.frames(self.entry) if frames is None else frames
+        return pieces.frames(self.store, self.entry) if frames is None and pieces.of(self.entry) else frames
 
     def run_program(self, words):
         """Runs a program, keeps what it prints in the log and raises JobFailed with its message."""

@@ -19,16 +19,17 @@ class PieceJob(Job):
         self.piece = pieces.of(self.entry)[self.number]
 
     def is_done(self):
-        return super().is_done() or pieces.is_made(self.store, self.entry, self.number)
+        return super().is_done() or pieces.made(self.store, self.entry, self.number) is not None
 
     def convert(self, begun):
         self.check_recording("has changed since the plan was made; run again")
         self.make_private_folder()
-        self.run_program([self.task["converter"], *self.task["options"], *pieces.trim(self.piece),
-                          "--output-root", self.private, converter.path_argument(self.recording)])
+        self.run_program([self.task["converter"], *pieces.options_of(self.piece, self.task["options"]), "--output-root",
+                          self.private, converter.path_argument(self.recording)])
         frames = converter.frames_in(self.lines)
-        if frames != self.piece["frames"]:
-            raise JobFailed(f"piece {self.number + 1} has {frames} frames instead of {self.piece['frames']}")
+        if frames not in self.piece["frames"]:
+            raise JobFailed(f"piece {self.number + 1} has {frames} frames instead of " +
+                            " or ".join(map(str, self.piece["frames"])))
         made = self.made_file()
         self.check_recording("changed while it was converted; run again")
         target = pieces.piece_file(self.store, self.entry, self.number)
@@ -37,7 +38,7 @@ class PieceJob(Job):
         os.replace(made, target)
         system.sync_folder(os.path.dirname(target))
         mark = {"cut": self.piece, "movie_stamp": list(stamp(os.stat(target))), "node": system.node_name(),
-                "job": self.job, "seconds": round(time.monotonic() - begun, 3)}
+                "job": self.job, "frames": frames, "seconds": round(time.monotonic() - begun, 3)}
         write_json(self.store.path("pieces", self.task["id"]), mark)
         remove(self.store.path("failed", self.task["id"]))
         journal.write(self.store, "piece", self.key, job=self.job, task=self.task["id"])

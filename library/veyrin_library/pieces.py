@@ -6,28 +6,23 @@ Cutting and joining are done by the companion program veyrin-join.
 import json
 import os
 
-from . import converter, marks
-from .errors import JobFailed, LibraryError
+from . import converter, estimates, marks
+from .errors import JobFailed
 from .recordings import stamp
 from .store import read_json
 
 JOINER = "veyrin-join"
-# Options that choose a part of the recording themselves.
-TRIMS = ("--start", "--duration", "--output-fps")
+# Options that say which part of the recording the whole movie shows; each piece has its own.
+TRIMS = ("--start", "--duration")
 
 
 def find_joiner():
     return converter.find_program(JOINER, "VEYRIN_JOIN")
 
 
-def check(options):
-    for name in TRIMS:
-        if name in options:
-            raise LibraryError(f"--piece-minutes cannot be used with {name}")
-
-
-def is_long(entry, minutes):
-    return entry["header"].get("seconds", 0) > minutes * 60
+def words_of(options, names):
+    """The words of those options that the names choose."""
+    return [word for name in names if name in options for word in (name, converter.option_value(options, name))]
 
 
 def plan_cuts(plan):
@@ -37,30 +32,38 @@ def plan_cuts(plan):
         for entry in plan["entries"]:
             entry.pop("cuts", None)
         return
-    program = find_joiner()
+    question = {"minutes": minutes, "joiner": find_joiner(),
+                "words": words_of(plan["options"], (*TRIMS, "--output-fps"))}
     for entry in plan["entries"]:
-        cuts = entry.get("cuts")
-        if not is_long(entry, minutes):
+        if (estimates.shown_seconds(entry, plan["options"]) or 0) <= minutes * 60:
             entry.pop("cuts", None)
-        elif not cuts or cuts["minutes"] != minutes or cuts["joiner"] != program:
-            entry["cuts"] = ask(program, minutes, os.path.join(plan["recordings"], *entry["recording"].split("/")))
+        elif not question.items() <= entry.get("cuts", {}).items():
+            entry["cuts"] = ask(question, os.path.join(plan["recordings"], *entry["recording"].split("/")))
 
 
-def ask(program, minutes, recording):
-    """The answer about one recording; one piece means that it is converted in one go."""
-    cuts = {"minutes": minutes, "joiner": program, "pieces": []}
-    status, lines = converter.run(program, ["--cuts", f"{minutes:g}", converter.path_argument(recording)], 3600)
+def ask(question, recording):
+    """The question with the joiner's answer about one recording; without pieces it is converted in one go."""
+    cuts = {**question, "pieces": []}
+    status, lines = converter.run(question["joiner"], ["--cuts", repr(question["minutes"]), *question["words"],
+                                                       converter.path_argument(recording)], 3600)
     if status != 0:
         return {**cuts, "reason": converter.error_message(lines) or f"{JOINER} ended with status {status}"}
     try:
         answer = json.loads(lines[-1])
-        found = [{"start": float(piece["start"]), "duration": piece.get("duration"), "frames": int(piece["frames"])}
-                 for piece in answer["pieces"]]
+        found = [piece_of(piece) for piece in answer["pieces"]] if len(answer["pieces"]) > 1 else []
     except (ValueError, KeyError, TypeError, IndexError):
         return {**cuts, "reason": f"{JOINER} gave no answer that could be read"}
-    if len(found) > 1:
+    if found:
         return {**cuts, "pieces": found}
     return {**cuts, "reason": answer.get("reason", "one piece is enough")}
+
+
+def piece_of(answer):
+    """One piece as the plan keeps it. `frames` has two counts where those of the packaged encoder differ."""
+    counts = {int(answer["frames"]), int(answer.get("packaged_frames", answer["frames"]))}
+    duration = answer.get("duration")
+    return {"start": float(answer["start"]), "duration": None if duration is None else float(duration),
+            "frames": sorted(counts)}
 
 
 def of(entry):
@@ -68,14 +71,16 @@ def of(entry):
     return (entry.get("cuts") or {}).get("pieces", [])
 
 
-def frames(entry):
-    return sum(piece["frames"] for piece in of(entry)) or None
-
-
-def trim(piece):
-    """The converter's options for one piece."""
-    words = ["--start", f"{piece['start']:.9f}"] if piece["start"] > 0 else []
-    return words + (["--duration", f"{piece['duration']:.9f}"] if piece["duration"] is not None else [])
+def options_of(piece, options):
+    """The converter's options for one piece of a movie with these options."""
+    rest = list(options)
+    for name in TRIMS:
+        if name in rest:
+            place = rest.index(name)
+            del rest[place:place + 2]
+    # Each number as the joiner gave it, to its last digit.
+    rest += ["--start", repr(piece["start"])]
+    return rest + (["--duration", repr(piece["duration"])] if piece["duration"] is not None else [])
 
 
 def piece_folder(store, entry):
@@ -90,22 +95,31 @@ def piece_id(entry, number):
     return f"{entry['key']}.{number:05d}"
 
 
-def is_made(store, entry, number):
-    """Whether a piece is there, as its mark says."""
+def made(store, entry, number):
+    """The mark of a piece that is there and unchanged, or None."""
     mark = read_json(store.path("pieces", piece_id(entry, number)))
     try:
-        return bool(mark) and mark["cut"] == of(entry)[number] and \
+        there = mark["cut"] == of(entry)[number] and \
             list(stamp(os.stat(piece_file(store, entry, number)))) == mark["movie_stamp"]
-    except (OSError, KeyError, IndexError):
-        return False
+        return mark if there else None
+    except (OSError, KeyError, IndexError, TypeError):
+        return None
 
 
-def join_command(store, entry, recording, private):
-    missing = [number for number in range(len(of(entry))) if not is_made(store, entry, number)]
-    if missing:
-        first = read_json(store.path("failed", piece_id(entry, missing[0]))) or {}
-        raise JobFailed(f"piece {missing[0] + 1} of {len(of(entry))} is missing: " +
-                        first.get("message", "its job did not end well"))
+def frames(store, entry):
+    """How many frames the pieces have together; None where one is missing."""
+    marks_of_pieces = [made(store, entry, number) for number in range(len(of(entry)))]
+    return sum(mark["frames"] for mark in marks_of_pieces) if all(marks_of_pieces) else None
+
+
+def join_command(store, entry, options, recording, private):
+    """The command that joins the pieces in the private folder; raises JobFailed where one is missing."""
+    count = len(of(entry))
+    for number in range(count):
+        if not made(store, entry, number):
+            why = read_json(store.path("failed", piece_id(entry, number))) or {}
+            raise JobFailed(f"piece {number + 1} of {count} is missing: " +
+                            why.get("message", "its job did not end well"))
     movie = os.path.join(private, os.path.basename(entry["movie"]))
-    return [entry["cuts"]["joiner"], "--recording", converter.path_argument(recording), "--output", movie,
-            *(piece_file(store, entry, number) for number in range(len(of(entry))))]
+    return [entry["cuts"]["joiner"], *words_of(options, TRIMS), "--recording", converter.path_argument(recording),
+            "--output", movie, *(piece_file(store, entry, number) for number in range(count))]

@@ -19,10 +19,10 @@ def make_tasks(store, plan, entries, program, version, overwrite):
     listed = {}
     for entry in entries:
         common = {"entry": entry, "recordings": plan["recordings"], "options": plan["options"], "converter": program,
-                  "version": version, "overwrite": overwrite, "work": estimates.work_of(entry)}
+                  "version": version, "overwrite": overwrite, "work": estimates.work_of(entry, plan["options"])}
         parts = pieces.of(entry)
         for number, piece in enumerate(parts):
-            share = piece["frames"] / max(1, pieces.frames(entry) or 1)
+            share = piece["frames"][0] / max(1, sum(each["frames"][0] for each in parts))
             add(store, listed, {**common, "id": pieces.piece_id(entry, number), "piece": number}, [],
                 rate.seconds(entry) * share)
         add(store, listed, {**common, "id": entry["key"]},

@@ -7,10 +7,10 @@ JOINER = """\
 import json, sys
 words = sys.argv[1:]
 if words[0] == "--cuts":
-    if "one" in words[2]:
+    if "one" in words[-1]:
         print(json.dumps({"rate": "30/1", "pairs": 30, "pieces": [{"start": 0, "frames": 30}], "reason": "too short"}))
         sys.exit()
-    if "bad" in words[2]:
+    if "bad" in words[-1]:
         print("Error: no pairs")
         sys.exit(1)
     cut = [number / 30 - 1 / 120 for number in (12, 24)]

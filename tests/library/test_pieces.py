@@ -5,9 +5,11 @@ import json
 import pytest
 
 from stand_in import use_joiner
+from veyrin_library import pieces
 from workbench import wait_until
 
 PRORES = ("--sbs-codec", "prores")
+
 
 @pytest.fixture
 def cutting(library):
@@ -84,12 +86,6 @@ def test_joiner_must_be_there(clip, library):
     assert "VEYRIN_JOIN names no program" in library.plan("--piece-minutes", "1", status=1)
 
 
-def test_trimmed_libraries_have_no_pieces(clip, library):
-    library.add(clip, "a.mp4")
-    text = library.plan("--piece-minutes", "1", "--start", "3", status=1)
-    assert "--piece-minutes cannot be used with --start" in text
-
-
 def test_cuts_are_asked_for_once(clip, cutting):
     library = cutting(6)
     library.add(clip, "a.mp4")
@@ -98,3 +94,23 @@ def test_cuts_are_asked_for_once(clip, cutting):
     (library.folder / "veyrin-join").write_text("#!/bin/sh\nexit 1\n", encoding="ascii")
     library.plan("--piece-minutes", "0.005", *PRORES)
     assert json.dumps(library.entries()[0]["cuts"]) == json.dumps(before)
+    # With other options it is another question.
+    library.plan("--piece-minutes", "0.005", *PRORES, "--start", "0.5")
+    assert library.entries()[0]["cuts"]["reason"] == "veyrin-join ended with status 1"
+
+
+def test_what_a_trim_leaves_decides_whether_a_recording_is_long(clip, cutting):
+    library = cutting(6)
+    library.add(clip, "a.mp4")
+    for trim, cut in ((("--start", "0.6"), True), (("--start", "0.8"), False), (("--duration", "0.2"), False)):
+        library.plan("--piece-minutes", "0.005", *PRORES, *trim)
+        assert ("cuts" in library.entries()[0]) == cut
+
+
+@pytest.mark.parametrize("options, words", [
+    (["--software"], ["--software", "--start", "0.1", "--duration", "2.0"]),
+    (["--duration", "7", "--output-fps", "25", "--start", "1"],
+     ["--output-fps", "25", "--start", "0.1", "--duration", "2.0"])])
+def test_options_of_a_piece(options, words):
+    assert pieces.options_of({"start": 0.1, "duration": 2.0}, options) == words
+    assert pieces.options_of({"start": 0.1, "duration": None}, options) == words[:-2]

@@ -241,7 +241,8 @@ def test_estimate_is_learned_from_done_marks():
 
 
 @pytest.mark.parametrize("options, hdr, expected", [
-    ([], False, 55e6 * 4 / 8), ([], True, 90e6 * 4 / 8), (["--sdr-bitrate", "8000k"], None, 8e6 * 4 / 8),
+    ([], False, 55e6 * 4 / 8), (["--start", "1.5", "--duration", "9"], False, 55e6 * 2.5 / 8),
+    (["--duration", "1", "--sbs-codec", "prores"], False, 2 * 25e6 * 2.4 / 8), ([], True, 90e6 * 4 / 8), (["--sdr-bitrate", "8000k"], None, 8e6 * 4 / 8),
     (["--sdr-bitrate", "1000000"], False, 1e6 * 4 / 8), (["--sdr-bitrate", "much"], False, None)])
 def test_size_of_movies(options, hdr, expected):
     entry = {"header": {"width": 1000, "height": 1000, "frames": 100, "seconds": 4, "hdr": hdr}}

@@ -1,5 +1,6 @@
 """A library in a test: recordings, the command line, and what must hold after any run."""
 
+import contextlib
 import hashlib
 import json
 import os
@@ -13,21 +14,25 @@ from pathlib import Path
 REPOSITORY = Path(__file__).resolve().parents[2]
 PROGRAM = REPOSITORY / "library" / "veyrin-library"
 
-# A converter that, for recordings whose name holds "slow", leaves a half movie behind and waits until it may go on.
-SLOW_CONVERTER = """\
+# A program that, where a movie of a recording with "slow" in its name is asked for, leaves a half one behind and waits
+# until it may go on.
+SLOW_PROGRAM = """\
 #!/bin/bash
-for last; do :; done
 root=
 for ((i = 1; i < $#; ++i)); do
-  if [ "${!i}" = --output-root ]; then j=$((i + 1)); root=${!j}; fi
+  j=$((i + 1))
+  case ${!i} in
+    --output-root) root=${!j} ;;
+    --output) root=$(dirname "${!j}") ;;
+  esac
 done
-if [ -n "$root" ] && [[ $last == *slow* ]]; then
+if [ -n "$root" ] && [[ $* == *slow* ]]; then
   echo half > "$root/half.tmp"
   echo "$$" >> "$VEYRIN_TEST_HOLD.seen"
   while [ -e "$VEYRIN_TEST_HOLD" ]; do sleep 0.05; done
   rm -f "$root/half.tmp"
 fi
-exec "$VEYRIN_TEST_CONVERTER" "$@"
+exec "{program}" "$@"
 """
 
 
@@ -74,13 +79,14 @@ class Library:
         log = self.state / "logs" / "snakemake.log"
         return log.read_text(encoding="utf-8", errors="replace") if log.exists() else ""
 
-    def make_slow(self):
-        """Lets conversions of slow recordings wait until `let_go`."""
-        wrapper = self.folder / "slow-converter"
-        wrapper.write_text(SLOW_CONVERTER, encoding="ascii")
+    def make_slow(self, program="VEYRIN_CONVERTER"):
+        """Lets the program that this variable names wait with slow recordings until `let_go`, and no other."""
+        programs = {"VEYRIN_CONVERTER": self.converter, "VEYRIN_JOIN": self.converter.with_name("veyrin-join")}
+        wrapper = self.folder / f"slow-{program}"
+        wrapper.write_text(SLOW_PROGRAM.replace("{program}", str(programs[program])), encoding="ascii")
         wrapper.chmod(0o755)
         self.hold.touch()
-        self.environment |= {"VEYRIN_CONVERTER": str(wrapper), "VEYRIN_TEST_CONVERTER": str(self.converter),
+        self.environment |= {"VEYRIN_CONVERTER": str(self.converter), program: str(wrapper),
                              "VEYRIN_TEST_HOLD": str(self.hold)}
 
     def let_go(self):
@@ -129,6 +135,16 @@ class Library:
         assert sorted(self.made()) == sorted(entry["movie"] for entry in self.entries())
         assert self.leftovers() == []
         assert list((self.state / "failed").iterdir()) == []
+
+
+def processes_with(*words):
+    """The processes that have these words, one after the other, in their command lines."""
+    wanted, found = "\0".join(words).encode(), []
+    for folder in Path("/proc").glob("[0-9]*"):
+        with contextlib.suppress(OSError):
+            if b"\0" + wanted + b"\0" in b"\0" + (folder / "cmdline").read_bytes():
+                found.append(int(folder.name))
+    return found
 
 
 def wait_until(condition, seconds=30):
