@@ -3,6 +3,9 @@
 Snakemake sees keys only. Its outputs are flags (work/KEY) that each job sets; whether a movie is there is told by the
 done marks alone. It works in a folder of the user's own, because it passes its own paths to a shell, and those of the
 movies may hold anything.
+
+Snakemake takes ever longer for each job, the more there are in one call: 5 ms with 1,000, 65 ms with 10,000. So it gets
+the tasks in batches. On a cluster the next batch starts before the last jobs of the one before have ended.
 """
 
 import hashlib
@@ -18,6 +21,10 @@ from .errors import LibraryError
 from .store import write_json
 
 HERE = Path(__file__).resolve().parents[1]
+# Tasks of one call.
+BATCH = 2000
+# Jobs at a time where nothing else is said, as in profiles/slurm.
+CLUSTER_JOBS = 100
 
 
 def find_snakemake():
@@ -52,18 +59,85 @@ def environment(store, options):
     return {**os.environ, **mine, "PATH": f"{HERE / 'cluster'}{os.pathsep}{path}"}
 
 
-def prepare(store, listed):
-    """Makes the folder that Snakemake works in, and returns it."""
-    name = hashlib.sha256(os.fsencode(store.movies)).hexdigest()[:12]
-    place = system.state_home() / "veyrin" / "snakemake" / name
-    # Nobody else is at work: the run's lock is ours. So the locks and half results of a killed Snakemake mean nothing.
-    for left in (place, store.folder / "work"):
-        shutil.rmtree(left, ignore_errors=True)
-    place.mkdir(parents=True)
-    (store.folder / "work").mkdir()
-    (place / "work").symlink_to(store.folder / "work")
-    write_json(place / "jobs.json", listed)
-    return place
+def batches_of(listed, most):
+    """The tasks in parts of at most `most`; those that need each other stay together, whatever their number."""
+    parts, group = [{}], {}
+    for identity, task in listed.items():
+        group[identity] = task
+        # The task of the movie itself is the last of its group.
+        if "." not in identity:
+            if parts[-1] and len(parts[-1]) + len(group) > most:
+                parts.append({})
+            parts[-1].update(group)
+            group = {}
+    return [part for part in parts if part]
+
+
+class Calls:
+    """The calls of Snakemake that make up one run, each in a folder of its own."""
+
+    def __init__(self, program, store, options, lock):
+        self.program, self.store, self.options, self.lock = program, store, options, lock
+        self.log = store.folder / "logs" / "snakemake.log"
+        self.flags = store.folder / "work"
+        name = hashlib.sha256(os.fsencode(store.movies)).hexdigest()[:12]
+        self.place = system.state_home() / "veyrin" / "snakemake" / name
+        self.running = {}
+        self.problem = None
+        # Nobody else is at work: the run's lock is ours. So the locks and half results of a killed Snakemake mean nothing.
+        for left in (self.place, self.flags):
+            shutil.rmtree(left, ignore_errors=True)
+        self.flags.mkdir()
+        self.log.write_bytes(b"")
+
+    def start(self, number, batch):
+        place = self.place / str(number)
+        place.mkdir(parents=True)
+        (place / "work").symlink_to(self.flags)
+        write_json(place / "jobs.json", batch)
+        with open(self.log, "ab") as output:
+            words = system.ending_with_parent("INT") + command(self.program, self.options, len(batch))
+            # The lock goes along: as long as a Snakemake lives, no second run starts.
+            process = subprocess.Popen(words, cwd=place, env=environment(self.store, self.options),
+                                       stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
+                                       start_new_session=True, pass_fds=() if self.lock is None else (self.lock,))
+        self.running[process] = batch
+
+    def take_ended(self):
+        """Forgets the calls that have ended; returns False when no further one makes sense."""
+        for process in [process for process in self.running if process.poll() is not None]:
+            batch = self.running.pop(process)
+            if process.returncode < 0:
+                self.problem = f"snakemake was ended by signal {-process.returncode}"
+                return False
+            if process.returncode > 0:
+                self.problem = f"snakemake ended with status {process.returncode}; see {self.log}"
+                # Single jobs were lost, or Snakemake does not work at all.
+                if self.left(batch) == len(batch):
+                    return False
+        return True
+
+    def left(self, *batches):
+        """How many tasks of the batches have not ended."""
+        ended = set(os.listdir(self.flags))
+        return sum(identity not in ended for batch in batches for identity in batch)
+
+    def stop(self):
+        """Lets Snakemake and its jobs end as after Ctrl-C; on a cluster it cancels them."""
+        for process in self.running:
+            system.interrupt(process)
+        for process in self.running:
+            try:
+                process.wait(60)
+            except subprocess.TimeoutExpired:
+                system.stop(process)
+
+
+def overlap(options):
+    """With how few tasks left the next batch begins; 0 where jobs beyond those at work would be too many at a time."""
+    with open(os.path.join(profile_folder(options.profile), "config.yaml"), encoding="utf-8") as file:
+        on_cluster = any(line.startswith("cluster:") for line in file)
+    return (options.jobs or CLUSTER_JOBS) if on_cluster else 0
 
 
 def run(store, listed, options, watch, lock=None):
@@ -71,32 +145,22 @@ def run(store, listed, options, watch, lock=None):
     program = find_snakemake()
     if not program:
         raise LibraryError("could not find snakemake: install it, or run with --profile plain")
-    place = prepare(store, listed)
-    log = store.folder / "logs" / "snakemake.log"
-    with open(log, "wb") as output:
-        words = system.ending_with_parent("INT") + command(program, options, len(listed))
-        # The lock goes along: as long as a Snakemake lives, no second run starts.
-        process = subprocess.Popen(words, cwd=place, env=environment(store, options), stdin=subprocess.DEVNULL,
-                                   stdout=output, stderr=subprocess.STDOUT, start_new_session=True,
-                                   pass_fds=() if lock is None else (lock,))
+    calls, early = Calls(program, store, options, lock), overlap(options)
+    waiting = list(enumerate(batches_of(listed, BATCH)))
+    looked = 0.0
     try:
-        while process.poll() is None:
+        while waiting or calls.running:
+            if not calls.running and waiting:
+                calls.start(*waiting.pop(0))
+            elif waiting and early and time.monotonic() - looked > 3:
+                looked = time.monotonic()
+                if calls.left(*calls.running.values()) < early:
+                    calls.start(*waiting.pop(0))
             time.sleep(0.3)
             watch()
+            if not calls.take_ended():
+                waiting = []
     except BaseException:
-        stop(process)
+        calls.stop()
         raise
-    if process.returncode < 0:
-        return f"snakemake was ended by signal {-process.returncode}"
-    if process.returncode > 0:
-        return f"snakemake ended with status {process.returncode}; see {log}"
-    return None
-
-
-def stop(process):
-    """Lets Snakemake and its jobs end as after Ctrl-C; on a cluster it cancels them."""
-    system.interrupt(process)
-    try:
-        process.wait(60)
-    except subprocess.TimeoutExpired:
-        system.stop(process)
+    return calls.problem

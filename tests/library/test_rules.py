@@ -11,7 +11,7 @@ import subprocess
 import pytest
 
 from veyrin_library import converter as converters
-from veyrin_library import estimates, headers, journal, marks, naming, planning, recordings, store, system
+from veyrin_library import estimates, headers, journal, marks, naming, planning, recordings, snakemake_runner, store, system
 from veyrin_library.errors import LibraryError
 from workbench import REPOSITORY
 
@@ -247,6 +247,16 @@ def test_estimate_is_learned_from_done_marks():
 def test_size_of_movies(options, hdr, expected):
     entry = {"header": {"width": 1000, "height": 1000, "frames": 100, "seconds": 4, "hdr": hdr}}
     assert estimates.movie_bytes(entry, options) == expected
+
+
+@pytest.mark.parametrize("most, parts", [
+    (1, ["a.0 a.1 a", "b", "c.0 c", "d"]), (2, ["a.0 a.1 a", "b", "c.0 c", "d"]), (3, ["a.0 a.1 a", "b c.0 c", "d"]),
+    (4, ["a.0 a.1 a b", "c.0 c d"]), (100, ["a.0 a.1 a b c.0 c d"])])
+def test_batches_keep_pieces_and_their_movie_together(most, parts):
+    listed = {word: {"needs": []} for word in "a.0 a.1 a b c.0 c d".split()}
+    made = snakemake_runner.batches_of(listed, most)
+    assert [" ".join(batch) for batch in made] == parts
+    assert {key: task for batch in made for key, task in batch.items()} == listed
 
 
 @pytest.mark.parametrize("text, state", [

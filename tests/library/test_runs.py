@@ -5,6 +5,7 @@ import os
 
 import pytest
 
+from stand_in import use_joiner
 from test_slurm import ODD, ODD_FOLDER
 from workbench import Library
 
@@ -88,6 +89,28 @@ def test_plan_names_the_movies(clip, library):
     assert "  and 2 more (--list shows all)\n" in text
     text = library.call("plan", "--settle", "0", library.recordings, library.movies, *PRORES, "--list")
     assert text.count(" -> ") == 12
+
+
+def test_large_libraries_go_to_snakemake_in_batches(clip, library):
+    use_joiner(library)
+    library.add(clip, "a.mp4", *(f"one{number}.mp4" for number in range(4)))
+    (library.recordings / "one broken.mp4").write_bytes(b"nothing")
+    library.plan(*PRORES, "--piece-minutes", "0.005")
+    library.use_batches(3)
+    text = library.run("--profile", "local", "--jobs", "2", status=1)
+    assert "5 of 6 movies there, 1 failed" in text
+    # The first recording has three pieces, which stay together.
+    assert library.snakemake_log().count("Building DAG of jobs") == 3
+    assert len(library.journal("completed")) == 5 and library.leftovers() == []
+
+
+def test_a_snakemake_that_does_not_work_is_called_once(clip, library):
+    library.add(clip, "a.mp4", "b.mp4")
+    library.plan(*PRORES)
+    library.use_batches(1)
+    text = library.run("--profile", "local", "--snakemake=--bogus", status=1)
+    assert "Error: snakemake ended with status" in text
+    assert library.snakemake_log().count("unrecognized arguments: --bogus") == 1
 
 
 def test_second_run_does_nothing(clip, library):

@@ -92,6 +92,22 @@ def test_killed_snakemake_leaves_jobs_that_the_next_run_waits_for(clip, clustere
     assert len(clustered.waiting_converters()) == 1
 
 
+def test_next_batch_begins_while_the_last_jobs_of_one_are_at_work(clip, clustered):
+    clustered.add(clip, "a slow.mp4", "b.mp4", "c.mp4", "d.mp4", "e.mp4")
+    clustered.make_slow()
+    clustered.plan("--sbs-codec", "prores")
+    clustered.use_batches(2)
+    run = clustered.begin("--profile", "slurm", "--cpus", "1", "--jobs", "2")
+    try:
+        wait_until(lambda: len(clustered.journal("completed")) == 4)
+        assert run.poll() is None
+    finally:
+        clustered.let_go()
+        text = run.communicate(timeout=60)[0]
+    assert run.returncode == 0, text + clustered.snakemake_log()
+    clustered.check_all_done(5)
+
+
 def test_interrupted_run_cancels_its_jobs_and_goes_on_later(clip, clustered, cluster):
     clustered.add(clip, "slow.mp4", "slow too.mp4")
     clustered.make_slow()

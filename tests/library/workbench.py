@@ -46,6 +46,7 @@ class Library:
         self.environment = {**(environment or os.environ), "VEYRIN_CONVERTER": str(converter),
                             "XDG_STATE_HOME": str(self.folder / "state"), "PYTHONDONTWRITEBYTECODE": "1"}
         self.hold = self.folder / "hold"
+        self.start = [str(PROGRAM)]
 
     def add(self, source, *names):
         for name in names:
@@ -54,7 +55,7 @@ class Library:
             shutil.copyfile(source, path)
 
     def command(self, *words):
-        return [sys.executable, str(PROGRAM), *map(str, words)]
+        return [sys.executable, *self.start, *map(str, words)]
 
     def call(self, *words, status=0, **settings):
         """Runs a command, checks its exit status and returns what it printed."""
@@ -69,6 +70,12 @@ class Library:
 
     def run(self, *options, status=0):
         return self.call("run", "--movies", self.movies, *options, status=status)
+
+    def use_batches(self, most):
+        """From now on Snakemake gets at most so many tasks at a time."""
+        self.start = ["-c", "import sys\nfrom veyrin_library import command_line, snakemake_runner\n"
+                      f"snakemake_runner.BATCH = {most}\nsys.exit(command_line.main(sys.argv[1:]))"]
+        self.environment["PYTHONPATH"] = str(PROGRAM.parent)
 
     def begin(self, *options):
         """Starts a run and returns at once."""
