@@ -84,7 +84,7 @@ class Calls:
         self.place = system.state_home() / "veyrin" / "snakemake" / name
         self.running = {}
         self.problem = None
-        # Nobody else is at work: the run's lock is ours. So the locks and half results of a killed Snakemake mean nothing.
+        # Nobody else is at work: the run's lock is ours. So what a killed Snakemake left means nothing.
         for left in (self.place, self.flags):
             shutil.rmtree(left, ignore_errors=True)
         self.flags.mkdir()

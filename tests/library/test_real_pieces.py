@@ -105,8 +105,8 @@ def test_pieces_read_only_their_part(make, library, converter):
     counts = library.folder / "counts"
     counting = library.folder / "counting-converter"
     # The counter of the shell includes that of its finished child.
-    counting.write_text(f'#!/bin/sh\n"{converter}" "$@"\nstatus=$?\ngrep rchar /proc/$$/io >> "{counts}"\nexit $status\n',
-                        encoding="ascii")
+    counting.write_text(f'#!/bin/sh\n"{converter}" "$@"\nstatus=$?\n'
+                        f'grep rchar /proc/$$/io >> "{counts}"\nexit $status\n', encoding="ascii")
     counting.chmod(0o755)
     library.environment["VEYRIN_CONVERTER"] = str(counting)
     # Every picture is coded by itself, so that the file is large for its length; and it has a hole of 100 GB.

@@ -11,7 +11,8 @@ import subprocess
 import pytest
 
 from veyrin_library import converter as converters
-from veyrin_library import estimates, headers, journal, marks, naming, planning, recordings, snakemake_runner, store, system
+from veyrin_library import (estimates, headers, journal, marks, naming, planning, recordings, snakemake_runner, store,
+                            system)
 from veyrin_library.errors import LibraryError
 from workbench import REPOSITORY
 
