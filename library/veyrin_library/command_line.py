@@ -16,6 +16,7 @@ EPILOG = """exit status: 0 when every movie is there (plan: when nothing was ref
 
 
 def positive(convert):
+    """A reader of options that must be above 0."""
     def read(text):
         value = convert(text)
         if value <= 0:
@@ -25,6 +26,7 @@ def positive(convert):
 
 
 def profile(text):
+    """A reader of --profile."""
     if text not in ("local", "slurm", "plain") and not os.path.isfile(os.path.join(text, "config.yaml")):
         raise argparse.ArgumentTypeError(f"neither local, slurm or plain nor a folder with config.yaml: {text}")
     return text
@@ -104,6 +106,7 @@ def own_words_first(words):
 
 
 def plan_command(options):
+    """The command `plan`; returns the exit status."""
     recordings, movies = planning.check_folders(options.recordings, options.movies)
     store = Store(movies)
     plan = planning.new_plan(store, recordings, options.options, options.piece_minutes, options.settle)
@@ -115,6 +118,7 @@ def plan_command(options):
 
 
 def execute(options):
+    """Runs the chosen command; returns the exit status."""
     if options.command == "plan":
         return plan_command(options)
     if options.command == "job":
@@ -129,6 +133,7 @@ def execute(options):
 
 
 def main(words):
+    """Runs a command line; returns the exit status. Errors become one line on standard error."""
     # Names that are not valid text are printed as well as possible, on any console.
     for stream in (sys.stdout, sys.stderr):
         if hasattr(stream, "reconfigure"):

@@ -87,6 +87,7 @@ def check_options(words):
 
 
 def option_value(options, name, default=None):
+    """The word behind an option in the words of `check_options`."""
     return options[options.index(name) + 1] if name in options else default
 
 

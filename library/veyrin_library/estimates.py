@@ -15,12 +15,14 @@ MEMORY_BEYOND = 24000
 
 
 def kind_of(options):
+    """What is encoded: the codec, or "spatial"."""
     if option_value(options, "--output-format") == "spatial":
         return "spatial"
     return option_value(options, "--sbs-codec", "hevc")
 
 
 def seconds_option(options, name):
+    """The option's value in seconds, or None."""
     try:
         return float(option_value(options, name))
     except (TypeError, ValueError):
@@ -56,10 +58,12 @@ class Rate:
             self.rate = sum(work for work, _ in pairs) / max(1e-3, sum(seconds for _, seconds in pairs))
 
     def seconds(self, entry):
+        """How long the job of a recording takes, roughly."""
         work = work_of(entry, self.options)
         return JOB_SECONDS + (work / self.rate if work else entry["size"] / DEFAULT_BYTES)
 
     def origin(self):
+        """Says where the rate comes from."""
         if self.movies:
             return f"measured on {count(self.movies, 'movie')} of this library"
         return "a guess until the first movies are there"
@@ -83,6 +87,7 @@ def movie_bytes(entry, options):
 
 
 def memory_mb(entry):
+    """What a recording's job may use, in MB."""
     pixels = entry["header"].get("width", 0) * entry["header"].get("height", 0)
     return next((memory for most, memory in MEMORY if pixels <= most), MEMORY_BEYOND)
 

@@ -32,6 +32,7 @@ def read_header(path):
 
 
 def walk(file, position, end, movie):
+    """Reads the boxes of a part of the file, and those inside them, into `movie`."""
     while position + 8 <= end and movie["budget"] > 0:
         movie["budget"] -= 1
         file.seek(position)

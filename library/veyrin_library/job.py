@@ -9,7 +9,6 @@ import time
 from . import converter, journal, marks, pieces, system
 from .errors import Interrupted, JobFailed, reason
 from .recordings import stamp
-from .store import remove
 
 
 class Stop:
@@ -20,11 +19,13 @@ class Stop:
         self.processes = set()
 
     def ask(self):
+        """Ends the programs that run and keeps further ones from starting."""
         self.asked = True
         for process in list(self.processes):
             system.stop(process)
 
     def check(self):
+        """Raises Interrupted once the stop was asked for."""
         if self.asked:
             raise Interrupted()
 
@@ -99,6 +100,7 @@ class Job:
         return marks.done(self.store, self.key) is not None
 
     def convert(self, begun):
+        """Makes the movie, gives it its name and writes its marks; `begun` is when the job began."""
         self.check_recording("has changed since the plan was made; run again")
         if marks.recover(self.store, self.key):
             return "done"
@@ -120,10 +122,11 @@ class Job:
             raise JobFailed(f"{self.entry['movie']} appeared while it was made; nothing was replaced") from None
         system.sync_folder(self.folder)
         marks.complete(self.store, self.key, figures)
-        self.forget_pieces()
+        pieces.forget(self.store, self.key)
         return "done"
 
     def check_recording(self, what):
+        """Raises JobFailed, saying `what` of it, if the recording is not the one that was planned."""
         try:
             now = stamp(os.stat(self.recording))
         except OSError as error:
@@ -175,6 +178,7 @@ class Job:
             raise JobFailed(converter.failure(status, self.lines))
 
     def take_line(self, line, log):
+        """Keeps a line that the program printed, in memory only so many."""
         if line.startswith("  progress_percent:"):
             return
         if len(self.lines) < 2000 or line.startswith(("Error: ", "  encoded_frames:")):
@@ -191,15 +195,10 @@ class Job:
         return os.path.join(self.private, made[0])
 
     def figures(self, made, frames, seconds):
+        """What the done mark tells of the movie."""
         status = os.stat(made)
         return {"key": self.key, "recording": self.entry["recording"], "movie": self.entry["movie"],
                 "options": self.task["options"], "seconds": round(seconds, 3), "frames": frames,
                 "bytes": status.st_size, "movie_stamp": list(stamp(status)), "work": self.task.get("work"),
                 "node": system.node_name(), "job": self.job, "program": self.task["version"],
                 "finished": time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime())}
-
-    def forget_pieces(self):
-        """Removes the marks of the pieces; their files went with the leftovers."""
-        for part in ("pieces", "failed"):
-            for number in range(len(pieces.of(self.entry))):
-                remove(self.store.path(part, pieces.piece_id(self.entry, number)))

@@ -12,6 +12,7 @@ from . import system
 
 
 def write(store, event, key, **details):
+    """Adds a line about a movie's key."""
     line = {"time": time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime()), "event": event, "key": key,
             "node": system.node_name(), **details}
     system.append_line(store.folder / "journal" / (system.node_name() + ".jsonl"), json.dumps(line))
@@ -30,6 +31,7 @@ class Reader:
         return sorted(self.folder.glob("*.jsonl"))
 
     def events(self):
+        """What was added since the last call."""
         for path in self.files():
             place = self.places.get(path.name, 0)
             try:

@@ -16,6 +16,7 @@ PRIVATE = ".veyrin-"
 
 
 def movie_file(store, movie):
+    """A movie's path on this machine."""
     return os.path.join(store.movies, *movie.split("/"))
 
 
@@ -59,6 +60,7 @@ def complete(store, key, figures):
 
 
 def remove_leftovers(store, key, movie):
+    """Removes the folders of dead jobs of the key, with its pieces, from beside the movie."""
     folder = os.path.dirname(movie_file(store, movie))
     for left in glob.glob(os.path.join(glob.escape(folder), f"{PRIVATE}{key}*")):
         shutil.rmtree(left, ignore_errors=True)

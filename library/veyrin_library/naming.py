@@ -11,6 +11,7 @@ PADDING = {"none": "", "4x3": "_pad4x3", "16x9": "_pad16x9"}
 
 
 def stem(file_name):
+    """The name without its extension; what follows a colon does not count either."""
     name = file_name.split(":", 1)[0]
     dot = name.rfind(".")
     return name if dot <= 0 or name == ".." else name[:dot]

@@ -79,6 +79,7 @@ def totals(made):
 
 
 def render(store, plan, found):
+    """The text of the page; `found` has the facts of each key."""
     made = rows(store, plan, found)
     values = {"title": shown(store.movies.name) or "library", "totals": totals(made), "rows": made,
               "written": time.strftime("%Y-%m-%d %H:%M")}

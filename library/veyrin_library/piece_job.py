@@ -37,8 +37,9 @@ class PieceJob(Job):
         system.sync_file(made)
         os.replace(made, target)
         system.sync_folder(os.path.dirname(target))
-        mark = {"cut": self.piece, "movie_stamp": list(stamp(os.stat(target))), "node": system.node_name(),
-                "job": self.job, "frames": frames, "seconds": round(time.monotonic() - begun, 3)}
+        mark = {"cut": self.piece, "movie": self.entry["movie"], "movie_stamp": list(stamp(os.stat(target))),
+                "node": system.node_name(), "job": self.job, "frames": frames,
+                "seconds": round(time.monotonic() - begun, 3)}
         write_json(self.store.path("pieces", self.task["id"]), mark)
         remove(self.store.path("failed", self.task["id"]))
         journal.write(self.store, "piece", self.key, job=self.job, task=self.task["id"])

@@ -3,13 +3,14 @@
 Cutting and joining are done by the companion program veyrin-join.
 """
 
+import concurrent.futures
 import json
 import os
 
 from . import converter, estimates, marks
 from .errors import JobFailed
 from .recordings import stamp
-from .store import read_json
+from .store import read_json, remove
 
 JOINER = "veyrin-join"
 # Options that say which part of the recording the whole movie shows; each piece has its own.
@@ -34,11 +35,16 @@ def plan_cuts(plan):
         return
     question = {"minutes": minutes, "joiner": find_joiner(),
                 "words": words_of(plan["options"], (*TRIMS, "--output-fps"))}
+    unknown = []
     for entry in plan["entries"]:
         if (estimates.shown_seconds(entry, plan["options"]) or 0) <= minutes * 60:
             entry.pop("cuts", None)
         elif not question.items() <= entry.get("cuts", {}).items():
-            entry["cuts"] = ask(question, os.path.join(plan["recordings"], *entry["recording"].split("/")))
+            unknown.append(entry)
+    with concurrent.futures.ThreadPoolExecutor(min(8, os.cpu_count() or 1)) as pool:
+        paths = [os.path.join(plan["recordings"], *entry["recording"].split("/")) for entry in unknown]
+        for entry, cuts in zip(unknown, pool.map(lambda path: ask(question, path), paths)):
+            entry["cuts"] = cuts
 
 
 def ask(question, recording):
@@ -84,7 +90,9 @@ def options_of(piece, options):
 
 
 def piece_folder(store, entry):
-    return os.path.join(os.path.dirname(marks.movie_file(store, entry["movie"])), f".veyrin-{entry['key']}-pieces")
+    """Where the pieces wait for each other; like a job's folder it goes when the movie is done."""
+    folder = os.path.dirname(marks.movie_file(store, entry["movie"]))
+    return os.path.join(folder, f"{marks.PRIVATE}{entry['key']}-pieces")
 
 
 def piece_file(store, entry, number):
@@ -92,6 +100,7 @@ def piece_file(store, entry, number):
 
 
 def piece_id(entry, number):
+    """The name of the piece's task and of its mark."""
     return f"{entry['key']}.{number:05d}"
 
 
@@ -110,6 +119,25 @@ def frames(store, entry):
     """How many frames the pieces have together; None where one is missing."""
     marks_of_pieces = [made(store, entry, number) for number in range(len(of(entry)))]
     return sum(mark["frames"] for mark in marks_of_pieces) if all(marks_of_pieces) else None
+
+
+def forget(store, key):
+    """Removes the marks of a movie's pieces; their files go with the movie's leftovers."""
+    for part in ("pieces", "failed"):
+        for identity in store.keys(part):
+            if identity.startswith(key + "."):
+                remove(store.path(part, identity))
+
+
+def drop_unwanted(store, plan):
+    """Removes the pieces of movies that the plan has no more; they may be large."""
+    wanted = {entry["key"] for entry in plan["entries"]}
+    for identity in store.keys("pieces"):
+        key = identity.split(".")[0]
+        mark = key not in wanted and read_json(store.path("pieces", identity))
+        if mark:
+            marks.remove_leftovers(store, key, mark["movie"])
+            remove(store.path("pieces", identity))
 
 
 def join_command(store, entry, options, recording, private):

@@ -51,6 +51,7 @@ def make_plan(store, recordings, options, piece_minutes, settle):
 
 
 def entry_of(file, known):
+    """The entry of a file, with what an older plan knows of it."""
     entry = {"recording": file.path, "size": file.size, "changed": file.changed}
     for name in ("header", "cuts"):
         if known and name in known:
@@ -59,6 +60,7 @@ def entry_of(file, known):
 
 
 def read_headers(top, entries):
+    """Gives each entry its `header`."""
     # Reading is waiting, most of all on network shares.
     with concurrent.futures.ThreadPoolExecutor(8) as pool:
         paths = (os.path.join(top, entry["recording"]) for entry in entries)
@@ -87,6 +89,7 @@ def save(store, plan):
 
 
 def load(store):
+    """The plan that was saved; raises LibraryError if there is none that can be read."""
     plan = read_json(store.plan_file)
     if not isinstance(plan, dict) or plan.get("version") != VERSION:
         raise LibraryError(f"could not read the plan {store.plan_file}; run plan again")

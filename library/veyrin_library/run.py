@@ -50,6 +50,7 @@ def take_stock(store, plan):
     marks.mend_journal(store)
     for key in store.keys("pending"):
         marks.recover(store, key)
+    pieces.drop_unwanted(store, plan)
     states = marks.States(store, plan)
     for key in states.stale:
         marks.drop(store, key)
@@ -57,11 +58,13 @@ def take_stock(store, plan):
 
 
 def run_entries(store, plan, entries, options, lock):
+    """Converts the entries; returns None, or why the run ended early."""
     choose_profile(options)
     program = converter.find_converter()
     listed = make_tasks(store, plan, entries, program, converter.version(program), options.overwrite)
     rate = estimates.Rate(plan["options"], list(marks.States(store, plan).marks.values()))
-    expected = sum(map(rate.seconds, entries)) / (options.jobs or len(entries))
+    at_a_time = min(len(entries), options.jobs or snakemake_runner.CLUSTER_JOBS)
+    expected = sum(map(rate.seconds, entries)) / at_a_time
     progress = Progress(store, entries, expected)
     for name in STOP_SIGNALS:
         signal.signal(name, interrupted)
@@ -79,6 +82,7 @@ def run_entries(store, plan, entries, options, lock):
 
 
 def interrupted(number, frame):
+    """The handler of the signals that end a run."""
     # Once is enough: a second Ctrl-C must not disturb the tidying up.
     for name in STOP_SIGNALS:
         signal.signal(name, signal.SIG_IGN)
@@ -93,6 +97,7 @@ def note_lost(store, started):
 
 
 def summarise(store, plan, problem):
+    """Prints what came of the run; returns the exit status."""
     states = marks.States(store, plan)
     done, total = states.count("done"), len(plan["entries"])
     print(f"{done} of {estimates.count(total, 'movie')} there"

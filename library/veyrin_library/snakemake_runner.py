@@ -38,6 +38,7 @@ def profile_folder(name):
 
 
 def command(program, options, count):
+    """The words that call Snakemake for so many tasks."""
     words = [program, "--snakefile", str(HERE / "Snakefile"), "--directory", ".",
              "--profile", profile_folder(options.profile)]
     if options.profile == "local":
@@ -91,6 +92,7 @@ class Calls:
         self.log.write_bytes(b"")
 
     def start(self, number, batch):
+        """Calls Snakemake with the tasks of a batch, in the folder of this number."""
         place = self.place / str(number)
         place.mkdir(parents=True)
         (place / "work").symlink_to(self.flags)

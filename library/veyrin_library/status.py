@@ -87,6 +87,7 @@ def print_estimate(store, plan, todo, states):
 
 
 def print_pieces(plan):
+    """Which recordings are cut and what that gains."""
     if not plan["piece_minutes"]:
         return
     cut = [entry for entry in plan["entries"] if pieces.of(entry)]

@@ -90,6 +90,7 @@ def locked(path, wait):
 
 
 def take_lock(descriptor, wait):
+    """Takes the lock of an open file; returns False if another process has it and we do not wait."""
     while True:
         try:
             if WINDOWS:

@@ -37,6 +37,7 @@ def add(store, listed, task, needs, seconds):
 
 
 def job_of(store, identity, stop=None):
+    """The job of a task that `make_tasks` wrote."""
     task = read_json(store.path("tasks", identity))
     if not task:
         raise LibraryError(f"no such task: {identity}")

@@ -55,6 +55,18 @@ def test_wrong_count_of_frames_fails_the_recording(clip, cutting):
     assert len(library.journal("piece")) == 3
 
 
+@pytest.mark.parametrize("words", [(*PRORES, "--sbs-mode", "half"), PRORES], ids=["other options", "in one go"])
+def test_pieces_that_nobody_wants_any_more_are_removed(clip, cutting, words):
+    library = cutting(7)
+    library.add(clip, "a.mp4")
+    library.plan("--piece-minutes", "0.005", *PRORES)
+    library.run("--profile", "plain", status=1)
+    assert len(list(library.movies.glob(".veyrin-*-pieces/*"))) == 2
+    library.plan(*words)
+    library.run("--profile", "plain")
+    assert library.leftovers() == [] and list((library.state / "pieces").iterdir()) == []
+
+
 def test_interrupted_pieces_are_kept(clip, cutting):
     library = cutting(6)
     library.add(clip, "slow.mp4")
