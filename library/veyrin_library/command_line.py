@@ -139,9 +139,15 @@ def main(words):
         if hasattr(stream, "reconfigure"):
             stream.reconfigure(errors="replace")
     try:
-        return execute(parser().parse_args(own_words_first(words)))
+        status = execute(parser().parse_args(own_words_first(words)))
+        sys.stdout.flush()
+        return status
     except LibraryError as error:
         print(f"Error: {error}", file=sys.stderr)
+        return 1
+    except BrokenPipeError:
+        # Who read our output has seen enough, as `head` does. What is left in the buffer must not complain at the end.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 1
     except OSError as error:
         print(f"Error: {error.filename or 'the library'}: {reason(error)}", file=sys.stderr)

@@ -2,6 +2,7 @@
 
 import json
 import os
+import subprocess
 
 import pytest
 
@@ -259,6 +260,17 @@ def test_library_is_found_from_within_and_by_memory(clip, library):
     assert "no library was planned yet" in library.call("status", status=1)
     library.folder = library.movies
     assert f"library: {library.movies}" in library.call("status", status=1)
+
+
+def test_output_that_nobody_reads_is_no_error(clip, library):
+    library.add(clip, "a.mp4")
+    library.plan(*PRORES)
+    reading, writing = os.pipe()
+    os.close(reading)
+    done = subprocess.run(library.command("status", "--movies", library.movies), env=library.environment, stdout=writing,
+                          stderr=subprocess.PIPE, text=True, timeout=60, check=False)
+    os.close(writing)
+    assert (done.returncode, done.stderr) == (1, "")
 
 
 def test_two_runs_at_once_are_refused(clip, library):
