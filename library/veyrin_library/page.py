@@ -7,7 +7,7 @@ import time
 import urllib.parse
 from pathlib import Path
 
-from . import estimates, facts, marks, planning, system
+from . import estimates, facts, marks, pieces, planning, system
 from .progress import printable
 from .store import FOLDER
 
@@ -27,7 +27,7 @@ def shown(text):
 
 def row(store, entry, state, mark, found):
     """What the page shows of one recording; the names are short because there are many."""
-    header, key = entry["header"], entry["key"]
+    header = entry["header"]
     data = {"n": shown(entry["recording"]), "s": state, "b": entry["size"]}
     data["l"] = number(found.get("duration_seconds"), header.get("seconds"))
     data["h"] = header.get("hdr")
@@ -44,8 +44,9 @@ def row(store, entry, state, mark, found):
         data |= {"f": link(entry["movie"]), "t": mark["seconds"], "w": mark["bytes"], "o": mark["node"]}
     elif mark:
         data["e"] = shown(mark.get("message", ""))
-    if store.log(key).exists():
-        data["g"] = link(f"{FOLDER}/logs/{store.log(key).name}")
+    log = pieces.log_of(store, entry)
+    if log:
+        data["g"] = link(f"{FOLDER}/logs/{log.name}")
     return {name: value for name, value in data.items() if value is not None}
 
 

@@ -121,6 +121,15 @@ def frames(store, entry):
     return sum(mark["frames"] for mark in marks_of_pieces) if all(marks_of_pieces) else None
 
 
+def log_of(store, entry):
+    """The log that tells most about an entry: that of the first piece that failed, else the movie's; None without."""
+    failed = (piece_id(entry, number) for number in range(len(of(entry))))
+    for identity in (*(each for each in failed if store.path("failed", each).exists()), entry["key"]):
+        if store.log(identity).exists():
+            return store.log(identity)
+    return None
+
+
 def forget(store, key):
     """Removes the marks of a movie's pieces; their files go with the movie's leftovers."""
     for part in ("pieces", "failed"):

@@ -15,8 +15,9 @@ def print_problems(store, plan, states):
     for entry in bad[:LISTED_AT_MOST]:
         key = entry["key"]
         print(f"  failed: {printable(entry['recording'])}: {printable(states.marks[key]['message'])}")
-        if store.log(key).exists():
-            print(f"    log: {printable(str(store.log(key)))}")
+        log = pieces.log_of(store, entry)
+        if log:
+            print(f"    log: {printable(str(log))}")
     if len(bad) > LISTED_AT_MOST:
         print(f"  and {len(bad) - LISTED_AT_MOST} more that failed; the page lists all")
     for waiting in plan["waiting"][:LISTED_AT_MOST]:

@@ -44,7 +44,8 @@ def test_wrong_count_of_frames_fails_the_recording(clip, cutting):
     library.plan("--piece-minutes", "0.005", *PRORES)
     text = library.run("--profile", "plain", "--jobs", "2", status=1)
     assert "failed: a.mp4: piece 3 of 3 is missing: piece 3 has 6 frames instead of 7" in text
-    assert sorted(library.made()) [-1] == "one_FULL_SBS_LR.mov"
+    assert f"    log: {library.state / 'logs' / library.key('a.mp4')}.00002.txt" in text
+    assert sorted(library.made())[-1] == "one_FULL_SBS_LR.mov"
     # The good pieces stay for the next run; those of another cut are made again.
     assert len(list((library.state / "pieces").iterdir())) == 2
     library = cutting(6)
