@@ -4,7 +4,7 @@ import argparse
 import os
 import sys
 
-from . import VERSION, pieces, planning, run, status, tasks
+from . import VERSION, pieces, planning, run, status, tasks, texts
 from .errors import Interrupted, LibraryError, reason
 from .store import Store, find_library
 
@@ -143,14 +143,15 @@ def main(words):
         sys.stdout.flush()
         return status
     except LibraryError as error:
-        print(f"Error: {error}", file=sys.stderr)
+        print(f"Error: {texts.printable(str(error))}", file=sys.stderr)
         return 1
     except BrokenPipeError:
         # Who read our output has seen enough, as `head` does. What is left in the buffer must not complain at the end.
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 1
     except OSError as error:
-        print(f"Error: {error.filename or 'the library'}: {reason(error)}", file=sys.stderr)
+        name = os.fsdecode(error.filename) if isinstance(error.filename, (str, bytes, os.PathLike)) else "the library"
+        print(f"Error: {texts.printable(name)}: {reason(error)}", file=sys.stderr)
         return 1
     except (KeyboardInterrupt, Interrupted):
         print("interrupted; run again to go on", file=sys.stderr)

@@ -1,5 +1,6 @@
 """How long recordings take and what their jobs need, from what was measured."""
 
+from . import texts
 from .converter import option_value
 
 # Million pixels of both eyes a second on one machine of two cores; only until the library has movies of its own.
@@ -65,7 +66,7 @@ class Rate:
     def origin(self):
         """Says where the rate comes from."""
         if self.movies:
-            return f"measured on {count(self.movies, 'movie')} of this library"
+            return f"measured on {texts.count(self.movies, 'movie')} of this library"
         return "a guess until the first movies are there"
 
 
@@ -95,25 +96,3 @@ def memory_mb(entry):
 def minutes_limit(seconds):
     """The time limit of a job: four times what is expected, because nodes differ, and an hour at least."""
     return max(60, int(seconds * 4 / 60) + 1)
-
-
-def count(number, noun):
-    return f"{number} {noun}" if number == 1 else f"{number} {noun}s"
-
-
-def size_text(number):
-    for unit in ("B", "kB", "MB", "GB"):
-        if number < 1000:
-            return f"{number:.0f} {unit}" if unit == "B" or number >= 100 else f"{number:.1f} {unit}"
-        number /= 1000
-    return f"{number:.1f} TB"
-
-
-def time_text(seconds):
-    if seconds < 90:
-        return f"{max(0, seconds):.0f} s"
-    if seconds < 90 * 60:
-        return f"{seconds / 60:.0f} min"
-    if seconds < 48 * 3600:
-        return f"{seconds / 3600:.1f} h"
-    return f"{seconds / 86400:.1f} days"

@@ -7,8 +7,7 @@ import time
 import urllib.parse
 from pathlib import Path
 
-from . import estimates, facts, marks, pieces, planning, system
-from .progress import printable
+from . import facts, marks, pieces, planning, system, texts
 from .store import FOLDER
 
 TEMPLATE = Path(__file__).with_name("page.html")
@@ -68,14 +67,14 @@ def rows(store, plan, found):
 def totals(made):
     done = [each for each in made if each["s"] == "done"]
     bad = sum(each["s"] in ("failed", "refused") for each in made)
-    parts = [f"{len(done)} of {estimates.count(len(made), 'movie')} there"]
+    parts = [f"{len(done)} of {texts.count(len(made), 'movie')} there"]
     if bad:
         parts.append(f"{bad} failed")
-    parts.append(f"recordings: {estimates.size_text(sum(each.get('b', 0) for each in made))}, "
-                 f"{estimates.time_text(sum(each.get('l') or 0 for each in made))}")
+    parts.append(f"recordings: {texts.size_text(sum(each.get('b', 0) for each in made))}, "
+                 f"{texts.time_text(sum(each.get('l') or 0 for each in made))}")
     if done:
-        parts.append(f"movies: {estimates.size_text(sum(each['w'] for each in done))}, made in "
-                     f"{estimates.time_text(sum(each['t'] for each in done))} of job time")
+        parts.append(f"movies: {texts.size_text(sum(each['w'] for each in done))}, made in "
+                     f"{texts.time_text(sum(each['t'] for each in done))} of job time")
     return parts
 
 
@@ -103,5 +102,5 @@ def write_page(store, jobs):
     part = store.folder / f"index.html.{system.node_name()}.{os.getpid()}.part"
     part.write_text(render(store, plan, found), encoding="utf-8")
     os.replace(part, target)
-    print(printable(str(target)))
+    print(texts.printable(str(target)))
     return 0

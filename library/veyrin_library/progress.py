@@ -3,7 +3,7 @@
 import sys
 import time
 
-from . import estimates, journal
+from . import journal, texts
 
 
 class Progress:
@@ -41,10 +41,10 @@ class Progress:
             self.tell(f"[{len(self.done)}/{len(self.names)}] {self.name(key)}")
         elif kind == "failed" and key not in self.done:
             self.failed[key] = event.get("message", "")
-            self.tell(f"failed: {self.name(key)}: {printable(event.get('message', ''))}")
+            self.tell(f"failed: {self.name(key)}: {texts.printable(event.get('message', ''))}")
 
     def name(self, key):
-        return printable(self.names[key])
+        return texts.printable(self.names[key])
 
     def left(self):
         """Seconds left by the share that is done and the time that it took; the estimate before that."""
@@ -55,11 +55,11 @@ class Progress:
         return passed * (len(self.names) - finished) / finished
 
     def text(self):
-        parts = [f"{len(self.done)} of {estimates.count(len(self.names), 'movie')}"]
+        parts = [f"{len(self.done)} of {texts.count(len(self.names), 'movie')}"]
         if self.failed:
             parts.append(f"{len(self.failed)} failed")
         parts.append(f"{len(self.running)} running")
-        parts.append(f"about {estimates.time_text(self.left())} left")
+        parts.append(f"about {texts.time_text(self.left())} left")
         return ", ".join(parts)
 
     def tell(self, text):
@@ -75,9 +75,3 @@ class Progress:
         if self.live and self.width:
             print("\r" + " " * self.width + "\r", end="", file=self.output, flush=True)
             self.width = 0
-
-
-def printable(text):
-    """Names as they can be shown: one line, whatever they hold."""
-    shown = text.encode("utf-8", "replace").decode("utf-8")
-    return "".join(character if character.isprintable() else "?" for character in shown)

@@ -4,9 +4,9 @@ import os
 import signal
 import sys
 
-from . import converter, estimates, marks, pieces, plain_runner, planning, snakemake_runner, system
+from . import converter, estimates, marks, pieces, plain_runner, planning, snakemake_runner, system, texts
 from .errors import Interrupted, LibraryError
-from .progress import Progress, printable
+from .progress import Progress
 from .status import print_problems
 from .tasks import make_tasks
 
@@ -38,7 +38,7 @@ def run_library(store, options):
         planning.save(store, plan)
         states = take_stock(store, plan)
         entries = [entry for entry in plan["entries"] if states.of[entry["key"]] in ("to do", "failed")]
-        print(f"{estimates.count(len(plan['entries']), 'recording')}: {states.count('done')} done already, "
+        print(f"{texts.count(len(plan['entries']), 'recording')}: {states.count('done')} done already, "
               f"{len(entries)} to do", flush=True)
         problem = run_entries(store, plan, entries, options, lock) if entries else None
         return summarise(store, plan, problem)
@@ -100,11 +100,11 @@ def summarise(store, plan, problem):
     """Prints what came of the run; returns the exit status."""
     states = marks.States(store, plan)
     done, total = states.count("done"), len(plan["entries"])
-    print(f"{done} of {estimates.count(total, 'movie')} there"
+    print(f"{done} of {texts.count(total, 'movie')} there"
           + (f", {states.count('failed', 'refused')} failed" if states.count("failed", "refused") else "")
           + (f", {states.count('to do')} not done" if states.count("to do") else "")
           + (f", {len(plan['waiting'])} waiting" if plan["waiting"] else ""))
     print_problems(store, plan, states)
     if problem:
-        print(f"Error: {printable(problem)}", file=sys.stderr)
+        print(f"Error: {texts.printable(problem)}", file=sys.stderr)
     return 0 if done == total and not plan["waiting"] and not problem else 1

@@ -286,6 +286,11 @@ def test_two_runs_at_once_are_refused(clip, library):
     library.check_all_done(1)
 
 
+def test_messages_are_one_line(library):
+    text = library.call("status", "--movies", library.folder / "two\nlines", status=1)
+    assert text == f"Error: no plan in {library.folder}/two?lines; run first: veyrin-library plan RECORDINGS MOVIES\n"
+
+
 def test_folder_without_recordings_is_no_library(library):
     (library.recordings / "note.txt").touch()
     assert f"no recordings (.mp4, .mov) in {library.recordings}" in library.plan(status=1)
