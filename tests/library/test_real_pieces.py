@@ -8,7 +8,7 @@ import pytest
 
 from real_pieces import (MINUTES, RECORDINGS, add, assert_same_packets, assert_same_pictures, convert_in_one_go,
                          make_in_pieces)
-from workbench import Library, processes_with
+from workbench import Library, processes_with, wait_until
 
 PRORES = ("--sbs-codec", "prores", "--software")
 TRIMMED = ("--output-fps", "25", "--start", "0.31", "--duration", "1.3")
@@ -88,7 +88,9 @@ def test_killed_pieces_and_joins_are_done_again(make, library, whole):
         run = library.begin("--profile", "local", "--jobs", "1")
         library.wait_for_converters(before + 1)
         [job] = processes_with("job", "--movies", str(library.movies))
+        [at_work] = processes_with(str(library.folder / f"slow-{program}"))
         os.kill(job, signal.SIGKILL)
+        wait_until(lambda: not os.path.exists(f"/proc/{at_work}"))
         library.let_go()
         text = run.communicate(timeout=60)[0]
         assert run.returncode == 1, text
