@@ -1,5 +1,6 @@
 @echo off
 rem Runs veyrin-library with the Python of this machine.
-where /q py
-if errorlevel 1 (python "%~dp0veyrin-library" %*) else (py -3 "%~dp0veyrin-library" %*)
+set "PY=python"
+where /q py && set "PY=py -3"
+%PY% "%~dp0veyrin-library" %*
 exit /b %errorlevel%

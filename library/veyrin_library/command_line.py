@@ -4,7 +4,7 @@ import argparse
 import os
 import sys
 
-from . import VERSION, pieces, planning, run, status, tasks, texts
+from . import VERSION, pieces, planning, run, status, system, tasks, texts
 from .errors import Interrupted, LibraryError, reason
 from .store import Store, find_library
 
@@ -39,7 +39,7 @@ def parser():
     commands = top.add_subparsers(dest="command", required=True, metavar="plan|run|status|page")
     add_plan(commands)
     add_run(commands)
-    for name, text in (("status", "how far it is, what failed and why"),
+    for name, text in (("status", "how far it has got, what failed and why"),
                        ("page", "writes MOVIES/index.html with all recordings")):
         command = commands.add_parser(name, help=text, description=text, allow_abbrev=False, epilog=EPILOG)
         command.add_argument("--movies", metavar="DIR", help=WHICH)
@@ -112,7 +112,11 @@ def plan_command(options):
     plan = planning.new_plan(store, recordings, options.options, options.piece_minutes, options.settle)
     pieces.plan_cuts(plan)
     store.make_folders()
-    planning.save(store, plan)
+    # A run saves its plan, too, as it found the folders.
+    with system.locked(store.folder / "run.lock", wait=False) as lock:
+        if lock is None:
+            raise LibraryError(f"a run is at work on {store.movies}; plan again when it has ended")
+        planning.save(store, plan)
     store.remember()
     return status.print_plan(store, plan, options.list)
 

@@ -24,21 +24,29 @@ def preview(store, key):
 
 def gather(store, plan, jobs, tell):
     """Facts of all entries by their keys, gathered anew where there are none; `tell` is called with counts of those."""
-    known = store.keys("facts")
-    keys = {entry["key"]: facts_key(entry) for entry in plan["entries"]}
-    missing = [entry for entry in plan["entries"] if keys[entry["key"]] not in known]
+    found = {entry["key"]: read_json(store.path("facts", facts_key(entry))) or {} for entry in plan["entries"]}
+    missing = [entry for entry in plan["entries"] if not is_settled(found[entry["key"]])]
     if missing:
         program = converter.find_converter()
         with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
             work = [pool.submit(ask, store, program, plan["recordings"], entry) for entry in missing]
             for number, future in enumerate(concurrent.futures.as_completed(work), 1):
-                future.result()
+                key, facts = future.result()
+                found[key] = facts
                 tell(number, len(missing))
-    return {key: read_json(store.path("facts", facts)) or {} for key, facts in keys.items()}
+    return found
+
+
+def is_settled(facts):
+    """Whether asking again would give the same: a preview, or the converter's reason why there is none."""
+    return facts.get("preview", False) or "error" in facts
 
 
 def ask(store, program, top, entry):
-    """Lets the converter inspect one recording and write its preview. A broken recording has neither."""
+    """The entry's key, and what the converter finds in its recording, whose preview it writes.
+
+    A broken recording has its message instead.
+    """
     key = facts_key(entry)
     recording = converter.path_argument(os.path.join(top, *entry["recording"].split("/")))
     try:
@@ -46,9 +54,13 @@ def ask(store, program, top, entry):
         _, lines = converter.run(program, ["--dry-run", recording])
         facts = converter.facts_in(lines)
         target = preview(store, key)
-        status, _ = converter.run(program, ["--thumbnail", "--thumbnail-width", str(PREVIEW_WIDTH), "--overwrite",
-                                            "--output", str(target), recording])
+        status, lines = converter.run(program, ["--thumbnail", "--thumbnail-width", str(PREVIEW_WIDTH), "--overwrite",
+                                                "--output", str(target), recording])
         facts["preview"] = status == 0 and target.exists()
-    except LibraryError as error:
-        facts = {"error": str(error)}
+        message = converter.error_message(lines)
+        if message:
+            facts["error"] = message
+    except LibraryError:
+        facts = {}  # the program could not be run; the next page asks again
     write_json(store.path("facts", key), facts, lasting=False)
+    return entry["key"], facts

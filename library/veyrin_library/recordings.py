@@ -8,8 +8,6 @@ from .errors import LibraryError, reason
 SUFFIXES = (".mp4", ".mov")
 UNFINISHED = ".partial"
 OF_THE_SYSTEM = ("lost+found", "System Volume Information", "$RECYCLE.BIN")
-# Stands for the name of a file in a folder that only others may read.
-UNREADABLE = "/"
 
 
 class Found:
@@ -45,15 +43,14 @@ def find_recordings(top, without, settle, pause=time.sleep):
     """
     ready, waiting = [], []
     begun = time.time()
-    for path, name, status in files_below(top, os.path.abspath(without)):
-        if name == UNREADABLE:
-            waiting.append((path, status))
-        elif is_unfinished(name):
+    for path, name, status in files_below(top, without, waiting):
+        if is_unfinished(name):
             waiting.append((path, "it is still being written (" + name[name.rfind(UNFINISHED):] + ")"))
         elif is_recording(name):
             size, changed = stamp(status)
             ready.append(Found(path, size, changed))
-    recent = [file for file in ready if abs(begun - file.changed / 1000) < 60] if settle > 0 else []
+    # Also when the clock of the file's machine is ahead of ours.
+    recent = [file for file in ready if begun - file.changed / 1000 < 60] if settle > 0 else []
     if recent:
         # Long enough for a file that grows to be seen growing.
         pause(max(0.0, min(1.0, settle) - (time.time() - begun)))
@@ -71,8 +68,20 @@ def changed_since(top, file):
         return True
 
 
-def files_below(top, without):
-    """Path, name and status of all files, following links to folders but never into a folder that is open already."""
+def identity_of(status):
+    """The same for two paths of one folder, whichever links or mounts they lead through."""
+    return status.st_dev, status.st_ino
+
+
+def files_below(top, without, unreadable):
+    """Path, name and status of all files, following links to folders but never into a folder that is open already.
+
+    Folders that cannot be read are added to `unreadable` as pairs of path and reason.
+    """
+    try:
+        left_out = identity_of(os.stat(without))
+    except OSError:
+        left_out = None  # there is no such folder yet
     if not os.path.isdir(top):
         raise LibraryError(f"could not find the recordings: no folder {top}")
     waiting = [("", ())]
@@ -86,10 +95,10 @@ def files_below(top, without):
         except OSError as error:
             if not below:
                 raise LibraryError(f"could not read the folder {folder}: {reason(error)}") from error
-            yield below, UNREADABLE, f"its folder could not be read: {reason(error)}"
+            unreadable.append((below, f"its folder could not be read: {reason(error)}"))
             continue
-        identity = (status.st_dev, status.st_ino)
-        if identity in above or os.path.abspath(folder) == without:
+        identity = identity_of(status)
+        if identity in above or identity == left_out:
             continue
         for entry in entries:
             path = f"{below}/{entry.name}" if below else entry.name

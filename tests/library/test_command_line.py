@@ -1,5 +1,6 @@
 """The command line: options, messages, which library is meant."""
 
+import fcntl
 import json
 import os
 import subprocess
@@ -40,6 +41,17 @@ def test_library_is_found_from_within_and_by_memory(clip, library):
     assert "no library was planned yet" in library.call("status", status=1)
     library.folder = library.movies
     assert f"library: {library.movies}" in library.call("status", status=1)
+
+
+def test_plan_does_not_change_under_a_run(clip, library):
+    library.add(clip, "a.mp4")
+    library.plan(*PRORES)
+    before = (library.state / "plan.json").read_bytes()
+    with open(library.state / "run.lock", "ab") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        assert f"a run is at work on {library.movies}" in library.plan(status=1)
+    assert (library.state / "plan.json").read_bytes() == before
+    library.plan()
 
 
 def test_output_that_nobody_reads_is_no_error(clip, library):

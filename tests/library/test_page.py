@@ -46,6 +46,24 @@ def page(browser, shown):
     return browser
 
 
+def test_preview_that_could_not_be_made_is_tried_again(tmp_path, converter, make):
+    library = Library(tmp_path, converter)
+    library.add(make(), "plain.mp4")
+    (library.recordings / "broken.mp4").write_bytes(b"nothing")
+    library.plan(*PRORES)
+    ill = tmp_path / "ill"
+    ill.write_text("#!/bin/sh\nexit 1\n", encoding="ascii")
+    ill.chmod(0o755)
+    library.environment["VEYRIN_CONVERTER"] = str(ill)
+    library.call("page", "--movies", library.movies)
+    assert not list((library.state / "previews").iterdir())
+    library.environment["VEYRIN_CONVERTER"] = str(converter)
+    assert "previews: 2 of 2" in library.call("page", "--movies", library.movies)
+    assert len(list((library.state / "previews").iterdir())) == 1
+    # What the converter says of a broken recording is settled.
+    assert "previews" not in library.call("page", "--movies", library.movies)
+
+
 def row(browser, name, selector):
     return browser.value(f"""(() => {{
         const row = Array.from(document.querySelectorAll('article'))
@@ -67,6 +85,14 @@ def test_failures_come_first_and_everything_is_listed(page):
                                               *ODD}
     assert "10 of 14 movies there" in page.value("document.getElementById('totals').textContent")
     assert "3 failed" in page.value("document.getElementById('totals').textContent")
+
+
+def test_a_link_may_bring_any_words_for_the_filter(browser, shown):
+    for words, value in (("plain", "plain"), ("50%25", "50%"), ("50%", "50%")):
+        browser.open("about:blank")
+        browser.open((shown.movies / "index.html").as_uri() + "#" + words)
+        assert browser.value("document.getElementById('filter').value") == value
+        assert browser.value("document.getElementById('count').textContent").endswith(" of 14")
 
 
 def test_facts_of_a_recording(page):

@@ -112,10 +112,21 @@ def test_only_finished_recordings_are_found(tmp_path):
     assert [path for path, _ in waiting] == ["c.mp4.partial"]
 
 
-def test_growing_recording_is_seen_between_two_looks(tmp_path):
+def test_folder_of_the_movies_is_left_out_whatever_it_is_called(tmp_path):
+    (tmp_path / "recordings" / "movies").mkdir(parents=True)
+    for name in ("a.mp4", "movies/a_FULL_SBS_LR.mp4"):
+        (tmp_path / "recordings" / name).write_bytes(b"x")
+    (tmp_path / "elsewhere").symlink_to(tmp_path / "recordings" / "movies")
+    found, _ = recordings.find_recordings(str(tmp_path / "recordings"), tmp_path / "elsewhere", 0)
+    assert [file.path for file in found] == ["a.mp4"]
+
+
+# The other machine's clock may be minutes ahead.
+@pytest.mark.parametrize("age", [20, -300])
+def test_growing_recording_is_seen_between_two_looks(tmp_path, age):
     for name in ("still.mp4", "growing.mp4"):
         (tmp_path / name).write_bytes(b"x" * 100)
-        recent = os.stat(tmp_path / name).st_mtime - 20
+        recent = os.stat(tmp_path / name).st_mtime - age
         os.utime(tmp_path / name, (recent, recent))
 
     def pause(seconds):
