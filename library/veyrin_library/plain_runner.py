@@ -3,13 +3,18 @@
 import concurrent.futures
 import threading
 
-from .errors import Interrupted
+from . import marks
+from .errors import Interrupted, LibraryError
 from .job import Stop
 from .tasks import job_of
 
 
 def run(store, listed, options, watch):
-    """Runs all tasks; calls `watch` about once a second meanwhile. Returns None, or why the run ended early."""
+    """Runs all tasks; calls `watch` about once a second meanwhile.
+
+    Returns None, or why the run ended early, and whether all jobs have ended with it. No error of one task ends the
+    others.
+    """
     stop = Stop()
     ended = {identity: threading.Event() for identity in listed}
 
@@ -20,6 +25,12 @@ def run(store, listed, options, watch):
                 ended[needed].wait()
             stop.check()
             job_of(store, identity, stop).run()
+        except Interrupted:
+            pass  # what asked for it ends the run itself
+        except LibraryError as error:
+            marks.fail(store, identity, str(error), "none")
+        except Exception as error:
+            marks.fail(store, identity, f"{type(error).__name__}: {error}", "none")
         finally:
             ended[identity].set()
 
@@ -29,10 +40,9 @@ def run(store, listed, options, watch):
         while waiting:
             finished, waiting = concurrent.futures.wait(waiting, 1.0, concurrent.futures.FIRST_COMPLETED)
             for future in finished:
-                error = future.exception()
-                if error and not isinstance(error, Interrupted):
-                    raise error
+                future.result()
             watch()
+        return None, True
     finally:
         stop.ask()
         pool.shutdown(wait=True, cancel_futures=True)

@@ -70,13 +70,13 @@ def run_entries(store, plan, entries, options, lock):
         signal.signal(name, interrupted)
     try:
         if options.profile == "plain":
-            problem = plain_runner.run(store, listed, options, progress.watch)
+            problem, ended = plain_runner.run(store, listed, options, progress.watch)
         else:
-            problem = snakemake_runner.run(store, listed, options, progress.watch, lock)
+            problem, ended = snakemake_runner.run(store, listed, options, progress.watch, lock)
     finally:
         progress.watch()
         progress.clear()
-    if not problem or "status" in problem:
+    if ended:
         note_lost(store, progress.started)
     return problem
 

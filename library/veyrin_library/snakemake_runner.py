@@ -18,7 +18,7 @@ from pathlib import Path
 
 from . import system
 from .errors import LibraryError
-from .store import write_json
+from .store import remove, write_json
 
 HERE = Path(__file__).resolve().parents[1]
 # Tasks of one call.
@@ -85,10 +85,14 @@ class Calls:
         self.place = system.state_home() / "veyrin" / "snakemake" / name
         self.running = {}
         self.problem = None
+        self.killed = False
         # Nobody else is at work: the run's lock is ours. So what a killed Snakemake left means nothing.
         for left in (self.place, self.flags):
             shutil.rmtree(left, ignore_errors=True)
         self.flags.mkdir()
+        # Slurm's numbers may begin again; an old job's note must not speak for a new one.
+        for number in store.keys("logs/slurm", ".ended"):
+            remove(store.path("logs/slurm", number, ".ended"))
         self.log.write_bytes(b"")
 
     def start(self, number, batch):
@@ -111,6 +115,7 @@ class Calls:
             batch = self.running.pop(process)
             if process.returncode < 0:
                 self.problem = f"snakemake was ended by signal {-process.returncode}"
+                self.killed = True
                 return False
             if process.returncode > 0:
                 self.problem = f"snakemake ended with status {process.returncode}; see {self.log}"
@@ -143,7 +148,10 @@ def overlap(options):
 
 
 def run(store, listed, options, watch, lock=None):
-    """Runs all tasks; calls `watch` about once a second meanwhile. Returns None, or why the run ended early."""
+    """Runs all tasks; calls `watch` about once a second meanwhile.
+
+    Returns None, or why the run ended early, and whether all jobs have ended with it.
+    """
     program = find_snakemake()
     if not program:
         raise LibraryError("could not find snakemake: install it, or run with --profile plain")
@@ -165,4 +173,4 @@ def run(store, listed, options, watch, lock=None):
     except BaseException:
         calls.stop()
         raise
-    return calls.problem
+    return calls.problem, not calls.killed
