@@ -50,8 +50,10 @@ class Rate:
     """Pixels a second, from the done marks of the same options or from the stated default."""
 
     def __init__(self, options, marks):
-        pairs = [(mark["work"], max(mark["seconds"] - JOB_SECONDS, mark["seconds"] / 2)) for mark in marks
-                 if mark and mark.get("work") and mark.get("options") == options]
+        fitting = [mark for mark in marks if mark and mark.get("work") and mark.get("options") == options]
+        # Joining pieces is no conversion.
+        times = [mark["seconds"] - mark.get("join_seconds", 0) for mark in fitting]
+        pairs = [(mark["work"], max(time - JOB_SECONDS, time / 2)) for mark, time in zip(fitting, times)]
         self.options = options
         self.movies = len(pairs)
         self.rate = DEFAULT_RATES.get(kind_of(options), DEFAULT_RATES["hevc"]) * 1e6

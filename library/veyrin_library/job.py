@@ -2,12 +2,13 @@
 
 import contextlib
 import os
+import secrets
 import shutil
 import subprocess
 import time
 
 from . import converter, journal, marks, pieces, system
-from .errors import Interrupted, JobFailed, reason
+from .errors import Interrupted, JobFailed, ProgramFailed, reason
 from .recordings import stamp
 
 
@@ -53,8 +54,15 @@ class Job:
         self.movie = marks.movie_file(store, self.entry["movie"])
         self.folder = os.path.dirname(self.movie)
         self.job = job_name()
-        self.private = os.path.join(self.folder, f"{marks.PRIVATE}{task['id']}-{system.node_name()}-{self.job}")
+        self.private = os.path.join(marks.key_folder(store, self.key, self.entry["movie"]), self.private_name())
         self.lines = []
+        self.piece_marks = []
+
+    def private_name(self):
+        """A folder's name that no other job has; numbers of jobs and processes come again after a restart."""
+        part = marks.piece_of(self.task["id"])
+        part = "movie" if part is None else f"{part:05d}"
+        return f"{part}-{system.node_name()}-{self.job}-{secrets.token_hex(4)}"
 
     def run(self):
         """Does the task. Returns "done", "already done" or "failed"; raises Interrupted."""
@@ -71,6 +79,8 @@ class Job:
                 finally:
                     # Before any message is written: the disk may be full.
                     shutil.rmtree(self.private, ignore_errors=True)
+                    with contextlib.suppress(OSError):  # others work there as well
+                        os.rmdir(os.path.dirname(self.private))
         except Interrupted:
             with contextlib.suppress(OSError):
                 journal.write(self.store, "interrupted", self.key, job=self.job, task=self.task["id"])
@@ -89,7 +99,7 @@ class Job:
         if under_slurm():
             yield
             return
-        with system.locked(self.store.path("locks", self.task["id"], ".lock"), wait=True):
+        with system.locked(self.store.path("locks", self.task["id"], ".lock"), wait=True, check=self.stop.check):
             yield
 
     def system_message(self, error):
@@ -104,9 +114,7 @@ class Job:
         self.check_recording("has changed since the plan was made; run again")
         if marks.recover(self.store, self.key):
             return "done"
-        if not self.task["overwrite"] and os.path.lexists(self.movie):
-            raise JobFailed(f"{self.entry['movie']} is there already and was not made by this plan; "
-                            "run with --overwrite to replace it")
+        self.check_place()
         self.make_private_folder()
         frames = self.produce()
         made = self.made_file()
@@ -122,8 +130,13 @@ class Job:
             raise JobFailed(f"{self.entry['movie']} appeared while it was made; nothing was replaced") from None
         system.sync_folder(self.folder)
         marks.complete(self.store, self.key, figures)
-        pieces.forget(self.store, self.key)
         return "done"
+
+    def check_place(self):
+        """Raises JobFailed if the movie's name is taken by somebody else's file."""
+        if not self.task["overwrite"] and os.path.lexists(self.movie):
+            raise JobFailed(f"{self.entry['movie']} is there already and was not made by this plan; "
+                            "run with --overwrite to replace it")
 
     def check_recording(self, what):
         """Raises JobFailed, saying `what` of it, if the recording is not the one that was planned."""
@@ -136,8 +149,12 @@ class Job:
 
     def make_private_folder(self):
         try:
-            os.makedirs(self.folder, exist_ok=True)
-            os.mkdir(self.private)
+            for _ in range(10):
+                # The job of another piece, which ends just now, may remove the folder above as empty.
+                with contextlib.suppress(FileNotFoundError):
+                    os.makedirs(self.private)
+                    return
+            os.makedirs(self.private)
         except OSError as error:
             place = os.path.dirname(self.entry["movie"]) or "."
             raise JobFailed(f"could not write into the movie's folder {place}: {reason(error)}") from error
@@ -145,13 +162,23 @@ class Job:
     def produce(self):
         """Makes the movie in the private folder; returns its count of frames."""
         if pieces.of(self.entry):
-            words = pieces.join_command(self.store, self.entry, self.task["options"], self.recording, self.private)
-        else:
-            words = [self.task["converter"], *self.task["options"], "--output-root", self.private,
-                     converter.path_argument(self.recording)]
-        self.run_program(words)
+            return self.join()
+        self.run_program([self.task["converter"], *self.task["options"], "--output-root", self.private,
+                          converter.path_argument(self.recording)])
+        return converter.frames_in(self.lines)
+
+    def join(self):
+        """Makes the movie of its pieces; returns its count of frames."""
+        self.piece_marks = pieces.all_made(self.store, self.task)
+        try:
+            self.run_program(pieces.join_command(self.store, self.entry, self.task["options"], self.recording,
+                                                 self.private))
+        except ProgramFailed as error:
+            if pieces.drop_suspects(self.store, self.entry, str(error), (self.recording, self.private)):
+                raise JobFailed(f"{error}; the next run makes the pieces again") from error
+            raise
         frames = converter.frames_in(self.lines)
-        return pieces.frames(self.store, self.entry) if frames is None and pieces.of(self.entry) else frames
+        return sum(mark["frames"] for mark in self.piece_marks) if frames is None else frames
 
     def run_program(self, words):
         """Runs a program, keeps what it prints in the log and raises JobFailed with its message."""
@@ -175,7 +202,7 @@ class Job:
                 self.stop.processes.discard(process)
         self.stop.check()
         if status != 0:
-            raise JobFailed(converter.failure(status, self.lines))
+            raise ProgramFailed(converter.failure(status, self.lines))
 
     def take_line(self, line, log):
         """Keeps a line that the program printed, in memory only so many."""
@@ -188,17 +215,20 @@ class Job:
 
     def made_file(self):
         """The one movie in the private folder, which must have the name that was planned."""
-        made = os.listdir(self.private)
+        # Network file systems keep a removed file that is still open under a hidden name.
+        made = [name for name in os.listdir(self.private) if not name.startswith(".")]
         if made != [os.path.basename(self.movie)]:
             raise JobFailed("the converter made " + (" and ".join(sorted(made)) or "no movie") +
                             f" where {os.path.basename(self.movie)} was expected")
         return os.path.join(self.private, made[0])
 
     def figures(self, made, frames, seconds):
-        """What the done mark tells of the movie."""
+        """What the done mark tells of the movie, whose job took so many seconds; the time of all jobs is `seconds`."""
         status = os.stat(made)
+        of_pieces = {"join_seconds": round(seconds, 3), "pieces": len(self.piece_marks)} if self.piece_marks else {}
+        seconds += sum(mark["seconds"] for mark in self.piece_marks)
         return {"key": self.key, "recording": self.entry["recording"], "movie": self.entry["movie"],
                 "options": self.task["options"], "seconds": round(seconds, 3), "frames": frames,
                 "bytes": status.st_size, "movie_stamp": list(stamp(status)), "work": self.task.get("work"),
                 "node": system.node_name(), "job": self.job, "program": self.task["version"],
-                "finished": time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime())}
+                "finished": time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime()), **of_pieces}

@@ -1,18 +1,35 @@
 """Done and failed marks: the truth about which movies are there."""
 
 import contextlib
-import glob
 import os
+import re
 import shutil
 import time
 
 from . import journal, system
 from .recordings import stamp
-from .store import create_json, read_json, remove, write_json
+from .store import FOLDER, create_json, read_json, remove, write_json
 
 
-# How the folders begin in which jobs work, beside the movies; then comes the key.
+# The hidden folder of a key beside its movie: there each job has a folder of its own, and pieces wait for each other.
 PRIVATE = ".veyrin-"
+PRIVATE_FOLDER = re.compile(re.escape(PRIVATE) + "([0-9a-f]{24})(-.*)?", re.DOTALL)
+
+
+def movie_of(identity):
+    """The key of the movie to which a task belongs."""
+    return identity.split(".")[0]
+
+
+def piece_of(identity):
+    """The number of the piece that a task makes; None for the task of the movie itself."""
+    number = identity.partition(".")[2]
+    return int(number) if number.isdecimal() else None
+
+
+def key_folder(store, key, movie):
+    """Where the jobs of a key work; it goes when the movie is done."""
+    return os.path.join(os.path.dirname(movie_file(store, movie)), PRIVATE + key)
 
 
 def movie_file(store, movie):
@@ -50,20 +67,37 @@ def complete(store, key, figures):
 
     What dead jobs of the key left behind goes first: nobody looks after a key that is done.
     """
-    remove_leftovers(store, key, figures["movie"])
+    shutil.rmtree(key_folder(store, key, figures["movie"]), ignore_errors=True)
     first = create_json(store.path("done", key), figures)
+    if not first and not done(store, key):
+        # The mark is that of a movie that is gone, and would keep this one from counting.
+        drop(store, key)
+        first = create_json(store.path("done", key), figures)
     if first:
         journal.write(store, "completed", key, job=figures["job"], movie=figures["movie"])
     remove(store.path("pending", key))
     remove(store.path("failed", key))
+    for number in range(figures.get("pieces", 0)):
+        for part in ("pieces", "failed"):
+            remove(store.path(part, piece_id(key, number)))
     return first
 
 
-def remove_leftovers(store, key, movie):
-    """Removes the folders of dead jobs of the key, with its pieces, from beside the movie."""
-    folder = os.path.dirname(movie_file(store, movie))
-    for left in glob.glob(os.path.join(glob.escape(folder), f"{PRIVATE}{key}*")):
-        shutil.rmtree(left, ignore_errors=True)
+def piece_id(key, number):
+    """The name of a piece's task and of its mark."""
+    return f"{key}.{number:05d}"
+
+
+def key_folders(store):
+    """Keys and paths of all hidden folders of keys below the movies' folder, but not those of libraries within it."""
+    for folder, names, _ in os.walk(store.movies):
+        if FOLDER in names and folder != str(store.movies):
+            names.clear()
+        for name in names:
+            found = PRIVATE_FOLDER.fullmatch(name)
+            if found:
+                yield found.group(1), os.path.join(folder, name)
+        names[:] = [name for name in names if not name.startswith(".")]
 
 
 def recover(store, key):

@@ -3,7 +3,7 @@
 import os
 import time
 
-from . import converter, journal, pieces, system
+from . import converter, journal, marks, pieces, system
 from .errors import JobFailed
 from .job import Job
 from .recordings import stamp
@@ -19,10 +19,14 @@ class PieceJob(Job):
         self.piece = pieces.of(self.entry)[self.number]
 
     def is_done(self):
-        return super().is_done() or pieces.made(self.store, self.entry, self.number) is not None
+        return super().is_done() or pieces.made(self.store, self.task, self.number) is not None
 
     def convert(self, begun):
         self.check_recording("has changed since the plan was made; run again")
+        if marks.recover(self.store, self.key):
+            return "already done"
+        # Before the hours that a conversion takes, not after.
+        self.check_place()
         self.make_private_folder()
         self.run_program([self.task["converter"], *pieces.options_of(self.piece, self.task["options"]), "--output-root",
                           self.private, converter.path_argument(self.recording)])
@@ -38,7 +42,7 @@ class PieceJob(Job):
         os.replace(made, target)
         system.sync_folder(os.path.dirname(target))
         mark = {"cut": self.piece, "movie": self.entry["movie"], "movie_stamp": list(stamp(os.stat(target))),
-                "node": system.node_name(), "job": self.job, "frames": frames,
+                "node": system.node_name(), "job": self.job, "frames": frames, "program": self.task["version"],
                 "seconds": round(time.monotonic() - begun, 3)}
         write_json(self.store.path("pieces", self.task["id"]), mark)
         remove(self.store.path("failed", self.task["id"]))

@@ -50,10 +50,10 @@ def take_stock(store, plan):
     marks.mend_journal(store)
     for key in store.keys("pending"):
         marks.recover(store, key)
-    pieces.drop_unwanted(store, plan)
     states = marks.States(store, plan)
     for key in states.stale:
         marks.drop(store, key)
+    pieces.drop_unwanted(store, plan, states)
     return states
 
 

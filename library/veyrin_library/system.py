@@ -77,33 +77,36 @@ def publish(source, target, overwrite):
 
 
 @contextlib.contextmanager
-def locked(path, wait):
+def locked(path, wait, check=None):
     """Holds the lock file while the block runs and yields its descriptor; None if another process has it.
 
+    While it waits it calls `check`, which may raise.
     The system lets go of the lock when the last process that holds the descriptor ends, however it ends.
     """
     descriptor = os.open(path, os.O_RDWR | os.O_CREAT, 0o666)
     try:
-        yield descriptor if take_lock(descriptor, wait) else None
+        yield descriptor if take_lock(descriptor, wait, check) else None
     finally:
         os.close(descriptor)
 
 
-def take_lock(descriptor, wait):
+def take_lock(descriptor, wait, check=None):
     """Takes the lock of an open file; returns False if another process has it and we do not wait."""
     while True:
         try:
             if WINDOWS:
                 msvcrt.locking(descriptor, msvcrt.LK_NBLCK, 1)
             else:
-                fcntl.flock(descriptor, fcntl.LOCK_EX | (0 if wait else fcntl.LOCK_NB))
+                fcntl.flock(descriptor, fcntl.LOCK_EX | fcntl.LOCK_NB)
             return True
         except OSError as error:
             if error.errno in (errno.ENOTSUP, errno.ENOSYS, errno.ENOLCK):
                 return True  # no locks on this file system: the done marks still let one job win
             if not wait:
                 return False
-            time.sleep(0.5)
+            if check:
+                check()
+            time.sleep(0.2)
 
 
 def append_line(path, text):

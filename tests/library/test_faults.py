@@ -108,7 +108,7 @@ def test_leftovers_of_a_dead_job_are_removed_by_the_next(clip, library):
     run.wait()
     run.stdout.close()
     wait_until(lambda: gone(below))
-    assert [path.name for path in library.movies.glob(".veyrin-*/half.tmp")] == ["half.tmp"]
+    assert [path.name for path in library.movies.glob(".veyrin-*/*/half.tmp")] == ["half.tmp"]
     library.let_go()
     library.run("--profile", "plain")
     library.check_all_done(1)
@@ -158,7 +158,7 @@ def test_movie_whose_job_died_before_its_mark_is_taken_over(clip, library):
     library.run("--profile", "plain")
     # As if the job had died between the movie's final name and its done mark.
     key = library.key("a.mp4")
-    (library.movies / f".veyrin-{key}-node-1-0").mkdir()
+    (library.movies / f".veyrin-{key}" / "movie-node-1-0").mkdir(parents=True)
     mark = library.state / "done" / f"{key}.json"
     mark.rename(library.state / "pending" / f"{key}.json")
     journal = next((library.state / "journal").glob("*.jsonl"))

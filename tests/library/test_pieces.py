@@ -62,7 +62,7 @@ def test_pieces_that_nobody_wants_any_more_are_removed(clip, cutting, words):
     library.add(clip, "a.mp4")
     library.plan("--piece-minutes", "0.005", *PRORES)
     library.run("--profile", "plain", status=1)
-    assert len(list(library.movies.glob(".veyrin-*-pieces/*"))) == 2
+    assert len(list(library.movies.glob(".veyrin-*/pieces/*.mov"))) == 2
     library.plan(*words)
     library.run("--profile", "plain")
     assert library.leftovers() == [] and list((library.state / "pieces").iterdir()) == []

@@ -95,7 +95,7 @@ def test_killed_pieces_and_joins_are_done_again(make, library, whole):
         text = run.communicate(timeout=60)[0]
         assert run.returncode == 1, text
         assert "failed: slow.mp4: " in text
-        assert list(library.movies.glob(".veyrin-*/half.tmp")) and not movie.exists()
+        assert list(library.movies.glob(".veyrin-*/*/half.tmp")) and not movie.exists()
     library.run("--profile", "local", "--jobs", "2")
     library.check_all_done(1)
     # Each piece was made once, although two runs did not come to their end.

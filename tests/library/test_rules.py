@@ -229,8 +229,8 @@ def test_half_written_files(name, age, half):
 def test_one_of_two_jobs_completes_a_key(kept):
     (kept.movies / "a.mov").write_bytes(b"x")
     figures = {"job": "1", "movie": "a.mov", "movie_stamp": list(recordings.stamp(os.stat(kept.movies / "a.mov")))}
-    left = kept.movies / ".veyrin-k-node-1-0"
-    left.mkdir()
+    left = kept.movies / ".veyrin-k" / "movie-node-1-0"
+    left.mkdir(parents=True)
     assert [marks.complete(kept, "k", {**figures, "job": job}) for job in ("1", "2")] == [True, False]
     assert not left.exists()
     assert marks.done(kept, "k")["job"] == "1"
