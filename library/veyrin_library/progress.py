@@ -4,6 +4,7 @@ import sys
 import time
 
 from . import journal, texts
+from .marks import movie_of
 
 
 class Progress:
@@ -22,24 +23,28 @@ class Progress:
     def watch(self):
         """Takes in what happened since the last call and shows it."""
         for event in self.reader.events():
-            key = event["key"]
-            if key not in self.names:
-                continue
-            self.take(event["event"], key, event)
+            key = movie_of(event["key"])
+            if key in self.names:
+                self.take(event["event"], key, event)
         if self.live:
             self.show_line()
 
     def take(self, kind, key, event):
+        """Takes in one event of the movie `key`. A piece is a task of its own, which says nothing of the movie."""
+        task = event.get("task", event["key"])
         if kind == "started":
-            self.running.add(key)
+            self.running.add(task)
             self.started.add(key)
-        elif kind in ("completed", "failed", "interrupted"):
-            self.running.discard(key)
+        elif kind in ("piece", "failed", "interrupted"):
+            self.running.discard(task)
+        elif kind == "completed":
+            # Other jobs of the movie find it there and say no more.
+            self.running = {each for each in self.running if movie_of(each) != key}
         if kind == "completed":
             self.done.add(key)
             self.failed.pop(key, None)
             self.tell(f"[{len(self.done)}/{len(self.names)}] {self.name(key)}")
-        elif kind == "failed" and key not in self.done:
+        elif kind == "failed" and event["key"] == key and key not in self.done:
             self.failed[key] = event.get("message", "")
             self.tell(f"failed: {self.name(key)}: {texts.printable(event.get('message', ''))}")
 
