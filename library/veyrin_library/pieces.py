@@ -186,7 +186,9 @@ def drop_suspects(store, entry, message, innocent):
     count = len(of(entry))
     named = [number for number in range(count) if piece_file(store, entry, number) in message]
     outside = any(path in message for path in innocent) or any(os.strerror(number) in message for number in SHORTAGES)
-    if outside or not named and "piece" not in message:
+    # Those that end a program from outside are SIGKILL and SIGTERM.
+    crashed = "ended by signal" in message and not message.endswith((" 9", " 15"))
+    if outside or not (named or crashed or "piece" in message):
         return False
     # One that cannot be read is broken; one that does not go with the others may be the only good one.
     alone = message.startswith(("could not open", "could not read"))

@@ -47,6 +47,15 @@ def test_failed_join_drops_the_pieces_that_may_be_the_reason(bench, message, lef
     assert bench.job().run() == "done"
 
 
+@pytest.mark.parametrize("signal, left", (("SEGV", 0), ("KILL", 2)))
+def test_pieces_that_the_joiner_crashes_on_are_made_again(bench, signal, left):
+    bench = bench(2)
+    bench.run_pieces()
+    bench.joiner.write_text(f"#!/bin/sh\nkill -{signal} $$\n", encoding="ascii")
+    assert bench.job().run() == "failed"
+    assert len(bench.store.keys("pieces")) == left
+
+
 def test_times_of_pieces_count_for_their_movie(bench):
     bench = bench(2)
     bench.run_pieces()
