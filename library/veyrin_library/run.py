@@ -13,7 +13,7 @@ from .tasks import make_tasks
 # The last one tells that the terminal was closed.
 STOP_SIGNALS = [getattr(signal, name) for name in ("SIGINT", "SIGTERM", "SIGHUP") if hasattr(signal, name)]
 
-LOST = "the job ended without a word: its machine failed, or it went beyond its memory or time"
+LOST = "the job ended without a result: its machine failed, or it went beyond its memory or time"
 
 
 def choose_profile(options):
