@@ -1,7 +1,9 @@
 // The program: reads the arguments, picks the run mode, owns the exit status.
 #include <string>
+#include <vector>
 
 #include "app/check_support_mode.h"
+#include "app/input_wildcards.h"
 #include "app/option_table.h"
 #include "app/options.h"
 #include "app/run_modes.h"
@@ -36,9 +38,13 @@ int run_mode(const ConversionOptions& options) {
 
 /// Runs the mode that the arguments ask for and reports the first failure.
 int run_converter(int argc, const char* const* argv) {
+  const std::vector<std::string> arguments = expand_input_wildcards(argc, argv);
+  std::vector<const char*> texts;
+  for (const std::string& argument : arguments) texts.push_back(argument.c_str());
   ConversionOptions options;
   std::string error;
-  if (!parse_command_line(argc, argv, options, error)) return report_error(error);
+  if (!parse_command_line(static_cast<int>(texts.size()), texts.data(), options, error))
+    return report_error(error);
   return run_mode(options);
 }
 

@@ -117,6 +117,10 @@ const OptionRow* find_option(std::string_view argument) {
   return row == table.end() ? nullptr : &*row;
 }
 
+bool takes_value(const OptionRow& row) {
+  return !std::holds_alternative<OptionField<bool>>(row.target);
+}
+
 std::string keyword_list(std::span<const std::string_view> values) {
   std::string list;
   for (std::size_t i = 0; i < values.size(); ++i) {

@@ -45,6 +45,9 @@ std::span<const OptionRow> option_table();
 /// The row that an argument names, by either spelling; null when there is none.
 const OptionRow* find_option(std::string_view argument);
 
+/// Whether the argument behind this option is its value.
+bool takes_value(const OptionRow& row);
+
 /// What `--help` prints, line feeds included.
 std::string usage_text();
 

@@ -83,10 +83,6 @@ class OptionStore {
   std::string& error_;
 };
 
-bool takes_value(const OptionRow& row) {
-  return !std::holds_alternative<OptionField<bool>>(row.target);
-}
-
 }  // namespace
 
 bool take_option_value(int& index, int argc, const char* const* argv, std::string_view option,
