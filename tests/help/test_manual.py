@@ -1,11 +1,13 @@
 """The manual page as its readers show it."""
 
 import re
+import shlex
 import subprocess
 
 import pytest
 
 from conftest import REPOSITORY
+from test_pages import check_command
 
 ROOMS = ("app", "common", "convert", "decode", "media", "metadata", "processing", "rectification", "spatial", "thumbnail")
 
@@ -83,3 +85,11 @@ def test_description_can_be_found_by_its_name(page):
 
 def test_man_shows_it_without_a_warning(page):
     assert "EXIT STATUS" in shown(["man", "--warnings", "--no-hyphenation", "-P", "cat", "-l", str(page)])
+
+
+def test_examples_can_be_typed(options, text):
+    examples = text[text.index("\nEXAMPLES\n"):text.index("\nSEE ALSO\n")].replace("\\\n", " ")
+    lines = re.findall(r"^ {8,}veyrin-video-converter (.*)$", examples, re.MULTILINE)
+    assert len(lines) == 6
+    for line in lines:
+        check_command(shlex.split(line), options)
