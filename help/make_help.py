@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """Makes the manual page and the shells' completions from the usage text, as a folder to be installed.
 
-    help/make_help.py --usage FILE --version VERSION OUTPUT
+    help/make_help.py --program PROGRAM|--usage FILE --version VERSION OUTPUT
 
-FILE holds what `veyrin-video-converter --help` prints. The files are laid out below OUTPUT as below /usr: the folder can
-be copied there, or into a package, as it is.
+PROGRAM is asked for its usage text; FILE holds what `veyrin-video-converter --help` has printed elsewhere. The files are laid
+out below OUTPUT as below /usr: the folder `share` can be copied there, or into a package, as it is.
 """
 
 import argparse
+import subprocess
 import sys
 from pathlib import Path
 
@@ -28,16 +29,24 @@ def help_files(usage, version):
     }
 
 
+def usage_text(options):
+    if options.usage:
+        return options.usage.read_text(encoding="utf-8")
+    return subprocess.run([options.program.resolve(), "--help"], stdout=subprocess.PIPE, encoding="utf-8", check=True).stdout
+
+
 def main():
     parser = argparse.ArgumentParser(description="Makes the manual page and the completions from the usage text.")
-    parser.add_argument("--usage", type=Path, required=True, help="file with the usage text")
+    source = parser.add_mutually_exclusive_group(required=True)
+    source.add_argument("--program", type=Path, help="the converter, which this machine can run")
+    source.add_argument("--usage", type=Path, help="file with the usage text")
     parser.add_argument("--version", required=True, help="the program's version")
     parser.add_argument("output", type=Path, help="folder that gets the files; made when missing")
     options = parser.parse_args()
     try:
-        files = help_files(read_usage(options.usage.read_text(encoding="utf-8")), options.version)
-    except UsageError as error:
-        print(f"{options.usage}: error: {error}", file=sys.stderr)
+        files = help_files(read_usage(usage_text(options)), options.version)
+    except (UsageError, OSError, subprocess.CalledProcessError) as error:
+        print(f"{options.usage or options.program}: error: {error}", file=sys.stderr)
         return 1
     for name, text in files.items():
         path = options.output / name

@@ -20,7 +20,7 @@ def make_help(tmp_path):
 def test_files_of_the_build_are_those_of_the_program(make_help, usage_text, help_files, tmp_path):
     assert make_help(usage_text).returncode == 0
     made = sorted(path.relative_to(tmp_path / "made") for path in (tmp_path / "made").rglob("*") if path.is_file())
-    assert made == sorted(path.relative_to(help_files) for path in help_files.rglob("*") if path.is_file())
+    assert made == sorted(path.relative_to(help_files) for path in (help_files / "share").rglob("*") if path.is_file())
     assert len(made) == 4
     for name in made:
         text, built = ((folder / name).read_text(encoding="utf-8") for folder in (tmp_path / "made", help_files))
