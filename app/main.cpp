@@ -40,6 +40,7 @@ int run_mode(const ConversionOptions& options) {
 int run_converter(int argc, const char* const* argv) {
   const std::vector<std::string> arguments = expand_input_wildcards(argc, argv);
   std::vector<const char*> texts;
+  texts.reserve(arguments.size());
   for (const std::string& argument : arguments) texts.push_back(argument.c_str());
   ConversionOptions options;
   std::string error;
