@@ -44,7 +44,7 @@ EXCEPTIONS = {
 
 # What the page shows as code and is no message: options, variables, names of files, commands, single words, and what
 # libraries say.
-TOLD = re.compile(r"--?[a-z][\w-]*( .*)?|VEYRIN_\w+(=1)?|(ffmpeg|veyrin-video-converter) .*|[\w./-]+|(Input|Error): |"
+TOLD = re.compile(r"--?[a-z][\w-]*( .*)?|VEYRIN_\w+(=1)?|(ffmpeg|veyrin-video-converter) .*|[\w./[-]+|(Input|Error): |"
                   r"std::bad_alloc|filesystem error: TEXT")
 
 
