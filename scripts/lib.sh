@@ -36,14 +36,20 @@ again() {
 }
 
 # side_by_side COMMAND...: runs the commands, each one text, at the same time and waits for all of them. The status is that
-# of a failed command; `unavailable_status` only when no command failed in another way.
+# of a failed command; `unavailable_status` only when no command failed in another way. When this script is stopped, so are
+# the commands and everything that they started.
 side_by_side() {
   local command process processes=() status=0 outcome
+  # Process groups of their own, or an interrupt would leave them running.
+  set -m
   for command in "$@"; do
     # shellcheck disable=SC2086 # several words
     $command &
     processes+=($!)
   done
+  set +m
+  # shellcheck disable=SC2064 # the processes of now
+  trap "kill -TERM -- ${processes[*]/#/-} 2>/dev/null; exit 130" INT TERM HUP
   for process in "${processes[@]}"; do
     outcome=0
     wait "$process" || outcome=$?
@@ -53,7 +59,19 @@ side_by_side() {
       *) status=$outcome ;;
     esac
   done
+  trap - INT TERM HUP
   return "$status"
+}
+
+# take_turns PREFIX: waits until no other script builds in this folder of the cache. The turn ends with the script and
+# what it started.
+take_turns() {
+  mkdir -p "$cache_dir"
+  exec 8>"$1.lock"
+  if ! flock --nonblock 8; then
+    say "another set-up is building $(basename "$1"); waiting for it"
+    flock 8
+  fi
 }
 
 # Installs the named Debian packages that are missing. Scripts that run at the same time take turns.
@@ -78,8 +96,10 @@ install_missing() {
   [ ${#missing[@]} -gt 0 ] || return 0
   command -v apt-get >/dev/null || die "these Debian packages are missing and apt-get is not here: ${missing[*]}"
   [ "$(id -u)" = 0 ] || die "these Debian packages are missing; install them as root: ${missing[*]}"
-  say "installing packages: ${missing[*]}"
-  # Without the lock's descriptor: a service that a package starts must not keep it.
+  say "installing ${#missing[@]} packages (usually a minute): ${missing[*]}"
+  # An interrupted installation has to be completed first. Without the lock's descriptor: a service that a package starts
+  # must not keep it.
+  [ -z "$(dpkg --audit)" ] || quietly dpkg --configure -a 9>&- || die "an interrupted installation could not be completed"
   again quietly apt-get -qq -o Acquire::Retries=3 update 9>&- ||
     die "the package lists could not be read (is a Debian mirror reachable?)"
   DEBIAN_FRONTEND=noninteractive again quietly \

@@ -1,0 +1,85 @@
+# Which packages have to be there, by the table packages.txt. Sourced after lib.sh, never run.
+# shellcheck shell=bash
+
+# Debian and Ubuntu: debian; Fedora: fedora; any other system: other. VEYRIN_OS_RELEASE names another file, for tests.
+package_system() {
+  local kinds
+  kinds=$(. "${VEYRIN_OS_RELEASE:-/etc/os-release}" 2>/dev/null && echo " ${ID:-} ${ID_LIKE:-} ") || true
+  case "$kinds" in
+    *" debian "* | *" ubuntu "*) echo debian ;;
+    *" fedora "*) echo fedora ;;
+    *) echo other ;;
+  esac
+}
+
+# packages_for SYSTEM SET...: the names, one a line.
+packages_for() {
+  local column=2 sets
+  [ "$1" != fedora ] || column=3
+  shift
+  sets=" $* "
+  awk -v column="$column" -v sets="$sets" '!/^#/ && NF && index(sets, " " $1 " ") && $column != "-" { print $column }' \
+    "$root_dir/scripts/packages.txt"
+}
+
+# missing_packages SYSTEM SET...: those of packages_for that are not installed.
+missing_packages() {
+  local package
+  packages_for "$@" | while read -r package; do
+    case "$1" in
+      debian) dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || echo "$package" ;;
+      fedora) rpm -q --whatprovides "$package" >/dev/null 2>&1 || echo "$package" ;;
+    esac
+  done
+}
+
+# provide_packages SET...: installs what is missing where apt and root's rights are at hand. Elsewhere it says what to
+# install; the script ends when something is known to be missing, and goes on where that cannot be known.
+provide_packages() {
+  local system missing
+  system=$(package_system)
+  if [ "$system" = other ]; then
+    say "this system's packages are not known here. What is needed, by the names of Debian and of Fedora:"
+    printf '   %s\n' "$(packages_for debian "$@" | paste -sd ' ')" "$(packages_for fedora "$@" | paste -sd ' ')" >&2
+    return
+  fi
+  missing=$(missing_packages "$system" "$@" | paste -sd ' ')
+  [ -n "$missing" ] || return 0
+  if [ "$system" = debian ] && [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
+    # shellcheck disable=SC2086 # several words
+    need_packages $missing
+    return
+  fi
+  case "$system" in
+    debian) command="apt-get install --no-install-recommends" ;;
+    fedora) command="dnf install" ;;
+  esac
+  say "some packages are missing; have them installed as root, then start this again:"
+  printf '   %s %s\n' "$command" "$missing" >&2
+  [ "$system" != fedora ] || say "(ffmpeg with libx265 and x264-devel are in RPM Fusion)"
+  exit 1
+}
+
+# has_system_ffmpeg: whether the system's own FFmpeg libraries are new enough to build with.
+has_system_ffmpeg() { pkg-config --atleast-version=62 libavcodec 2>/dev/null; }
+
+# provide_ffmpeg: builds the FFmpeg libraries where Debian's sources can be had; elsewhere the system's have to do.
+provide_ffmpeg() {
+  if command -v apt-get >/dev/null && { [ -n "${VEYRIN_DEBIAN_MIRROR:-}" ] || is_debian; }; then
+    "$root_dir/scripts/setup-ffmpeg"
+  elif has_system_ffmpeg; then
+    say "FFmpeg: the system's libraries ($(pkg-config --modversion libavcodec))"
+  elif [ -e "$cache_dir/ffmpeg-linux/.complete" ]; then
+    say "FFmpeg: the libraries that are in the cache"
+  else
+    say "the FFmpeg libraries, version 8 or newer, are missing; have them installed as root, then start this again:"
+    case "$(package_system)" in
+      fedora) printf '   dnf install ffmpeg-devel      (of RPM Fusion; ffmpeg-free-devel without it)\n' >&2 ;;
+      *) printf '   the development files of libavformat, libavcodec, libavutil, libswscale and libswresample\n' >&2 ;;
+    esac
+    say "or name a Debian mirror in VEYRIN_DEBIAN_MIRROR, where apt-get is, and they are built"
+    exit 1
+  fi
+}
+
+is_debian() { (. "${VEYRIN_OS_RELEASE:-/etc/os-release}" 2>/dev/null && [ "${ID:-}" = debian ]); }
