@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 
+#include "common/console.h"
 #include "common/error_text.h"
 #include "decode/nvenc_probe.h"
 #include "media/ffmpeg.h"
@@ -110,6 +111,12 @@ const SpatialEncoderCalls& ffmpeg_spatial_encoder_calls() {
   return calls;
 }
 
+const char* two_view_depth_notice(BitDepth depth, bool changed) {
+  if (changed || depth != BitDepth::ten) return nullptr;
+  return "  two_view_10_bit: these FFmpeg libraries lack the change for two views in 10 bits; NVENC may "
+         "refuse them";
+}
+
 CodecContextPtr open_spatial_encoder(const SpatialWriterConfig& config, const SpatialEncoderCalls& calls,
                                      std::string& error) {
   CodecContextPtr context;
@@ -200,6 +207,9 @@ TwoViewEncoderKind nvenc_two_view_encoder_kind() {
       .canvas_format = semi_planar_format,
       .report = {},
       .create = [](const SpatialWriterConfig& config, std::string& error) -> std::unique_ptr<TwoViewEncoder> {
+        // What the build found out about the libraries.
+        const char* notice = two_view_depth_notice(config.depth, VEYRIN_TWO_VIEWS_IN_10_BITS);
+        if (notice != nullptr) console_line("%s", notice);
         return NvencTwoViewEncoder::create(config, error);
       },
   };

@@ -28,6 +28,10 @@ struct SpatialEncoderCalls {
 /// The calls as FFmpeg answers them.
 const SpatialEncoderCalls& ffmpeg_spatial_encoder_calls();
 
+/// What to tell a user who asks for two views of this depth from FFmpeg libraries with (`changed`) or without
+/// our change for two views in 10 bits: one report line, or null when there is nothing to tell.
+const char* two_view_depth_notice(BitDepth depth, bool changed);
+
 /// Configures and opens the encoder and completes its sequence header, which must hold the parameter sets of
 /// both views; null with one message in `error` on failure. Its time base is one frame. It wants the views of
 /// a pair one after the other, the left one first.

@@ -70,6 +70,15 @@ TEST(SpatialEncoder, TenBitTakesP010) {
   EXPECT_EQ(opened(encoder, config)->pix_fmt, AV_PIX_FMT_P010LE);
 }
 
+TEST(SpatialEncoder, NoticeIsForTenBitsWithoutTheChangeOnly) {
+  EXPECT_STREQ(two_view_depth_notice(BitDepth::ten, /*changed=*/false),
+               "  two_view_10_bit: these FFmpeg libraries lack the change for two views in 10 bits; "
+               "NVENC may refuse them");
+  EXPECT_EQ(two_view_depth_notice(BitDepth::ten, /*changed=*/true), nullptr);
+  EXPECT_EQ(two_view_depth_notice(BitDepth::eight, /*changed=*/false), nullptr);
+  EXPECT_EQ(two_view_depth_notice(BitDepth::eight, /*changed=*/true), nullptr);
+}
+
 TEST(SpatialEncoder, SlowRatesHaveShortGroupsWithoutBFrames) {
   struct GroupCase {
     FrameRate rate;
