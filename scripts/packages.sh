@@ -33,6 +33,20 @@ missing_packages() {
   done
 }
 
+# have_installed SYSTEM PACKAGES REASON: says how to install the packages, one text, and ends the script.
+have_installed() {
+  local command
+  case "$1" in
+    debian) command="apt-get install --no-install-recommends" ;;
+    fedora) command="dnf install" ;;
+    *) command="Debian's names:" ;;
+  esac
+  say "$3; have them installed as root, then start this again:"
+  printf '   %s %s\n' "$command" "$2" >&2
+  [ "$1" != fedora ] || say "(ffmpeg with libx265, ffmpeg-devel and x264-devel are in RPM Fusion)"
+  exit 1
+}
+
 # provide_packages SET...: installs what is missing where apt and root's rights are at hand. Elsewhere it says what to
 # install; the script ends when something is known to be missing, and goes on where that cannot be known.
 provide_packages() {
@@ -45,41 +59,28 @@ provide_packages() {
   fi
   missing=$(missing_packages "$system" "$@" | paste -sd ' ')
   [ -n "$missing" ] || return 0
-  if [ "$system" = debian ] && [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
-    # shellcheck disable=SC2086 # several words
-    need_packages $missing
-    return
+  if [ "$system" != debian ] || [ "$(id -u)" != 0 ] || ! command -v apt-get >/dev/null; then
+    have_installed "$system" "$missing" "some packages are missing"
   fi
-  case "$system" in
-    debian) command="apt-get install --no-install-recommends" ;;
-    fedora) command="dnf install" ;;
-  esac
-  say "some packages are missing; have them installed as root, then start this again:"
-  printf '   %s %s\n' "$command" "$missing" >&2
-  [ "$system" != fedora ] || say "(ffmpeg with libx265 and x264-devel are in RPM Fusion)"
-  exit 1
+  # shellcheck disable=SC2086 # several words
+  need_packages $missing
 }
 
 # has_system_ffmpeg: whether the system's own FFmpeg libraries are new enough to build with.
 has_system_ffmpeg() { pkg-config --atleast-version=62 libavcodec 2>/dev/null; }
 
+is_debian() { (. "${VEYRIN_OS_RELEASE:-/etc/os-release}" 2>/dev/null && [ "${ID:-}" = debian ]); }
+
 # provide_ffmpeg: builds the FFmpeg libraries where Debian's sources can be had; elsewhere the system's have to do.
 provide_ffmpeg() {
+  local system
   if command -v apt-get >/dev/null && { [ -n "${VEYRIN_DEBIAN_MIRROR:-}" ] || is_debian; }; then
     "$root_dir/scripts/setup-ffmpeg"
   elif has_system_ffmpeg; then
     say "FFmpeg: the system's libraries ($(pkg-config --modversion libavcodec))"
-  elif [ -e "$cache_dir/ffmpeg-linux/.complete" ]; then
-    say "FFmpeg: the libraries that are in the cache"
-  else
-    say "the FFmpeg libraries, version 8 or newer, are missing; have them installed as root, then start this again:"
-    case "$(package_system)" in
-      fedora) printf '   dnf install ffmpeg-devel      (of RPM Fusion; ffmpeg-free-devel without it)\n' >&2 ;;
-      *) printf '   the development files of libavformat, libavcodec, libavutil, libswscale and libswresample\n' >&2 ;;
-    esac
-    say "or name a Debian mirror in VEYRIN_DEBIAN_MIRROR, where apt-get is, and they are built"
-    exit 1
+  elif [ ! -e "$cache_dir/ffmpeg-linux/.complete" ]; then
+    system=$(package_system)
+    have_installed "$system" "$(packages_for "$system" ffmpeg | paste -sd ' ')" \
+      "FFmpeg's libraries, version 8 or newer, are missing (with apt-get they can also be built, from the Debian mirror that VEYRIN_DEBIAN_MIRROR names)"
   fi
 }
-
-is_debian() { (. "${VEYRIN_OS_RELEASE:-/etc/os-release}" 2>/dev/null && [ "${ID:-}" = debian ]); }

@@ -79,8 +79,9 @@ def test_only_too_old_versions_give_one_clear_message(mirror, set_up):
     assert list(sources.iterdir()) == []
 
 
-def test_suite_that_cannot_be_read_is_passed_over(mirror, set_up):
-    shutil.rmtree(mirror.folder / "dists" / "sid")
+@pytest.mark.parametrize("missing", [".", "main"])
+def test_suite_that_cannot_be_read_is_passed_over(mirror, set_up, missing):
+    shutil.rmtree(mirror.folder / "dists" / "sid" / missing)
     mirror.add("testing", "ffmpeg", "7:9.1-1", ffmpeg_source("9.1"))
     status, output, sources = set_up.fetch()
     assert status == 0, output
