@@ -83,6 +83,14 @@ def test_root_has_the_missing_packages_installed(machine):
     assert update.endswith(" update") and install.endswith(" --no-install-recommends install nasm")
 
 
+def test_interrupted_installation_is_completed_first(machine):
+    record = machine.folder / "record"
+    programs = {"dpkg-query": DPKG_QUERY, "dpkg": f'[ "$1" != --audit ] && echo "$*" >>"{record}" || echo half',
+                "apt-get": f'echo "$*" >>"{record}"'}
+    machine.run("debian", "--demo", user=0, missing=["nasm"], programs=programs)
+    assert record.read_text().splitlines()[0] == "--configure -a"
+
+
 def test_fedora_is_told_its_own_names(machine):
     status, lines = machine.run("fedora", "--demo", missing=["json-devel", "gtest-devel"], programs={"rpm": RPM})
     assert status == 1
