@@ -40,11 +40,11 @@ again() {
 # the commands and everything that they started.
 side_by_side() {
   local command process processes=() status=0 outcome
-  # Process groups of their own, or an interrupt would leave them running.
+  # Process groups of their own, or an interrupt would leave them running; such may not read from the terminal.
   set -m
   for command in "$@"; do
     # shellcheck disable=SC2086 # several words
-    $command &
+    $command </dev/null &
     processes+=($!)
   done
   set +m

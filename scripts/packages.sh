@@ -47,23 +47,28 @@ have_installed() {
   exit 1
 }
 
-# provide_packages SET...: installs what is missing where apt and root's rights are at hand. Elsewhere it says what to
-# install; the script ends when something is known to be missing, and goes on where that cannot be known.
-provide_packages() {
+# check_packages SET...: where apt and root's rights are not at hand, says what is missing. The script ends when something is
+# known to be missing, and goes on where that cannot be known.
+check_packages() {
   local system missing
   system=$(package_system)
   if [ "$system" = other ]; then
     say "this system's packages are not known here. What is needed, by the names of Debian and of Fedora:"
     printf '   %s\n' "$(packages_for debian "$@" | paste -sd ' ')" "$(packages_for fedora "$@" | paste -sd ' ')" >&2
-    return
+  elif ! can_install; then
+    missing=$(missing_packages "$system" "$@" | paste -sd ' ')
+    [ -z "$missing" ] || have_installed "$system" "$missing" "some packages are missing"
   fi
-  missing=$(missing_packages "$system" "$@" | paste -sd ' ')
-  [ -n "$missing" ] || return 0
-  if [ "$system" != debian ] || [ "$(id -u)" != 0 ] || ! command -v apt-get >/dev/null; then
-    have_installed "$system" "$missing" "some packages are missing"
-  fi
-  # shellcheck disable=SC2086 # several words
-  need_packages $missing
+}
+
+can_install() { [ "$(package_system)" = debian ] && [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; }
+
+# install_packages SET...: installs what is missing, where that can be done.
+install_packages() {
+  local packages
+  can_install || return 0
+  mapfile -t packages < <(packages_for debian "$@")
+  need_packages "${packages[@]}"
 }
 
 # has_system_ffmpeg: whether the system's own FFmpeg libraries are new enough to build with.

@@ -59,9 +59,9 @@ def machine(tmp_path, set_up):
 
 def test_table_has_a_name_for_every_system():
     assert {len(row) for row in TABLE} == {3}
-    assert {row[0] for row in TABLE} == {"build", "ffmpeg", "tests"}
+    assert {row[0] for row in TABLE} == {"build", "program", "ffmpeg", "tests"}
     for column in (1, 2):
-        listed = names(column, "build", "ffmpeg", "tests")
+        listed = names(column, "build", "program", "ffmpeg", "tests")
         assert len(listed) == len(set(listed))
 
 
@@ -96,8 +96,8 @@ def test_fedora_is_told_its_own_names(machine):
     assert status == 1
     assert lines[:2] == ["== some packages are missing; have them installed as root, then start this again:",
                          "   dnf install json-devel"]
-    status, lines = machine.run("fedora", missing=names(2, "build", "tests"))
-    assert lines[1].split()[2:] == names(2, "build", "tests")
+    status, lines = machine.run("fedora", missing=names(2, "build", "program", "tests"))
+    assert lines[1].split()[2:] == names(2, "build", "program", "tests")
 
 
 def test_system_without_apt_uses_its_own_ffmpeg(machine):
@@ -120,5 +120,5 @@ def test_system_without_debians_sources_is_told_of_its_own_ffmpeg(machine, syste
 def test_unknown_system_is_told_everything_and_goes_on(machine):
     status, lines = machine.run("other", "--demo", ffmpeg="62.28.102")
     assert status == 0
-    assert lines[1].split() == names(1, "build") and lines[2].split() == names(2, "build")
+    assert lines[1].split() == names(1, "build", "program") and lines[2].split() == names(2, "build", "program")
     assert lines[3] == "== FFmpeg: the system's libraries (62.28.102)"
