@@ -10,8 +10,8 @@ from dataclasses import dataclass
 from pathlib import Path
 
 REPOSITORY = Path(__file__).resolve().parents[2]
-FOLDERS = ("app", "common", "convert", "decode", "media", "metadata", "processing", "rectification", "spatial", "thumbnail",
-           "two_view_encoder")
+FOLDERS = ("app", "common", "convert", "decode", "join", "media", "metadata", "processing", "rectification", "spatial",
+           "thumbnail", "two_view_encoder")
 
 TOKEN = re.compile(r'''
     (?P<comment>//[^\n]*|/\*.*?\*/)

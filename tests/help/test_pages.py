@@ -11,7 +11,8 @@ import pytest
 
 from conftest import REPOSITORY
 
-PAGES = sorted([*(REPOSITORY / "docs").glob("*.md"), REPOSITORY / "README.md", REPOSITORY / "CONTRIBUTING.md"])
+PAGES = sorted([*(REPOSITORY / "docs").glob("*.md"), REPOSITORY / "README.md", REPOSITORY / "CONTRIBUTING.md",
+                REPOSITORY / "library" / "README.md"])
 PICTURES = REPOSITORY / "docs" / "pictures"
 MOST_BYTES = 150_000
 
@@ -26,7 +27,7 @@ def anchors(page):
     return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in headings}
 
 
-@pytest.mark.parametrize("page", PAGES, ids=lambda page: page.name)
+@pytest.mark.parametrize("page", PAGES, ids=lambda page: str(page.relative_to(REPOSITORY)))
 def test_links_lead_somewhere(page):
     links = re.findall(r"\]\(([^)\s]+)\)", text_of(page))
     for link in links:
