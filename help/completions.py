@@ -1,9 +1,10 @@
 """Completions for bash, zsh and fish. Each offers what fits where the cursor is:
 
-- the command check-support as the first argument, and options of its own only after it;
-- the words of an option that has a closed list; folders or files after an option that takes a path; nothing after
-  one that takes a number;
-- recordings (by their ending, in any case) and folders as inputs; all files in fish, which has no simple rule for it.
+- commands as the first argument, and options of their own only after them;
+- the words of an option that has a list; folders or files after an option that takes a path; nothing after any other
+  value;
+- recordings (by their ending, in any case) and folders as inputs, in fish all files, which has no simple rule for it;
+  folders alone for what takes folders.
 """
 
 HEADER = "Made by help/make_help.py from the usage text of the program; change that."
@@ -11,16 +12,20 @@ EXTENSIONS = ("mp4", "mov", "m4v")
 
 
 def takes_folder(entry):
-    return entry.value == "PATH" and entry.name.endswith("-root")
+    return entry.value.split("|")[-1] in ("DIR", "FOLDER") or entry.value == "PATH" and entry.name.endswith("-root")
 
 
 def takes_file(entry):
-    return entry.value == "PATH" and not takes_folder(entry)
+    return entry.value in ("PATH", "RECORDING", "MOVIE") and not takes_folder(entry)
 
 
 def takes_anything(entry):
-    """A value that nothing can be offered for: a number."""
-    return bool(entry.value) and entry.value != "PATH" and not entry.words
+    """A value that nothing can be offered for, such as a number."""
+    return bool(entry.value) and not (takes_folder(entry) or takes_file(entry) or entry.words)
+
+
+def function_name(usage):
+    return "_" + usage.program.replace("-", "_")
 
 
 def pattern(entries):
@@ -37,46 +42,73 @@ def any_case(word):
     return "".join(f"[{letter}{letter.upper()}]" if letter.isalpha() else letter for letter in word)
 
 
-def bash_completion(usage):
+def bash_values(usage):
+    """What follows an option, as branches of a case."""
     options = usage.all_options()
-    numbers = [entry for entry in options if takes_anything(entry)]
-    cases = [f'''    {pattern([entry])})
-      COMPREPLY=($(compgen -W "{' '.join(entry.words)}" -- "$current"))
-      return ;;''' for entry in options if entry.words]
-    cases += [f'''    {pattern([entry for entry in options if takes_folder(entry)])})
-      compopt -o filenames 2>/dev/null
-      mapfile -t COMPREPLY < <(compgen -d -- "$current")
-      return ;;''', f'''    {pattern([entry for entry in options if takes_file(entry)])})
-      compopt -o filenames 2>/dev/null
-      mapfile -t COMPREPLY < <(compgen -f -- "$current")
-      return ;;''', f'''    {pattern(numbers)})
-      compopt +o bashdefault +o default 2>/dev/null
-      return ;;''']
+    kinds = [
+        *[([entry], f'''COMPREPLY=($(compgen -W "{' '.join(entry.words)}" -- "$current"))''', takes_folder(entry))
+          for entry in options if entry.words],
+        ([entry for entry in options if takes_folder(entry) and not entry.words], "", True),
+        ([entry for entry in options if takes_file(entry)],
+         '''compopt -o filenames 2>/dev/null
+      mapfile -t COMPREPLY < <(compgen -f -- "$current")''', False),
+        ([entry for entry in options if takes_anything(entry)], "compopt +o bashdefault +o default 2>/dev/null", False),
+    ]
+    folder = '''compopt -o filenames 2>/dev/null
+      mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -d -- "$current")'''
+    return "\n".join(
+        f"    {pattern(entries)})\n      " + "\n      ".join(filter(None, [action, folder * folders, "return ;;"]))
+        for entries, action, folders in kinds if entries)
+
+
+def bash_commands(usage):
+    if not usage.commands:
+        return ""
+    cases = "\n".join(f'''      {command.entry.name})
+        words="{spellings(command.all_options())}"
+        inputs={command.inputs or '""'} ;;''' for command in usage.commands)
+    return f'''  if ((COMP_CWORD > 1)); then
+    case ${{COMP_WORDS[1]}} in
+{cases}
+    esac
+  fi
+'''
+
+
+def bash_completion(usage):
     endings = "|".join(any_case(extension) for extension in EXTENSIONS)
-    return f'''# bash completion for veyrin-video-converter
+    names = " ".join(command.entry.name for command in usage.commands)
+    first = "" if not names else f'''
+  ((COMP_CWORD > 1)) || mapfile -t -O ${{#COMPREPLY[@]}} COMPREPLY < <(compgen -W "{names}" -- "$current")'''
+    return f'''# bash completion for {usage.program}
 # {HEADER}
 
-_veyrin_video_converter() {{
-  local current=${{COMP_WORDS[COMP_CWORD]}} previous=${{COMP_WORDS[COMP_CWORD - 1]}} words file
+{function_name(usage)}() {{
+  local current=${{COMP_WORDS[COMP_CWORD]}} previous=${{COMP_WORDS[COMP_CWORD - 1]}} file
+  local words="{spellings(usage.options)}" inputs={usage.inputs or '""'}
   COMPREPLY=()
   case $previous in
-{chr(10).join(cases)}
+{bash_values(usage)}
   esac
-  if [[ $current == -* ]]; then
-    words="{spellings(usage.options)}"
-    [[ ${{COMP_WORDS[1]}} != {usage.command.name} ]] || words+=" {spellings(usage.check_only)}"
+{bash_commands(usage)}  if [[ $current == -* ]]; then
     COMPREPLY=($(compgen -W "$words" -- "$current"))
     return
   fi
-  compopt -o filenames 2>/dev/null
-  while IFS= read -r file; do
-    [[ -d $file || $file == *.@({endings}) ]] && COMPREPLY+=("$file")
-  done < <(compgen -f -- "$current")
-  ((COMP_CWORD > 1)) || mapfile -t -O ${{#COMPREPLY[@]}} COMPREPLY < <(compgen -W {usage.command.name} -- "$current")
+  case $inputs in
+    recordings)
+      compopt -o filenames 2>/dev/null
+      while IFS= read -r file; do
+        [[ -d $file || $file == *.@({endings}) ]] && COMPREPLY+=("$file")
+      done < <(compgen -f -- "$current") ;;
+    folders)
+      compopt -o filenames 2>/dev/null
+      mapfile -t COMPREPLY < <(compgen -d -- "$current") ;;
+    *) compopt +o bashdefault +o default 2>/dev/null ;;
+  esac{first}
 }}
 
 # What is not completed here (a home folder, quoted names) the shell completes by itself.
-complete -o bashdefault -o default -F _veyrin_video_converter veyrin-video-converter
+complete -o bashdefault -o default -F {function_name(usage)} {usage.program}
 '''
 
 
@@ -91,7 +123,9 @@ def zsh_value(entry):
     if not entry.value:
         return ""
     action = " "
-    if entry.words:
+    if entry.words and takes_folder(entry):
+        action = f"{{compadd {' '.join(entry.words)}; _files -/}}"
+    elif entry.words:
         action = f"({' '.join(entry.words)})"
     elif takes_folder(entry):
         action = "_files -/"
@@ -107,30 +141,36 @@ def zsh_option(entry):
     return f"{spelling}'[{zsh_text(entry.description)}]{zsh_value(entry)}'"
 
 
-def zsh_completion(usage):
-    def lines(entries):
-        return "\n".join(f"    {zsh_option(entry)}" for entry in entries)
+def zsh_options(entries, inputs, indent):
+    lines = "\n".join(f"{indent}  {zsh_option(entry)}" for entry in entries)
+    return f"{indent}inputs={inputs}\n{indent}options=(\n{lines}\n{indent})"
 
-    return f'''#compdef veyrin-video-converter
+
+def zsh_completion(usage):
+    name = function_name(usage)
+    described = " ".join(f'{command.entry.name}:"{zsh_text(command.entry.description)}"' for command in usage.commands)
+    commands = f"  (( CURRENT > 2 )) || _describe -t commands command '({described})'\n" if usage.commands else ""
+    branches = "\n".join(f"    {command.entry.name})\n{zsh_options(command.all_options(), command.inputs, '      ')} ;;"
+                         for command in usage.commands)
+    chosen = f"  (( CURRENT == 2 )) || case $words[2] in\n{branches}\n  esac\n" if usage.commands else ""
+    return f'''#compdef {usage.program}
 # {HEADER}
 
-_veyrin_video_converter_input() {{
-  (( CURRENT > 2 )) || _describe -t commands command '({usage.command.name}:"{zsh_text(usage.command.description)}")'
-  _files -g '*.(#i)({'|'.join(EXTENSIONS)})(-.)'
+{name}_input() {{
+{commands}  case $inputs in
+    recordings) _files -g '*.(#i)({'|'.join(EXTENSIONS)})(-.)' ;;
+    folders) _files -/ ;;
+  esac
 }}
 
-_veyrin_video_converter() {{
+{name}() {{
+  local inputs
   local -a options
-  options=(
-{lines(usage.options)}
-  )
-  [[ $words[2] != {usage.command.name} || $CURRENT == 2 ]] || options+=(
-{lines(usage.check_only)}
-  )
-  _arguments $options '*:recording:_veyrin_video_converter_input'
+{zsh_options(usage.options, usage.inputs, '  ')}
+{chosen}  _arguments $options '*:input:{name}_input'
 }}
 
-_veyrin_video_converter "$@"
+{name} "$@"
 '''
 
 
@@ -138,11 +178,12 @@ def fish_quoted(text):
     return "'" + text.replace("\\", "\\\\").replace("'", "\\'") + "'"
 
 
-def fish_option(entry, condition=""):
+def fish_option(usage, entry, condition=""):
     short = "".join(f" -s {name.removeprefix('-')}" for name in entry.names[:-1])
     value = ""
     if entry.words:
-        value = f" -x -a {fish_quoted(' '.join(entry.words))}"
+        folders = " (__fish_complete_directories)" if takes_folder(entry) else ""
+        value = f" -x -a {fish_quoted(' '.join(entry.words) + folders)}"
     elif takes_folder(entry):
         value = " -x -a '(__fish_complete_directories)'"
     elif takes_file(entry):
@@ -150,20 +191,22 @@ def fish_option(entry, condition=""):
     elif entry.value:
         value = " -x"
     when = f" -n {fish_quoted(condition)}" if condition else ""
-    return (f"complete -c veyrin-video-converter{when}{short} -l {entry.name.removeprefix('--')}{value} "
+    return (f"complete -c {usage.program}{when}{short} -l {entry.name.removeprefix('--')}{value} "
             f"-d {fish_quoted(entry.description)}")
 
 
 def fish_completion(usage):
-    checking = f"contains -- {usage.command.name} (commandline -opc)[2]"
-    lines = [
-        "# fish completion for veyrin-video-converter",
-        f"# {HEADER}",
-        "",
-        f"complete -c veyrin-video-converter -n 'test (count (commandline -opc)) = 1' -a {usage.command.name} "
-        f"-d {fish_quoted(usage.command.description)}",
-        "",
-        *[fish_option(entry) for entry in usage.options],
-        *[fish_option(entry, checking) for entry in usage.check_only],
-    ]
-    return "\n".join(lines) + "\n"
+    first = "test (count (commandline -opc)) = 1"
+    after = {command: f"contains -- {command.entry.name} (commandline -opc)[2]" for command in usage.commands}
+    everywhere = [entry for entry in usage.options if all(entry in command.all_options() for command in usage.commands)]
+    inputs = [] if usage.inputs else [f"complete -c {usage.program} -f"]
+    for command in usage.commands:
+        inputs.append(f"complete -c {usage.program} -n '{first}' -a {command.entry.name} "
+                      f"-d {fish_quoted(command.entry.description)}")
+        if command.inputs == "folders":
+            inputs.append(f"complete -c {usage.program} -n {fish_quoted(after[command])} -a '(__fish_complete_directories)'")
+    options = [fish_option(usage, entry, "" if entry in everywhere else first) for entry in usage.options]
+    options += [fish_option(usage, entry, after[command]) for command in usage.commands
+                for entry in command.all_options() if entry not in everywhere]
+    head = [f"# fish completion for {usage.program}", f"# {HEADER}"]
+    return "\n\n".join("\n".join(block) for block in (head, inputs, options) if block) + "\n"

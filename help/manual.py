@@ -1,9 +1,9 @@
-"""The manual page: the hand-written part in manual.in with the options of the usage text."""
+"""The manual pages: the hand-written part in PROGRAM.1.in with the options of the usage text."""
 
 import re
 from pathlib import Path
 
-TEMPLATE = Path(__file__).with_name("manual.in")
+TEMPLATES = Path(__file__).resolve().parent
 
 
 def escape(text):
@@ -22,8 +22,8 @@ def heading(entry):
     names = ", ".join(rf"\fB{escape(name)}\fR" for name in entry.names)
     if not entry.value:
         return names
-    words = [rf"\fB{escape(word)}\fR" for word in entry.words] or [rf"\fI{escape(entry.value)}\fR"]
-    return f"{names} " + "|".join(words)
+    pieces = entry.value.split("|")
+    return f"{names} " + "|".join(rf"\f{'B' if piece in entry.words else 'I'}{escape(piece)}\fR" for piece in pieces)
 
 
 def paragraphs(entries):
@@ -34,10 +34,21 @@ def synopsis(usage):
     lines = []
     for line in usage.synopsis:
         program, *rest = line.split(" ")
-        rest = [word if word.startswith("[") else rf"\fI{escape(word).removesuffix('...')}\fR" + "..." * word.endswith("...")
+        rest = [escape(word) if word.startswith("[") or word.endswith("]") else
+                rf"\fI{escape(word).removesuffix('...')}\fR" + "..." * word.endswith("...")
                 if word.isupper() or word.endswith("...") else rf"\fB{escape(word)}\fR" for word in rest]
         lines.append(rf"\fB{escape(program)}\fR {' '.join(rest)}")
     return "\n.br\n".join(lines)
+
+
+def command_parts(usage):
+    """For each command what it does and its own options, as NAME and NAME_OPTIONS."""
+    parts = {}
+    for command in usage.commands:
+        name = command.entry.name.upper().replace("-", "_")
+        parts[name] = sentence(command.entry.description)
+        parts[f"{name}_OPTIONS"] = paragraphs(usage.options_of(command))
+    return parts
 
 
 def manual_page(usage, version):
@@ -47,7 +58,7 @@ def manual_page(usage, version):
         "SYNOPSIS": synopsis(usage),
         "SUMMARY": escape(usage.summary),
         "OPTIONS": paragraphs(usage.options),
-        "CHECK_SUPPORT": sentence(usage.command.description),
-        "CHECK_OPTIONS": paragraphs(usage.check_only),
+        **command_parts(usage),
     }
-    return re.sub(r"@([A-Z_]+)@", lambda match: parts[match.group(1)], TEMPLATE.read_text(encoding="utf-8"))
+    template = (TEMPLATES / f"{usage.program}.1.in").read_text(encoding="utf-8")
+    return re.sub(r"@([A-Z_]+)@", lambda match: parts[match.group(1)], template)

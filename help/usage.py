@@ -1,20 +1,22 @@
-"""Reads the usage text, which is the one source of what the options are called and take.
+"""What a program's options are called and take, read from the usage text that it prints for --help.
 
-The program prints it for --help; the manual page and the completions are made from what is read here.
+That text is the one source: the manual page and the completions are made from what is read here. The usage text of
+veyrin-library is read in library_usage.py.
 """
 
 from dataclasses import dataclass
 
 DESCRIPTION_COLUMN = 28
+CONVERTER, JOINER = "veyrin-video-converter", "veyrin-join"
 
 
 class UsageError(Exception):
-    """The text has another form than app/option_table.cpp gives it."""
+    """The text has another form than the programs give it."""
 
 
 @dataclass(frozen=True)
 class Entry:
-    """An option, or the command check-support."""
+    """An option, or a command such as check-support."""
 
     names: tuple       # all spellings, the short one first if there is one
     value: str         # what the usage text shows for the value; empty for a flag
@@ -27,20 +29,38 @@ class Entry:
 
     @property
     def words(self):
-        """The values that the option can have; none when it takes any."""
-        return tuple(self.value.split("|")) if "|" in self.value else ()
+        """The words that the option takes; none when it has no list of them."""
+        return tuple(word for word in self.value.split("|") if not word.isupper()) if "|" in self.value else ()
+
+
+@dataclass(frozen=True)
+class Command:
+    entry: Entry
+    options: tuple      # all that may follow it
+    inputs: str         # as Usage.inputs
+    passed_on: tuple = ()   # options of another program, for which it takes them
+
+    def all_options(self):
+        return self.options + self.passed_on
 
 
 @dataclass(frozen=True)
 class Usage:
+    program: str
     synopsis: tuple     # command lines without the word before them
-    summary: str        # one sentence
-    command: Entry      # check-support
-    check_only: tuple   # entries of options that belong to the command
-    options: tuple      # entries of all other options
+    summary: str        # sentences
+    options: tuple      # without those that only a command has
+    inputs: str         # what else is on the command line: "recordings", "folders" or nothing
+    commands: tuple = ()
+
+    def options_of(self, command):
+        """Those that only the command has."""
+        return tuple(entry for entry in command.options if entry not in self.options)
 
     def all_options(self):
-        return self.check_only + self.options
+        """One for each name, those of commands first."""
+        found = [entry for command in self.commands for entry in self.options_of(command) + command.passed_on]
+        return tuple({entry.name: entry for entry in [*found, *self.options]}.values())
 
 
 def split_names(heading):
@@ -52,7 +72,7 @@ def split_names(heading):
         names.append(words.pop(0))
     if len(words) > 1:
         raise UsageError(f"more than one value: {heading}")
-    return tuple(names), "".join(words)
+    return tuple(sorted(names, key=len)), "".join(words)
 
 
 def read_entry(lines):
@@ -78,14 +98,30 @@ def read_entries(block):
     return entries
 
 
-def read_usage(text):
-    """The usage text taken apart."""
-    blocks = text.removesuffix("\n").split("\n\n")
-    if len(blocks) != 4 or not blocks[0].startswith("Usage: "):
-        raise UsageError("not the usage text of veyrin-video-converter")
-    synopsis = tuple(line.removeprefix("Usage:").strip() for line in blocks[0].split("\n"))
-    command, *check_only = read_entries(blocks[2])
-    options = read_entries(blocks[3])
-    if command.name.startswith("-") or not all(entry.name.startswith("--") for entry in check_only + options):
+def checked_options(entries):
+    """A tuple of what must be options, all of them."""
+    if not all(entry.name.startswith("--") for entry in entries):
         raise UsageError("the command or an option is not where it was")
-    return Usage(synopsis, blocks[1], command, tuple(check_only), tuple(options))
+    return tuple(entries)
+
+
+def read_usage(text):
+    """The usage text of the converter or the joiner taken apart: command lines, summary, then blocks of options. The
+    converter's first block is its command with the options that only belong to it."""
+    lines, summary, *blocks = text.removesuffix("\n").split("\n\n") if text.count("\n\n") > 1 else ("", "")
+    synopsis = tuple(line.removeprefix("Usage:").strip() for line in lines.split("\n"))
+    program = synopsis[0].split(" ")[0]
+    if not lines.startswith("Usage: ") or program not in (CONVERTER, JOINER):
+        raise UsageError(f"not the usage text of {CONVERTER} or {JOINER}")
+    summary = summary.replace("\n", " ")
+    if program == JOINER:
+        options = checked_options([entry for block in blocks for entry in read_entries(block)])
+        return Usage(program, synopsis, summary, options, "recordings")
+    if len(blocks) != 2:
+        raise UsageError(f"not the usage text of {CONVERTER}")
+    command, *check_only = read_entries(blocks[0])
+    if command.name.startswith("-"):
+        raise UsageError("the command or an option is not where it was")
+    options = checked_options(read_entries(blocks[1]))
+    return Usage(program, synopsis, summary, options, "recordings",
+                 (Command(command, checked_options(check_only) + options, "recordings"),))

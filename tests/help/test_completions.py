@@ -2,13 +2,21 @@
 
 import os
 import pty
+import re
 import select
 import shutil
 import subprocess
+import sys
 import time
 from pathlib import Path
 
 import pytest
+
+from conftest import REPOSITORY
+
+sys.path.insert(0, str(REPOSITORY / "library"))
+
+from veyrin_library import converter  # noqa: E402
 
 TESTS = Path(__file__).resolve().parent
 PROGRAM = "veyrin-video-converter"
@@ -17,12 +25,17 @@ PROGRAM = "veyrin-video-converter"
 class Shell:
     """Answers what one shell offers at the end of command lines."""
 
-    def __init__(self, name, help_files):
+    def __init__(self, name, help_files, program=PROGRAM):
         self.name = name
-        self.file = help_files / {"bash": f"share/bash-completion/completions/{PROGRAM}",
-                                  "zsh": f"share/zsh/vendor-completions/_{PROGRAM}",
-                                  "fish": f"share/fish/vendor_completions.d/{PROGRAM}.fish"}[name]
+        self.help_files = help_files
+        self.program = program
+        self.file = help_files / {"bash": f"share/bash-completion/completions/{program}",
+                                  "zsh": f"share/zsh/vendor-completions/_{program}",
+                                  "fish": f"share/fish/vendor_completions.d/{program}.fish"}[name]
         assert self.file.is_file()
+
+    def of(self, program):
+        return Shell(self.name, self.help_files, program)
 
     def command(self):
         return {"bash": ["bash", "--norc", str(TESTS / "bash_candidates.bash"), str(self.file)],
@@ -31,7 +44,7 @@ class Shell:
 
     def offers(self, lines, folder):
         """The sets of candidates for the command lines, which stand without the program's name."""
-        run = subprocess.run(self.command(), input="".join(f"{PROGRAM} {line}\n" for line in lines), cwd=folder,
+        run = subprocess.run(self.command(), input="".join(f"{self.program} {line}\n" for line in lines), cwd=folder,
                              capture_output=True, text=True, timeout=60, check=False)
         assert run.returncode == 0 and not run.stderr, run.stderr
         # zsh shows names as they are to be written.
@@ -110,6 +123,57 @@ def test_recordings_and_folders_are_offered_as_inputs(shell, folder):
     assert first == inputs | {"check-support"}
     assert second == inputs
     assert begun == {"clip.mp4"}
+
+
+def test_veyrin_join_is_completed(shell, join_options, folder):
+    shell = shell.of("veyrin-join")
+    names = {option.name for option in join_options}
+    plain, late, begun, minutes, rate, recording, movie, pieces = shell.offers(
+        ["--", "clip.mp4 --", "--re", "--cuts ", "--output-fps ", "--recording ", "--output ", "--overwrite "], folder)
+    assert plain == late == names
+    assert begun == {"--recording"}
+    assert minutes == rate == set()
+    assert recording == movie == RECORDINGS | {"notes.txt"}
+    assert pieces == (RECORDINGS | {"notes.txt"} if shell.name == "fish" else RECORDINGS)
+
+
+def test_commands_of_veyrin_library_are_offered(shell, library_usage_texts, library_options, folder):
+    shell = shell.of("veyrin-library")
+    named = re.search(r"^usage: .* (\S+) \.\.\.$", library_usage_texts[""], re.MULTILINE).group(1).split("|")
+    first, begun, general = shell.offers(["", "st", "--"], folder)
+    assert first == set(named) == set(library_options) - {""}
+    assert begun == {"status"}
+    assert general == {option.name for option in library_options[""]} > {"--help"}
+
+
+def test_options_of_veyrin_library_are_those_of_its_command(shell, options, library_options, folder):
+    shell = shell.of("veyrin-library")
+    commands = [name for name in library_options if name]
+    for command, offered in zip(commands, shell.offers([f"{name} --" for name in commands], folder)):
+        own = {option.name for option in library_options[command]}
+        if command == "plan":
+            # The library's own tests compare these with what it takes.
+            own |= {option.name for option in options if option.name not in converter.REFUSED}
+            assert "--sbs-codec" in own > {"--list"}
+        assert offered == own, command
+
+
+def test_values_of_veyrin_library_are_offered(shell, folder):
+    shell = shell.of("veyrin-library")
+    movies, number, codec, begun, word = shell.offers(
+        ["run --movies ", "run --jobs ", "plan a b --sbs-codec ", "run --profile s", "run --partition "], folder)
+    assert movies == {"folder"}
+    assert codec == {"h264", "hevc", "prores"}
+    assert begun == {"slurm"}
+    assert number == word == set()
+    profile, = shell.offers(["run --profile "], folder)
+    assert profile == {"local", "slurm", "plain", "folder"}
+
+
+def test_inputs_of_veyrin_library_are_folders(shell, folder):
+    plan, second, run, status = shell.of("veyrin-library").offers(["plan ", "plan folder ", "run ", "status cl"], folder)
+    assert plan == second == {"folder"}
+    assert run == status == set()
 
 
 def type_into_bash(completion, keys, folder):
