@@ -1,5 +1,6 @@
-# `cpack` in the build folder makes a ZIP to be unpacked and run anywhere: programs, DLLs, licences, README.
-install(TARGETS veyrin-video-converter veyrin-join RUNTIME DESTINATION .)
+# `cpack` in the build folder makes a ZIP to be unpacked and run anywhere: programs, DLLs, licences, README; and, where
+# NSIS is, an installer of the same files (installer/NSIS.template.in).
+install(TARGETS veyrin-video-converter veyrin-join veyrin-path-entry RUNTIME DESTINATION .)
 install(FILES ${ffmpeg_dlls} DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/cmake/windows/README.txt DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION licenses)
@@ -23,7 +24,15 @@ foreach(package nlohmann-json3-dev libstb-dev libz-mingw-w64-dev mingw-w64-commo
   install(FILES ${VEYRIN_PACKAGE_LICENCES}/${package}/copyright DESTINATION licenses RENAME ${package}.txt)
 endforeach()
 
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/library DESTINATION . PATTERN __pycache__ EXCLUDE PATTERN cluster EXCLUDE
+  PATTERN profiles EXCLUDE PATTERN Snakefile EXCLUDE)
+
 set(CPACK_GENERATOR ZIP)
+find_program(VEYRIN_MAKENSIS makensis)
+if(VEYRIN_MAKENSIS)
+  list(APPEND CPACK_GENERATOR NSIS)
+  list(PREPEND CMAKE_MODULE_PATH ${PROJECT_SOURCE_DIR}/installer)
+endif()
 set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-windows-x64)
 set(CPACK_STRIP_FILES ON)
 include(CPack)
