@@ -1,8 +1,10 @@
-// veyrin-path-entry add|remove FOLDER: puts a folder into the user's own Path, or takes it out. The installer's scripting
-// language cannot: it cuts texts at a thousand characters, which many people's Path exceeds.
+// veyrin-path-entry add|remove FOLDER: puts a folder into the user's own Path, or takes it out. The
+// installer's scripting language cannot: it cuts texts at a thousand characters, which many people's Path
+// exceeds.
 #include <windows.h>
 
-#include <cwchar>
+#include <algorithm>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,7 +19,8 @@ constexpr const wchar_t* path_value = L"Path";
 
 struct PathValue {
   std::wstring text;
-  DWORD type = REG_EXPAND_SZ;  // names of other variables in it, as %USERPROFILE%, are replaced when it is used
+  // Names of other variables in it, as %USERPROFILE%, are replaced when it is used.
+  DWORD type = REG_EXPAND_SZ;
 };
 
 /// Nothing when it cannot be read; an empty list when the user has none.
@@ -31,11 +34,13 @@ std::optional<PathValue> read_path(HKEY key) {
   status = RegQueryValueExW(key, path_value, nullptr, &value.type, reinterpret_cast<BYTE*>(value.text.data()),
                             &bytes);
   if (status != ERROR_SUCCESS) return std::nullopt;
-  value.text.resize(std::wcsnlen(value.text.data(), bytes / sizeof(wchar_t)));
+  value.text.resize(std::min(value.text.find(L'\0'), bytes / sizeof(wchar_t)));
   return value;
 }
 
+// A Path without a folder goes away: a user without folders of their own has none.
 bool write_path(HKEY key, const PathValue& value) {
+  if (value.text.empty()) return RegDeleteValueW(key, path_value) == ERROR_SUCCESS;
   const auto bytes = static_cast<DWORD>((value.text.size() + 1) * sizeof(wchar_t));
   return RegSetValueExW(key, path_value, 0, value.type, reinterpret_cast<const BYTE*>(value.text.c_str()),
                         bytes) == ERROR_SUCCESS;

@@ -31,13 +31,15 @@ def pytest_addoption(parser):
     parser.addoption("--reference", default="",
                      help="the converter of this machine, when --program is another system's")
     parser.addoption("--package", default="", help="the ZIP of the Windows program")
+    parser.addoption("--installer", default="", help="the installer of the Windows program")
     parser.addoption("--recording-cache", default=os.environ.get("VEYRIN_RECORDING_CACHE", ""),
                      help="folder that keeps recordings from one run to the next")
 
 
 def pytest_ignore_collect(collection_path, config):
-    """Skips the comparison of two systems unless both programs are given."""
-    return collection_path.name == "test_windows.py" and not config.getoption("--reference") or None
+    """Skips the comparison of two systems unless both programs are given, and the installer unless it is."""
+    needed = {"test_windows.py": "--reference", "test_windows_installer.py": "--installer"}.get(collection_path.name)
+    return needed and not config.getoption(needed) or None
 
 
 @pytest.fixture(scope="session")

@@ -206,7 +206,10 @@ def test_package_runs_where_it_is_unpacked(converter, request, shelf, view_decod
     libraries = {name for name in files if name.endswith(".dll")}
     assert {name.split("-")[0] for name in libraries} == {"avcodec", "avformat", "avutil", "swresample", "swscale"}
     assert files - libraries == {"veyrin-video-converter.exe", "veyrin-join.exe", "veyrin-two-view-encoder.exe", "README.txt",
-                                 "licenses", "hardware-check.cmd", "hardware_check", "make_recording.exe", "decode_view.exe"}
+                                 "licenses", "hardware-check.cmd", "hardware_check", "make_recording.exe", "decode_view.exe",
+                                 "library", "veyrin-path-entry.exe"}
+    assert {"veyrin-library", "veyrin-library.cmd", "README.md", "veyrin_library"} == {
+        path.name for path in (folder / "library").iterdir()}
     licences = {path.name for path in (folder / "licenses").iterdir()}
     assert {"LICENSE", "NOTICE", "COPYING.LGPLv2.1", "LICENSE.oneVPL", "COPYING.x265", "veyrin-two-view-encoder.txt"} <= licences
 

@@ -13,8 +13,7 @@ using installer::remove_folder;
 constexpr const wchar_t* folder = L"C:\\Users\\Zoë\\Programs\\veyrin-video-converter";
 
 TEST(PathList, FolderGoesBehindTheOthers) {
-  EXPECT_EQ(add_folder(L"C:\\a;%USERPROFILE%\\b", folder),
-            std::wstring(L"C:\\a;%USERPROFILE%\\b;") + folder);
+  EXPECT_EQ(add_folder(L"C:\\a;%USERPROFILE%\\b", folder), std::wstring(L"C:\\a;%USERPROFILE%\\b;") + folder);
   EXPECT_EQ(add_folder(L"", folder), folder);
   EXPECT_EQ(add_folder(L"C:\\a;", folder), std::wstring(L"C:\\a;") + folder);
 }
