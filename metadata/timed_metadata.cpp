@@ -97,7 +97,7 @@ std::optional<json> parse_gpmf_json_record(const AVPacket* packet) {
   const std::string_view payload = text_of(record.subspan(header_size, payload_size));
   json document = json::parse(payload);
   if (!document.is_object()) throw std::runtime_error("json/v1 AVmd payload is not an object");
-  return document;
+  return std::optional<json>(std::in_place, std::move(document));
 }
 
 std::string with_short_quotation(std::string_view message) {

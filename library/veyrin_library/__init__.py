@@ -1,3 +1,1 @@
 """Converts whole libraries of recordings: planned, resumable, on one machine or on a cluster."""
-
-VERSION = "1"

@@ -4,7 +4,7 @@ import argparse
 import os
 import sys
 
-from . import VERSION, pieces, planning, run, status, system, tasks, texts
+from . import pieces, planning, run, status, system, tasks, texts
 from .errors import Interrupted, LibraryError, reason
 from .store import Store, find_library
 
@@ -35,7 +35,6 @@ def profile(text):
 def parser():
     top = argparse.ArgumentParser(prog="veyrin-library", epilog=EPILOG, allow_abbrev=False,
                                   description="Converts a whole library of recordings; goes on where it stopped.")
-    top.add_argument("--version", action="version", version=f"veyrin-library {VERSION}")
     commands = top.add_subparsers(dest="command", required=True, metavar="plan|run|status|page")
     add_plan(commands)
     add_run(commands)
