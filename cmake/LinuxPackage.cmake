@@ -34,6 +34,13 @@ if(TARGET veyrin-two-view-encoder)
     DESTINATION ${documents}/licenses/veyrin-two-view-encoder)
 endif()
 
+# Headers whose code is in the programs; their licences are in the documentation of Debian's packages.
+foreach(package nlohmann-json3-dev libstb-dev)
+  if(EXISTS /usr/share/doc/${package}/copyright)
+    install(FILES /usr/share/doc/${package}/copyright DESTINATION ${documents}/licenses RENAME ${package}.txt)
+  endif()
+endforeach()
+
 # Python, the same on every machine.
 install(DIRECTORY library/ DESTINATION ${home}/library USE_SOURCE_PERMISSIONS
   PATTERN __pycache__ EXCLUDE PATTERN *.cmd EXCLUDE)
