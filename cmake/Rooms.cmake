@@ -1,9 +1,18 @@
+# The sanitizers' build and that for Windows read every header anew: each source must include what it uses, and they show it.
+if(NOT VEYRIN_COVERAGE AND NOT VEYRIN_FUZZ AND NOT WIN32)
+  veyrin_precompile(veyrin_room_headers
+    LINKS veyrin_room_settings
+    HEADERS <algorithm> <array> <cmath> <cstdint> <cstring> <filesystem> <fstream> <functional> <memory> <optional> <span>
+      <string> <string_view> <system_error> <utility> <variant> <vector>)
+endif()
+
 # veyrin_room(name SOURCES ... LINKS ...): the static library of a room; LINKS are the rooms and libraries below it.
 function(veyrin_room name)
   cmake_parse_arguments(ROOM "" "" "SOURCES;LINKS" ${ARGN})
   add_library(veyrin_${name} STATIC ${ROOM_SOURCES})
   target_include_directories(veyrin_${name} PUBLIC ${PROJECT_SOURCE_DIR})
   target_link_libraries(veyrin_${name} PUBLIC ${ROOM_LINKS} PRIVATE veyrin_room_settings)
+  veyrin_use_precompiled(veyrin_${name} veyrin_room_headers)
 endfunction()
 
 # veyrin_program(name SOURCES ... LINKS ...): one executable.
@@ -36,9 +45,7 @@ function(veyrin_test name)
   veyrin_program(${name} SOURCES ${TEST_SOURCES}
     LINKS ${TEST_LINKS} veyrin_test_support GTest::gtest_main GTest::gmock)
   veyrin_test_options(${name})
-  if(TARGET veyrin_test_headers)
-    target_precompile_headers(${name} REUSE_FROM veyrin_test_headers)
-  endif()
+  veyrin_use_precompiled(${name} veyrin_test_headers)
   if(CMAKE_CROSSCOMPILING)
     # The report has no folder in its name: a path of this system is not absolute to the Windows program.
     add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:${name}.xml
