@@ -109,11 +109,20 @@ install_missing() {
 
 # The mirror that apt installs this machine's packages from.
 debian_mirror() {
-  local codename address
+  local codename address lists_read=false filter
   codename=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
-  address=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Component: main' "Codename: $codename" |
-    sort -u | head -n 1)
-  [ -n "$address" ] || die "apt has no Debian mirror (check its sources)"
+  while true; do
+    # Debian sid says that its codename is that of the next release.
+    for filter in "Codename: $codename" 'Codename: sid'; do
+      address=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Component: main' 'Origin: Debian' \
+        "$filter" | sort -u | head -n 1)
+      [ -z "$address" ] || break 2
+    done
+    # apt has forgotten its lists in most container images.
+    ! $lists_read && [ "$(id -u)" = 0 ] || die "apt has no Debian mirror (check its sources)"
+    lists_read=true
+    again quietly apt-get -qq -o Acquire::Retries=3 update || die "the package lists could not be read"
+  done
   echo "${address%/}"
 }
 

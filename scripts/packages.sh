@@ -76,16 +76,32 @@ has_system_ffmpeg() { pkg-config --atleast-version=62 libavcodec 2>/dev/null; }
 
 is_debian() { (. "${VEYRIN_OS_RELEASE:-/etc/os-release}" 2>/dev/null && [ "${ID:-}" = debian ]); }
 
+# has_debian_sources: whether Debian's source packages can be had.
+has_debian_sources() { command -v apt-get >/dev/null && { [ -n "${VEYRIN_DEBIAN_MIRROR:-}" ] || is_debian; }; }
+
 # provide_ffmpeg: builds the FFmpeg libraries where Debian's sources can be had; elsewhere the system's have to do.
 provide_ffmpeg() {
-  local system
-  if command -v apt-get >/dev/null && { [ -n "${VEYRIN_DEBIAN_MIRROR:-}" ] || is_debian; }; then
+  local system found
+  if has_debian_sources; then
     "$root_dir/scripts/setup-ffmpeg"
   elif has_system_ffmpeg; then
     say "FFmpeg: the system's libraries ($(pkg-config --modversion libavcodec))"
   elif [ ! -e "$cache_dir/ffmpeg-linux/.complete" ]; then
     system=$(package_system)
+    found=$(pkg-config --modversion libavcodec 2>/dev/null) || found=
+    # Where they are installed and too old, installing them again would not help.
+    [ -z "$found" ] || die "the system's FFmpeg is too old: libavcodec is $found, not 62 or newer (FFmpeg 8). With apt-get and the package debian-archive-keyring it can be built from the Debian mirror that VEYRIN_DEBIAN_MIRROR names"
     have_installed "$system" "$(packages_for "$system" ffmpeg | paste -sd ' ')" \
-      "FFmpeg's libraries, version 8 or newer, are missing (with apt-get they can also be built, from the Debian mirror that VEYRIN_DEBIAN_MIRROR names)"
+      "FFmpeg's libraries, version 8 or newer, are missing"
+  fi
+}
+
+# provide_x265: builds x265 with cmake, which is in the set `program`: where that is still being installed, this waits.
+provide_x265() {
+  if has_debian_sources; then
+    install_packages program
+    "$root_dir/scripts/setup-x265"
+  else
+    say "x265 is built from Debian's sources only and is left out: there will be no two-view encoder without a graphics card"
   fi
 }

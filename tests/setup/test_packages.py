@@ -105,6 +105,24 @@ def test_system_without_apt_uses_its_own_ffmpeg(machine):
     assert (status, lines) == (0, ["== FFmpeg: the system's libraries (62.28.102)"])
 
 
+@pytest.mark.parametrize("words", [["--spatial"], []])
+def test_system_without_debians_sources_goes_on_without_x265(machine, words):
+    status, lines = machine.run("fedora", *words, ffmpeg="62.28.102", programs={"rpm": RPM})
+    assert status == 0
+    assert sorted(lines) == [
+        "== FFmpeg: the system's libraries (62.28.102)",
+        "== x265 is built from Debian's sources only and is left out: there will be no two-view encoder without a graphics card"]
+
+
+def test_old_ffmpeg_of_the_system_is_not_to_be_installed_again(machine):
+    old = 'case "$1" in --modversion) echo 60.31.102 ;; *) exit 1 ;; esac'
+    programs = {"dpkg-query": DPKG_QUERY, "apt-get": "echo apt-get must not run", "pkg-config": old}
+    status, lines = machine.run("ubuntu", "--demo", programs=programs)
+    assert status == 1
+    assert lines[0].startswith("error: the system's FFmpeg is too old: libavcodec is 60.31.102, not 62 or newer (FFmpeg 8).")
+    assert "VEYRIN_DEBIAN_MIRROR" in lines[0] and "debian-archive-keyring" in lines[0]
+
+
 @pytest.mark.parametrize("system, words", [
     ("fedora", ["dnf", "install", *names(2, "ffmpeg")]),
     ("ubuntu", ["apt-get", "install", "--no-install-recommends", *names(1, "ffmpeg")]),
