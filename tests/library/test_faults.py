@@ -31,7 +31,10 @@ def gone(processes):
 def file_system(folder, options):
     """A small file system of its own, as a disk that is full or read-only."""
     folder.mkdir(parents=True, exist_ok=True)
-    subprocess.run(["mount", "-t", "tmpfs", "-o", options, "tmpfs", str(folder)], check=True)
+    done = subprocess.run(["mount", "-t", "tmpfs", "-o", options, "tmpfs", str(folder)], capture_output=True, text=True,
+                          check=False)
+    if done.returncode != 0:
+        pytest.skip(f"a file system cannot be mounted here: {done.stderr.strip()}")
     try:
         yield
     finally:
