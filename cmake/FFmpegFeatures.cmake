@@ -3,7 +3,8 @@
 # VEYRIN_FFMPEG_TWO_VIEWS_IN_10_BITS (our change for that is in it).
 set(features ${CMAKE_CURRENT_LIST_DIR}/features)
 
-# asked_of_ffmpeg(result source more): whether the C source compiles and links.
+# asked_of_ffmpeg(result source words...): whether the C source compiles and links; `words` are further ones for try_compile.
+# Sets RESULT_output to what the compiler said.
 function(asked_of_ffmpeg result source)
   unset(answer CACHE)
   try_compile(answer ${PROJECT_BINARY_DIR}/features ${features}/${source} ${ARGN} OUTPUT_VARIABLE output

@@ -47,8 +47,10 @@ install(DIRECTORY library/ DESTINATION ${home}/library USE_SOURCE_PERMISSIONS
 install_link(../${home}/library/veyrin-library bin/veyrin-library)
 
 install(DIRECTORY ${PROJECT_BINARY_DIR}/help/share/ DESTINATION share)
-install(FILES README.md CHANGELOG.md LICENSE NOTICE DESTINATION ${documents})
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE NOTICE DESTINATION ${documents})
 install(DIRECTORY docs DESTINATION ${documents})
+# The pages link to it there.
+install(FILES library/README.md DESTINATION ${documents}/library)
 file(READ NOTICE notice)
 file(READ LICENSE licence)
 file(WRITE ${PROJECT_BINARY_DIR}/copyright "${licence}\n${notice}")

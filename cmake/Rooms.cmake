@@ -1,4 +1,5 @@
-# The sanitizers' build and that for Windows read every header anew: each source must include what it uses, and they show it.
+# The sanitizers' build and that for Windows read every header anew, so that a source which does not include what it
+# uses fails there.
 if(NOT VEYRIN_COVERAGE AND NOT VEYRIN_FUZZ AND NOT WIN32)
   veyrin_precompile(veyrin_room_headers
     LINKS veyrin_room_settings

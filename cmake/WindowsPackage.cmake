@@ -4,6 +4,8 @@ install(TARGETS veyrin-video-converter veyrin-join veyrin-path-entry RUNTIME DES
 install(FILES ${ffmpeg_dlls} DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/cmake/windows/README.txt DESTINATION .)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION licenses)
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION .)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION .)
 
 # A program under the GPL, beside the converter and not part of it.
 if(TARGET veyrin-two-view-encoder)
