@@ -207,7 +207,8 @@ def test_package_runs_where_it_is_unpacked(converter, request, shelf, view_decod
     assert {name.split("-")[0] for name in libraries} == {"avcodec", "avformat", "avutil", "swresample", "swscale"}
     assert files - libraries == {"veyrin-video-converter.exe", "veyrin-join.exe", "veyrin-two-view-encoder.exe", "README.txt",
                                  "licenses", "hardware-check.cmd", "hardware_check", "make_recording.exe", "decode_view.exe",
-                                 "library", "veyrin-path-entry.exe"}
+                                 "library", "veyrin-path-entry.exe", "README.md", "CHANGELOG.md", "docs"}
+    assert {"first-movie.md", "windows.md", "when-it-fails.md"} <= {path.name for path in (folder / "docs").iterdir()}
     assert {"veyrin-library", "veyrin-library.cmd", "README.md", "veyrin_library"} == {
         path.name for path in (folder / "library").iterdir()}
     licences = {path.name for path in (folder / "licenses").iterdir()}
