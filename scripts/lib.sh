@@ -88,6 +88,12 @@ want_packages() {
   (need_packages "$@") || say "going on without: $*"
 }
 
+# Without the lock's descriptor: what apt starts must not keep it.
+update_package_lists() {
+  again quietly apt-get -qq -o Acquire::Retries=3 update 9>&- ||
+    die "the package lists could not be read (is a Debian mirror reachable?)"
+}
+
 install_missing() {
   local missing=() package
   for package in "$@"; do
@@ -100,8 +106,7 @@ install_missing() {
   # An interrupted installation has to be completed first. Without the lock's descriptor: a service that a package starts
   # must not keep it.
   [ -z "$(dpkg --audit)" ] || quietly dpkg --configure -a 9>&- || die "an interrupted installation could not be completed"
-  again quietly apt-get -qq -o Acquire::Retries=3 update 9>&- ||
-    die "the package lists could not be read (is a Debian mirror reachable?)"
+  update_package_lists
   DEBIAN_FRONTEND=noninteractive again quietly \
     apt-get -y -o Acquire::Retries=3 --no-install-recommends install "${missing[@]}" 9>&- ||
     die "these packages could not be installed: ${missing[*]}"
@@ -121,7 +126,7 @@ debian_mirror() {
     # apt has forgotten its lists in most container images.
     ! $lists_read && [ "$(id -u)" = 0 ] || die "apt has no Debian mirror (check its sources)"
     lists_read=true
-    again quietly apt-get -qq -o Acquire::Retries=3 update || die "the package lists could not be read"
+    update_package_lists
   done
   echo "${address%/}"
 }

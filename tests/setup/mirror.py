@@ -21,8 +21,10 @@ UNFIT = "int something_else;\n"
 
 CONFIGURE = """#!/bin/sh
 # Stops here, as long as the test wants, to be interrupted.
-[ -z "$STOP_FILE" ] || touch "$STOP_FILE.reached"
-while [ -n "$STOP_FILE" ] && [ -e "$STOP_FILE" ]; do sleep 0.1; done
+if [ -n "$STOP_FILE" ]; then
+  touch "$STOP_FILE.reached"
+  while [ -e "$STOP_FILE" ]; do sleep 0.1; done
+fi
 prefix=$(echo "$1" | sed s/--prefix=//)
 printf 'all:\\ninstall:\\n\\tmkdir -p %s/lib && cp RELEASE %s/lib/\\n' "$prefix" "$prefix" >Makefile
 """
